@@ -1,0 +1,33 @@
+# The compiler and linker flags of every target of this tree, as one interface target.
+option(NEXLET_WARNINGS_AS_ERRORS "Treat compiler warnings as errors" OFF)
+set(NEXLET_SANITIZE "" CACHE STRING "Sanitizers for native builds, for example address,undefined or thread")
+
+find_program(NEXLET_CCACHE ccache)
+if(NEXLET_CCACHE)
+  set(CMAKE_C_COMPILER_LAUNCHER ${NEXLET_CCACHE})
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${NEXLET_CCACHE})
+endif()
+
+add_library(nexlet_flags INTERFACE)
+target_compile_options(nexlet_flags INTERFACE -Wall -Wextra -Wconversion -Wshadow -Wnon-virtual-dtor -Wundef)
+if(NEXLET_WARNINGS_AS_ERRORS)
+  target_compile_options(nexlet_flags INTERFACE -Werror)
+endif()
+
+# Two builds from the same sources give the same bytes: no paths and no times in them.
+add_compile_options(-ffile-prefix-map=${CMAKE_SOURCE_DIR}=. -ffile-prefix-map=${CMAKE_BINARY_DIR}=build)
+
+if(WIN32)
+  add_compile_definitions(UNICODE _UNICODE WINVER=0x0601 _WIN32_WINNT=0x0601 WIN32_LEAN_AND_MEAN NOMINMAX)
+  set(CMAKE_C_FLAGS_RELWITHDEBINFO "-O2 -g -DNDEBUG")
+  set(CMAKE_CXX_FLAGS_RELWITHDEBINFO "-O2 -g -DNDEBUG")
+  add_compile_options(-fstack-protector-strong)
+  add_link_options(-fstack-protector-strong)
+  add_compile_definitions(_FORTIFY_SOURCE=2)
+  add_link_options(-Wl,--no-insert-timestamp -Wl,--dynamicbase -Wl,--high-entropy-va -Wl,--nxcompat)
+  # Resource files are read as UTF-8.
+  set(CMAKE_RC_FLAGS "-c 65001")
+elseif(NEXLET_SANITIZE)
+  add_compile_options(-fsanitize=${NEXLET_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -O1)
+  add_link_options(-fsanitize=${NEXLET_SANITIZE})
+endif()

@@ -1,0 +1,20 @@
+# nexlet_split_symbols(TARGET): moves the debug information of a program or library out into TARGET.debug beside it.
+function(nexlet_split_symbols target)
+  if(NOT WIN32)
+    return()
+  endif()
+  add_custom_command(TARGET ${target} POST_BUILD
+    COMMAND ${CMAKE_OBJCOPY} --only-keep-debug $<TARGET_FILE:${target}> $<TARGET_FILE:${target}>.debug
+    COMMAND ${CMAKE_OBJCOPY} --strip-all --add-gnu-debuglink=$<TARGET_FILE:${target}>.debug $<TARGET_FILE:${target}>
+    VERBATIM)
+endfunction()
+
+# nexlet_add_gtest(NAME FILES... [LIBRARIES ...] [LABELS ...] [PROPERTIES ...]): one test program, each of its tests a
+# ctest entry named after it. Under Wine the emulator is the cross build's.
+function(nexlet_add_gtest name)
+  cmake_parse_arguments(arg "" "" "SOURCES;LIBRARIES;PROPERTIES" ${ARGN})
+  add_executable(${name} ${arg_SOURCES})
+  target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} nexlet_test_support GTest::gtest_main)
+  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120
+                       TEST_PREFIX "${name}." PROPERTIES TIMEOUT 120 ${arg_PROPERTIES})
+endfunction()

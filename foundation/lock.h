@@ -1,0 +1,33 @@
+// The program's lock, re-entrant on its owning thread, and its scope guard.
+#pragma once
+
+#include <memory>
+
+// One critical section. A section that cannot be made raises an exception that nothing catches: the process ends.
+class CLock {
+  public:
+    CLock();
+    virtual ~CLock();
+    CLock(const CLock&) = delete;
+    CLock& operator=(const CLock&) = delete;
+
+  private:
+    friend class CAutoLock;
+    void Enter();
+    void Leave();
+
+    struct Section;
+    std::unique_ptr<Section> m_pSection;
+};
+
+// Holds a CLock for the rest of a scope. Lives on the stack of the function that it protects.
+class CAutoLock {
+  public:
+    explicit CAutoLock(CLock* lock) : m_pLock(lock) { m_pLock->Enter(); }
+    virtual ~CAutoLock() { m_pLock->Leave(); }
+    CAutoLock(const CAutoLock&) = delete;
+    CAutoLock& operator=(const CAutoLock&) = delete;
+
+  private:
+    CLock* m_pLock;  // weak
+};

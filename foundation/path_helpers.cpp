@@ -1,0 +1,26 @@
+#include "foundation/path_helpers.h"
+
+#include "foundation/windows_headers.h"
+
+namespace {
+
+constexpr DWORD kPathCharacters = 1024;
+
+}  // namespace
+
+std::wstring CanonicalizePath(const std::wstring& path) {
+    // The platform's function writes at most MAX_PATH characters; the larger buffer is for what newer systems allow.
+    wchar_t canonical[kPathCharacters] = {};
+    PathCanonicalizeW(canonical, path.c_str());
+    wchar_t expanded[kPathCharacters] = {};
+    const DWORD length = GetLongPathNameW(canonical, expanded, kPathCharacters);
+    return length > 0 && length < kPathCharacters ? expanded : canonical;
+}
+
+int IsPathUnderDirectory(const std::wstring& directory, const std::wstring& path) {
+    std::wstring prefix = CanonicalizePath(directory);
+    const std::wstring whole = CanonicalizePath(path);
+    prefix.resize(prefix.size() + 1);
+    PathRemoveBackslashW(prefix.data());
+    return PathIsPrefixW(prefix.c_str(), whole.c_str());
+}

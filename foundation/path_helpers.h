@@ -1,0 +1,10 @@
+// Path tests of the shared toolbox.
+#pragma once
+
+#include <string>
+
+// The path with "." and ".." resolved and short names expanded; a path that does not exist keeps its canonical form.
+std::wstring CanonicalizePath(const std::wstring& path);
+
+// Non-zero when path lies in directory, compared by whole components and without regard to case.
+int IsPathUnderDirectory(const std::wstring& directory, const std::wstring& path);
