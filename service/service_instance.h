@@ -1,0 +1,88 @@
+// The instance of one service id: the connection to its caller's pipe, the answers to its requests, and its watchers.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "foundation/handle.h"
+#include "foundation/lock.h"
+#include "ipc/request_handlers.h"
+#include "service/service_host.h"
+
+class CIOCP_Client;
+class CPipeClientCallback;
+class CWatcherEdge;
+class WxMiniProgramService;
+
+// Always held by a shared pointer: the host's table holds one, and the connection's worker holds another for as long
+// as a handler runs on it. A handler that is still running when the host drops the instance finds everything it
+// touches alive; its reply is then not sent.
+//
+// The host calls Init, DelayedDestroy and Destroy with its instance lock held. The handlers and SendIPCMessage are
+// called on the host's threads and on the connection's worker, also at the same moment.
+class WxMiniProgramServiceEx final : public IRequestHandlers,
+                                     public std::enable_shared_from_this<WxMiniProgramServiceEx> {
+  public:
+    // pHost outlives the instance and every thread it starts.
+    static std::shared_ptr<WxMiniProgramServiceEx> Create(std::string strServiceId, IServiceHost* pHost);
+    // For Create alone.
+    WxMiniProgramServiceEx(std::string strServiceId, IServiceHost* pHost);
+    ~WxMiniProgramServiceEx();
+    WxMiniProgramServiceEx(const WxMiniProgramServiceEx&) = delete;
+    WxMiniProgramServiceEx& operator=(const WxMiniProgramServiceEx&) = delete;
+
+    // Connects to the caller's pipe and starts the watch over it. Only the first call does anything, whatever came of
+    // it: a pipe that could not be opened is not tried again.
+    void Init(const std::string& config, const std::wstring& sdkPath, const std::wstring& mark);
+
+    // Made at first use, the same from then on; lives as long as the instance.
+    WxMiniProgramService* GetService();
+
+    // Sends one message on the caller's pipe. 1 when it was handed to the pipe, -1 otherwise. nType is for the log.
+    int SendIPCMessage(int nType, const std::string& strMessage);
+
+    // Starts the thread that marks this instance for destruction when the delay interval has passed.
+    void DelayedDestroy();
+
+    // Ends the instance: tells the watchers to stop without waiting for them, closes the connection and waits at most
+    // 1000 ms for its worker. The host calls it, with both its locks held, when it drops the instance; later calls do
+    // nothing. No watcher and no late request changes the parameter table afterwards.
+    void Destroy();
+
+    const std::string& ServiceId() const { return m_strServiceId; }
+
+    void GetWxAppStatus(const std::string& strBody) override;
+    void GetWxAppStatusEncrypt(const std::string& strBody) override;
+    void GetWxAppQIMEI(const std::string& strBody) override;
+    void GetRSAEncrypt(const std::string& strBody) override;
+    void OpenMiniApp(const std::string& strBody) override;
+    void OpenMiniAppSuccessfully(const std::string& strBody) override;
+    void DelayCheckWndStatus(const std::string& strBody) override;
+    void DestroyWxServiceItme(const std::string& strBody) override;
+
+  private:
+    void Connect();
+
+    IServiceHost* const m_pHost;  // weak
+    const std::string m_strServiceId;
+    // Written by Init, before the connection's worker runs.
+    std::wstring m_strPipeName;
+    std::wstring m_strEventName;
+    std::wstring m_strMark;
+    std::atomic<std::int32_t> m_nDelayInterval{2000};  // milliseconds, of the delayed check and the delayed destroy
+    std::atomic<bool> m_bInit{false};
+    std::atomic<bool> m_bIpcReady{false};
+    std::atomic<bool> m_bDestroyed{false};
+    const std::shared_ptr<CWatcherEdge> m_pWatchers;  // shared with every watcher thread
+
+    CLock m_lockFields;  // a leaf lock; guards what follows
+    std::unique_ptr<WxMiniProgramService> m_pService;
+    std::string m_strRunStatusParam;  // the text of the last delayed check's request
+    CKernelHandle m_hDelayedDestroyThread;
+    CKernelHandle m_hCheckDllThread;
+    CKernelHandle m_hDelayCheckThread;
+    std::shared_ptr<CIOCP_Client> m_pClient;
+    std::shared_ptr<CPipeClientCallback> m_pPipeCallback;
+};
