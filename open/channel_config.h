@@ -1,0 +1,31 @@
+// What the SDK bindings take from a caller's channel text.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+struct ChannelConfig {
+    std::uint32_t nChannelId = 0;
+    std::string strProduct;
+    std::string strFrom;
+};
+
+enum class ChannelConfigOutcome {
+    Ok,
+    NotJson,
+    NotObject,
+};
+
+// Reads channel_id, product and from. config changes only on Ok.
+//
+// The two kinds of host write channel_id in two ways, and each is read in its own way alone: an "ml" host as a JSON
+// number, any other as a text holding a decimal number. What does not convert throws, and nothing catches it: callers
+// rely on the process ending. Held by the tests named ...EndsTheProcess.
+ChannelConfigOutcome ParseChannelConfig(const std::string& text, bool bMlHost, ChannelConfig& config);
+
+// Reads a decimal number at the start of text as the platform's unsigned 32-bit conversion does: blanks and one sign
+// may come first, what follows the digits is ignored, a minus sign negates modulo 2^32. Throws std::invalid_argument
+// "invalid stoul argument" when there is no digit and std::out_of_range "stoul argument out of range" when the number
+// needs more than 32 bits.
+std::uint32_t ParseDecimalUnsigned(std::string_view text);

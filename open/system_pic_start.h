@@ -1,0 +1,16 @@
+// Whether this process was started from the screen-saver file.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace WXMINI_PROGRAM_COMMON {
+
+// True when this process runs from a file of the screen saver's name.
+bool IsSystemPicStart();
+
+// The rule behind it: the name behind the last backslash of path, or longForm when path has none, is the screen
+// saver's, letter by letter in the same case.
+bool IsSystemPicFile(std::string_view path, std::string_view longForm);
+
+}  // namespace WXMINI_PROGRAM_COMMON
