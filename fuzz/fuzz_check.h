@@ -1,0 +1,14 @@
+// The property check of the fuzzers: what must hold, or the run stops with the input kept.
+#pragma once
+
+#include <cstdio>
+#include <cstdlib>
+
+// Not assert(): it must also hold in builds without assertions.
+#define FUZZ_CHECK(condition)                                                                   \
+    do {                                                                                        \
+        if (!(condition)) {                                                                     \
+            std::fprintf(stderr, "%s:%d: does not hold: %s\n", __FILE__, __LINE__, #condition); \
+            std::abort();                                                                       \
+        }                                                                                       \
+    } while (false)
