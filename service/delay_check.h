@@ -1,0 +1,45 @@
+// The rules of a delayed check: when to ask how an open stands, and which of the caller's URLs to fetch afterwards.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include <json/value.h>
+
+// From the start to the first ask, and between two asks.
+inline constexpr std::uint32_t kDelayCheckPeriodMs = 2000;
+
+// Counts the asks of one delayed check: one for each period that the interval has begun.
+//
+//   CDelayCheckSchedule schedule(nInterval);
+//   do { sleep one period; ask, with schedule.IsLastCall(); } while (not answered && schedule.Next());
+class CDelayCheckSchedule {
+  public:
+    // nInterval: total time to keep asking, in milliseconds, above 0.
+    explicit CDelayCheckSchedule(std::int32_t nInterval)
+        : m_nLeft(std::int64_t{nInterval} - std::int64_t{kDelayCheckPeriodMs}) {}
+
+    // No further ask will follow the one at hand.
+    bool IsLastCall() const { return m_nLeft < 1; }
+
+    // Goes on to the next ask; false when there is none.
+    bool Next() {
+        const bool more = m_nLeft > 0;
+        m_nLeft -= std::int64_t{kDelayCheckPeriodMs};
+        return more;
+    }
+
+  private:
+    std::int64_t m_nLeft;  // milliseconds that remain after the ask at hand
+};
+
+// Whether a result word says that the open has succeeded.
+inline bool IsOpenSuccess(const std::string& strResult) {
+    return strResult == "1";
+}
+
+// Reads the text of a delayed check. False when it is no JSON object.
+bool ParseRunStatusParam(const std::string& strRunStatusParam, Json::Value& root);
+
+// The URLs to fetch: successLog or errorLog of root. Null when the member is missing or no array.
+const Json::Value* SelectLogUrls(const Json::Value& root, bool bSuccess);

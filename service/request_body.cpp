@@ -1,0 +1,61 @@
+#include "service/request_body.h"
+
+#include "foundation/json_text.h"
+
+bool ParseRequestBody(const std::string& strBody, Json::Value& root) {
+    return ParseJson(strBody, root) && root.type() == Json::objectValue;
+}
+
+bool ParseJsonText(const char* data, std::size_t length, Json::Value& value) {
+    if (data == nullptr || length == 0) {
+        return false;
+    }
+    if (ParseJson({data, length}, value, JsonComments::Ignored)) {
+        return true;
+    }
+    // A failed parse leaves what it had read so far.
+    value = Json::Value();
+    return false;
+}
+
+bool ReadOpenMiniApp(const Json::Value& root, std::string& strOpenText) {
+    const Json::Value* serviceId = FindJsonMember(root, "service_id");
+    const Json::Value* p1 = FindJsonMember(root, "p1");
+    if (serviceId == nullptr || !serviceId->isString() || p1 == nullptr ||
+        !(p1->isNull() || p1->type() == Json::objectValue)) {
+        return false;
+    }
+    strOpenText = WriteJson(*p1);
+    return true;
+}
+
+bool TakeOpenMiniAppSuccessfully(Json::Value& root, std::string& strText) {
+    const Json::Value* p1 = FindJsonMember(root, "p1");
+    if (p1 == nullptr || !p1->isString()) {
+        return false;
+    }
+    strText = JsonToText(*p1);
+    Json::Value value;
+    ParseJsonText(strText.data(), strText.size(), value);
+    root["p1"].swap(value);
+    return true;
+}
+
+void AddOpenResult(Json::Value& root, const std::string& strResult, bool bReturned) {
+    root["result"] = strResult;
+    root["ret"] = bReturned ? "1" : "0";
+}
+
+std::int32_t DelayInterval(const std::string& strRunStatusParam, std::int32_t nCurrent) {
+    Json::Value value;
+    ParseJsonText(strRunStatusParam.data(), strRunStatusParam.size(), value);
+    if (value.type() != Json::objectValue) {
+        return nCurrent;
+    }
+    const Json::Value* interval = FindJsonMember(value, "interval");
+    if (interval == nullptr || !IsJsonInteger(*interval)) {
+        return nCurrent;
+    }
+    const std::int32_t nInterval = JsonToInt(*interval);
+    return nInterval != 0 ? nInterval : nCurrent;
+}
