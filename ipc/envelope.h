@@ -8,10 +8,10 @@
 
 enum class EnvelopeStatus {
     Ok,
-    ParseError,      // not JSON
-    NotObject,       // the root is no object
-    NoMessageType,   // message_type is missing or no JSON integer
-    NoContent,       // content is missing or neither an object nor null, for a type other than 1
+    ParseError,     // not JSON
+    NotObject,      // the root is no object
+    NoMessageType,  // message_type is missing or no JSON integer
+    NoContent,      // content is missing or neither an object nor null, for a type other than 1
 };
 
 struct Envelope {

@@ -1,0 +1,52 @@
+// The client of a named pipe that somebody else serves.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "ipc/iocp_object.h"
+#include "ipc/request_handlers.h"
+
+// One connection, ever: a lost one takes a new object.
+//
+//   Closed   CreateClientContext fails           Closed; nobody tries again
+//            CreateClientContext succeeds        Opened
+//   Opened   the first PostRead succeeds         Reading
+//   Reading  a completion fails, alone           Lost: context freed, Lost called, worker ended
+//            a completion fails, others pending  Dead: worker ended without a word, sends are taken and dropped
+//            an operation fails at once, alone   Lost, but the worker goes on until the port is closed
+//            Stop                                pipe closed, so the read fails: as above
+//
+// CreateClientContext and StartThread may come in either order: completions only begin with the first PostRead.
+class CIOCP_Client final : public CIOCP_Object, public std::enable_shared_from_this<CIOCP_Client> {
+  public:
+    static std::shared_ptr<CIOCP_Client> Create();
+    ~CIOCP_Client() = default;
+
+    // Who answers the requests that come in, reached by the sink. Set before the worker is started.
+    void SetOwner(std::weak_ptr<IRequestHandlers> pOwner) { m_pOwner = std::move(pOwner); }
+    std::shared_ptr<IRequestHandlers> Owner() const { return m_pOwner.lock(); }
+
+    // Opens the pipe, with a single attempt, and the gate event. 1, or 0 when there is no connection.
+    int CreateClientContext();
+    // Starts the worker. False when the thread could not be started, or there is one.
+    bool StartThread();
+    // Posts the first read on the current connection. 1, or 0 when it failed or there is no connection.
+    int PostRead();
+
+    // The worker's work; its result is the thread's exit code, 0.
+    static unsigned WorkerThread(const std::shared_ptr<CIOCP_Client>& pClient);
+
+  private:
+    CIOCP_Client() = default;
+
+    void Process(CIOBuffer* pBuffer, CClientContext* pContext, DWORD nBytes);
+    // Tells whether the connection ended here: closed, freed and the sink told.
+    bool EndIfIdle(CClientContext* pContext);
+
+    std::weak_ptr<IRequestHandlers> m_pOwner;
+};
+
+// Whether somebody serves the pipe of this name. The probe is a real connect: the server sees a client come and go.
+// A server whose instances are all taken counts.
+bool DoesNamedPipeExist(const std::wstring& strName);

@@ -1,0 +1,59 @@
+// The sinks that turn frames into calls: of an instance's pipe, of a second start, and of the host's own pipe.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <utility>
+
+#include "foundation/handle.h"
+#include "ipc/iocp_client.h"
+#include "ipc/message_receiver.h"
+#include "ipc/pipe_connect_callback.h"
+
+// Reads requests from a caller and hands them to the owner of the client.
+class CPipeClientCallback final : public IPipeConnectCallback {
+  public:
+    // Set before the client's worker is started. The sink does not keep the client.
+    void SetClient(std::weak_ptr<CIOCP_Client> pClient) { m_pClient = std::move(pClient); }
+
+    void Connected() override;
+    std::uint32_t Received(const unsigned char* data, std::int32_t length) override;
+    void Lost() override;
+
+    // One payload, up to its first NUL. 1 when a handler was called, 0 when the message was refused, which is a log
+    // line and nothing on the wire.
+    std::uint32_t ReceiveIPCMessage(const unsigned char* data, std::int32_t length);
+
+  private:
+    std::weak_ptr<CIOCP_Client> m_pClient;
+};
+
+// Waits for the host's "1".
+class CPipeClientCallback2 final : public IPipeConnectCallback {
+  public:
+    // hReplyEvent is signalled when the host has taken the message; it may be empty.
+    explicit CPipeClientCallback2(CKernelHandle hReplyEvent) : m_hReplyEvent(std::move(hReplyEvent)) {}
+
+    HANDLE ReplyEvent() const { return m_hReplyEvent.get(); }
+
+    void Connected() override;
+    std::uint32_t Received(const unsigned char* data, std::int32_t length) override;
+    void Lost() override;
+
+  private:
+    const CKernelHandle m_hReplyEvent;
+};
+
+// Hands what second starts send to the host.
+class CPipeServerCallback final : public IPipeConnectCallback {
+  public:
+    // pReceiver outlives the server's worker.
+    explicit CPipeServerCallback(IMessageReceiver* pReceiver) : m_pReceiver(pReceiver) {}
+
+    void Connected() override;
+    std::uint32_t Received(const unsigned char* data, std::int32_t length) override;
+    void Lost() override;
+
+  private:
+    IMessageReceiver* const m_pReceiver;  // weak
+};
