@@ -3,17 +3,22 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 
+#include <json/value.h>
+
 #include "foundation/handle.h"
 #include "foundation/lock.h"
+#include "ipc/message_type.h"
 #include "ipc/request_handlers.h"
 #include "service/service_host.h"
 
 class CIOCP_Client;
 class CPipeClientCallback;
 class CWatcherEdge;
+class IWatcherEdge;
 class WxMiniProgramService;
 
 // Always held by a shared pointer: the host's table holds one, and the connection's worker holds another for as long
@@ -62,8 +67,16 @@ class WxMiniProgramServiceEx final : public IRequestHandlers,
     void DelayCheckWndStatus(const std::string& strBody) override;
     void DestroyWxServiceItme(const std::string& strBody) override;
 
+    // The text of the last delayed check that was not refused; empty after a refused one.
+    std::string RunStatusParam();
+
   private:
     void Connect();
+    // Sends a reply of this type; content is its body.
+    void Reply(MessageType type, Json::Value content);
+    // Starts a thread that gets the surroundings and the host; empty when it cannot be started.
+    CKernelHandle StartWatcher(std::function<void(IWatcherEdge&, IServiceHost&)> work);
+    std::int32_t DelayIntervalNow();
 
     IServiceHost* const m_pHost;  // weak
     const std::string m_strServiceId;
@@ -71,7 +84,6 @@ class WxMiniProgramServiceEx final : public IRequestHandlers,
     std::wstring m_strPipeName;
     std::wstring m_strEventName;
     std::wstring m_strMark;
-    std::atomic<std::int32_t> m_nDelayInterval{2000};  // milliseconds, of the delayed check and the delayed destroy
     std::atomic<bool> m_bInit{false};
     std::atomic<bool> m_bIpcReady{false};
     std::atomic<bool> m_bDestroyed{false};
@@ -79,7 +91,8 @@ class WxMiniProgramServiceEx final : public IRequestHandlers,
 
     CLock m_lockFields;  // a leaf lock; guards what follows
     std::unique_ptr<WxMiniProgramService> m_pService;
-    std::string m_strRunStatusParam;  // the text of the last delayed check's request
+    std::string m_strRunStatusParam;       // JSON text
+    std::int32_t m_nDelayInterval = 2000;  // milliseconds, of the delayed check and the delayed destroy
     CKernelHandle m_hDelayedDestroyThread;
     CKernelHandle m_hCheckDllThread;
     CKernelHandle m_hDelayCheckThread;

@@ -119,3 +119,12 @@ void DelayedDestroyThread(IWatcherEdge& edge, IServiceHost& host, const std::str
     }
     NXL_LOG(L"[%s(%d)] DelayedDestroyThread end, strServiceId = %s", Utf8ToUtf16(serviceId).c_str());
 }
+
+std::uint32_t HttpResponseCallback(std::uint32_t status, const void* data, std::uint32_t /*size*/, void* /*context*/) {
+    if (data == nullptr) {
+        NXL_LOG(L"[%s(%d)]HttpResponseCallback: lpRetData is NULL");
+        return 1;
+    }
+    NXL_LOG(L"[%s(%d)]HttpResponseCallback: dwStatus=%d", status);
+    return 0;
+}

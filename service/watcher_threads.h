@@ -44,3 +44,7 @@ void CheckzoltDLLThread(IWatcherEdge& edge, IServiceHost& host, const std::strin
 // Marks the instance for destruction when the table's nInterval has passed. A negative one counts as the unsigned
 // number of the same bits.
 void DelayedDestroyThread(IWatcherEdge& edge, IServiceHost& host, const std::string& serviceId);
+
+// What Fetch does with an answer: a line in the log, and the body is dropped. An HttpTransferCallback: 1 when there is
+// no body, else 0.
+std::uint32_t HttpResponseCallback(std::uint32_t status, const void* data, std::uint32_t size, void* context);

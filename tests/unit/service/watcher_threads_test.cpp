@@ -325,4 +325,16 @@ TEST_F(DelayedDestroyThreadTest, AnEmptyOrUnknownIdEndsTheThread) {
     EXPECT_EQ(m_edge.m_vecWaits, Waits());
 }
 
+TEST(HttpResponseCallback, LogsTheStatusOfABodyAndDropsIt) {
+    const LogCapture log;
+    EXPECT_EQ(HttpResponseCallback(200, "body", 4, nullptr), 0U);
+    EXPECT_TRUE(log.Has("HttpResponseCallback: dwStatus=200")) << log.All();
+}
+
+TEST(HttpResponseCallback, SaysThatThereIsNoBody) {
+    const LogCapture log;
+    EXPECT_EQ(HttpResponseCallback(404, nullptr, 0, nullptr), 1U);
+    EXPECT_TRUE(log.Has("HttpResponseCallback: lpRetData is NULL")) << log.All();
+}
+
 }  // namespace
