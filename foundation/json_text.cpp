@@ -52,7 +52,12 @@ struct CompactWriter {
 
 bool ParseJson(std::string_view text, Json::Value& value, JsonComments comments) {
     thread_local Json::Reader reader;
-    return reader.parse(text.data(), text.data() + text.size(), value, comments == JsonComments::Collected);
+    try {
+        return reader.parse(text.data(), text.data() + text.size(), value, comments == JsonComments::Collected);
+    } catch (const Json::RuntimeError&) {
+        // Nested deeper than the reader goes: no caller may end the process by that.
+        return false;
+    }
 }
 
 #pragma GCC diagnostic pop

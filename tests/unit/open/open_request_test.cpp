@@ -141,6 +141,13 @@ TEST(ParseAppOpenInfo, WhatIsNoObjectIsRefusedAndLeavesTheDefaults) {
     }
 }
 
+TEST(ParseAppOpenInfo, ATextNestedTooDeepIsRefused) {
+    AppOpenInfo info;
+    EXPECT_FALSE(WxMiniProgramService::ParseAppOpenInfo("{\"from\":" + std::string(5000, '['), info));
+    EXPECT_FALSE(WxMiniProgramService::ParseAppOpenInfo(std::string(5000, '{'), info));
+    EXPECT_TRUE(WxMiniProgramService::ParseAppOpenInfo("{}", info));
+}
+
 TEST(ParseAppOpenInfo, CommentsAreAllowed) {
     EXPECT_EQ(Parse("/* who */ {\"from\":\"a\" // asks\n}").from, "a");
 }
