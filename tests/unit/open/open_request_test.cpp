@@ -251,24 +251,43 @@ TEST(ParseAppOpenInfo, ARefusedTextLogsNothing) {
     EXPECT_EQ(log.All(), "");
 }
 
-using ParseAppOpenInfoDeathTest = testing::TestWithParam<const char*>;
+struct Inconvertible {
+    const char* name;
+    const char* text;
+    const char* failure;
+};
+
+using ParseAppOpenInfoDeathTest = testing::TestWithParam<Inconvertible>;
 
 TEST_P(ParseAppOpenInfoDeathTest, AValueThatDoesNotConvertEndsTheProcess) {
     testing::FLAGS_gtest_death_test_style = "threadsafe";
-    const std::string text = GetParam();
+    const std::string text = GetParam().text;
     EXPECT_DEATH(
         [&]() noexcept {
             AppOpenInfo info;
             WxMiniProgramService::ParseAppOpenInfo(text, info);
         }(),
-        "is not convertible to|not convertible to|out of Int range");
+        GetParam().failure);
 }
 
+constexpr char kNoText[] = "Type is not convertible to string";
+constexpr char kNoInt[] = "Value is not convertible to Int";
+
 INSTANTIATE_TEST_SUITE_P(TopLevel, ParseAppOpenInfoDeathTest,
-                         testing::Values(R"({"type":7})", R"({"appId":1.5})", R"({"appPath":[]})", R"({"wndname":{}})",
-                                         R"({"urlScheme":-1})", R"({"yybParam":3000000000})", R"({"taskId":[1]})",
-                                         R"({"from":0})", R"({"try_install":"1"})", R"({"AllowInstallYYB":[]})",
-                                         R"({"OvrinSafeExist":{}})", R"({"try_install":3000000000})"));
+                         testing::Values(Inconvertible{"Number", R"({"type":7})", kNoText},
+                                         Inconvertible{"Real", R"({"appId":1.5})", kNoText},
+                                         Inconvertible{"Array", R"({"appPath":[]})", kNoText},
+                                         Inconvertible{"Object", R"({"wndname":{}})", kNoText},
+                                         Inconvertible{"Negative", R"({"urlScheme":-1})", kNoText},
+                                         Inconvertible{"Large", R"({"yybParam":3000000000})", kNoText},
+                                         Inconvertible{"FullArray", R"({"taskId":[1]})", kNoText},
+                                         Inconvertible{"Zero", R"({"from":0})", kNoText},
+                                         Inconvertible{"TextFlag", R"({"try_install":"1"})", kNoInt},
+                                         Inconvertible{"ArrayFlag", R"({"AllowInstallYYB":[]})", kNoInt},
+                                         Inconvertible{"ObjectFlag", R"({"OvrinSafeExist":{}})", kNoInt},
+                                         Inconvertible{"LargeFlag", R"({"try_install":3000000000})",
+                                                       "LargestUInt out of Int range"}),
+                         [](const auto& row) { return std::string(row.param.name); });
 
 // Deciding the opening request.
 
