@@ -1,8 +1,11 @@
 #include "foundation/json_text.h"
 
 #include <memory>
+#include <mutex>
 #include <ostream>
 #include <streambuf>
+#include <utility>
+#include <vector>
 
 #include <json/reader.h>
 #include <json/writer.h>
@@ -30,7 +33,52 @@ class CStringBuffer : public std::streambuf {
     std::string m_strText;
 };
 
-// Writer and stream cost more to make than a small text costs to write, so each thread keeps its own.
+// Readers and writers cost more to make than a small text costs to pass through them, so they are kept for the next
+// use, as many as were ever busy at once. Thread-local storage would do without the lock, but the runtime of the
+// Windows build frees it before its destructors run.
+template <typename T>
+class CPool {
+  public:
+    class CLease {
+      public:
+        explicit CLease(CPool& pool) : m_pool(pool), m_pItem(pool.Take()) {}
+        ~CLease() { m_pool.Give(std::move(m_pItem)); }
+        CLease(const CLease&) = delete;
+        CLease& operator=(const CLease&) = delete;
+        T& operator*() const { return *m_pItem; }
+        T* operator->() const { return m_pItem.get(); }
+
+      private:
+        CPool& m_pool;
+        std::unique_ptr<T> m_pItem;
+    };
+
+  private:
+    std::unique_ptr<T> Take() {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        if (m_vecIdle.empty()) {
+            return std::make_unique<T>();
+        }
+        std::unique_ptr<T> item = std::move(m_vecIdle.back());
+        m_vecIdle.pop_back();
+        return item;
+    }
+    void Give(std::unique_ptr<T> item) {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        m_vecIdle.push_back(std::move(item));
+    }
+
+    std::mutex m_lock;
+    std::vector<std::unique_ptr<T>> m_vecIdle;
+};
+
+// Lives to the end of the process: other threads may still use it when static objects are destroyed.
+template <typename T>
+CPool<T>& ProcessPool() {
+    static CPool<T>& pool = *new CPool<T>;
+    return pool;
+}
+
 struct CompactWriter {
     CompactWriter() : stream(&buffer) {
         Json::StreamWriterBuilder builder;
@@ -51,9 +99,9 @@ struct CompactWriter {
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 
 bool ParseJson(std::string_view text, Json::Value& value, JsonComments comments) {
-    thread_local Json::Reader reader;
+    const CPool<Json::Reader>::CLease reader(ProcessPool<Json::Reader>());
     try {
-        return reader.parse(text.data(), text.data() + text.size(), value, comments == JsonComments::Collected);
+        return reader->parse(text.data(), text.data() + text.size(), value, comments == JsonComments::Collected);
     } catch (const Json::RuntimeError&) {
         // Nested deeper than the reader goes: no caller may end the process by that.
         return false;
@@ -63,9 +111,9 @@ bool ParseJson(std::string_view text, Json::Value& value, JsonComments comments)
 #pragma GCC diagnostic pop
 
 std::string WriteJson(const Json::Value& value) {
-    thread_local CompactWriter writer;
-    writer.writer->write(value, &writer.stream);
-    return writer.buffer.Take();
+    const CPool<CompactWriter>::CLease writer(ProcessPool<CompactWriter>());
+    writer->writer->write(value, &writer->stream);
+    return writer->buffer.Take();
 }
 
 std::string JsonToText(const Json::Value& value) {

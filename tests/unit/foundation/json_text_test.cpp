@@ -1,5 +1,7 @@
 #include "foundation/json_text.h"
 
+#include <thread>
+
 #include <gtest/gtest.h>
 
 namespace {
@@ -20,6 +22,22 @@ TEST(JsonText, OnlyASignedIntegerIsAnInteger) {
     EXPECT_TRUE(IsJsonInteger(Parsed("[-5]")[0]));
     for (const char* text : {"[1.0]", "[1e3]", "[3000000000]", "[true]", "[\"5\"]", "[null]"}) {
         EXPECT_FALSE(IsJsonInteger(Parsed(text)[0])) << text;
+    }
+}
+
+TEST(JsonText, ThreadsThatUsedItMayEndInAnyNumber) {
+    for (int round = 0; round < 50; ++round) {
+        std::thread threads[2];
+        for (std::thread& one : threads) {
+            one = std::thread([] {
+                Json::Value value;
+                EXPECT_TRUE(ParseJson(R"({"a":[1,2,3]})", value));
+                EXPECT_EQ(WriteJson(value), R"({"a":[1,2,3]})");
+            });
+        }
+        for (std::thread& one : threads) {
+            one.join();
+        }
     }
 }
 
