@@ -1,0 +1,193 @@
+#include "client/caller_pipe.h"
+
+#include <utility>
+
+namespace {
+
+constexpr DWORD kPipeBufferBytes = 64 * 1024;
+constexpr DWORD kGateWaitMs = 1000;
+
+// Cancels what is pending on the block and waits until the system has let go of it. Returns the bytes that went
+// through before.
+DWORD CancelAndWait(HANDLE pipe, OVERLAPPED& overlapped) {
+    DWORD moved = 0;
+    CancelIoEx(pipe, &overlapped);
+    GetOverlappedResult(pipe, &overlapped, &moved, /*bWait=*/TRUE);
+    return moved;
+}
+
+}  // namespace
+
+CCallerPipe::CCallerPipe(std::wstring strPipeName, std::wstring strGateName, ICallerPipeSink& sink)
+    : m_strPipeName(std::move(strPipeName)), m_strGateName(std::move(strGateName)), m_sink(sink) {}
+
+CallerResult CCallerPipe::Start(DWORD& systemError) {
+    const auto failed = [&](CallerResult result) {
+        systemError = GetLastError();
+        m_hPipe.reset();
+        m_hGate.reset();
+        return result;
+    };
+    m_hStop.reset(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    m_hDrop.reset(CreateEventW(nullptr, FALSE, FALSE, nullptr));
+    m_hRead.reset(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    m_hWrite.reset(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    if (!m_hStop || !m_hDrop || !m_hRead || !m_hWrite) {
+        return failed(CallerResult::SystemError);
+    }
+    // The gate stands before the pipe: a helper that connects at once finds both.
+    m_hGate.reset(CreateEventW(nullptr, /*bManualReset=*/TRUE, /*bInitialState=*/TRUE, m_strGateName.c_str()));
+    if (!m_hGate) {
+        return failed(CallerResult::SystemError);
+    }
+    // Without an outgoing buffer a write is done when the helper has read it, so nothing sent is lost by closing.
+    m_hPipe.reset(CreateNamedPipeW(m_strPipeName.c_str(),
+                                   PIPE_ACCESS_DUPLEX | FILE_FLAG_OVERLAPPED | FILE_FLAG_FIRST_PIPE_INSTANCE,
+                                   PIPE_TYPE_BYTE | PIPE_READMODE_BYTE | PIPE_WAIT | PIPE_REJECT_REMOTE_CLIENTS,
+                                   /*nMaxInstances=*/1, /*nOutBufferSize=*/0, kPipeBufferBytes, 0, nullptr));
+    if (!m_hPipe) {
+        const DWORD error = GetLastError();
+        const bool taken = error == ERROR_ACCESS_DENIED || error == ERROR_PIPE_BUSY;
+        SetLastError(error);
+        return failed(taken ? CallerResult::NameTaken : CallerResult::SystemError);
+    }
+    m_vecChunk.resize(kPipeBufferBytes);
+    m_hThread.reset(CreateThread(nullptr, 0, ThreadEntry, this, 0, nullptr));
+    if (!m_hThread) {
+        return failed(CallerResult::SystemError);
+    }
+    systemError = ERROR_SUCCESS;
+    return CallerResult::Ok;
+}
+
+void CCallerPipe::Stop() {
+    if (m_hThread) {
+        SetEvent(m_hStop.get());
+        WaitForSingleObject(m_hThread.get(), INFINITE);
+        m_hThread.reset();
+    }
+    const std::lock_guard<std::mutex> lock(m_lockSend);
+    m_hPipe.reset();
+    m_hGate.reset();
+}
+
+void CCallerPipe::Disconnect() {
+    if (m_hDrop) {
+        SetEvent(m_hDrop.get());
+    }
+}
+
+DWORD WINAPI CCallerPipe::ThreadEntry(void* self) {
+    static_cast<CCallerPipe*>(self)->Serve();
+    return 0;
+}
+
+void CCallerPipe::Serve() {
+    while (Accept()) {
+        // A drop that was asked for before this connection is not meant for it.
+        ResetEvent(m_hDrop.get());
+        m_bConnected = true;
+        m_sink.OnConnected();
+        ReadUntilLost();
+        m_bConnected = false;
+        DisconnectNamedPipe(m_hPipe.get());
+        m_sink.OnLost();
+    }
+}
+
+// True when somebody has connected, false when the pipe is to stop.
+bool CCallerPipe::Accept() {
+    const HANDLE pipe = m_hPipe.get();
+    while (WaitForSingleObject(m_hStop.get(), 0) == WAIT_TIMEOUT) {
+        OVERLAPPED overlapped = {};
+        overlapped.hEvent = m_hRead.get();
+        if (ConnectNamedPipe(pipe, &overlapped) != FALSE) {
+            return true;
+        }
+        switch (GetLastError()) {
+            case ERROR_PIPE_CONNECTED:  // the client was quicker than this call
+                return true;
+            case ERROR_NO_DATA:  // it came and went before this call
+                DisconnectNamedPipe(pipe);
+                continue;
+            case ERROR_IO_PENDING:
+                break;
+            default:
+                return false;
+        }
+        const HANDLE handles[] = {m_hStop.get(), m_hRead.get()};
+        if (WaitForMultipleObjects(2, handles, FALSE, INFINITE) != WAIT_OBJECT_0 + 1) {
+            CancelAndWait(pipe, overlapped);
+            return false;
+        }
+        DWORD unused = 0;
+        if (GetOverlappedResult(pipe, &overlapped, &unused, FALSE) != FALSE) {
+            return true;
+        }
+        DisconnectNamedPipe(pipe);
+    }
+    return false;
+}
+
+void CCallerPipe::ReadUntilLost() {
+    const HANDLE pipe = m_hPipe.get();
+    for (;;) {
+        OVERLAPPED overlapped = {};
+        overlapped.hEvent = m_hRead.get();
+        if (ReadFile(pipe, m_vecChunk.data(), static_cast<DWORD>(m_vecChunk.size()), nullptr, &overlapped) == FALSE &&
+            GetLastError() != ERROR_IO_PENDING) {
+            return;
+        }
+        const HANDLE handles[] = {m_hStop.get(), m_hDrop.get(), m_hRead.get()};
+        if (WaitForMultipleObjects(3, handles, FALSE, INFINITE) != WAIT_OBJECT_0 + 2) {
+            CancelAndWait(pipe, overlapped);
+            return;
+        }
+        DWORD size = 0;
+        if (GetOverlappedResult(pipe, &overlapped, &size, FALSE) == FALSE) {
+            return;
+        }
+        if (size > 0) {
+            m_sink.OnBytes(m_vecChunk.data(), size);
+        }
+    }
+}
+
+CallerResult CCallerPipe::Send(std::string_view bytes, DWORD timeoutMs) {
+    const std::lock_guard<std::mutex> lock(m_lockSend);
+    if (!m_hPipe || !m_bConnected) {
+        return CallerResult::NotConnected;
+    }
+    WaitForSingleObject(m_hGate.get(), kGateWaitMs);
+    ResetEvent(m_hGate.get());
+    const CallerResult result = Write(bytes, timeoutMs);
+    SetEvent(m_hGate.get());
+    return result;
+}
+
+CallerResult CCallerPipe::Write(std::string_view bytes, DWORD timeoutMs) {
+    const HANDLE pipe = m_hPipe.get();
+    OVERLAPPED overlapped = {};
+    overlapped.hEvent = m_hWrite.get();
+    DWORD written = 0;
+    if (WriteFile(pipe, bytes.data(), static_cast<DWORD>(bytes.size()), nullptr, &overlapped) == FALSE &&
+        GetLastError() != ERROR_IO_PENDING) {
+        return CallerResult::Gone;
+    }
+    const HANDLE handles[] = {m_hStop.get(), m_hWrite.get()};
+    const DWORD wait = WaitForMultipleObjects(2, handles, FALSE, timeoutMs);
+    if (wait != WAIT_OBJECT_0 + 1) {
+        written = CancelAndWait(pipe, overlapped);
+        if (written == bytes.size()) {
+            return CallerResult::Ok;
+        }
+        if (written != 0) {
+            Disconnect();
+        }
+        return wait == WAIT_OBJECT_0 ? CallerResult::Closed : CallerResult::Timeout;
+    }
+    if (GetOverlappedResult(pipe, &overlapped, &written, FALSE) == FALSE || written != bytes.size()) {
+        return CallerResult::Gone;
+    }
+    return CallerResult::Ok;
+}

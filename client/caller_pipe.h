@@ -1,0 +1,75 @@
+// The server end of a caller's pipe: a byte stream for exactly one helper connection at a time, and the gate event.
+#pragma once
+
+#include <atomic>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "client/caller_result.h"
+#include "foundation/handle.h"
+
+// What a caller's pipe tells its owner. All on the pipe's own thread, one call at a time.
+class ICallerPipeSink {
+  public:
+    // Somebody opened the pipe: the helper, or its probe once a minute, which leaves without a byte.
+    virtual void OnConnected() = 0;
+    // Bytes in the order they came, cut anywhere.
+    virtual void OnBytes(const char* data, std::size_t size) = 0;
+    virtual void OnLost() = 0;
+
+  protected:
+    ~ICallerPipeSink() = default;
+};
+
+// Serves from Start to Stop; after a lost connection it listens again. While a helper is connected every other open
+// finds the pipe busy, which the helper's probe takes for alive. Start and Stop on the owner's thread, the rest on any.
+class CCallerPipe {
+  public:
+    CCallerPipe(std::wstring strPipeName, std::wstring strGateName, ICallerPipeSink& sink);
+    ~CCallerPipe() { Stop(); }
+    CCallerPipe(const CCallerPipe&) = delete;
+    CCallerPipe& operator=(const CCallerPipe&) = delete;
+
+    // Makes the gate, manual-reset and signalled, and the pipe, and begins to listen. NameTaken when the pipe has a
+    // server already; on any failure systemError holds the system's reason.
+    CallerResult Start(DWORD& systemError);
+
+    // Ends the connection and the listening. When it returns no sink call is under way and none will come.
+    void Stop();
+
+    // Writes the bytes and returns when the helper has read them all. They pass the gate, which is waited for up to a
+    // second and then passed whatever the wait said. Senders wait for each other. A write that times out half way ends
+    // the connection, since what follows would no longer begin at a frame.
+    CallerResult Send(std::string_view bytes, DWORD timeoutMs);
+
+    // Ends the connection of the moment, if there is one, and listens again.
+    void Disconnect();
+
+    bool Connected() const { return m_bConnected; }
+
+  private:
+    static DWORD WINAPI ThreadEntry(void* self);
+    void Serve();
+    bool Accept();
+    void ReadUntilLost();
+    CallerResult Write(std::string_view bytes, DWORD timeoutMs);
+
+    const std::wstring m_strPipeName;
+    const std::wstring m_strGateName;
+    ICallerPipeSink& m_sink;
+
+    // Made by Start, closed by Stop once the thread has ended and under m_lockSend.
+    CFileHandle m_hPipe;
+    CKernelHandle m_hGate;
+    CKernelHandle m_hStop;   // manual-reset: the thread ends
+    CKernelHandle m_hDrop;   // auto-reset: the thread lets the connection go
+    CKernelHandle m_hRead;   // of the one pending accept or read
+    CKernelHandle m_hWrite;  // of the one pending write
+    CKernelHandle m_hThread;
+
+    std::mutex m_lockSend;  // one sender at a time; guards m_hWrite and the closing of m_hPipe
+    std::atomic<bool> m_bConnected{false};
+    std::vector<char> m_vecChunk;
+};

@@ -1,0 +1,25 @@
+#include "client/caller_result.h"
+
+const char* DescribeCallerResult(CallerResult result) {
+    switch (result) {
+        case CallerResult::Ok:
+            return "done";
+        case CallerResult::Timeout:
+            return "nothing came in time; the helper refuses a request by staying silent, its log says why";
+        case CallerResult::NotConnected:
+            return "no helper is connected to the pipe";
+        case CallerResult::Gone:
+            return "the helper is gone: its connection was lost, or its process ended";
+        case CallerResult::NameTaken:
+            return "another process already serves the pipe of this mark and service id";
+        case CallerResult::BadArgument:
+            return "a name or a value cannot be used as it stands";
+        case CallerResult::NotStarted:
+            return "the helper's program could not be started";
+        case CallerResult::SystemError:
+            return "a call of the system failed";
+        case CallerResult::Closed:
+            return "the caller was closed";
+    }
+    return "unknown result";
+}

@@ -1,0 +1,130 @@
+#include "client/host_pipe.h"
+
+#include <utility>
+
+#include "client/payload_sink.h"
+#include "ipc/envelope.h"
+#include "ipc/frame.h"
+#include "ipc/pipe_names.h"
+
+namespace {
+
+constexpr DWORD kGateWaitMs = 1000;
+constexpr DWORD kRetryMs = 50;
+constexpr DWORD kReadBytes = 16 * 1024;
+
+// What is left of timeoutMs since startedAt.
+DWORD Remaining(ULONGLONG startedAt, std::uint32_t timeoutMs) {
+    const ULONGLONG passed = GetTickCount64() - startedAt;
+    return passed >= timeoutMs ? 0 : static_cast<DWORD>(timeoutMs - passed);
+}
+
+}  // namespace
+
+CallerResult CHostPipe::Connect(const std::wstring& strMark, std::uint32_t timeoutMs, DWORD& systemError) {
+    const ULONGLONG startedAt = GetTickCount64();
+    const std::wstring pipeName = HostPipeName(strMark);
+    Close();
+    m_hIo.reset(CreateEventW(nullptr, /*bManualReset=*/TRUE, FALSE, nullptr));
+    for (;;) {
+        m_hPipe.reset(CreateFileW(pipeName.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
+                                  FILE_FLAG_OVERLAPPED, nullptr));
+        if (m_hPipe) {
+            break;
+        }
+        systemError = GetLastError();
+        const DWORD remaining = Remaining(startedAt, timeoutMs);
+        const bool busy = systemError == ERROR_PIPE_BUSY;
+        if (remaining == 0) {
+            return busy ? CallerResult::Timeout : CallerResult::NotConnected;
+        }
+        if (busy) {
+            WaitNamedPipeW(pipeName.c_str(), remaining);
+        } else if (systemError == ERROR_FILE_NOT_FOUND) {
+            // Between two connections the host has no pipe for a moment, and a starting one has none yet.
+            Sleep(remaining < kRetryMs ? remaining : kRetryMs);
+        } else {
+            return CallerResult::SystemError;
+        }
+    }
+    // Without a gate the sends go ungated.
+    m_hGate.reset(OpenEventW(EVENT_ALL_ACCESS, FALSE, HostEventName(strMark).c_str()));
+    systemError = ERROR_SUCCESS;
+    return CallerResult::Ok;
+}
+
+void CHostPipe::Close() {
+    m_hPipe.reset();
+    m_hGate.reset();
+    m_cutter = CFrameCutter();
+    m_payloads.clear();
+}
+
+CallerResult CHostPipe::Finish(OVERLAPPED& overlapped, BOOL started, std::uint32_t timeoutMs, DWORD& moved) {
+    if (started == FALSE && GetLastError() != ERROR_IO_PENDING) {
+        return CallerResult::Gone;
+    }
+    if (WaitForSingleObject(overlapped.hEvent, timeoutMs) != WAIT_OBJECT_0) {
+        CancelIoEx(m_hPipe.get(), &overlapped);
+        return GetOverlappedResult(m_hPipe.get(), &overlapped, &moved, TRUE) != FALSE ? CallerResult::Ok
+                                                                                      : CallerResult::Timeout;
+    }
+    return GetOverlappedResult(m_hPipe.get(), &overlapped, &moved, FALSE) != FALSE ? CallerResult::Ok
+                                                                                   : CallerResult::Gone;
+}
+
+CallerResult CHostPipe::Send(int nType, Json::Value content, std::uint32_t timeoutMs) {
+    return SendPayload(WriteEnvelope(nType, std::move(content)), timeoutMs);
+}
+
+CallerResult CHostPipe::SendPayload(std::string_view payload, std::uint32_t timeoutMs) {
+    return SendBytes(BuildFrame(payload), timeoutMs);
+}
+
+CallerResult CHostPipe::SendBytes(std::string_view bytes, std::uint32_t timeoutMs) {
+    if (!m_hPipe) {
+        return CallerResult::NotConnected;
+    }
+    if (m_hGate) {
+        WaitForSingleObject(m_hGate.get(), kGateWaitMs);
+        ResetEvent(m_hGate.get());
+    }
+    OVERLAPPED overlapped = {};
+    overlapped.hEvent = m_hIo.get();
+    DWORD moved = 0;
+    CallerResult result = Finish(
+        overlapped, WriteFile(m_hPipe.get(), bytes.data(), static_cast<DWORD>(bytes.size()), nullptr, &overlapped),
+        timeoutMs, moved);
+    if (result == CallerResult::Ok && moved != bytes.size()) {
+        result = CallerResult::Timeout;
+    }
+    if (m_hGate) {
+        SetEvent(m_hGate.get());
+    }
+    return result;
+}
+
+CallerResult CHostPipe::WaitForPayload(std::uint32_t timeoutMs, std::string& payload) {
+    const ULONGLONG startedAt = GetTickCount64();
+    CPayloadSink sink([this](std::string one) { m_payloads.push_back(std::move(one)); });
+    while (m_payloads.empty()) {
+        if (!m_hPipe) {
+            return CallerResult::NotConnected;
+        }
+        char chunk[kReadBytes];
+        OVERLAPPED overlapped = {};
+        overlapped.hEvent = m_hIo.get();
+        DWORD moved = 0;
+        const CallerResult result =
+            Finish(overlapped, ReadFile(m_hPipe.get(), chunk, sizeof chunk, nullptr, &overlapped),
+                   Remaining(startedAt, timeoutMs), moved);
+        if (result != CallerResult::Ok) {
+            return result;
+        }
+        m_cutter.Append(chunk, moved);
+        m_cutter.DispatchFrames(&sink);
+    }
+    payload = std::move(m_payloads.front());
+    m_payloads.pop_front();
+    return CallerResult::Ok;
+}

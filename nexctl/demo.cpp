@@ -1,0 +1,56 @@
+#include <cstdio>
+
+#include "nexctl/runner.h"
+
+namespace {
+
+constexpr char kOpen[] =
+    R"({"type":"miniApp","appId":"wx0123456789abcdef","appPath":"pages/index/index","taskId":"demo-1","from":"nexctl"})";
+constexpr char kPoll[] = R"({"type":"miniApp","taskId":"demo-1","from":"nexctl"})";
+
+Step MakeStep(const Step& like, const char* verb, const char* argument = nullptr) {
+    Step step;
+    step.verb = FindVerb(verb);
+    step.timeoutMs = like.timeoutMs;
+    if (argument != nullptr) {
+        step.arguments.emplace_back(argument);
+    }
+    return step;
+}
+
+void Say(const char* text) {
+    std::printf("%s\n", text);
+    std::fflush(stdout);
+}
+
+}  // namespace
+
+ExitCode CRunner::Demo(const Step& step) {
+    m_bDemo = true;
+    Step poll = MakeStep(step, "poll", kPoll);
+    poll.until = std::string("1");
+    const struct {
+        const char* words;
+        Step step;
+    } acts[] = {
+        {"Serving the pipe and the gate, starting the helper, waiting for its ready notice:", MakeStep(step, "start")},
+        {"Opening a mini-program:", MakeStep(step, "open", kOpen)},
+        {"Asking how the open stands until the SDK has answered:", poll},
+        {"Asking the helper to go; it takes 2 seconds of grace and looks around every 10:", MakeStep(step, "exit")},
+    };
+    for (const auto& act : acts) {
+        Say(act.words);
+        const ExitCode code = RunStep(act.step);
+        if (code != ExitCode::Ok) {
+            Say("The demo stopped here.");
+            return code;
+        }
+    }
+    DWORD exitCode = 0;
+    if (m_caller->WaitForProcessEnd(0, exitCode) != CallerResult::Ok) {
+        Say("The helper let the connection go, but its process runs on.");
+        return ExitCode::Timeout;
+    }
+    Say("The demo worked: ready notice, open, result \"1\", exit; the helper ended by itself with exit code 0.");
+    return ExitCode::Ok;
+}

@@ -1,0 +1,217 @@
+#include "nexctl/script.h"
+
+#include <charconv>
+#include <cstdio>
+#include <limits>
+
+#include "foundation/json_text.h"
+#include "foundation/text_helpers.h"
+
+namespace {
+
+bool ReadNumber(std::string_view text, std::uint32_t& number) {
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    return error == std::errc() && end == text.data() + text.size();
+}
+
+bool ReadStream(std::FILE* stream, std::string& text) {
+    char chunk[4096];
+    while (const std::size_t count = std::fread(chunk, 1, sizeof chunk, stream)) {
+        text.append(chunk, count);
+    }
+    return std::ferror(stream) == 0;
+}
+
+// "@FILE" and "-" become what stands there.
+bool ReadIn(std::string& argument, std::string& problem) {
+    if (argument == "-") {
+        argument.clear();
+        if (!ReadStream(stdin, argument)) {
+            problem = "standard input cannot be read";
+            return false;
+        }
+        return true;
+    }
+    if (argument.size() < 2 || argument[0] != '@') {
+        return true;
+    }
+    const std::string path = argument.substr(1);
+    argument.clear();
+    std::FILE* file = _wfopen(Utf8ToUtf16(path).c_str(), L"rb");
+    const bool read = file != nullptr && ReadStream(file, argument);
+    if (file != nullptr) {
+        std::fclose(file);
+    }
+    if (!read) {
+        problem = path + " cannot be read";
+    }
+    return read;
+}
+
+// Walks the arguments once; each Take... leaves problem set when it fails.
+class CScriptReader {
+  public:
+    CScriptReader(const std::vector<std::string>& arguments, Script& script, std::string& problem)
+        : m_arguments(arguments), m_script(script), m_problem(problem) {}
+
+    bool Read() {
+        while (m_nAt < m_arguments.size()) {
+            const std::string& token = m_arguments[m_nAt++];
+            if (!(token.starts_with("--") ? TakeOption(token) : TakeVerb(token))) {
+                return false;
+            }
+        }
+        if (m_script.steps.empty()) {
+            m_problem = "no verb";
+            return false;
+        }
+        return true;
+    }
+
+  private:
+    bool Fail(std::string problem) {
+        m_problem = std::move(problem);
+        return false;
+    }
+
+    bool TakeVerb(const std::string& name) {
+        Step step;
+        step.verb = FindVerb(name);
+        if (step.verb == nullptr) {
+            return Fail("no verb is called \"" + name + "\"");
+        }
+        for (std::size_t i = 0; i < step.verb->count; ++i) {
+            std::string argument;
+            // A lone "-" is standard input; a longer word with two dashes is an option, not an argument.
+            if (m_nAt >= m_arguments.size() || m_arguments[m_nAt].starts_with("--")) {
+                return Fail(name + " needs " + step.verb->arguments);
+            }
+            argument = m_arguments[m_nAt++];
+            if (!ReadIn(argument, m_problem)) {
+                return false;
+            }
+            step.arguments.push_back(std::move(argument));
+        }
+        m_script.steps.push_back(std::move(step));
+        return CheckArguments(m_script.steps.back());
+    }
+
+    bool CheckArguments(const Step& step) {
+        const std::string_view arguments = step.verb->arguments;
+        std::uint32_t type = 0;
+        if (arguments.starts_with("TYPE ") &&
+            (!ReadNumber(step.arguments[0], type) || type > std::numeric_limits<std::int32_t>::max())) {
+            return Fail("\"" + step.arguments[0] + "\" is no message type");
+        }
+        const bool commandLine = std::string_view(step.verb->name) == "host" && type == 1;
+        const bool json = arguments.ends_with("JSON") || (arguments.ends_with("BODY") && !commandLine);
+        Json::Value value;
+        if (json && !ParseJson(step.arguments.back(), value)) {
+            return Fail("not JSON: " + step.arguments.back());
+        }
+        return true;
+    }
+
+    bool TakeOption(const std::string& name) {
+        if (name == "--no-start") {
+            m_script.noStart = true;
+            return true;
+        }
+        if (name == "--frames") {
+            m_script.frames = true;
+            return true;
+        }
+        if (name == "--trace") {
+            m_script.trace = true;
+            return true;
+        }
+        if (name == "--help") {
+            Step step;
+            step.verb = FindVerb("help");
+            m_script.steps.push_back(step);
+            return true;
+        }
+        if (m_nAt >= m_arguments.size()) {
+            return Fail(name + " needs a value");
+        }
+        std::string value = m_arguments[m_nAt++];
+        if (std::string* text = TextOption(name)) {
+            *text = value;
+            return true;
+        }
+        if (name == "--channel" || name == "--param") {
+            Json::Value unused;
+            if (!ReadIn(value, m_problem)) {
+                return false;
+            }
+            if (!ParseJson(value, unused)) {
+                return Fail(name + " is not JSON: " + value);
+            }
+            if (name == "--param") {
+                m_script.param = value;
+            } else {
+                m_script.channel = value;
+            }
+            return true;
+        }
+        if (name == "--until") {
+            return m_script.steps.empty() ? Fail("--until stands behind a verb")
+                                          : (m_script.steps.back().until = value, true);
+        }
+        return TakeNumber(name, value);
+    }
+
+    std::string* TextOption(const std::string& name) {
+        return name == "--exe"       ? &m_script.exe
+               : name == "--mark"    ? &m_script.mark
+               : name == "--service" ? &m_script.service
+               : name == "--mid"     ? &m_script.mid
+               : name == "--type"    ? &m_script.type
+                                     : nullptr;
+    }
+
+    bool TakeNumber(const std::string& name, const std::string& value) {
+        const bool known = name == "--timeout" || name == "--every" || name == "--expect" || name == "--count" ||
+                           name == "--channel-id";
+        if (!known) {
+            return Fail("no option is called \"" + name + "\"");
+        }
+        std::uint32_t number = 0;
+        if (!ReadNumber(value, number)) {
+            return Fail(name + " needs a number, not \"" + value + "\"");
+        }
+        if (name == "--channel-id") {
+            m_script.channelId = number;
+            return true;
+        }
+        if (m_script.steps.empty()) {
+            if (name == "--timeout") {
+                m_script.timeoutMs = number;
+                return true;
+            }
+            return Fail(name + " stands behind a verb");
+        }
+        Step& step = m_script.steps.back();
+        if (name == "--timeout") {
+            step.timeoutMs = number;
+        } else if (name == "--every") {
+            step.everyMs = number;
+        } else if (name == "--count") {
+            step.count = number;
+        } else {
+            step.expect = static_cast<int>(number);
+        }
+        return true;
+    }
+
+    const std::vector<std::string>& m_arguments;
+    Script& m_script;
+    std::string& m_problem;
+    std::size_t m_nAt = 0;
+};
+
+}  // namespace
+
+bool ParseScript(const std::vector<std::string>& arguments, Script& script, std::string& problem) {
+    return CScriptReader(arguments, script, problem).Read();
+}

@@ -1,0 +1,126 @@
+#include <algorithm>
+
+#include "nexctl/script.h"
+
+namespace {
+
+constexpr char kJsonNote[] = "JSON may be @FILE to read it from a file, or - to read it from standard input.\n";
+
+}  // namespace
+
+const std::vector<VerbInfo>& AllVerbs() {
+    static const std::vector<VerbInfo> verbs = {
+        {"start", "", 0, "serve the pipe, start the helper, wait for its ready notice (12)",
+         "Serves the caller's pipe and gate of --mark and --service, starts --exe with /from:, /channel: and\n"
+         "/service_id:, and waits until the helper has connected and sent the notice of type 12. A helper of this\n"
+         "mark that runs already is handed the command line and connects instead.\n"
+         "Every other verb that talks to the helper does this first by itself.\n"},
+        {"open", "JSON", 1, "open a target: request 6, reply 17",
+         "JSON is the app-open object, sent as p1, for example\n"
+         "  {\"type\":\"miniApp\",\"appId\":\"wx1\",\"appPath\":\"index\",\"taskId\":\"t1\",\"from\":\"me\"}\n"
+         "The reply's result is the outcome: \"1\" and \"Loading\" end with 0, every other word with 5.\n"},
+        {"poll", "JSON", 1, "ask how an open stands: request 7, reply 13",
+         "JSON is the object with type, taskId, from and wndname, sent as a text under p1.\n"
+         "  --until WORD   ask again while the result is \"Loading\", until it is WORD\n"
+         "  --every MS     the pause between two asks (500)\n"
+         "Without --until one ask is made. \"1\" and \"Loading\" end with 0, every other word with 5; with --until\n"
+         "only WORD ends with 0, and still \"Loading\" at the end of --timeout with 3.\n"},
+        {"watch", "JSON", 1, "have the helper ask by itself and fetch statistics: request 8, no reply",
+         "JSON is the object with interval, successLog, errorLog and the keys of poll, sent as a text under p1.\n"},
+        {"status", "", 0, "what is installed and logged in: request 2, reply 13", ""},
+        {"status-encrypted", "", 0, "the same under the RSA envelope: request 3, reply 14",
+         "An empty result, when the envelope could not be made, ends with 5.\n"},
+        {"qimei", "", 0, "the device identity pair: request 4, reply 15", "Two empty texts end with 5.\n"},
+        {"encrypt", "TEXT", 1, "put a text under the RSA envelope: request 5, reply 16",
+         "An empty result, when the envelope could not be made, ends with 5.\n"},
+        {"send", "TYPE JSON", 2, "send any type with any content",
+         "Waits for the reply type that belongs to TYPE, when there is one.\n"
+         "  --expect N     wait for a frame of type N instead; 0 waits for none\n"},
+        {"listen", "", 0, "print every frame as it comes",
+         "  --count N      stop after N frames (no limit)\n"
+         "Ends with 0 after N frames or at the end of --timeout, and with 4 when the helper is gone.\n"},
+        {"exit", "", 0, "ask the helper to let this service go: request 9",
+         "Waits until the helper has let the connection go, and, when it was started from here and serves nobody\n"
+         "else, until its process has ended. The helper takes its delay (2 seconds) and up to 10 seconds more.\n"},
+        {"host", "TYPE BODY", 2, "send a message on the host's own pipe of --mark; starts nothing",
+         "For type 1 BODY is a command line, and the acknowledgement \"1\" is waited for. For every other type BODY\n"
+         "is the content, JSON; what it names under service_id gets an instance of its own.\n"
+         "  --expect 0     do not wait for the acknowledgement\n"},
+        {"names", "", 0, "print the names of pipes and events for --mark and --service", ""},
+        {"encode", "TYPE JSON", 2, "print the frame of a message as hexadecimal bytes", ""},
+        {"decode", "HEX", 1, "print the frames in hexadecimal bytes as JSON lines",
+         "Blanks and line ends between the digits are skipped. Bytes that are no whole frame end with 5.\n"},
+        {"demo", "", 0, "a whole exchange: start, open, poll until \"1\", exit",
+         "Needs the helper with an SDK beside it that answers; tools/demo prepares both.\n"},
+        {"help", "", 0, "this page, or the page of the verb before it", ""},
+    };
+    return verbs;
+}
+
+const VerbInfo* FindVerb(std::string_view name) {
+    const auto& verbs = AllVerbs();
+    const auto found = std::find_if(verbs.begin(), verbs.end(), [&](const VerbInfo& one) { return one.name == name; });
+    return found == verbs.end() ? nullptr : &*found;
+}
+
+std::string HelpText(const VerbInfo* verb) {
+    if (verb != nullptr) {
+        std::string text = "usage: nexctl " + std::string(verb->name);
+        if (*verb->arguments != 0) {
+            text += " " + std::string(verb->arguments);
+        }
+        text += " [options]\n\n" + std::string(verb->summary) + "\n";
+        if (*verb->details != 0) {
+            text += "\n" + std::string(verb->details);
+        }
+        if (std::string_view(verb->arguments).find("JSON") != std::string_view::npos) {
+            text += "\n" + std::string(kJsonNote);
+        }
+        return text + "\nOptions, output and exit codes: nexctl --help\n";
+    }
+    std::string text =
+        "usage: nexctl VERB [ARGUMENTS] [options] [VERB [ARGUMENTS] [options] ...]\n"
+        "\n"
+        "The caller's side of the helper, from a console. Verbs are taken in order, in one process, on one pipe:\n"
+        "  nexctl start --mark demo open '{...}' poll '{...}' --until 1 exit\n"
+        "The first verb that needs the helper starts it. When nexctl ends its pipe goes too; a helper that was not\n"
+        "asked to exit notices that within a minute and ends by itself.\n"
+        "\n"
+        "verbs:\n";
+    for (const VerbInfo& one : AllVerbs()) {
+        std::string usage = "  " + std::string(one.name) + " " + one.arguments;
+        usage.resize(std::max<std::size_t>(usage.size() + 1, 22), ' ');
+        text += usage + one.summary + "\n";
+    }
+    text +=
+        "\n"
+        "options for the whole run:\n"
+        "  --exe PATH         the helper (nexlet.exe beside nexctl.exe)\n"
+        "  --mark TEXT        mark of the product, /from: (nexctl)\n"
+        "  --service TEXT     service id, /service_id: (nexctl)\n"
+        "  --channel JSON     channel text, /channel:; replaces the two below\n"
+        "  --mid TEXT         mid of the channel text (nexctl)\n"
+        "  --channel-id N     channel_id of the channel text (1)\n"
+        "  --type TEXT        /type: of the helper's command line (none)\n"
+        "  --param JSON       /param: of the helper's command line, an envelope (none)\n"
+        "  --no-start         start nothing; wait until a helper connects\n"
+        "  --frames           print every frame as a JSON line on standard output\n"
+        "  --trace            print every frame for people on standard error\n"
+        "\n"
+        "before the first verb for all, behind a verb for that one:\n"
+        "  --timeout MS       limit of every wait (10000; exit 30000)\n"
+        "\n"
+        "output: one JSON line a verb on standard output, {\"outcome\":...,\"reply\":...,\"step\":...}; words for "
+        "people\n"
+        "on standard error.\n"
+        "\n"
+        "exit codes:\n"
+        "  0  everything was done\n"
+        "  1  the command line cannot be used\n"
+        "  2  the pipe could not be served or the helper could not be started\n"
+        "  3  nothing came in time; the helper refuses a request by staying silent\n"
+        "  4  the helper is gone\n"
+        "  5  the answer came and says that it did not work\n"
+        "\n";
+    return text + kJsonNote;
+}

@@ -1,0 +1,36 @@
+// The other end of a pipe under test: opens it by name and moves bytes as they stand, with a limit on every wait.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "foundation/handle.h"
+
+class CPipePeer {
+  public:
+    // One attempt. False with the system's error in LastError.
+    bool Open(const std::wstring& name);
+    void Close() { m_hPipe.reset(); }
+    bool IsOpen() const { return m_hPipe.valid(); }
+
+    // True when all bytes were taken in time.
+    bool Write(std::string_view bytes, std::uint32_t timeoutMs = 10000);
+    // Reads exactly count bytes; what came before a failure is returned.
+    std::string Read(std::size_t count, std::uint32_t timeoutMs = 10000);
+    // Reads one frame and returns its payload; empty with Failed set when none came.
+    std::string ReadFrame(std::uint32_t timeoutMs = 10000);
+    // True when the other side has ended the connection within the time.
+    bool WaitForEnd(std::uint32_t timeoutMs = 10000);
+
+    bool Failed() const { return m_bFailed; }
+    DWORD LastError() const { return m_dwError; }
+
+  private:
+    bool Finish(OVERLAPPED& overlapped, BOOL started, std::uint32_t timeoutMs, DWORD& moved);
+
+    CFileHandle m_hPipe;
+    bool m_bFailed = false;
+    DWORD m_dwError = 0;
+};

@@ -1,0 +1,338 @@
+// The caller against a stand-in for the helper: the other end of the pipe, driven by the test.
+#include "client/caller.h"
+
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "foundation/json_text.h"
+#include "foundation/text_helpers.h"
+#include "ipc/envelope.h"
+#include "ipc/frame.h"
+#include "tests/support/pipe_peer.h"
+#include "tests/support/unique_name.h"
+
+namespace {
+
+constexpr std::uint32_t kLongMs = 10000;
+
+Json::Value Object(const char* key, const char* value) {
+    Json::Value object(Json::objectValue);
+    object[key] = value;
+    return object;
+}
+
+std::string Notice() {
+    return BuildFrame(WriteEnvelope(12, Object("p1", "1")));
+}
+
+class CallerTest : public ::testing::Test {
+  protected:
+    CallerTest() : m_caller(UniqueName(L"callertest"), "svc") {}
+
+    void SetUp() override { ASSERT_EQ(m_caller.Open(), CallerResult::Ok) << m_caller.SystemError(); }
+
+    void Connect() {
+        ASSERT_TRUE(m_helper.Open(m_caller.PipeName())) << m_helper.LastError();
+        ASSERT_EQ(m_caller.WaitForConnection(kLongMs), CallerResult::Ok);
+    }
+
+    // Sends on a thread of its own while the stand-in reads: a send ends when its bytes have been read.
+    std::string SendAndRead(int nType, Json::Value content) {
+        CallerResult result = CallerResult::Closed;
+        std::thread sender([&] { result = m_caller.Send(nType, std::move(content), kLongMs); });
+        std::string payload = m_helper.ReadFrame();
+        sender.join();
+        EXPECT_EQ(result, CallerResult::Ok) << DescribeCallerResult(result);
+        return payload;
+    }
+
+    bool GateIsOpen() {
+        const CKernelHandle gate(OpenEventW(EVENT_ALL_ACCESS, FALSE, m_caller.GateName().c_str()));
+        EXPECT_TRUE(gate) << "no gate " << GetLastError();
+        return WaitForSingleObject(gate.get(), 0) == WAIT_OBJECT_0;
+    }
+
+    CCaller m_caller;
+    CPipePeer m_helper;
+};
+
+TEST_F(CallerTest, ServesPipeAndSignalledGateUnderTheNamesOfMarkAndService) {
+    EXPECT_EQ(m_caller.PipeName(), LR"(\\.\pipe\NamedPipezoltService_INSTANCE_)" + m_caller.Mark() + L"_svc");
+    EXPECT_EQ(m_caller.GateName(), LR"(Global\NamedEventzoltService_)" + m_caller.Mark() + L"_svc");
+    EXPECT_TRUE(GateIsOpen());
+    // Manual-reset: a wait does not take the signal away.
+    EXPECT_TRUE(GateIsOpen());
+    Connect();
+}
+
+TEST_F(CallerTest, AnsweredRequestComesBackUnderItsType) {
+    Connect();
+    const std::string request = SendAndRead(6, Object("service_id", "svc"));
+    EXPECT_EQ(request, R"({"content":{"service_id":"svc"},"message_type":6})");
+    ASSERT_TRUE(m_helper.Write(BuildFrame(WriteEnvelope(17, Object("result", "1")))));
+    ReceivedFrame reply;
+    ASSERT_EQ(m_caller.WaitForFrame(17, kLongMs, reply), CallerResult::Ok);
+    EXPECT_EQ(reply.nType, 17);
+    EXPECT_EQ(WriteJson(reply.content), R"({"result":"1"})");
+    EXPECT_TRUE(GateIsOpen()) << "the gate is open again behind a send";
+}
+
+TEST_F(CallerTest, WaitForOneTypeLeavesTheOthersQueuedInOrder) {
+    Connect();
+    ASSERT_TRUE(m_helper.Write(Notice() + BuildFrame("1") + BuildFrame(WriteEnvelope(13, Object("result", "Loading"))) +
+                               BuildFrame(WriteEnvelope(17, Json::Value()))));
+    ReceivedFrame frame;
+    ASSERT_EQ(m_caller.WaitForFrame(17, kLongMs, frame), CallerResult::Ok);
+    EXPECT_TRUE(frame.content.isNull());
+    ASSERT_EQ(m_caller.WaitForFrame(0, kLongMs, frame), CallerResult::Ok);
+    EXPECT_EQ(frame.nType, 12);
+    ASSERT_EQ(m_caller.WaitForFrame(0, kLongMs, frame), CallerResult::Ok);
+    EXPECT_EQ(frame.nType, 0) << "a payload that is no envelope";
+    EXPECT_EQ(frame.strPayload, "1");
+    ASSERT_EQ(m_caller.WaitForFrame(13, kLongMs, frame), CallerResult::Ok);
+    EXPECT_EQ(m_caller.WaitForFrame(0, 0, frame), CallerResult::Timeout);
+}
+
+TEST_F(CallerTest, FrameArrivingByteByByteIsDeliveredOnce) {
+    Connect();
+    for (const char byte : Notice()) {
+        ASSERT_TRUE(m_helper.Write(std::string_view(&byte, 1)));
+    }
+    ReceivedFrame frame;
+    ASSERT_EQ(m_caller.WaitForFrame(12, kLongMs, frame), CallerResult::Ok);
+    EXPECT_EQ(m_caller.WaitForFrame(0, 0, frame), CallerResult::Timeout);
+}
+
+TEST_F(CallerTest, LargeReplyComesWhole) {
+    Connect();
+    const std::string big(3 * 1024 * 1024, 'x');
+    ASSERT_TRUE(m_helper.Write(BuildFrame(WriteEnvelope(13, Object("result", big.c_str())))));
+    ReceivedFrame frame;
+    ASSERT_EQ(m_caller.WaitForFrame(13, kLongMs, frame), CallerResult::Ok);
+    EXPECT_EQ(frame.content["result"].asString(), big);
+}
+
+TEST_F(CallerTest, SilenceEndsInATimeout) {
+    Connect();
+    ReceivedFrame frame;
+    EXPECT_EQ(m_caller.WaitForFrame(13, 50, frame), CallerResult::Timeout);
+    EXPECT_TRUE(m_caller.Connected());
+}
+
+TEST_F(CallerTest, SendWithNobodyConnectedSaysSo) {
+    EXPECT_EQ(m_caller.Send(2, Json::Value(Json::objectValue), kLongMs), CallerResult::NotConnected);
+}
+
+TEST_F(CallerTest, SendToAHelperThatDoesNotReadTimesOutAndTheGateOpensAgain) {
+    Connect();
+    EXPECT_EQ(m_caller.Send(2, Json::Value(Json::objectValue), 50), CallerResult::Timeout);
+    EXPECT_TRUE(GateIsOpen());
+}
+
+TEST_F(CallerTest, ClosedGateDelaysASendByASecondOnly) {
+    Connect();
+    const CKernelHandle gate(OpenEventW(EVENT_ALL_ACCESS, FALSE, m_caller.GateName().c_str()));
+    ASSERT_TRUE(gate);
+    ResetEvent(gate.get());
+    const ULONGLONG startedAt = GetTickCount64();
+    EXPECT_NE(SendAndRead(2, Json::Value(Json::objectValue)), "");
+    EXPECT_GE(GetTickCount64() - startedAt, 900u);
+    EXPECT_TRUE(GateIsOpen());
+}
+
+TEST_F(CallerTest, LostHelperWakesAWaiterAfterItsLastFrame) {
+    Connect();
+    ASSERT_TRUE(m_helper.Write(Notice()));
+    m_helper.Close();
+    ReceivedFrame frame;
+    EXPECT_EQ(m_caller.WaitForFrame(12, kLongMs, frame), CallerResult::Ok) << "what came before is still there";
+    EXPECT_EQ(m_caller.WaitForFrame(12, kLongMs, frame), CallerResult::Gone);
+    EXPECT_EQ(m_caller.Send(2, Json::Value(Json::objectValue), kLongMs), CallerResult::Gone);
+    EXPECT_EQ(m_caller.WaitForLoss(kLongMs), CallerResult::Ok);
+}
+
+TEST_F(CallerTest, ProbeThatLeavesWithoutAByteIsNoLoss) {
+    for (std::uint32_t i = 1; i <= 20; ++i) {
+        CPipePeer probe;
+        while (!probe.Open(m_caller.PipeName())) {
+            // The pipe needs a moment to listen again.
+            ASSERT_EQ(probe.LastError(), static_cast<DWORD>(ERROR_PIPE_BUSY));
+            WaitNamedPipeW(m_caller.PipeName().c_str(), kLongMs);
+        }
+        probe.Close();
+    }
+    ReceivedFrame frame;
+    EXPECT_EQ(m_caller.WaitForFrame(12, 0, frame), CallerResult::Timeout) << "the helper may still come";
+    while (!m_helper.Open(m_caller.PipeName())) {
+        WaitNamedPipeW(m_caller.PipeName().c_str(), kLongMs);
+    }
+    ASSERT_TRUE(m_helper.Write(Notice()));
+    EXPECT_EQ(m_caller.WaitForFrame(12, kLongMs, frame), CallerResult::Ok);
+}
+
+TEST_F(CallerTest, ProbeBesideAConnectedHelperFindsThePipeBusy) {
+    Connect();
+    CPipePeer probe;
+    EXPECT_FALSE(probe.Open(m_caller.PipeName()));
+    EXPECT_EQ(probe.LastError(), static_cast<DWORD>(ERROR_PIPE_BUSY));
+    EXPECT_TRUE(m_caller.Connected());
+    EXPECT_NE(SendAndRead(2, Json::Value(Json::objectValue)), "");
+}
+
+TEST_F(CallerTest, HelperMayComeAgainAndBeginsWithAFreshStream) {
+    Connect();
+    const std::string notice = Notice();
+    ASSERT_TRUE(m_helper.Write(notice + notice.substr(0, 11))) << "a frame and the first half of another";
+    ReceivedFrame frame;
+    ASSERT_EQ(m_caller.WaitForFrame(12, kLongMs, frame), CallerResult::Ok);
+    m_helper.Close();
+    ASSERT_EQ(m_caller.WaitForLoss(kLongMs), CallerResult::Ok);
+    while (!m_helper.Open(m_caller.PipeName())) {
+        WaitNamedPipeW(m_caller.PipeName().c_str(), kLongMs);
+    }
+    ASSERT_TRUE(m_helper.Write(notice));
+    EXPECT_EQ(m_caller.WaitForFrame(12, kLongMs, frame), CallerResult::Ok);
+}
+
+TEST_F(CallerTest, DisconnectEndsTheHelpersConnectionAndThePipeListensAgain) {
+    Connect();
+    m_caller.Disconnect();
+    EXPECT_TRUE(m_helper.WaitForEnd()) << m_helper.LastError();
+    ASSERT_EQ(m_caller.WaitForLoss(kLongMs), CallerResult::Ok);
+    CPipePeer again;
+    while (!again.Open(m_caller.PipeName())) {
+        WaitNamedPipeW(m_caller.PipeName().c_str(), kLongMs);
+    }
+    EXPECT_TRUE(again.IsOpen());
+}
+
+TEST_F(CallerTest, SecondCallerOfTheSameServiceIsTurnedAway) {
+    CCaller second(m_caller.Mark(), m_caller.ServiceId());
+    EXPECT_EQ(second.Open(), CallerResult::NameTaken);
+    CCaller other(m_caller.Mark(), "another service");
+    EXPECT_EQ(other.Open(), CallerResult::Ok);
+}
+
+TEST_F(CallerTest, CloseWakesAWaiterAndFreesTheName) {
+    Connect();
+    CallerResult result = CallerResult::Ok;
+    std::thread waiter([&] {
+        ReceivedFrame frame;
+        result = m_caller.WaitForFrame(12, kLongMs, frame);
+    });
+    m_caller.Close();
+    waiter.join();
+    EXPECT_TRUE(result == CallerResult::Closed || result == CallerResult::Gone) << DescribeCallerResult(result);
+    EXPECT_TRUE(m_helper.WaitForEnd());
+    CCaller next(m_caller.Mark(), m_caller.ServiceId());
+    EXPECT_EQ(next.Open(), CallerResult::Ok);
+}
+
+TEST_F(CallerTest, ManySendersDoNotMixTheirFrames) {
+    Connect();
+    constexpr int kSenders = 4;
+    constexpr int kEach = 25;
+    std::vector<std::thread> senders;
+    for (int i = 0; i < kSenders; ++i) {
+        senders.emplace_back([this, i] {
+            for (int k = 0; k < kEach; ++k) {
+                EXPECT_EQ(m_caller.Send(100 + i, Json::Value(Json::objectValue), kLongMs), CallerResult::Ok);
+            }
+        });
+    }
+    int counts[kSenders] = {};
+    for (int i = 0; i < kSenders * kEach; ++i) {
+        Envelope envelope;
+        const std::string payload = m_helper.ReadFrame();
+        EXPECT_EQ(ReadEnvelope(payload, envelope), EnvelopeStatus::Ok) << payload;
+        if (envelope.nType >= 100 && envelope.nType < 100 + kSenders) {
+            ++counts[envelope.nType - 100];
+        }
+    }
+    for (std::thread& sender : senders) {
+        sender.join();
+    }
+    for (const int count : counts) {
+        EXPECT_EQ(count, kEach);
+    }
+}
+
+TEST_F(CallerTest, ObserverSeesEveryFrameWithItsDirection) {
+    CCaller caller(UniqueName(L"callertest"), "svc");
+    std::mutex lock;
+    std::vector<std::pair<FrameDirection, std::string>> seen;
+    caller.SetObserver([&](FrameDirection direction, std::string_view payload) {
+        const std::lock_guard<std::mutex> guard(lock);
+        seen.emplace_back(direction, payload);
+    });
+    ASSERT_EQ(caller.Open(), CallerResult::Ok);
+    CPipePeer helper;
+    ASSERT_TRUE(helper.Open(caller.PipeName()));
+    ASSERT_EQ(caller.WaitForConnection(kLongMs), CallerResult::Ok);
+    ASSERT_TRUE(helper.Write(BuildFrame("in")));
+    ReceivedFrame frame;
+    ASSERT_EQ(caller.WaitForFrame(0, kLongMs, frame), CallerResult::Ok);
+    std::thread reader([&] { helper.ReadFrame(); });
+    EXPECT_EQ(caller.SendPayload("out", kLongMs), CallerResult::Ok);
+    reader.join();
+    const std::lock_guard<std::mutex> guard(lock);
+    ASSERT_EQ(seen.size(), 2u);
+    EXPECT_EQ(seen[0], std::make_pair(FrameDirection::Received, std::string("in")));
+    EXPECT_EQ(seen[1], std::make_pair(FrameDirection::Sent, std::string("out")));
+}
+
+// A program that ends at once and never connects, with an exit code of its choice.
+HelperStart EndingProgram() {
+    HelperStart start;
+    wchar_t system[MAX_PATH] = {};
+    GetSystemDirectoryW(system, MAX_PATH);
+    start.strExe = std::wstring(system) + L"\\hostname.exe";
+    return start;
+}
+
+TEST_F(CallerTest, ProcessThatEndsWithoutConnectingEndsTheWait) {
+    ASSERT_EQ(m_caller.StartHelper(EndingProgram()), CallerResult::Ok) << m_caller.SystemError();
+    ReceivedFrame frame;
+    EXPECT_EQ(m_caller.WaitForFrame(12, kLongMs, frame), CallerResult::Gone);
+    DWORD exitCode = 77;
+    EXPECT_EQ(m_caller.WaitForProcessEnd(kLongMs, exitCode), CallerResult::Ok);
+    EXPECT_NE(exitCode, 77u);
+}
+
+TEST_F(CallerTest, MissingProgramIsNotStarted) {
+    HelperStart start;
+    start.strExe = LR"(C:\no such\nexlet.exe)";
+    EXPECT_EQ(m_caller.StartHelper(start), CallerResult::NotStarted);
+    EXPECT_NE(m_caller.SystemError(), 0u);
+    DWORD exitCode = 0;
+    EXPECT_EQ(m_caller.WaitForProcessEnd(0, exitCode), CallerResult::NotConnected);
+}
+
+DWORD OwnHandleCount() {
+    DWORD count = 0;
+    GetProcessHandleCount(GetCurrentProcess(), &count);
+    return count;
+}
+
+TEST(Caller, LeavesNoHandleBehind) {
+    const auto round = [] {
+        CCaller caller(UniqueName(L"callertest"), "svc");
+        ASSERT_EQ(caller.Open(), CallerResult::Ok);
+        CPipePeer helper;
+        ASSERT_TRUE(helper.Open(caller.PipeName()));
+        ASSERT_TRUE(helper.Write(Notice()));
+        ReceivedFrame frame;
+        ASSERT_EQ(caller.WaitForFrame(12, kLongMs, frame), CallerResult::Ok);
+    };
+    round();
+    const DWORD before = OwnHandleCount();
+    for (int i = 0; i < 20; ++i) {
+        round();
+    }
+    // Threads of the system's pool come and go by themselves.
+    EXPECT_LT(OwnHandleCount(), before + 20);
+}
+
+}  // namespace

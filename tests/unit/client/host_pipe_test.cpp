@@ -1,0 +1,96 @@
+#include "client/host_pipe.h"
+
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include "client/caller_pipe.h"
+#include "ipc/frame.h"
+#include "ipc/pipe_names.h"
+#include "tests/support/unique_name.h"
+
+namespace {
+
+constexpr std::uint32_t kLongMs = 10000;
+
+// A host that answers every frame it gets with the acknowledgement.
+class CAnsweringHost final : public ICallerPipeSink {
+  public:
+    explicit CAnsweringHost(const std::wstring& mark) : m_pipe(HostPipeName(mark), HostEventName(mark), *this) {
+        DWORD systemError = 0;
+        EXPECT_EQ(m_pipe.Start(systemError), CallerResult::Ok) << systemError;
+    }
+    ~CAnsweringHost() {
+        m_pipe.Stop();
+        if (m_answer.joinable()) {
+            m_answer.join();
+        }
+    }
+
+    void OnConnected() override {}
+    void OnBytes(const char* data, std::size_t size) override {
+        m_strSeen.append(data, size);
+        if (!m_answer.joinable()) {
+            m_answer = std::thread([this] { m_pipe.Send(BuildFrame(kHostAcknowledgement), kLongMs); });
+        }
+    }
+    void OnLost() override {}
+
+    const std::string& Seen() const { return m_strSeen; }
+    CCallerPipe& Pipe() { return m_pipe; }
+
+  private:
+    CCallerPipe m_pipe;
+    std::string m_strSeen;
+    std::thread m_answer;
+};
+
+TEST(HostPipe, SendsAnEnvelopeAndTakesTheAcknowledgement) {
+    const std::wstring mark = UniqueName(L"hostpipe");
+    CAnsweringHost server(mark);
+    CHostPipe host;
+    DWORD systemError = 0;
+    ASSERT_EQ(host.Connect(mark, kLongMs, systemError), CallerResult::Ok) << systemError;
+    ASSERT_EQ(host.Send(1, "/from:x", kLongMs), CallerResult::Ok);
+    std::string payload;
+    ASSERT_EQ(host.WaitForPayload(kLongMs, payload), CallerResult::Ok);
+    EXPECT_EQ(payload, kHostAcknowledgement);
+    EXPECT_EQ(server.Seen(), BuildFrame(R"({"content":"/from:x","message_type":1})"));
+}
+
+TEST(HostPipe, SaysThatThereIsNoHost) {
+    CHostPipe host;
+    DWORD systemError = 0;
+    EXPECT_EQ(host.Connect(UniqueName(L"hostpipe"), 50, systemError), CallerResult::NotConnected);
+    EXPECT_EQ(systemError, static_cast<DWORD>(ERROR_FILE_NOT_FOUND));
+    EXPECT_EQ(host.Send(2, Json::Value(), kLongMs), CallerResult::NotConnected);
+}
+
+TEST(HostPipe, WaitsForABusyHostNoLongerThanItsLimit) {
+    const std::wstring mark = UniqueName(L"hostpipe");
+    CAnsweringHost server(mark);
+    CHostPipe first;
+    DWORD systemError = 0;
+    ASSERT_EQ(first.Connect(mark, kLongMs, systemError), CallerResult::Ok);
+    CHostPipe second;
+    EXPECT_EQ(second.Connect(mark, 50, systemError), CallerResult::Timeout);
+    first.Close();
+    EXPECT_EQ(second.Connect(mark, kLongMs, systemError), CallerResult::Ok) << systemError;
+}
+
+TEST(HostPipe, SilenceIsATimeoutAndAnEndedConnectionIsGone) {
+    const std::wstring mark = UniqueName(L"hostpipe");
+    CAnsweringHost server(mark);
+    CHostPipe host;
+    DWORD systemError = 0;
+    ASSERT_EQ(host.Connect(mark, kLongMs, systemError), CallerResult::Ok);
+    std::string payload;
+    EXPECT_EQ(host.WaitForPayload(50, payload), CallerResult::Timeout);
+    while (!server.Pipe().Connected()) {
+        Sleep(1);
+    }
+    server.Pipe().Disconnect();
+    EXPECT_EQ(host.WaitForPayload(kLongMs, payload), CallerResult::Gone);
+}
+
+}  // namespace
