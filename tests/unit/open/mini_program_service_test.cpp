@@ -1,0 +1,88 @@
+// The requests against the machine's own routes: the real registry and the stand-in SDK.
+#include "open/mini_program_service.h"
+
+#include <gtest/gtest.h>
+
+#include "open/wx_api.h"
+#include "tests/unit/open/open_fixtures.h"
+
+namespace {
+
+using MINI_API_CLIENT::CWxApi;
+
+const char kMiniApp[] = R"({"from":"f","type":"miniApp","appId":"app","appPath":"a/b","taskId":"task"})";
+
+std::string Open(const std::string& text) {
+    WxMiniProgramService service;
+    std::string result = "untouched";
+    EXPECT_FALSE(service.OpenApp(text, result));
+    return result;
+}
+
+std::string Poll(const std::string& text, bool bLastCall = true) {
+    WxMiniProgramService service;
+    std::string result = "untouched";
+    return service.OpenMiniAppSuccessfully(text, result, bLastCall) ? result + " ended" : result;
+}
+
+TEST(MiniProgramService, RefusalsAreWords) {
+    EXPECT_EQ(Open("null"), "ParseAppOpenInfo error");
+    EXPECT_EQ(Open("{}"), "not from");
+    EXPECT_EQ(Open(R"({"from":"f","type":"x"})"), "not type");
+    EXPECT_EQ(Poll("null"), "ParseAppOpenInfo error");
+    EXPECT_EQ(Poll("{}"), "not from");
+    EXPECT_EQ(Poll(R"({"from":"f","type":"x"})"), "not type");
+}
+
+TEST(MiniProgramService, AMiniAppWithoutItsApplicationIsUninstalled) {
+    EXPECT_EQ(Open(kMiniApp), "uninstalled");
+}
+
+TEST(MiniProgramService, AMiniAppIsOpenedAndPolledToItsEnd) {
+    const CRegistryValue installed(HKEY_LOCAL_MACHINE,
+                                   L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\WeChatMiniProgram",
+                                   L"UninstallString", KEY_WOW64_32KEY, REG_SZ, TextBytes(L"C:\\x\\u.exe"));
+    CWxApi& api = CWxApi::GetInstance();
+    api.InitData("", L"C:\\nowhere", L"other");
+    EXPECT_EQ(Open(kMiniApp), "InitWxApi error");
+
+    // The process-wide binding keeps its library to the end: where that keeps the file, the next run removes it.
+    const std::filesystem::path folder = std::filesystem::temp_directory_path() / L"nxl_open_service_test";
+    std::filesystem::remove_all(folder);
+    CStandInSdk sdk("good", folder / L"wxsdk");
+    CTestEvent gate;
+    sdk.Set(L"gate", gate.Name());
+    api.InitData("", folder.wstring(), L"other");
+    EXPECT_EQ(Open(kMiniApp), "1");
+    const std::string poll = R"({"from":"f","type":"miniApp","taskId":"task"})";
+    EXPECT_EQ(Poll(poll), "Loading");
+    gate.Set();
+    EXPECT_TRUE(sdk.WaitForCall("answered id=1"));
+    EXPECT_EQ(Poll(poll), "1 ended");
+    EXPECT_EQ(Poll(poll), "0");
+    EXPECT_EQ(Poll(R"({"from":"f","type":"miniApp"})"), "OpenProtocolTimeOut type miniApp lack param");
+    api.Uninit();
+    EXPECT_EQ(sdk.Calls(), (std::vector<std::string>{"init official", "open appId=app appPath=a/b id=1",
+                                                     "answer id=1 status=0", "answered id=1", "uninit"}));
+    std::error_code ignored;
+    std::filesystem::remove_all(folder, ignored);
+}
+
+// The routes that are not built yet answer nothing, and know no task.
+TEST(MiniProgramService, AnUnbuiltRouteAnswersNothing) {
+    EXPECT_EQ(Open(R"({"from":"f","type":"weChat","urlScheme":"nxl-none://","wndname":"w","taskId":"k"})"), "");
+    EXPECT_EQ(Open(R"({"from":"f","type":"yyb","yybParam":"y","appId":"a","taskId":"k"})"), "");
+}
+
+TEST(MiniProgramService, APollOfAnUnknownTaskIsZero) {
+    EXPECT_EQ(Poll(R"({"from":"f","type":"weChat","wndname":"w","taskId":"k"})"), "0");
+    EXPECT_EQ(Poll(R"({"from":"f","type":"yyb","wndname":"w","taskId":"k","mon_wndexists":1})"), "0");
+}
+
+TEST(MiniProgramService, APollWithoutItsParametersIsToldSo) {
+    EXPECT_EQ(Poll(R"({"from":"f","type":"weChat","wndname":"w"})"), "OpenProtocolTimeOut type weChat lack param");
+    EXPECT_EQ(Poll(R"({"from":"f","type":"weChat","taskId":"k"})"), "OpenProtocolTimeOut type weChat lack param");
+    EXPECT_EQ(Poll(R"({"from":"f","type":"yyb","wndname":"w"})"), "OpenProtocolTimeOut type yyb lack param");
+}
+
+}  // namespace
