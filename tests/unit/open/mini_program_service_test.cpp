@@ -1,6 +1,8 @@
 // The requests against the machine's own routes: the real registry and the stand-in SDK.
 #include "open/mini_program_service.h"
 
+#include <cstdlib>
+
 #include <gtest/gtest.h>
 
 #include "open/wx_api.h"
@@ -38,17 +40,14 @@ TEST(MiniProgramService, AMiniAppWithoutItsApplicationIsUninstalled) {
     EXPECT_EQ(Open(kMiniApp), "uninstalled");
 }
 
-TEST(MiniProgramService, AMiniAppIsOpenedAndPolledToItsEnd) {
+void OpenAndPollAMiniApp(const std::filesystem::path& folder) {
     const CRegistryValue installed(HKEY_LOCAL_MACHINE,
                                    L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\WeChatMiniProgram",
                                    L"UninstallString", KEY_WOW64_32KEY, REG_SZ, TextBytes(L"C:\\x\\u.exe"));
     CWxApi& api = CWxApi::GetInstance();
-    api.InitData("", L"C:\\nowhere", L"other");
+    api.InitData("", (folder / L"nowhere").wstring(), L"other");
     EXPECT_EQ(Open(kMiniApp), "InitWxApi error");
 
-    // The process-wide binding keeps its library to the end: where that keeps the file, the next run removes it.
-    const std::filesystem::path folder = std::filesystem::temp_directory_path() / L"nxl_open_service_test";
-    std::filesystem::remove_all(folder);
     CStandInSdk sdk("good", folder / L"wxsdk");
     CTestEvent gate;
     sdk.Set(L"gate", gate.Name());
@@ -64,8 +63,20 @@ TEST(MiniProgramService, AMiniAppIsOpenedAndPolledToItsEnd) {
     api.Uninit();
     EXPECT_EQ(sdk.Calls(), (std::vector<std::string>{"init official", "open appId=app appPath=a/b id=1",
                                                      "answer id=1 status=0", "answered id=1", "uninit"}));
-    std::error_code ignored;
-    std::filesystem::remove_all(folder, ignored);
+}
+
+// In a process of its own: the process-wide binding keeps its library, and with it the folder, to the end.
+TEST(MiniProgramServiceDeathTest, AMiniAppIsOpenedAndPolledToItsEnd) {
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    const std::filesystem::path folder = std::filesystem::temp_directory_path() / L"nxl_open_service_test";
+    std::filesystem::remove_all(folder);
+    EXPECT_EXIT(
+        {
+            OpenAndPollAMiniApp(folder);
+            std::exit(testing::Test::HasFailure() ? 1 : 0);
+        },
+        testing::ExitedWithCode(0), "");
+    std::filesystem::remove_all(folder);
 }
 
 // The routes that are not built yet answer nothing, and know no task.
