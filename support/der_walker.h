@@ -18,11 +18,11 @@ constexpr std::uint8_t kAsn1TagNumber = 0x1F;
 // Codes of a walk, in the low 16 bits of its result; a callback's own code stands there too.
 constexpr std::uint32_t kAsn1NoTag = 1;
 constexpr std::uint32_t kAsn1NoLength = 2;
-constexpr std::uint32_t kAsn1LengthForm = 3;     // a length of three bytes or more
-constexpr std::uint32_t kAsn1NoLength2 = 4;      // a two-byte length is cut off
-constexpr std::uint32_t kAsn1TooLong = 5;        // the contents run past the region
-constexpr std::uint32_t kAsn1NoLength1 = 6;      // a one-byte length is cut off
-constexpr std::uint32_t kAsn1EndHasContents = 7; // the end of an indefinite element has contents
+constexpr std::uint32_t kAsn1LengthForm = 3;      // a length of three bytes or more
+constexpr std::uint32_t kAsn1NoLength2 = 4;       // a two-byte length is cut off
+constexpr std::uint32_t kAsn1TooLong = 5;         // the contents run past the region
+constexpr std::uint32_t kAsn1NoLength1 = 6;       // a one-byte length is cut off
+constexpr std::uint32_t kAsn1EndHasContents = 7;  // the end of an indefinite element has contents
 
 class IASN1ParserCallback {
   public:

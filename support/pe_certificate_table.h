@@ -33,6 +33,6 @@ class CMemorySource : public IByteSource {
 // whole and as it stands. False when there is none, when a header or the table does not lie within the file, when the
 // file is empty or has 4 GiB or more, or when the memory does not suffice.
 //
-// The PE signature is not looked at. Only machine 0x8664 has the wide layout: any other machine, ARM64 included, is read
-// by the offsets of PE32.
+// The PE signature is not looked at. Only machine 0x8664 has the wide layout: any other machine, ARM64 included, is
+// read by the offsets of PE32.
 bool ReadCertificateTable(IByteSource& source, std::vector<std::uint8_t>& table);

@@ -10,12 +10,10 @@ namespace {
 
 // Position in SignedData: what the walk waits for.
 constexpr std::uint32_t kStageContentType = 0;
-constexpr std::uint32_t kStageVersion = 1;  // then digest algorithms and encapsulated content
-constexpr std::uint32_t kStageContent = 3;
+constexpr std::uint32_t kStageVersion = 1;  // 2: digest algorithms, 3: encapsulated content
 constexpr std::uint32_t kStageCertificates = 4;
 constexpr std::uint32_t kStageInCertificates = 5;
-constexpr std::uint32_t kStageInSigners = 6;
-constexpr std::uint32_t kStageEnd = 7;
+constexpr std::uint32_t kStageInSigners = 6;  // above: nothing more
 
 constexpr std::uint32_t kStopNotSignedData = kAsn1Stop | 0x1001;
 
@@ -114,11 +112,15 @@ std::uint32_t SignInfoCollecter::OnElement(std::uint32_t depth, std::uint32_t ta
 
 // One element of level 3: the fields in their order. Only certificates and signer infos are entered.
 std::uint32_t SignInfoCollecter::OnSignedDataField() {
-    const std::uint32_t stage = m_nStage++;
-    if (stage <= kStageContent) {
-        return kAsn1DoNotEnter;
+    switch (m_nStage++) {
+        case kStageCertificates:
+        case kStageInCertificates:
+            return 0;
+        case kStageInSigners:
+            return kAsn1Stop;
+        default:
+            return kAsn1DoNotEnter;
     }
-    return m_nStage == kStageEnd ? kAsn1Stop : 0;
 }
 
 std::uint32_t SignInfoCollecter::OnCertificateElement(std::uint32_t depth, std::uint32_t tag,
