@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <wincrypt.h>
 
+#include <cstring>
 #include <string>
 
 #include "support/base64_encode.h"
@@ -17,7 +18,7 @@ std::string PlatformText(const std::string& bytes) {
     EXPECT_TRUE(CryptBinaryToStringA(data, size, CRYPT_STRING_BASE64, nullptr, &length));
     std::string text(length, '\0');
     EXPECT_TRUE(CryptBinaryToStringA(data, size, CRYPT_STRING_BASE64, text.data(), &length));
-    text.resize(length);
+    text.resize(std::strlen(text.c_str()));  // the length given back counts the terminator now and then
     for (std::size_t at = text.find("\r\n"); at != std::string::npos; at = text.find("\r\n", at)) {
         text.erase(at, 2);
     }

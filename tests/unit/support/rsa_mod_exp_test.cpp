@@ -23,13 +23,13 @@ RsaDigit SmallPower(RsaDigit base, RsaDigit exponent, RsaDigit modulus) {
 }
 
 TEST(RsaModExp, SmallNumbersGiveTheSchoolbookResult) {
-    for (RsaDigit modulus = 1; modulus < 40; ++modulus) {
-        for (RsaDigit base = 0; base < 45; ++base) {  // also bases that are not below the modulus
-            for (RsaDigit exponent = 0; exponent < 20; ++exponent) {
+    for (RsaDigit modulus = 1; modulus < 18; ++modulus) {
+        for (RsaDigit base = 0; base < 20; ++base) {  // also bases that are not below the modulus
+            for (RsaDigit exponent = 0; exponent < 9; ++exponent) {
                 const RsaDigit expected = SmallPower(base, exponent, modulus);
                 ASSERT_EQ(Power({base}, {exponent}, {modulus}), Digits{expected})
                     << base << " to the power of " << exponent << " modulo " << modulus;
-                ASSERT_EQ(Power({base, 0, 0}, {exponent, 0}, {modulus, 0, 0}), (Digits{expected, 0, 0}))
+                ASSERT_EQ(Power({base, 0}, {exponent, 0}, {modulus, 0}), (Digits{expected, 0}))
                     << "with spare digits: " << base << ", " << exponent << ", " << modulus;
             }
         }
