@@ -1,0 +1,157 @@
+// The one host object of the process: what the command line said, the message window, the host's own pipe, the table
+// of service instances, and the way of every message to its instance.
+#pragma once
+
+#include "foundation/windows_headers.h"
+
+#include <atomic>
+#include <cstddef>
+#include <map>
+#include <memory>
+#include <string>
+
+#include "foundation/handle.h"
+#include "foundation/lock.h"
+#include "host/background_threads.h"
+#include "ipc/message_receiver.h"
+#include "ipc/message_type.h"
+#include "service/service_host.h"
+#include "service/service_instance.h"
+
+class CIOCP_Server;
+class CPipeServerCallback;
+class WxMiniProgramService;
+
+// Threads: the main thread runs the first Init, the message loop and OnTimer; the pipe's worker runs ReceiveIPCMessage
+// and, for a forwarded start, Init; the instances' workers and watchers use the IServiceHost side.
+//
+// Lock order, outermost first: m_lockInit, m_lockInstance, m_lockParam, m_lockState. The instances' handlers run under
+// m_lockInstance when they are reached from here, so one slow handler delays every other request and the timers.
+//
+// The process's object lives until TerminateProcess; its destructor serves tests. What Init starts outlives no host of
+// a test either: such a host must stay until the test process ends.
+class CommzoltHelperS final : public IServiceHost, public IMessageReceiver {
+  public:
+    // The process's host, made at first use. Any thread.
+    static CommzoltHelperS* GetInstance();
+
+    // threads must stay.
+    explicit CommzoltHelperS(const HostThreads& threads = kHostThreads);
+    ~CommzoltHelperS();
+    CommzoltHelperS(const CommzoltHelperS&) = delete;
+    CommzoltHelperS& operator=(const CommzoltHelperS&) = delete;
+
+    // Takes a command line: the process's own on the main thread, or a forwarded one on the pipe's worker. Sends the
+    // ready notice to the caller of its service id. One thread at a time passes here.
+    //
+    // Until a call has found both a mark and a service id, every call counts as the first and starts the background
+    // threads again.
+    void Init(const std::wstring& commandLine);
+
+    // One frame of the host's pipe, or the /param: of a start. 1 when a message was dispatched, else 0.
+    int ReceiveIPCMessage(const unsigned char* data, int length) override;
+
+    // The handlers of the requests. Each takes the content as JSON text, finds or makes the instance of its
+    // service_id, and calls the instance's handler of the same name. A refusal is a log line and no reply.
+    void GetWxAppStatus(const std::string& strBody);
+    void GetWxAppStatusEncrypt(const std::string& strBody);
+    void GetWxAppQIMEI(const std::string& strBody);
+    void GetRSAEncrypt(const std::string& strBody);
+    void OpenMiniApp(const std::string& strBody);
+    void OpenMiniAppSuccessfully(const std::string& strBody);
+    void DelayCheckWndStatus(const std::string& strBody);
+    void DestroyWxServiceItme(const std::string& strBody) override;
+
+    // One WM_TIMER. Main thread.
+    void OnTimer(HWND window, UINT_PTR timerId);
+
+    bool GetInstanceParam(const std::string& strServiceId, InstanceParam& param) override;
+    bool SetInstanceParam(const std::string& strServiceId, const std::wstring& strPipeName,
+                          const std::string& strRunStatusParam, std::int32_t nInterval, std::int32_t nTaskOp,
+                          std::int32_t nDllOp, std::int32_t nDestroyOp, const IStopToken& stop) override;
+    void OpenMiniAppSuccessfullyByServiceId(const std::string& strServiceId, const std::string& strText,
+                                            std::string& strResult, bool bLastCall, const IStopToken& stop) override;
+
+    // Tells the monitor program about an open that ended well, for the mark "ml" alone. True when the monitor took the
+    // notice; strReferer then says which app it was. Waits up to a second for the monitor. Any thread.
+    bool NotifyWDMonitorMsg(const std::string& strResult, const std::string& strText, std::string& strReferer);
+
+    // Copies of what the command lines said so far. Any thread.
+    bool IsInited() const { return m_bInited.load(); }
+    bool IsIpcStarted() const { return m_bIpcStarted.load(); }
+    std::int32_t Type() const;
+    std::wstring Mark() const;
+    std::string ServiceId() const;
+    std::string Channel() const;
+    std::string Param() const;
+    std::wstring SdkPath() const;
+    std::wstring Mid() const;
+    // "ProgramIPCMessageS_" and the mark: the class name of the message window. Empty without a window.
+    std::wstring ExeWndTitle() const;
+
+    // The instance of an id, or null. Any thread.
+    std::shared_ptr<WxMiniProgramServiceEx> FindInstance(const std::string& strServiceId) const;
+    std::size_t InstanceCount() const;
+
+  private:
+    using Handler = void (WxMiniProgramServiceEx::*)(const std::string& strBody);
+
+    void BeginFirstInit();
+    void InitData(const std::wstring& commandLine);
+    void InitMsgWnd();
+    void InitZOLTSIPC();
+    void GetMid();
+    void InitHangWatcherThread();
+    void InitMonCPUUsageThread();
+    void InitConfInfoThread();
+    void DealWithMsg(std::int32_t type, const std::string& param);
+    void SendReadyNotice();
+
+    void HandleRequest(MessageType type, const std::string& strBody, Handler handler);
+    void ReArmExitTimer();
+    void StartStatusTimer();
+
+    // With m_lockInstance held: the instance of an id, initialised with the host's present channel, path and mark;
+    // made when there is none.
+    std::shared_ptr<WxMiniProgramServiceEx> FindOrCreateInstance(const std::string& strServiceId);
+    void InitInstance(WxMiniProgramServiceEx& instance) const;
+    // With m_lockInstance held: drops the instances that are finished or have no record.
+    void PruneInstances();
+    void OnCheckTimeout(HWND window);
+    void OnCheckExit(HWND window);
+    void OnUpdateStatus();
+
+    template <typename Value>
+    Value Read(const Value& field) const {
+        const CAutoLock lock(&m_lockState);
+        return field;
+    }
+
+    const HostThreads& m_threads;
+    std::atomic<bool> m_bInited{false};
+    std::atomic<bool> m_bIpcStarted{false};
+
+    CLock m_lockInit;  // guards what follows
+    std::shared_ptr<CIOCP_Server> m_pPipeServer;
+    std::shared_ptr<CPipeServerCallback> m_pServerCallback;
+    CKernelHandle m_hInitEvent;    // the ready event, signalled once the pipe listens
+    ULONG_PTR m_gdiplusToken = 0;  // GDI+ stays up to the process's end
+
+    mutable CLock m_lockInstance;
+    std::map<std::string, std::shared_ptr<WxMiniProgramServiceEx>> m_mWxExInstance;  // guarded by m_lockInstance
+
+    CLock m_lockParam;
+    InstanceParamMap m_mInstanceParam;  // guarded by m_lockParam
+
+    mutable CLock m_lockState;  // a leaf lock; guards what follows
+    std::int32_t m_nType = 0;
+    std::string m_strChannel;
+    std::string m_strParam;
+    std::wstring m_mark;
+    std::wstring m_exeWndTitle;
+    std::string m_strServiceId;
+    std::wstring m_sdkPath;
+    std::wstring m_strMid;
+
+    std::unique_ptr<WxMiniProgramService> m_pStatusRecord;  // main thread only
+};

@@ -1,0 +1,68 @@
+// The process: reads its command line, decides whether it is the first for its mark, and serves or forwards.
+#include "foundation/windows_headers.h"
+
+#include <imm.h>
+#include <objbase.h>
+
+#include <string>
+
+#include "foundation/handle.h"
+#include "foundation/log.h"
+#include "foundation/log_file.h"
+#include "host/command_line.h"
+#include "host/forwarder.h"
+#include "host/helper_host.h"
+#include "host/process_end.h"
+
+namespace {
+
+// One process serves one mark: the mutex's name is this text and the mark.
+constexpr wchar_t kMutexBase[] = L"{653300D9-0A22-4552-BA36-294AD3FE56F0}";
+// No error dialog of the system, of a fault, of an unaligned access or of a file that is not there.
+constexpr UINT kErrorMode =
+    SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX | SEM_NOALIGNMENTFAULTEXCEPT | SEM_NOOPENFILEERRORBOX;
+static_assert(kErrorMode == 0x8007);
+
+void RunMessageLoop() {
+    MSG message;
+    // A result of -1 is taken for a message, and the loop goes on.
+    while (GetMessageW(&message, /*hWnd=*/nullptr, 0, 0) != 0) {
+        TranslateMessage(&message);
+        DispatchMessageW(&message);
+    }
+}
+
+void ServeOrForward(const std::wstring& commandLine, const std::wstring& mark) {
+    const std::wstring name = kMutexBase + mark;
+    // No look at the handle: a mutex that cannot be made counts as a first start.
+    const CKernelHandle mutex(CreateMutexW(/*attributes=*/nullptr, /*bInitialOwner=*/TRUE, name.c_str()));
+    if (GetLastError() == ERROR_ALREADY_EXISTS) {
+        NXL_LOG(L"[%s(%d)] exe mutex exist");
+        ExistzoltExcute(commandLine);
+    } else {
+        NXL_LOG(L"[%s(%d)] start init");
+        CommzoltHelperS::GetInstance()->Init(commandLine);
+        RunMessageLoop();
+    }
+}
+
+}  // namespace
+
+int WINAPI wWinMain(HINSTANCE, HINSTANCE, LPWSTR arguments, int) {
+    SetErrorMode(kErrorMode);
+    CoInitialize(nullptr);
+    EndSilentlyOnFaults();
+    const std::wstring commandLine = arguments;
+    TurnLogOn();
+    ImmDisableIME(0);
+    NXL_LOG(L"[%s(%d)] zolt strCmd=%s", commandLine.c_str());
+    if (const auto mark = ReadSwitch(commandLine, kSwitchFrom, kShortSwitchSize)) {
+        NXL_LOG(L"[%s(%d)] enter mark=%s", mark->c_str());
+        ServeOrForward(commandLine, *mark);
+    }
+    UninitializeSdks();
+    CoUninitialize();
+    TerminateProcess(GetCurrentProcess(), 0);
+    NXL_LOG(L"[%s(%d)] process exit!");
+    return 0;
+}

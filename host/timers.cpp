@@ -1,0 +1,96 @@
+// What the timers do: prune the instance table, end a process that nobody needs, refresh the status record.
+#include "host/helper_host.h"
+
+#include "foundation/log.h"
+#include "foundation/text_helpers.h"
+#include "host/message_window.h"
+#include "host/prune_rule.h"
+#include "open/mini_program_service.h"
+
+namespace {
+
+// A helper of this mark stays for the longer timer when its last instance has gone.
+constexpr wchar_t kPatientMark[] = L"ml";
+
+// Makes the message loop end; the shutdown follows it.
+void LeaveMessageLoop(HWND window) {
+    KillTimer(window, g_nExitTimerId.load());
+    PostQuitMessage(0);
+}
+
+}  // namespace
+
+void CommzoltHelperS::OnTimer(HWND window, UINT_PTR timerId) {
+    if (timerId == g_nExitTimerId.load()) {
+        OnCheckTimeout(window);
+    } else if (timerId == g_nCheckTimerId.load()) {
+        OnCheckExit(window);
+    } else if (timerId == g_nStatusTimerId.load()) {
+        OnUpdateStatus();
+    }
+}
+
+void CommzoltHelperS::OnCheckTimeout(HWND window) {
+    NXL_LOG(L"[%s(%d)] Check timeout, exit process begin");
+    {
+        const CAutoLock lock(&m_lockInstance);
+        PruneInstances();
+        if (!m_mWxExInstance.empty()) {
+            NXL_LOG(L"[%s(%d)] has instance");
+            return;
+        }
+    }
+    NXL_LOG(L"[%s(%d)] Check timeout, exit process end");
+    LeaveMessageLoop(window);
+}
+
+void CommzoltHelperS::OnCheckExit(HWND window) {
+    NXL_LOG(L"[%s(%d)] Check procee exit begin");
+    {
+        const CAutoLock lock(&m_lockInstance);
+        PruneInstances();
+        if (!m_mWxExInstance.empty()) {
+            NXL_LOG(L"[%s(%d)] m_mWxExInstance = %d", static_cast<int>(m_mWxExInstance.size()));
+            return;
+        }
+    }
+    if (Mark() == kPatientMark) {
+        NXL_LOG(L"[%s(%d)] is ml");
+        return;
+    }
+    NXL_LOG(L"[%s(%d)] ovrinse Check procee exit begin");
+    LeaveMessageLoop(window);
+}
+
+void CommzoltHelperS::OnUpdateStatus() {
+    NXL_LOG(L"[%s(%d)] update zolt status");
+    if (!m_pStatusRecord) {
+        m_pStatusRecord = std::make_unique<WxMiniProgramService>();
+    }
+    // The status probe is not built yet: nothing is refreshed.
+}
+
+void CommzoltHelperS::PruneInstances() {
+    for (auto entry = m_mWxExInstance.begin(); entry != m_mWxExInstance.end();) {
+        const std::shared_ptr<WxMiniProgramServiceEx> instance = entry->second;
+        const std::string& id = instance->ServiceId();
+        // Held while the instance is destroyed, so that none of its threads can write the table afterwards.
+        const CAutoLock lock(&m_lockParam);
+        InstanceParam param;
+        const InstanceFate fate = JudgeInstance(m_mInstanceParam, id, param);
+        if (fate == InstanceFate::Keep) {
+            ++entry;
+            continue;
+        }
+        if (fate == InstanceFate::EraseFinished) {
+            NXL_LOG(
+                L"[%s(%d)] erase it ,is service id %s, nDelayedTaskCount = %d, bDLLWndExist = %d, "
+                L"bIsDelayedDestroy = %d",
+                Utf8ToUtf16(id).c_str(), param.nDelayedTaskCount, param.bDLLWndExist ? 1 : 0,
+                param.bIsDelayedDestroy ? 1 : 0);
+        }
+        entry = m_mWxExInstance.erase(entry);
+        instance->Destroy();
+        m_mInstanceParam.erase(id);
+    }
+}

@@ -1,0 +1,50 @@
+#include "host/prune_rule.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+struct FateCase {
+    const char* name;
+    std::int32_t nDelayedTaskCount;
+    bool bDLLWndExist;
+    bool bIsDelayedDestroy;
+    InstanceFate fate;
+};
+
+class PruneRuleTest : public testing::TestWithParam<FateCase> {};
+
+TEST_P(PruneRuleTest, DecidesByTheRecord) {
+    const FateCase& one = GetParam();
+    InstanceParamMap records;
+    InstanceParam& record = records["id"];
+    record.strServiceId = "id";
+    record.nDelayedTaskCount = one.nDelayedTaskCount;
+    record.bDLLWndExist = one.bDLLWndExist;
+    record.bIsDelayedDestroy = one.bIsDelayedDestroy;
+    InstanceParam param;
+    EXPECT_EQ(JudgeInstance(records, "id", param), one.fate);
+    EXPECT_EQ(param.nDelayedTaskCount, one.nDelayedTaskCount);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Records, PruneRuleTest,
+    testing::Values(FateCase{"FreshInstanceStays", 0, true, false, InstanceFate::Keep},
+                    FateCase{"DestroyedInstanceGoes", 0, true, true, InstanceFate::EraseFinished},
+                    FateCase{"InstanceWithoutPipeGoes", 0, false, false, InstanceFate::EraseFinished},
+                    FateCase{"DestroyedInstanceWithoutPipeGoes", 0, false, true, InstanceFate::EraseFinished},
+                    FateCase{"TaskKeepsAFreshInstance", 1, true, false, InstanceFate::Keep},
+                    FateCase{"TaskKeepsADestroyedInstance", 1, true, true, InstanceFate::Keep},
+                    FateCase{"TaskKeepsAnInstanceWithoutPipe", 1, false, false, InstanceFate::Keep},
+                    FateCase{"TaskKeepsAnInstanceWhateverTheFlags", 1, false, true, InstanceFate::Keep},
+                    FateCase{"NegativeCountIsWorkInProgress", -1, false, true, InstanceFate::Keep}),
+    [](const testing::TestParamInfo<FateCase>& one) { return std::string(one.param.name); });
+
+TEST(PruneRuleTest, InstanceWithoutRecordGoesSilently) {
+    InstanceParamMap records;
+    records["other"].strServiceId = "other";
+    InstanceParam param;
+    EXPECT_EQ(JudgeInstance(records, "id", param), InstanceFate::EraseUnknown);
+}
+
+}  // namespace
