@@ -51,9 +51,9 @@ ChannelConfigOutcome ParseChannelConfig(const std::string& text, bool bMlHost, C
     }
     ChannelConfig read;
     const Json::Value& channelId = JsonMember(root, "channel_id");
-    read.nChannelId = bMlHost ? JsonToUInt(channelId) : ParseDecimalUnsigned(JsonToText(channelId));
-    read.strProduct = JsonToText(JsonMember(root, "product"));
-    read.strFrom = JsonToText(JsonMember(root, "from"));
+    read.m_nChannelId = bMlHost ? JsonToUInt(channelId) : ParseDecimalUnsigned(JsonToText(channelId));
+    read.m_strProduct = JsonToText(JsonMember(root, "product"));
+    read.m_strFrom = JsonToText(JsonMember(root, "from"));
     config = read;
     return ChannelConfigOutcome::Ok;
 }

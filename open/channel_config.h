@@ -6,9 +6,9 @@
 #include <string_view>
 
 struct ChannelConfig {
-    std::uint32_t nChannelId = 0;
-    std::string strProduct;
-    std::string strFrom;
+    std::uint32_t m_nChannelId = 0;
+    std::string m_strProduct;
+    std::string m_strFrom;
 };
 
 enum class ChannelConfigOutcome {

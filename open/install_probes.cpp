@@ -3,17 +3,27 @@
 #include <vector>
 
 #include "foundation/handle.h"
+#include "open/login_rules.h"
 
 namespace {
 
-const wchar_t kMiniProgramKey[] = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\WeChatMiniProgram";
+#define NXL_UNINSTALL L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\"
+const wchar_t kMiniProgramKey[] = NXL_UNINSTALL L"WeChatMiniProgram";
+const wchar_t kWeChatKey[] = NXL_UNINSTALL L"WeChat";
+const wchar_t kWeixinKey[] = NXL_UNINSTALL L"Weixin";
+const wchar_t kAndrowsKey[] = NXL_UNINSTALL L"Androws";
+#undef NXL_UNINSTALL
 const wchar_t kUninstallString[] = L"UninstallString";
 const wchar_t kDisplayIcon[] = L"DisplayIcon";
 
-// Looks into the 32-bit view first, where the targets' installers write.
+// The first text that is not empty, the 32-bit view first.
+std::wstring ReadInEitherView(const wchar_t* subKey, const wchar_t* valueName) {
+    std::wstring text = ReadRegString(HKEY_LOCAL_MACHINE, subKey, valueName, kRead32BitView);
+    return text.empty() ? ReadRegString(HKEY_LOCAL_MACHINE, subKey, valueName, kRead64BitView) : text;
+}
+
 bool HasValue(const wchar_t* subKey, const wchar_t* valueName) {
-    return !ReadRegString(HKEY_LOCAL_MACHINE, subKey, valueName, kRead32BitView).empty() ||
-           !ReadRegString(HKEY_LOCAL_MACHINE, subKey, valueName, kRead64BitView).empty();
+    return !ReadInEitherView(subKey, valueName).empty();
 }
 
 }  // namespace
@@ -41,4 +51,24 @@ std::wstring ReadRegString(HKEY root, const wchar_t* subKey, const wchar_t* valu
 
 bool IsWxMiniProgramInstalled() {
     return HasValue(kMiniProgramKey, kUninstallString) || HasValue(kMiniProgramKey, kDisplayIcon);
+}
+
+bool IsAndrowsInstalled() {
+    return HasValue(kAndrowsKey, kUninstallString) || HasValue(kAndrowsKey, kDisplayIcon);
+}
+
+bool IsWeChatInstalled() {
+    if (HasValue(kWeChatKey, kUninstallString)) {
+        g_nWeChatKind = kWeChatKind;
+        return true;
+    }
+    if (HasValue(kWeixinKey, kUninstallString)) {
+        g_nWeChatKind = kWeixinKind;
+        return true;
+    }
+    return false;
+}
+
+std::wstring GetWxMiniProgramInstallDir() {
+    return InstallDirOf(ReadInEitherView(kMiniProgramKey, kUninstallString));
 }

@@ -59,19 +59,19 @@ TEST(ParseChannelConfig, TheThreeKeysAreReadForAnOrdinaryHost) {
     ChannelConfig config;
     EXPECT_EQ(ParseChannelConfig(R"({"channel_id":"12","product":"p","from":"f"})", false, config),
               ChannelConfigOutcome::Ok);
-    EXPECT_EQ(config.nChannelId, 12u);
-    EXPECT_EQ(config.strProduct, "p");
-    EXPECT_EQ(config.strFrom, "f");
+    EXPECT_EQ(config.m_nChannelId, 12u);
+    EXPECT_EQ(config.m_strProduct, "p");
+    EXPECT_EQ(config.m_strFrom, "f");
 }
 
 TEST(ParseChannelConfig, AnMlHostWritesTheChannelAsANumber) {
     ChannelConfig config;
     EXPECT_EQ(ParseChannelConfig(R"({"channel_id":3000000000})", true, config), ChannelConfigOutcome::Ok);
-    EXPECT_EQ(config.nChannelId, 3000000000u);
+    EXPECT_EQ(config.m_nChannelId, 3000000000u);
     EXPECT_EQ(ParseChannelConfig(R"({"channel_id":12})", true, config), ChannelConfigOutcome::Ok);
-    EXPECT_EQ(config.nChannelId, 12u);
+    EXPECT_EQ(config.m_nChannelId, 12u);
     EXPECT_EQ(ParseChannelConfig(R"({})", true, config), ChannelConfigOutcome::Ok);
-    EXPECT_EQ(config.nChannelId, 0u);
+    EXPECT_EQ(config.m_nChannelId, 0u);
 }
 
 TEST(ParseChannelConfig, WhatIsNoObjectKeepsTheConfig) {
@@ -80,9 +80,9 @@ TEST(ParseChannelConfig, WhatIsNoObjectKeepsTheConfig) {
     EXPECT_EQ(ParseChannelConfig("{", true, config), ChannelConfigOutcome::NotJson);
     EXPECT_EQ(ParseChannelConfig("[]", false, config), ChannelConfigOutcome::NotObject);
     EXPECT_EQ(ParseChannelConfig("null", false, config), ChannelConfigOutcome::NotObject);
-    EXPECT_EQ(config.nChannelId, 7u);
-    EXPECT_EQ(config.strProduct, "p");
-    EXPECT_EQ(config.strFrom, "f");
+    EXPECT_EQ(config.m_nChannelId, 7u);
+    EXPECT_EQ(config.m_strProduct, "p");
+    EXPECT_EQ(config.m_strFrom, "f");
 }
 
 void ParseToTheEnd(const char* text, bool bMlHost) noexcept {

@@ -85,7 +85,7 @@ TEST_F(WxApiTest, AnMlHostsLibraryLiesInTheFolderItself) {
     UseFolder(L"a-ml-b", R"({"channel_id":12})");
     EXPECT_TRUE(m_api.InitWxApi());
     EXPECT_EQ(sdk.Calls(), Calls{"init official"});
-    EXPECT_EQ(m_api.Channel().nChannelId, 12u);
+    EXPECT_EQ(m_api.Channel().m_nChannelId, 12u);
 }
 
 TEST_F(WxApiTest, AnMlHostFindsNothingBelowWxsdk) {
@@ -338,7 +338,7 @@ TEST_F(WxApiTest, InitDataTellsATextThatIsNoJson) {
     m_api.InitData("{", L"", L"");
     EXPECT_TRUE(log.Has("parse error")) << log.All();
     EXPECT_EQ(log.Find("parse error").find("[MINI_API_CLIENT::CWxApi::InitData("), 0u) << log.All();
-    EXPECT_EQ(m_api.Channel().nChannelId, 0u);
+    EXPECT_EQ(m_api.Channel().m_nChannelId, 0u);
 }
 
 TEST_F(WxApiTest, InitDataTellsARootThatIsNoObject) {
@@ -352,9 +352,9 @@ TEST_F(WxApiTest, InitDataReadsTheChannel) {
     const LogCapture log;
     m_api.InitData(kConfig, L"", L"other");
     EXPECT_EQ(log.All(), "");
-    EXPECT_EQ(m_api.Channel().nChannelId, 12u);
-    EXPECT_EQ(m_api.Channel().strProduct, "p");
-    EXPECT_EQ(m_api.Channel().strFrom, "f");
+    EXPECT_EQ(m_api.Channel().m_nChannelId, 12u);
+    EXPECT_EQ(m_api.Channel().m_strProduct, "p");
+    EXPECT_EQ(m_api.Channel().m_strFrom, "f");
 }
 
 TEST_F(WxApiTest, ABadChannelDoesNotKeepTheSdkFromOpening) {
