@@ -2,7 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/unit/open/open_fixtures.h"
+#include "tests/support/private_registry.h"
+#include "tests/support/unique_name.h"
 
 namespace {
 
@@ -13,7 +14,7 @@ class ReadRegStringTest : public testing::Test {
     std::wstring Read(const wchar_t* name = L"value", REGSAM view = kRead32BitView) const {
         return ReadRegString(HKEY_CURRENT_USER, m_strKey.c_str(), name, view);
     }
-    std::wstring m_strKey = L"Software\\" + UniqueName(L"nxl_open_test");
+    std::wstring m_strKey = L"Software\\" + UniqueName(L"nexlet_test");
 };
 
 TEST_F(ReadRegStringTest, ATextIsReadWhole) {
@@ -67,35 +68,125 @@ TEST_F(ReadRegStringTest, TheTwoViewsOfTheMachineDiffer) {
     EXPECT_EQ(ReadRegString(HKEY_LOCAL_MACHINE, m_strKey.c_str(), L"value", kRead64BitView), L"64");
 }
 
-// The uninstall entries are the machine's own, so these tests run one at a time.
+// Which entry counts is tested in a registry of the test's own, where the views are one.
+class InstallProbesTest : public testing::Test {
+  protected:
+    InstallProbesTest() { g_nWeChatKind = 0; }
+    ~InstallProbesTest() override { g_nWeChatKind = 0; }
 
-TEST(IsWxMiniProgramInstalled, WithoutAnEntryItIsNot) {
-    EXPECT_FALSE(IsWxMiniProgramInstalled());
-}
-
-TEST(IsWxMiniProgramInstalled, EitherValueInEitherViewIsEnough) {
-    for (const wchar_t* name : {L"UninstallString", L"DisplayIcon"}) {
-        for (const REGSAM view : {KEY_WOW64_32KEY, KEY_WOW64_64KEY}) {
-            const CRegistryValue value(HKEY_LOCAL_MACHINE, kUninstall + L"WeChatMiniProgram", name,
-                                       static_cast<REGSAM>(view), REG_SZ, TextBytes(L"C:\\x\\uninstall.exe"));
-            EXPECT_TRUE(IsWxMiniProgramInstalled()) << name << " " << view;
-        }
+    static CRegistryValue Entry(const wchar_t* product, const wchar_t* name, const std::wstring& text,
+                                REGSAM view = 0) {
+        return CRegistryValue(HKEY_LOCAL_MACHINE, kUninstall + product, name, view, REG_SZ, TextBytes(text));
     }
-    EXPECT_FALSE(IsWxMiniProgramInstalled());
+    // Miniprogram, client and host, each "1" or "0".
+    static std::string Installed() {
+        return std::string(IsWxMiniProgramInstalled() ? "1" : "0") + (IsWeChatInstalled() ? "1" : "0") +
+               (IsAndrowsInstalled() ? "1" : "0");
+    }
+
+    CPrivateRegistry m_registry;
+};
+
+TEST_F(InstallProbesTest, WithoutEntriesNothingIsInstalled) {
+    EXPECT_EQ(Installed(), "000");
+    EXPECT_EQ(g_nWeChatKind, 0);
 }
 
-TEST(IsWxMiniProgramInstalled, AnEmptyTextOrAnotherValueDoesNotCount) {
-    const CRegistryValue empty(HKEY_LOCAL_MACHINE, kUninstall + L"WeChatMiniProgram", L"UninstallString",
-                               KEY_WOW64_32KEY, REG_SZ, TextBytes(L""));
-    const CRegistryValue other(HKEY_LOCAL_MACHINE, kUninstall + L"WeChatMiniProgram", L"DisplayName", KEY_WOW64_32KEY,
-                               REG_SZ, TextBytes(L"WeChat"));
-    EXPECT_FALSE(IsWxMiniProgramInstalled());
+TEST_F(InstallProbesTest, TheMiniProgramsEntryCountsForItAlone) {
+    const CRegistryValue entry = Entry(L"WeChatMiniProgram", L"UninstallString", L"C:\\x\\u.exe");
+    EXPECT_EQ(Installed(), "100");
 }
 
-TEST(IsWxMiniProgramInstalled, TheClientsEntryDoesNotCount) {
-    const CRegistryValue client(HKEY_LOCAL_MACHINE, kUninstall + L"WeChat", L"UninstallString", KEY_WOW64_32KEY, REG_SZ,
-                                TextBytes(L"C:\\x\\uninstall.exe"));
-    EXPECT_FALSE(IsWxMiniProgramInstalled());
+TEST_F(InstallProbesTest, TheClientsEntryCountsForItAlone) {
+    const CRegistryValue entry = Entry(L"WeChat", L"UninstallString", L"C:\\x\\u.exe");
+    EXPECT_EQ(Installed(), "010");
+    EXPECT_EQ(g_nWeChatKind, kWeChatKind);
+}
+
+TEST_F(InstallProbesTest, TheClientsOtherNameAloneCounts) {
+    const CRegistryValue entry = Entry(L"Weixin", L"UninstallString", L"C:\\x\\u.exe");
+    EXPECT_EQ(Installed(), "010");
+    EXPECT_EQ(g_nWeChatKind, kWeixinKind);
+}
+
+TEST_F(InstallProbesTest, TheClientsFirstNameIsFoundBeforeItsOther) {
+    const CRegistryValue other = Entry(L"Weixin", L"UninstallString", L"C:\\x\\u.exe");
+    const CRegistryValue entry = Entry(L"WeChat", L"UninstallString", L"C:\\x\\u.exe");
+    EXPECT_TRUE(IsWeChatInstalled());
+    EXPECT_EQ(g_nWeChatKind, kWeChatKind);
+}
+
+TEST_F(InstallProbesTest, AClientThatWasRemovedKeepsItsKind) {
+    {
+        const CRegistryValue entry = Entry(L"Weixin", L"UninstallString", L"C:\\x\\u.exe");
+        EXPECT_TRUE(IsWeChatInstalled());
+    }
+    EXPECT_FALSE(IsWeChatInstalled());
+    EXPECT_EQ(g_nWeChatKind, kWeixinKind);
+}
+
+TEST_F(InstallProbesTest, TheHostsEntryCountsForItAlone) {
+    const CRegistryValue entry = Entry(L"Androws", L"UninstallString", L"C:\\x\\u.exe");
+    EXPECT_EQ(Installed(), "001");
+}
+
+TEST_F(InstallProbesTest, AnIconIsEnoughForMiniProgramAndHostButNotForTheClient) {
+    const CRegistryValue miniProgram = Entry(L"WeChatMiniProgram", L"DisplayIcon", L"C:\\x\\u.exe");
+    const CRegistryValue host = Entry(L"Androws", L"DisplayIcon", L"C:\\x\\u.exe");
+    const CRegistryValue client = Entry(L"WeChat", L"DisplayIcon", L"C:\\x\\u.exe");
+    const CRegistryValue other = Entry(L"Weixin", L"DisplayIcon", L"C:\\x\\u.exe");
+    EXPECT_EQ(Installed(), "101");
+}
+
+TEST_F(InstallProbesTest, AnEmptyTextOrAnotherValueDoesNotCount) {
+    const CRegistryValue empty = Entry(L"WeChatMiniProgram", L"UninstallString", L"");
+    const CRegistryValue other = Entry(L"WeChatMiniProgram", L"DisplayName", L"name");
+    const CRegistryValue client = Entry(L"WeChat", L"UninstallString", L"");
+    EXPECT_EQ(Installed(), "000");
+}
+
+TEST_F(InstallProbesTest, TheInstallDirIsTheUninstallersFolder) {
+    EXPECT_EQ(GetWxMiniProgramInstallDir(), L"");
+    const CRegistryValue entry = Entry(L"WeChatMiniProgram", L"UninstallString", L"C:\\程序\\x\\uninstall.exe");
+    EXPECT_EQ(GetWxMiniProgramInstallDir(), L"C:\\程序\\x");
+}
+
+TEST_F(InstallProbesTest, AnIconGivesNoInstallDir) {
+    const CRegistryValue entry = Entry(L"WeChatMiniProgram", L"DisplayIcon", L"C:\\x\\u.exe");
+    EXPECT_EQ(GetWxMiniProgramInstallDir(), L"");
+}
+
+// The views are the real machine's: entries that stand there already come back at the end.
+class InstallViewsTest : public testing::TestWithParam<REGSAM> {};
+
+TEST_P(InstallViewsTest, AnEntryInThisViewCounts) {
+    for (const wchar_t* name : {L"UninstallString", L"DisplayIcon"}) {
+        const CRegistryValue miniProgram(HKEY_LOCAL_MACHINE, kUninstall + L"WeChatMiniProgram", name, GetParam(),
+                                         REG_SZ, TextBytes(L"C:\\x\\u.exe"));
+        EXPECT_TRUE(IsWxMiniProgramInstalled());
+        const CRegistryValue host(HKEY_LOCAL_MACHINE, kUninstall + L"Androws", name, GetParam(), REG_SZ,
+                                  TextBytes(L"C:\\x\\u.exe"));
+        EXPECT_TRUE(IsAndrowsInstalled());
+    }
+    for (const wchar_t* client : {L"WeChat", L"Weixin"}) {
+        const CRegistryValue entry(HKEY_LOCAL_MACHINE, kUninstall + client, L"UninstallString", GetParam(), REG_SZ,
+                                   TextBytes(L"C:\\x\\u.exe"));
+        EXPECT_TRUE(IsWeChatInstalled());
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Views, InstallViewsTest,
+                         testing::Values(static_cast<REGSAM>(KEY_WOW64_32KEY), static_cast<REGSAM>(KEY_WOW64_64KEY)),
+                         [](const auto& row) { return row.param == KEY_WOW64_32KEY ? "In32Bit" : "In64Bit"; });
+
+TEST(InstallViews, TheThirtyTwoBitViewIsReadFirst) {
+    const CRegistryValue in64(HKEY_LOCAL_MACHINE, kUninstall + L"WeChatMiniProgram", L"UninstallString",
+                              KEY_WOW64_64KEY, REG_SZ, TextBytes(L"C:\\in64\\u.exe"));
+    {
+        const CRegistryValue in32(HKEY_LOCAL_MACHINE, kUninstall + L"WeChatMiniProgram", L"UninstallString",
+                                  KEY_WOW64_32KEY, REG_SZ, TextBytes(L"C:\\in32\\u.exe"));
+        EXPECT_EQ(GetWxMiniProgramInstallDir(), L"C:\\in32");
+    }
 }
 
 }  // namespace

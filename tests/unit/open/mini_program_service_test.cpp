@@ -6,7 +6,9 @@
 #include <gtest/gtest.h>
 
 #include "open/wx_api.h"
-#include "tests/unit/open/open_fixtures.h"
+#include "tests/support/private_registry.h"
+#include "tests/support/stand_in_process.h"
+#include "tests/unit/open/stand_in_sdk.h"
 
 namespace {
 
@@ -37,13 +39,15 @@ TEST(MiniProgramService, RefusalsAreWords) {
 }
 
 TEST(MiniProgramService, AMiniAppWithoutItsApplicationIsUninstalled) {
+    const CPrivateRegistry registry;
     EXPECT_EQ(Open(kMiniApp), "uninstalled");
 }
 
 void OpenAndPollAMiniApp(const std::filesystem::path& folder) {
+    const CPrivateRegistry registry;
     const CRegistryValue installed(HKEY_LOCAL_MACHINE,
                                    L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\WeChatMiniProgram",
-                                   L"UninstallString", KEY_WOW64_32KEY, REG_SZ, TextBytes(L"C:\\x\\u.exe"));
+                                   L"UninstallString", 0, REG_SZ, TextBytes(L"C:\\x\\u.exe"));
     CWxApi& api = CWxApi::GetInstance();
     api.InitData("", (folder / L"nowhere").wstring(), L"other");
     EXPECT_EQ(Open(kMiniApp), "InitWxApi error");

@@ -3,7 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/log_capture.h"
-#include "tests/unit/open/open_fixtures.h"
+#include "tests/support/stand_in_process.h"
+#include "tests/support/temp_folder.h"
 
 namespace {
 
@@ -14,7 +15,7 @@ std::uint32_t RunAs(const wchar_t* folderName, const wchar_t* fileName, const st
     const CTempFolder folder;
     const std::filesystem::path program = folder.Path() / folderName / fileName;
     std::filesystem::create_directories(program.parent_path());
-    std::filesystem::copy_file(WorldFolder().parent_path() / L"system_pic_role.exe", program);
+    std::filesystem::copy_file(ProgramFolder() / L"system_pic_role.exe", program);
     return RunToEnd(program, arguments);
 }
 

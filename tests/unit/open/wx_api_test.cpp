@@ -9,7 +9,9 @@
 #include "foundation/text_helpers.h"
 #include "settings.h"
 #include "tests/support/log_capture.h"
-#include "tests/unit/open/open_fixtures.h"
+#include "tests/support/stand_in_process.h"
+#include "tests/support/temp_folder.h"
+#include "tests/unit/open/stand_in_sdk.h"
 
 namespace {
 
