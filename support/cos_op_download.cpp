@@ -1,0 +1,45 @@
+#include "foundation/windows_headers.h"
+
+#include "foundation/log.h"
+#include "support/cos_op.h"
+#include "support/http_transfer.h"
+#include "support/replace_file.h"
+
+namespace {
+
+bool Exists(const std::wstring& path) {
+    return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
+}
+
+}  // namespace
+
+std::uint32_t HttpDownloadFile(std::uint32_t /*status*/, const void* data, std::uint32_t size, void* context) {
+    const auto* path = static_cast<const wchar_t*>(context);
+    if (size == 0 || path == nullptr || *path == L'\0' || data == nullptr) {
+        return 1;
+    }
+    if (!ReplaceFileWithBytes(path, data, size)) {
+        NXL_LOG(L"[%s(%d)] HttpDownloadFile strPath :[%s], download failed", path);
+        return 1;
+    }
+    NXL_LOG(L"[%s(%d)] HttpDownloadFile strPath :[%s], download success", path);
+    return 0;
+}
+
+bool CosOp::DownLoadFile(const std::wstring& url, const std::wstring& folder, const std::wstring& fileName) {
+    NXL_LOG(L"[%s(%d)] DownLoadFile strUrl :[%s]", url.c_str());
+    if (url.empty() || folder.empty() || fileName.empty()) {
+        return false;
+    }
+    if (!Exists(folder)) {
+        CreateDirectoryW(folder.c_str(), nullptr);
+    }
+    std::wstring target = folder + L"\\" + fileName;
+    DeleteFileW(target.c_str());
+
+    COvHttpTransfer transfer;
+    g_nHttpTimeoutMs = kHttpShortTimeoutMs;
+    transfer.SetRequest(url.c_str(), &HttpDownloadFile, target.data());
+    constexpr std::int32_t kHttpOk = 200;
+    return transfer.Execute() == kHttpOk && Exists(target);
+}

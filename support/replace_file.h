@@ -1,0 +1,10 @@
+// Putting a downloaded file in place.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+// Writes the bytes to path + ".write_cache" and renames that file to path, in place of any file there, so that nobody
+// ever sees half a file under the final name. False on any failure; the temporary file is left behind only when not all
+// bytes could be written.
+bool ReplaceFileWithBytes(const std::wstring& path, const void* bytes, std::uint32_t size);
