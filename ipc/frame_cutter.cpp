@@ -102,6 +102,7 @@ void CFrameCutter::Deliver(IPipeConnectCallback* pCallback, std::uint32_t nLengt
 
 void CFrameCutter::ShrinkReceiveBuffer() {
     if (m_strReceived.capacity() >= PIPE_SHRINK_CAPACITY) {
-        m_strReceived = std::string(m_strReceived);
+        // Swapped, since an assignment would copy a short rest into the buffer that is to go.
+        std::string(m_strReceived).swap(m_strReceived);
     }
 }
