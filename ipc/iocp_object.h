@@ -49,8 +49,8 @@ class CIOCP_Object {
     // Whether there is a current connection.
     bool HasContext() const { return Context() != nullptr; }
 
-    // For tests and diagnosis: whether the worker's handle and the port are still held.
-    bool HasThread() const { return m_hThread.valid(); }
+    // The worker's handle, null before it is started and when WaitForThread saw it end. Of the owner's thread.
+    HANDLE Thread() const { return m_hThread.get(); }
     bool HasPort() const { return Port() != nullptr; }
 
   protected:
