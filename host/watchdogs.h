@@ -7,8 +7,6 @@
 #include <atomic>
 #include <cstdint>
 
-class CommzoltHelperS;
-
 // Non-zero skips the probe of the message window. Nothing sets it.
 extern std::atomic<std::uint8_t> g_bHangCheckPaused;
 
@@ -29,7 +27,6 @@ struct CpuWatchSteps {
     bool (*pfnSample)(void* context, double& usage);
     void (*pfnKill)(void* context);
     void* pContext;
-    const CommzoltHelperS* pHost;  // weak: says whether there is a window
 };
 void RunCpuWatch(const CpuWatchSteps& steps);
 

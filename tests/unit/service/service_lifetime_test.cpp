@@ -1,0 +1,165 @@
+// An instance that is dropped while something of it still runs. The host is held at the very moment that matters.
+#include <atomic>
+
+#include "tests/unit/service/service_fixture.h"
+
+namespace {
+
+class ServiceLifetimeTest : public ServiceFixture {
+  protected:
+    ServiceLifetimeTest()
+        : m_hArrived(CreateEventW(nullptr, TRUE, FALSE, nullptr)), m_hGo(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {}
+
+    // From now on whoever wants to change the table reports here and waits, once.
+    void HoldTheNextReport() {
+        m_host.m_onSet = [this, first = std::make_shared<std::atomic<bool>>(true)] {
+            if (first->exchange(false)) {
+                SetEvent(m_hArrived.get());
+                WaitForSingleObject(m_hGo.get(), 30000);
+            }
+        };
+    }
+    bool SomebodyArrived() { return WaitForSingleObject(m_hArrived.get(), 30000) == WAIT_OBJECT_0; }
+
+    // Drops the instance as the prune walk does, with both locks held, and makes a new one under the same id.
+    void Recreate() {
+        const CAutoLock instances(&m_host.m_lockInstance);
+        {
+            const CAutoLock params(&m_host.m_lockParam);
+            m_pInstance->Destroy();
+            m_host.m_mInstanceParam.erase(m_strId);
+            m_pInstance.reset();
+        }
+        m_pInstance = WxMiniProgramServiceEx::Create(m_strId, &m_host);
+        Init();
+    }
+
+    // The new instance's entry is as Init made it.
+    void ExpectUntouchedEntry() {
+        ASSERT_TRUE(m_host.HasParam(m_strId));
+        const InstanceParam param = m_host.Param(m_strId);
+        EXPECT_EQ(param.nInterval, 0);
+        EXPECT_EQ(param.nDelayedTaskCount, 0);
+        EXPECT_TRUE(param.bDLLWndExist);
+        EXPECT_FALSE(param.bIsDelayedDestroy);
+        EXPECT_EQ(param.strRunStatusParam, "");
+    }
+
+    CKernelHandle m_hArrived;
+    CKernelHandle m_hGo;
+};
+
+TEST_F(ServiceLifetimeTest, DestroyWakesEveryWaitingWatcherAndWaitsForNone) {
+    Init();
+    for (int i = 0; i < 3; ++i) {
+        m_pInstance->DelayCheckWndStatus(R"({"p1":"{\"interval\":600000}"})");
+        m_pInstance->DelayedDestroy();
+    }
+    // The watch over the pipe, three checks and three delayed destroys.
+    ASSERT_TRUE(Eventually([this] { return ThreadCount() == m_nThreads + 7; })) << ThreadCount();
+    m_pInstance->Destroy();
+    EXPECT_TRUE(NoThreadLeft()) << ThreadCount();
+    EXPECT_EQ(m_host.Param(m_strId).nDelayedTaskCount, 3);
+    EXPECT_FALSE(m_host.Param(m_strId).bIsDelayedDestroy);
+    EXPECT_TRUE(m_host.Asks().empty());
+}
+
+TEST_F(ServiceLifetimeTest, DestroyWithBothLocksHeldIsNotHeldUpByAReport) {
+    Init();
+    m_pInstance->DelayCheckWndStatus(R"({"p1":"{\"interval\":10}"})");
+    m_pInstance->DelayedDestroy();
+    {
+        const CAutoLock instances(&m_host.m_lockInstance);
+        const CAutoLock params(&m_host.m_lockParam);
+        // The report of the delayed destroy waits for the parameter lock by now or will in a moment.
+        m_pInstance->Destroy();
+        m_host.m_mInstanceParam.erase(m_strId);
+        m_pInstance.reset();
+    }
+    EXPECT_TRUE(NoThreadLeft());
+    EXPECT_FALSE(m_host.HasParam(m_strId));
+}
+
+TEST_F(ServiceLifetimeTest, ALateReportDoesNotTouchANewInstanceUnderTheSameId) {
+    Init();
+    m_pInstance->DelayCheckWndStatus(R"({"p1":"{\"interval\":20}"})");
+    ASSERT_TRUE(WaitForLine("DelayCheckWndThread begin")) << m_log.All();
+    m_pInstance->DelayedDestroy();
+    HoldTheNextReport();
+    ASSERT_TRUE(SomebodyArrived()) << m_log.All();
+    Recreate();
+    SetEvent(m_hGo.get());
+    // The old instance's threads end; the new one's watch stays.
+    EXPECT_TRUE(Eventually([this] { return ThreadCount() == m_nThreads + 1; })) << ThreadCount();
+    ExpectUntouchedEntry();
+    EXPECT_FALSE(m_log.Has("DelayedDestroyThread end, strServiceId = 42")) << m_log.All();
+}
+
+TEST_F(ServiceLifetimeTest, ARequestThatOutlastsItsInstanceFindsItAliveAndChangesNothing) {
+    Connect();
+    const std::weak_ptr<WxMiniProgramServiceEx> pOld = m_pInstance;
+    HoldTheNextReport();
+    m_pCaller->Request(8, R"({"p1":"{\"interval\":5000}"})");
+    ASSERT_TRUE(SomebodyArrived()) << m_log.All();
+    Recreate();
+    EXPECT_FALSE(pOld.expired()) << "the worker is in a handler of it";
+    SetEvent(m_hGo.get());
+    EXPECT_TRUE(Eventually([&pOld] { return pOld.expired(); }));
+    EXPECT_TRUE(Eventually([this] { return ThreadCount() == m_nThreads + 1; })) << ThreadCount();
+    ExpectUntouchedEntry();
+    EXPECT_FALSE(m_log.Has("DelayCheckWndThread begin")) << m_log.All();
+}
+
+TEST_F(ServiceLifetimeTest, AHandlerThatWaitsForTheInstanceLockDoesNotHoldUpItsEnd) {
+    m_host.m_onDestroyRequest = [this](const std::string&) {
+        SetEvent(m_hArrived.get());
+        const CAutoLock guard(&m_host.m_lockInstance);
+    };
+    Connect();
+    const std::weak_ptr<WxMiniProgramServiceEx> pOld = m_pInstance;
+    {
+        const CAutoLock instances(&m_host.m_lockInstance);
+        m_pCaller->Request(9, R"({"service_id":"42"})");
+        ASSERT_TRUE(SomebodyArrived()) << m_log.All();
+        // Gives up on the worker after its second, although the worker cannot go on before the lock is free.
+        Drop();
+        EXPECT_FALSE(pOld.expired());
+    }
+    EXPECT_TRUE(Eventually([&pOld] { return pOld.expired(); }));
+}
+
+TEST_F(ServiceLifetimeTest, AReplyOfARequestThatOutlastsItsInstanceIsNotSent) {
+    m_host.m_onDestroyRequest = [this](const std::string&) {
+        const auto pSelf = m_pInstance;
+        SetEvent(m_hArrived.get());
+        WaitForSingleObject(m_hGo.get(), 30000);
+        pSelf->OpenMiniApp(R"({"service_id":"42","p1":{}})");
+    };
+    Connect();
+    m_pCaller->Request(9, R"({"service_id":"42"})");
+    ASSERT_TRUE(SomebodyArrived()) << m_log.All();
+    Drop();
+    SetEvent(m_hGo.get());
+    EXPECT_TRUE(WaitForLine("service ipc not init")) << m_log.All();
+    EXPECT_EQ(m_pCaller->Receive(), std::nullopt);
+}
+
+TEST_F(ServiceLifetimeTest, TheInstanceCanBeEnteredFromTheHostAndItsOwnWorkerAtOnce) {
+    Connect();
+    std::thread host([this] {
+        for (int i = 0; i < 50; ++i) {
+            m_pInstance->DelayCheckWndStatus(R"({"p1":"{\"interval\":600000,\"by\":\"the host\"}"})");
+            m_pInstance->DelayedDestroy();
+            m_pInstance->RunStatusParam();
+        }
+    });
+    for (int i = 0; i < 50; ++i) {
+        m_pCaller->Request(8, R"({"p1":"{\"interval\":500000,\"by\":\"the worker\"}"})");
+        m_pCaller->Request(6, R"({"service_id":"42","p1":{}})");
+        EXPECT_TRUE(m_pCaller->Receive().has_value());
+    }
+    host.join();
+    EXPECT_EQ(m_host.Param(m_strId).nDelayedTaskCount, 100);
+}
+
+}  // namespace

@@ -1,0 +1,215 @@
+// What an instance answers to its caller, over a real pipe, and what it refuses.
+#include <string>
+#include <vector>
+
+#include "tests/unit/service/service_fixture.h"
+
+namespace {
+
+class ServiceRequestsTest : public ServiceFixture {
+  protected:
+    // Sends a request to which there is no reply and then one to which there is: the reply to the second one comes
+    // first exactly when the first one got none.
+    void ExpectNoReply(int nType, std::string_view content) {
+        m_pCaller->Request(nType, content);
+        m_pCaller->Request(7, R"({"marker":true,"p1":"{}"})");
+        EXPECT_EQ(m_pCaller->Receive(),
+                  R"({"content":{"marker":true,"p1":{},"result":"not from","ret":"0"},"message_type":13})")
+            << "after type " << nType << " with " << content << '\n'
+            << m_log.All();
+    }
+
+    std::int32_t TaskCount() { return m_host.Param(m_strId).nDelayedTaskCount; }
+};
+
+TEST_F(ServiceRequestsTest, OpenMiniAppAnswersWithTheBodyItGotTheResultAndRet0) {
+    Connect();
+    m_pCaller->Request(6, R"({"service_id":"42","p1":{"type":"other","from":"b"},"ticket":[1,"中"],"ret":7})");
+    EXPECT_EQ(m_pCaller->Receive(), R"({"content":{"p1":{"from":"b","type":"other"},"result":"not type","ret":"0",)"
+                                    R"("service_id":"42","ticket":[1,"中"]},"message_type":17})")
+        << m_log.All();
+}
+
+TEST_F(ServiceRequestsTest, OpenMiniAppHandsANullP1OnAsTextAndGivesItBackAsNull) {
+    Connect();
+    m_pCaller->Request(6, R"({"service_id":"42","p1":null})");
+    EXPECT_EQ(m_pCaller->Receive(),
+              R"({"content":{"p1":null,"result":"ParseAppOpenInfo error","ret":"0","service_id":"42"},)"
+              R"("message_type":17})");
+}
+
+TEST_F(ServiceRequestsTest, OpenMiniAppRefusesWithoutALineOrAReply) {
+    Connect();
+    for (const char* content : {R"({"p1":{}})", R"({"service_id":42,"p1":{}})", R"({"service_id":"42"})",
+                                R"({"service_id":"42","p1":"{}"})", R"({"service_id":"42","p1":[]})"}) {
+        ExpectNoReply(6, content);
+    }
+    EXPECT_FALSE(m_log.Has("parse error")) << m_log.All();
+    EXPECT_FALSE(m_log.Has("not contain p1")) << m_log.All();
+}
+
+TEST_F(ServiceRequestsTest, OpenMiniAppSuccessfullyAnswersWithAnObjectWhereTheTextStood) {
+    Connect();
+    m_pCaller->Request(7, R"({"id":1,"p1":"{ \"from\" : \"b\" }"})");
+    EXPECT_EQ(m_pCaller->Receive(),
+              R"({"content":{"id":1,"p1":{"from":"b"},"result":"not type","ret":"0"},"message_type":13})");
+}
+
+TEST_F(ServiceRequestsTest, OpenMiniAppSuccessfullyAnswersABrokenTextWithNull) {
+    Connect();
+    for (const char* inner : {"no json", "", "{"}) {
+        m_pCaller->Request(7, std::string(R"({"p1":")") + inner + R"("})");
+        EXPECT_EQ(m_pCaller->Receive(),
+                  R"({"content":{"p1":null,"result":"ParseAppOpenInfo error","ret":"0"},"message_type":13})");
+    }
+}
+
+TEST_F(ServiceRequestsTest, OpenMiniAppSuccessfullyRefusesAP1ThatIsNoString) {
+    Connect();
+    ExpectNoReply(7, R"({})");
+    ExpectNoReply(7, R"({"p1":{}})");
+    EXPECT_EQ(m_log.Count("not contain p1"), 2U) << m_log.All();
+}
+
+TEST_F(ServiceRequestsTest, ANullBodyIsAParseErrorForEveryRequest) {
+    Connect();
+    for (int nType = 2; nType <= 8; ++nType) {
+        ExpectNoReply(nType, "null");
+    }
+    EXPECT_EQ(m_log.Count("parse error"), 7U) << m_log.All();
+}
+
+TEST_F(ServiceRequestsTest, ABodyThatIsNoObjectIsAParseErrorForEveryRequest) {
+    std::size_t refused = 0;
+    for (const char* body : {"", "no json", "[]", "\"text\"", "7", "null", "{"}) {
+        m_pInstance->GetWxAppStatus(body);
+        m_pInstance->GetWxAppStatusEncrypt(body);
+        m_pInstance->GetWxAppQIMEI(body);
+        m_pInstance->GetRSAEncrypt(body);
+        m_pInstance->OpenMiniApp(body);
+        m_pInstance->OpenMiniAppSuccessfully(body);
+        m_pInstance->DelayCheckWndStatus(body);
+        refused += 7;
+        EXPECT_EQ(m_log.Count("parse error"), refused) << body << '\n' << m_log.All();
+    }
+    EXPECT_FALSE(m_log.Has("SendIPCMessage begin")) << m_log.All();
+}
+
+TEST_F(ServiceRequestsTest, GetRSAEncryptWithoutP1IsAParseError) {
+    Connect();
+    ExpectNoReply(5, R"({"text":"x"})");
+    EXPECT_EQ(m_log.Count("parse error"), 1U) << m_log.All();
+}
+
+TEST_F(ServiceRequestsTest, AReplyOnALostPipeIsDropped) {
+    Connect();
+    m_pCaller->Close();
+    ASSERT_TRUE(WaitForLine("Disconnected from server!")) << m_log.All();
+    m_pInstance->OpenMiniApp(R"({"service_id":"42","p1":{}})");
+    EXPECT_TRUE(m_log.Has("InvokeFunc failed")) << m_log.All();
+}
+
+TEST_F(ServiceRequestsTest, AReplyWithoutAPipeIsDropped) {
+    Init();
+    m_pInstance->OpenMiniApp(R"({"service_id":"42","p1":{}})");
+    EXPECT_TRUE(m_log.Has("service ipc not init")) << m_log.All();
+}
+
+TEST_F(ServiceRequestsTest, AnExitRequestReachesTheHostFromThePipe) {
+    std::string strSeen;
+    m_host.m_onDestroyRequest = [&strSeen](const std::string& strBody) { strSeen = strBody; };
+    Connect();
+    ExpectNoReply(9, R"({"service_id":"42"})");
+    EXPECT_EQ(strSeen, R"({"service_id":"42"})");
+}
+
+TEST_F(ServiceRequestsTest, ADelayedCheckIsCountedAndStoredBeforeItsThreadStarts) {
+    Connect();
+    ExpectNoReply(8, R"({"p1":"{\"interval\":5000}"})");
+    EXPECT_EQ(m_pInstance->RunStatusParam(), R"({"interval":5000})");
+    const InstanceParam param = m_host.Param(m_strId);
+    EXPECT_EQ(param.strRunStatusParam, R"({"interval":5000})");
+    EXPECT_EQ(param.nInterval, 5000);
+    EXPECT_EQ(param.nDelayedTaskCount, 1);
+    EXPECT_TRUE(m_log.Has(R"(enter DelayCheckWndStatus param={"p1":"{\"interval\":5000}"})")) << m_log.All();
+    EXPECT_EQ(m_log.Count("error second DelayCheckWndStatus"), 1U) << m_log.All();
+    EXPECT_TRUE(WaitForLine("DelayCheckWndThread strServiceId = 42, interval 5000")) << m_log.All();
+}
+
+TEST_F(ServiceRequestsTest, EveryDelayedCheckHasAThreadOfItsOwn) {
+    Connect();
+    ExpectNoReply(8, R"({"p1":"{\"interval\":5000}"})");
+    ExpectNoReply(8, R"({"p1":"{\"interval\":7000}"})");
+    EXPECT_EQ(TaskCount(), 2);
+    EXPECT_EQ(m_log.Count("error second DelayCheckWndStatus"), 2U) << m_log.All();
+    EXPECT_TRUE(WaitForLine("DelayCheckWndThread strServiceId = 42, interval 5000")) << m_log.All();
+    EXPECT_TRUE(WaitForLine("DelayCheckWndThread strServiceId = 42, interval 7000")) << m_log.All();
+    // The fixture sees that both end with the instance.
+}
+
+TEST_F(ServiceRequestsTest, AnIntervalOf0OrARealNumberKeepsTheOldInterval) {
+    Init();
+    m_pInstance->DelayCheckWndStatus(R"({"p1":"{\"interval\":0}"})");
+    EXPECT_EQ(m_host.Param(m_strId).nInterval, 2000);
+    m_pInstance->DelayCheckWndStatus(R"({"p1":"{\"interval\":9000}"})");
+    m_pInstance->DelayCheckWndStatus(R"({"p1":"{\"interval\":4000.0}"})");
+    EXPECT_EQ(m_host.Param(m_strId).nInterval, 9000);
+    m_pInstance->DelayCheckWndStatus(R"({"p1":"no json"})");
+    EXPECT_EQ(m_host.Param(m_strId).nInterval, 9000);
+    EXPECT_EQ(TaskCount(), 4);
+}
+
+TEST_F(ServiceRequestsTest, ARefusedDelayedCheckLeavesNoTextAndStartsNothing) {
+    Init();
+    m_pInstance->DelayCheckWndStatus(R"({"p1":"{\"interval\":9000}"})");
+    ASSERT_TRUE(WaitForLine("DelayCheckWndThread begin")) << m_log.All();
+    for (const char* body : {"no json", "[]", R"({"p2":"{}"})"}) {
+        m_pInstance->DelayCheckWndStatus(body);
+        EXPECT_EQ(m_pInstance->RunStatusParam(), "") << body;
+    }
+    EXPECT_EQ(m_log.Count("parse error"), 2U) << m_log.All();
+    EXPECT_EQ(m_log.Count("not contain p1"), 1U) << m_log.All();
+    EXPECT_EQ(TaskCount(), 1);
+    EXPECT_EQ(m_log.Count("error second DelayCheckWndStatus"), 1U) << m_log.All();
+}
+
+TEST_F(ServiceRequestsTest, ANullP1IsAnEmptyTextAndKeepsTheTablesText) {
+    Init();
+    m_pInstance->DelayCheckWndStatus(R"({"p1":"{\"interval\":9000}"})");
+    m_pInstance->DelayCheckWndStatus(R"({"p1":null})");
+    EXPECT_EQ(m_pInstance->RunStatusParam(), "");
+    EXPECT_EQ(m_host.Param(m_strId).strRunStatusParam, R"({"interval":9000})");
+    EXPECT_EQ(TaskCount(), 2);
+}
+
+TEST_F(ServiceRequestsTest, ADelayedCheckWhoseTextIsNoStringEndsTheProcess) {
+    const auto request = [this](const char* body) noexcept { m_pInstance->DelayCheckWndStatus(body); };
+    for (const char* body : {R"({"p1":5})", R"({"p1":{}})", R"({"p1":[]})"}) {
+        EXPECT_EXIT(request(body), testing::ExitedWithCode(3), "terminate called") << body;
+    }
+}
+
+TEST_F(ServiceRequestsTest, AnIntervalBelow0KeepsTheInstanceAliveForEver) {
+    Init();
+    m_pInstance->DelayCheckWndStatus(R"({"p1":"{\"interval\":-5}"})");
+    EXPECT_TRUE(WaitForLine("Invalid interval, exiting thread")) << m_log.All();
+    EXPECT_EQ(TaskCount(), 1);
+    EXPECT_EQ(m_host.Param(m_strId).nInterval, -5);
+}
+
+// One real period; the schedule itself is tested without waiting.
+TEST_F(ServiceRequestsTest, ADelayedCheckAsksAfter2SecondsAndTakesItselfOffTheCount) {
+    m_host.m_onAsk = [](std::string& strResult) { strResult = "1"; };
+    Connect();
+    const auto begin = std::chrono::steady_clock::now();
+    m_pCaller->Request(8, R"({"p1":"{\"interval\":1}"})");
+    ASSERT_TRUE(WaitForLine("DelayCheckWndThread end")) << m_log.All();
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(1990));
+    ASSERT_EQ(m_host.Asks().size(), 1U);
+    EXPECT_EQ(m_host.Asks()[0].strServiceId, "42");
+    EXPECT_EQ(m_host.Asks()[0].strText, R"({"interval":1})");
+    EXPECT_TRUE(m_host.Asks()[0].bLastCall);
+    EXPECT_EQ(TaskCount(), 0);
+}
+
+}  // namespace

@@ -1,0 +1,63 @@
+// The real surroundings of the watcher threads: the wait and its stop, the probe of a pipe, the fetch.
+#include "service/watcher_edge.h"
+
+#include <chrono>
+#include <memory>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/log_capture.h"
+#include "tests/unit/service/caller_pipe.h"
+
+namespace {
+
+TEST(CWatcherEdgeTest, WaitsForTheWholeTime) {
+    CWatcherEdge edge;
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_TRUE(edge.Wait(50));
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(30));  // one tick of the clock off
+    EXPECT_TRUE(edge.Wait(0));
+}
+
+TEST(CWatcherEdgeTest, AStopWakesEveryoneWhoWaits) {
+    CWatcherEdge edge;
+    std::vector<std::thread> waiting;
+    std::atomic<int> stopped{0};
+    for (const std::uint32_t time : {3600000U, 3600000U, 4294967291U, 4294967295U}) {
+        waiting.emplace_back([&edge, &stopped, time] { stopped += edge.Wait(time) ? 0 : 1; });
+    }
+    edge.RequestStop();
+    for (std::thread& thread : waiting) {
+        thread.join();
+    }
+    EXPECT_EQ(stopped.load(), 4);
+}
+
+TEST(CWatcherEdgeTest, NobodyWaitsAfterAStop) {
+    CWatcherEdge edge;
+    EXPECT_FALSE(edge.StopRequested());
+    edge.RequestStop();
+    EXPECT_TRUE(edge.StopRequested());
+    EXPECT_FALSE(edge.Wait(3600000));
+    EXPECT_FALSE(edge.Wait(0));
+}
+
+TEST(CWatcherEdgeTest, APipeWhoseInstancesAreAllTakenIsStillThere) {
+    const std::wstring strName = L"\\\\.\\pipe\\NexletWatcherEdge_" + std::to_wstring(GetCurrentProcessId());
+    CWatcherEdge edge;
+    EXPECT_FALSE(edge.DoesNamedPipeExist(strName));
+    {
+        CCallerPipe caller(strName, L"");
+        const CFileHandle hOther(
+            CreateFileW(strName.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr));
+        ASSERT_TRUE(hOther.valid());
+        const LogCapture log;
+        EXPECT_TRUE(edge.DoesNamedPipeExist(strName));
+        EXPECT_TRUE(log.Has("DoesNamedPipeExist , dwError=231")) << log.All();
+    }
+    EXPECT_FALSE(edge.DoesNamedPipeExist(strName));
+}
+
+}  // namespace
