@@ -2,41 +2,9 @@
 # not RSA of 1024 bits. The default is the public half of the development pair, whose private half everybody has.
 set(NEXLET_ENVELOPE_KEY ${CMAKE_SOURCE_DIR}/tests/data/development_envelope_public.pem CACHE FILEPATH
     "PEM file with the public key that envelopes are made for (RSA, 1024 bits)")
-find_program(NEXLET_OPENSSL openssl REQUIRED)
+include(read_envelope_key)
 
-function(nexlet_read_envelope_key path modulus_out exponent_out)
-  if(NOT EXISTS ${path})
-    message(FATAL_ERROR "NEXLET_ENVELOPE_KEY names ${path}, which does not exist.")
-  endif()
-  set(pkcs1 ${CMAKE_BINARY_DIR}/settings/nexlet_envelope_key/public_key.der)
-  set(complaint "")
-  # A file holds the key in either of two forms, PUBLIC KEY or RSA PUBLIC KEY.
-  foreach(form -pubin -RSAPublicKey_in)
-    execute_process(COMMAND ${NEXLET_OPENSSL} rsa ${form} -in ${path} -RSAPublicKey_out -outform DER -out ${pkcs1}
-                    RESULT_VARIABLE failed OUTPUT_QUIET ERROR_VARIABLE complaint)
-    if(failed EQUAL 0)
-      break()
-    endif()
-  endforeach()
-  if(NOT failed EQUAL 0)
-    message(FATAL_ERROR "NEXLET_ENVELOPE_KEY: ${path} is not a PEM file with an RSA public key.\n${complaint}")
-  endif()
-  execute_process(COMMAND ${NEXLET_OPENSSL} asn1parse -inform DER -in ${pkcs1}
-                  OUTPUT_VARIABLE listing COMMAND_ERROR_IS_FATAL ANY)
-  string(REGEX MATCHALL "INTEGER +:[0-9A-F]+" integers "${listing}")
-  list(TRANSFORM integers REPLACE "INTEGER +:" "")
-  list(GET integers 0 modulus)
-  list(GET integers 1 exponent)
-  string(LENGTH "${modulus}" digits)
-  if(NOT modulus MATCHES "^[89A-F]" OR NOT digits EQUAL 256)
-    math(EXPR bits "${digits} * 4")
-    message(FATAL_ERROR "NEXLET_ENVELOPE_KEY: the key in ${path} has about ${bits} bits; the envelope takes 1024.")
-  endif()
-  set(${modulus_out} ${modulus} PARENT_SCOPE)
-  set(${exponent_out} ${exponent} PARENT_SCOPE)
-endfunction()
-
-# nexlet_bytes(HEX OUT): the 128 bytes of a big-endian number as the inside of an initialiser.
+# nexlet_key_bytes(HEX OUT): the 128 bytes of a big-endian number as the inside of an initialiser.
 function(nexlet_key_bytes hex out)
   string(LENGTH "${hex}" digits)
   math(EXPR missing "256 - ${digits}")
@@ -46,7 +14,8 @@ function(nexlet_key_bytes hex out)
 endfunction()
 
 file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/settings/nexlet_envelope_key)
-nexlet_read_envelope_key(${NEXLET_ENVELOPE_KEY} envelope_modulus envelope_exponent)
+nexlet_read_envelope_key(${NEXLET_ENVELOPE_KEY} ${CMAKE_BINARY_DIR}/settings/nexlet_envelope_key/public_key.der
+                         envelope_modulus envelope_exponent)
 nexlet_key_bytes(${envelope_modulus} NEXLET_SETTING_ENVELOPE_MODULUS)
 nexlet_key_bytes(${envelope_exponent} NEXLET_SETTING_ENVELOPE_EXPONENT)
 configure_file(${CMAKE_SOURCE_DIR}/cmake/envelope_key.h.in

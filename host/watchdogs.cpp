@@ -67,8 +67,8 @@ void ReportCpu(double usage, const wchar_t* suffix) {
     ReportStaticWithMIDImp(kCpuBeacon + std::wstring(text) + suffix, /*bHasQuery=*/true);
 }
 
-void AskWindowToClose(double usage) {
-    const std::wstring title = CommzoltHelperS::GetInstance()->ExeWndTitle();
+void AskWindowToClose(const CommzoltHelperS& host, double usage) {
+    const std::wstring title = host.ExeWndTitle();
     if (title.empty()) {
         NXL_LOG(L"[%s(%d)] strExeTitle is empty");
         return;
@@ -152,7 +152,7 @@ void RunCpuWatch(const CpuWatchSteps& steps) {
             case CpuAction::None:
                 break;
             case CpuAction::Close:
-                AskWindowToClose(usage);
+                AskWindowToClose(*steps.pHost, usage);
                 break;
             case CpuAction::Kill:
                 // Kept: the process ends before the beacon's worker can send it, so it normally never leaves.
@@ -200,7 +200,8 @@ DWORD WINAPI MonCPUUsageThreadFunc(void*) {
         NXL_LOG(L"[%s(%d)] Failed to get NtQuerySystemInformation address");
         return 0;
     }
-    RunCpuWatch({&SleepPause, &SampleThisProcess, &EndProcess, reinterpret_cast<void*>(query)});
+    RunCpuWatch(
+        {&SleepPause, &SampleThisProcess, &EndProcess, reinterpret_cast<void*>(query), CommzoltHelperS::GetInstance()});
     return 0;
 }
 

@@ -7,6 +7,8 @@
 #include <atomic>
 #include <cstdint>
 
+class CommzoltHelperS;
+
 // Non-zero skips the probe of the message window. Nothing sets it.
 extern std::atomic<std::uint8_t> g_bHangCheckPaused;
 
@@ -27,6 +29,7 @@ struct CpuWatchSteps {
     bool (*pfnSample)(void* context, double& usage);
     void (*pfnKill)(void* context);
     void* pContext;
+    const CommzoltHelperS* pHost;  // weak: says whether there is a window
 };
 void RunCpuWatch(const CpuWatchSteps& steps);
 

@@ -1,11 +1,10 @@
 // What is installed on this machine, read from the uninstall list. Every failure counts as no. Any thread.
 #pragma once
 
-#include <atomic>
-#include <cstdint>
 #include <string>
 
 #include "open/registry_views.h"
+#include "open/wechat_kind.h"
 
 // One registry value as text, whatever its type, cut at its first zero; empty on any failure.
 std::wstring ReadRegString(HKEY root, const wchar_t* subKey, const wchar_t* valueName, REGSAM samDesired);
@@ -18,11 +17,6 @@ bool IsWeChatInstalled();
 
 // The YYB host has one.
 bool IsAndrowsInstalled();
-
-// Under which name IsWeChatInstalled last found the client.
-inline constexpr std::int32_t kWeChatKind = 1;
-inline constexpr std::int32_t kWeixinKind = 2;
-inline std::atomic<std::int32_t> g_nWeChatKind{0};
 
 // The folder of the mini-program application's uninstaller; empty when it is not known. A quoted text in the registry
 // gives a path that begins with the quotation mark: callers rely on it naming no file. Held by
