@@ -65,6 +65,10 @@ void CIOCP_Object::WaitForThread() {
     if (m_hThread && !bOnWorker && WaitForSingleObject(m_hThread.get(), kWorkerWaitMs) == WAIT_OBJECT_0) {
         m_hThread.reset();
     }
+    ClosePort();
+}
+
+void CIOCP_Object::ClosePort() {
     m_bPortClosed.store(true);
     CSharedPort hPort;
     {

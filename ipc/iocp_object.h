@@ -46,6 +46,10 @@ class CIOCP_Object {
     // keeps its handle here and ends by itself as soon as it can. Returns at once on the worker itself.
     void WaitForThread();
 
+    // Closes the port for this object without waiting: the worker closes its connection without a word to the sink and
+    // ends, once it is back from a handler.
+    void ClosePort();
+
     // Whether there is a current connection.
     bool HasContext() const { return Context() != nullptr; }
 
