@@ -3,13 +3,13 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <filesystem>
 #include <string>
 
 #include "foundation/handle.h"
 #include "foundation/text_helpers.h"
 #include "support/sign_info.h"
+#include "tests/support/temp_folder.h"
 
 namespace {
 
@@ -30,18 +30,10 @@ Info Of(const std::filesystem::path& path) {
     return info;
 }
 
-// A folder of the test's own, gone with it.
 class SignInfoFiles : public testing::Test {
   protected:
-    void SetUp() override {
-        static std::atomic<int> counter{0};
-        m_folder = std::filesystem::temp_directory_path() /
-                   (L"nexlet_sign_" + std::to_wstring(GetCurrentProcessId()) + L"_" + std::to_wstring(++counter));
-        std::filesystem::create_directories(m_folder);
-    }
-    void TearDown() override { std::filesystem::remove_all(m_folder); }
-
-    std::filesystem::path m_folder;
+    CTempFolder m_temp;
+    const std::filesystem::path m_folder = m_temp.Path();
 };
 
 TEST_F(SignInfoFiles, ASignedFileIsReadByItsPath) {

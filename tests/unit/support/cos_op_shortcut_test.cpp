@@ -1,0 +1,105 @@
+#include "foundation/windows_headers.h"
+
+#include <objbase.h>
+#include <shlobj.h>
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+
+#include "support/com_pointer.h"
+#include "support/cos_op.h"
+#include "tests/support/unique_name.h"
+
+namespace {
+
+// What a saved link says about itself.
+struct Link {
+    std::wstring description;
+    std::wstring target;
+    std::wstring icon;
+    int iconIndex = -1;
+};
+
+class CosOpShortcut : public testing::Test {
+  protected:
+    void SetUp() override {
+        wchar_t desktop[MAX_PATH] = {};
+        ASSERT_TRUE(SHGetSpecialFolderPathW(nullptr, desktop, CSIDL_DESKTOP, FALSE));
+        m_name = UniqueName(L"快捷方式");
+        m_path = std::filesystem::path(desktop) / (m_name + L".lnk");
+    }
+    void TearDown() override { std::filesystem::remove(m_path); }
+
+    Link Load() const {
+        Link link;
+        EXPECT_TRUE(SUCCEEDED(CoInitialize(nullptr)));
+        {
+            CComPointer<IShellLinkW> shell;
+            CComPointer<IPersistFile> file;
+            EXPECT_EQ(
+                CoCreateInstance(CLSID_ShellLink, nullptr, CLSCTX_INPROC_SERVER, IID_IShellLinkW, shell.Receive()),
+                S_OK);
+            EXPECT_EQ(shell->QueryInterface(IID_IPersistFile, file.Receive()), S_OK);
+            EXPECT_EQ(file->Load(m_path.c_str(), STGM_READ), S_OK) << m_path;
+            wchar_t text[1024] = {};
+            EXPECT_TRUE(SUCCEEDED(shell->GetDescription(text, 1024)));
+            link.description = text;
+            EXPECT_TRUE(SUCCEEDED(shell->GetPath(text, 1024, nullptr, SLGP_RAWPATH)));
+            link.target = text;
+            text[0] = L'\0';
+            EXPECT_TRUE(SUCCEEDED(shell->GetIconLocation(text, 1024, &link.iconIndex)));
+            link.icon = text;
+        }
+        CoUninitialize();
+        return link;
+    }
+
+    std::wstring m_name;
+    std::filesystem::path m_path;
+};
+
+TEST_F(CosOpShortcut, LiesOnTheDesktopWithTargetDescriptionAndIcon) {
+    EXPECT_TRUE(
+        CosOp::CreateDesktopShortcut(m_name, L"C:\\windows\\notepad.exe", L"打开微信小程序", L"C:\\icons\\a b.ico"));
+    ASSERT_TRUE(std::filesystem::exists(m_path));
+    const Link link = Load();
+    EXPECT_EQ(link.description, L"打开微信小程序");
+    EXPECT_EQ(link.icon, L"C:\\icons\\a b.ico");
+    EXPECT_EQ(link.iconIndex, 0);
+    EXPECT_EQ(CompareStringOrdinal(link.target.c_str(), -1, L"C:\\windows\\notepad.exe", -1, TRUE), CSTR_EQUAL);
+}
+
+TEST_F(CosOpShortcut, AnEmptyIconPathSetsNoIcon) {
+    EXPECT_TRUE(CosOp::CreateDesktopShortcut(m_name, L"C:\\windows\\notepad.exe", L"description", L""));
+    ASSERT_TRUE(std::filesystem::exists(m_path));
+    EXPECT_EQ(Load().icon, L"");
+}
+
+TEST_F(CosOpShortcut, AnotherOneOfTheNameIsReplaced) {
+    EXPECT_TRUE(CosOp::CreateDesktopShortcut(m_name, L"C:\\windows\\notepad.exe", L"first", L""));
+    EXPECT_TRUE(CosOp::CreateDesktopShortcut(m_name, L"C:\\windows\\notepad.exe", L"second", L""));
+    EXPECT_EQ(Load().description, L"second");
+}
+
+// A target may be the URL of a protocol, which the shell keeps in its own way; the shortcut is saved all the same.
+TEST_F(CosOpShortcut, ATargetThatIsAUrlIsSavedToo) {
+    EXPECT_TRUE(CosOp::CreateDesktopShortcut(m_name, L"weixin://launchapplet/?app=1", L"description", L""));
+    ASSERT_TRUE(std::filesystem::exists(m_path));
+    EXPECT_EQ(Load().description, L"description");
+}
+
+TEST_F(CosOpShortcut, TheOutcomeOfSavingDoesNotCount) {
+    EXPECT_TRUE(CosOp::CreateDesktopShortcut(m_name + L"\\no\\such\\folder", L"C:\\windows\\notepad.exe", L"", L""));
+    EXPECT_FALSE(std::filesystem::exists(m_path));
+}
+
+TEST_F(CosOpShortcut, LeavesTheApartmentBalanced) {
+    // This thread may still choose the other kind of apartment.
+    EXPECT_TRUE(CosOp::CreateDesktopShortcut(m_name, L"C:\\windows\\notepad.exe", L"", L""));
+    EXPECT_EQ(CoInitializeEx(nullptr, COINIT_MULTITHREADED), S_OK);
+    CoUninitialize();
+}
+
+}  // namespace
