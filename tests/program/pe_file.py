@@ -1,0 +1,83 @@
+"""Reads what the tests need of a 64-bit PE file: headers, imports, exports, resources."""
+import struct
+
+
+class PeFile:
+    def __init__(self, path):
+        with open(path, "rb") as file:
+            self.data = file.read()
+        self.nt = struct.unpack_from("<I", self.data, 0x3C)[0]
+        assert self.data[self.nt:self.nt + 4] == b"PE\0\0", "no PE signature"
+        self.machine, count, self.timestamp = struct.unpack_from("<HHI", self.data, self.nt + 4)
+        optional_size = struct.unpack_from("<H", self.data, self.nt + 20)[0]
+        self.optional = self.nt + 24
+        assert struct.unpack_from("<H", self.data, self.optional)[0] == 0x20B, "not PE32+"
+        self.subsystem, self.dll_characteristics = struct.unpack_from("<HH", self.data, self.optional + 68)
+        self.sections = []
+        for index in range(count):
+            at = self.optional + optional_size + 40 * index
+            name = self.data[at:at + 8].rstrip(b"\0").decode()
+            size, rva, raw_size, raw = struct.unpack_from("<IIII", self.data, at + 8)
+            flags = struct.unpack_from("<I", self.data, at + 36)[0]
+            self.sections.append((name, rva, max(size, raw_size), raw, flags))
+
+    def directory(self, index):
+        return struct.unpack_from("<II", self.data, self.optional + 112 + 8 * index)
+
+    def offset(self, rva):
+        for _, start, size, raw, _ in self.sections:
+            if start <= rva < start + size:
+                return raw + rva - start
+        raise ValueError(f"no section holds {rva:#x}")
+
+    def text(self, rva):
+        at = self.offset(rva)
+        return self.data[at:self.data.index(b"\0", at)].decode()
+
+    def _table(self, index, entry_size, name_at):
+        rva, _ = self.directory(index)
+        names = []
+        while rva:
+            entry = self.data[self.offset(rva):self.offset(rva) + entry_size]
+            name = struct.unpack_from("<I", entry, name_at)[0]
+            if name == 0:
+                break
+            names.append(self.text(name).lower())
+            rva += entry_size
+        return names
+
+    def imports(self):
+        return self._table(1, 20, 12)
+
+    def exports(self):
+        rva, size = self.directory(0)
+        if size == 0:
+            return []
+        at = self.offset(rva)
+        count = struct.unpack_from("<I", self.data, at + 24)[0]
+        names = struct.unpack_from("<I", self.data, at + 32)[0]
+        return [self.text(struct.unpack_from("<I", self.data, self.offset(names) + 4 * i)[0]) for i in range(count)]
+
+    def resources(self):
+        """(type, id) of every resource, numbers or texts, with its bytes."""
+        root, _ = self.directory(2)
+        base = self.offset(root)
+        found = {}
+
+        def entries(at):
+            named, numbered = struct.unpack_from("<HH", self.data, at + 12)
+            for i in range(named + numbered):
+                name, child = struct.unpack_from("<II", self.data, at + 16 + 8 * i)
+                if name & 0x80000000:
+                    text = base + (name & 0x7FFFFFFF)
+                    length = struct.unpack_from("<H", self.data, text)[0]
+                    name = self.data[text + 2:text + 2 + 2 * length].decode("utf-16-le")
+                yield name, child
+
+        for kind, kinds in entries(base):
+            for number, languages in entries(base + (kinds & 0x7FFFFFFF)):
+                for _, leaf in entries(base + (languages & 0x7FFFFFFF)):
+                    rva, size = struct.unpack_from("<II", self.data, base + leaf)
+                    at = self.offset(rva)
+                    found[(kind, number)] = self.data[at:at + size]
+        return found

@@ -1,0 +1,95 @@
+#!/usr/bin/env python3
+"""What the built program is as a file.  program_file_test.py nexlet.exe nexlet_test.exe SOURCE_DIR VERSION"""
+import re
+import struct
+import sys
+import unittest
+
+from pe_file import PeFile
+
+PROGRAM, TEST_PROGRAM, SOURCE_DIR, VERSION = sys.argv[1:5]
+
+# Libraries that every Windows has, by the job that brings them in.
+START_IMPORTS = {"advapi32.dll", "imm32.dll", "kernel32.dll", "msvcrt.dll", "ole32.dll", "shlwapi.dll", "user32.dll"}
+SYSTEM_LIBRARIES = START_IMPORTS | {
+    "crypt32.dll", "gdi32.dll", "gdiplus.dll", "oleaut32.dll", "psapi.dll", "shell32.dll", "version.dll", "wininet.dll"}
+# What a start does not need must not slow it down.
+LATE_LIBRARIES = {"gdiplus.dll", "wininet.dll", "crypt32.dll"}
+
+RT_ICON, RT_VERSION, RT_MANIFEST = 3, 16, 24
+
+
+def wide_texts(data):
+    """Every run of six or more printable UTF-16 characters."""
+    return [m.group().decode("utf-16-le") for m in re.finditer(rb"(?:[\x20-\x7e]\0){6,}", data)]
+
+
+class ProgramFileTest(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.program = PeFile(PROGRAM)
+        cls.test_program = PeFile(TEST_PROGRAM)
+
+    def test_is_a_64_bit_program_without_a_console(self):
+        self.assertEqual(self.program.machine, 0x8664)
+        self.assertEqual(self.program.subsystem, 2)
+
+    def test_may_be_loaded_anywhere_and_never_runs_data(self):
+        flags = self.program.dll_characteristics
+        for name, bit in {"high entropy": 0x20, "dynamic base": 0x40, "no execute": 0x100, "terminal server": 0x8000}.items():
+            self.assertTrue(flags & bit, f"{name} is not set in {flags:#x}")
+        self.assertIn(".reloc", [section[0] for section in self.program.sections])
+
+    def test_no_section_is_both_writable_and_executable(self):
+        for name, _, _, _, flags in self.program.sections:
+            self.assertFalse(flags & 0x20000000 and flags & 0x80000000, name)
+
+    def test_needs_no_library_that_windows_does_not_ship(self):
+        self.assertLessEqual(set(self.program.imports()), SYSTEM_LIBRARIES)
+        self.assertIn("kernel32.dll", self.program.imports())
+
+    def test_libraries_that_a_start_does_not_need_are_loaded_late(self):
+        self.assertEqual(set(self.program.imports()) & LATE_LIBRARIES, set())
+
+    def test_exports_are_the_two_assignments(self):
+        self.assertEqual(sorted(self.program.exports()), [
+            "??4OceanDelegate@@QEAAAEAU0@$$QEAU0@@Z", "??4OceanDelegate@@QEAAAEAU0@AEBU0@@Z"])
+
+    def test_carries_no_time_and_no_path_of_the_build(self):
+        self.assertEqual(self.program.timestamp, 0)
+        export, size = self.program.directory(0)
+        self.assertNotEqual(size, 0)
+        self.assertEqual(struct.unpack_from("<I", self.program.data, self.program.offset(export) + 4)[0], 0)
+        for path in (SOURCE_DIR, "/usr/", "/home/", "/root/", "/tmp/"):
+            self.assertNotIn(path.encode(), self.program.data)
+            self.assertNotIn(path.encode("utf-16-le"), self.program.data)
+
+    def test_version_resource_is_the_projects(self):
+        record = self.program.resources()[(RT_VERSION, 1)]
+        at = record.index(struct.pack("<I", 0xFEEF04BD))
+        high, low = struct.unpack_from("<II", record, at + 8)
+        parts = [high >> 16, high & 0xFFFF, low >> 16]
+        self.assertEqual(".".join(map(str, parts)), VERSION)
+
+    def test_manifest_asks_for_no_rights_and_sees_the_system_dpi(self):
+        manifest = self.program.resources()[(RT_MANIFEST, 1)].decode()
+        self.assertIn('level="asInvoker"', manifest)
+        self.assertIn("<dpiAware>true</dpiAware>", manifest)
+        # The system that current Windows reports to programs which name it.
+        self.assertIn("{8e0f7a12-bfb3-4fe8-b9a5-48fd50a15a9a}", manifest)
+
+    def test_test_program_talks_to_this_machine_alone(self):
+        urls = [text for text in wide_texts(self.test_program.data) if re.match("https?://", text)]
+        self.assertTrue(urls)
+        for url in urls:
+            self.assertRegex(url, r"^https?://127\.0\.0\.1:\d+/", "a source that reads settings.h was not built again")
+
+    def test_both_programs_know_the_same_urls(self):
+        def paths(pe):
+            urls = (text for text in wide_texts(pe.data) if re.match("https?://", text))
+            return sorted(re.sub("^(https?)://[^/]*", r"\1:", url) for url in urls)
+        self.assertEqual(paths(self.program), paths(self.test_program))
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1], verbosity=2)
