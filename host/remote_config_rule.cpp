@@ -2,23 +2,10 @@
 
 #include "foundation/json_text.h"
 
-namespace {
-
-// The library throws on text that nests too deep; what a server sends must not end the process.
-bool ParseObject(std::string_view text, Json::Value& root) {
-    try {
-        return ParseJson(text, root) && root.isObject();
-    } catch (const Json::Exception&) {
-        return false;
-    }
-}
-
-}  // namespace
-
 RemoteConfig ReadRemoteConfig(std::string_view text) {
     RemoteConfig config;
     Json::Value root;
-    if (!ParseObject(text, root)) {
+    if (!ParseJson(text, root) || !root.isObject()) {
         return config;
     }
     config.bParsed = true;

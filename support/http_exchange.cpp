@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <array>
-#include <cstring>
 #include <cwchar>
-#include <string_view>
+
+#include "support/response_headers.h"
 
 #include <settings.h>
 
@@ -256,36 +256,19 @@ CHttpExchange::Next CHttpExchange::Deliver(const void* data, std::uint32_t size)
 }
 
 void CHttpExchange::CaptureResponseHeaders() {
-    constexpr std::size_t kNameBytes = 520;
-    constexpr std::size_t kValueBytes = 4096;
-    m_transfer.m_mapResponseHeaders.clear();
-    for (const std::string& name : m_transfer.m_setResponseHeaderNames) {
-        DWORD index = 0;
-        for (;;) {
-            const DWORD asked = index;
-            // The buffer carries the name in and the value out.
-            std::vector<char> buffer(kNameBytes + 1);
-            std::memcpy(buffer.data(), name.data(), std::min(name.size(), kNameBytes));
-            DWORD size = kNameBytes;
-            BOOL found = m_api.QueryInfoA(m_hRequest.get(), HTTP_QUERY_CUSTOM, buffer.data(), &size, &index);
-            if (found == FALSE && GetLastError() == ERROR_INSUFFICIENT_BUFFER) {
-                // The refused question may have moved the index on already.
-                index = asked;
-                buffer.assign(std::max<std::size_t>(size, kNameBytes) + 1, '\0');
-                std::memcpy(buffer.data(), name.data(), std::min(name.size(), kNameBytes));
-                found = m_api.QueryInfoA(m_hRequest.get(), HTTP_QUERY_CUSTOM, buffer.data(), &size, &index);
+    m_transfer.m_mapResponseHeaders = CaptureHeaders(
+        m_transfer.m_setResponseHeaderNames, [this](char* buffer, std::uint32_t& size, std::uint32_t& index) {
+            DWORD bytes = size;
+            DWORD next = index;
+            const BOOL found = m_api.QueryInfoA(m_hRequest.get(), HTTP_QUERY_CUSTOM, buffer, &bytes, &next);
+            const DWORD error = found != FALSE ? ERROR_SUCCESS : GetLastError();
+            size = bytes;
+            index = next;
+            if (found != FALSE) {
+                return HeaderAnswer::Found;
             }
-            if (found == FALSE) {
-                break;
-            }
-            const std::size_t room = std::min(buffer.size(), kValueBytes);
-            m_transfer.m_mapResponseHeaders.emplace(name, std::string(buffer.data(), strnlen(buffer.data(), room)));
-            // An index that does not move would give the same value for ever.
-            if (index == ERROR_HTTP_HEADER_NOT_FOUND || index == asked) {
-                break;
-            }
-        }
-    }
+            return error == ERROR_INSUFFICIENT_BUFFER ? HeaderAnswer::TooSmall : HeaderAnswer::Failed;
+        });
 }
 
 bool CHttpExchange::StopRequested() {
