@@ -1,0 +1,317 @@
+// From a caller's request to the reply, over connections as an instance has them, against the same two hops made of raw
+// overlapped calls in the same run.
+//
+//   pipe_roundtrip_bench [rounds]
+//
+// Every connection has one request under way at a time. The caller's side is the same code in every row.
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <json/value.h>
+
+#include "foundation/handle.h"
+#include "foundation/json_text.h"
+#include "ipc/envelope.h"
+#include "ipc/frame.h"
+#include "ipc/iocp_client.h"
+#include "ipc/message_type.h"
+#include "ipc/pipe_callbacks.h"
+#include "tests/support/raw_pipe.h"
+
+namespace {
+
+constexpr int kRequestsPerRound = 400;  // over all connections of a row
+
+const std::string kRequest =
+    BuildFrame(R"({"content":{"p1":"{\"app_id\":\"wx0123456789abcdef\"}","service_id":"42"},"message_type":5})");
+
+// Ends with what failed: a benchmark that went wrong measures nothing.
+void Require(bool bGood, const char* what) {
+    if (!bGood) {
+        std::fprintf(stderr, "%s failed, error %lu\n", what, GetLastError());
+        std::exit(1);
+    }
+}
+
+double NowMicroseconds() {
+    static const double frequency = [] {
+        LARGE_INTEGER value;
+        QueryPerformanceFrequency(&value);
+        return static_cast<double>(value.QuadPart);
+    }();
+    LARGE_INTEGER now;
+    QueryPerformanceCounter(&now);
+    return static_cast<double>(now.QuadPart) * 1e6 / frequency;
+}
+
+// A helper's end of one connection.
+class IResponder {
+  public:
+    virtual ~IResponder() = default;
+};
+
+// The floor: one thread on one port, one read pending, the reply written where the request was read.
+class CRawResponder final : public IResponder {
+  public:
+    CRawResponder(const std::wstring& name, const std::string& reply) : m_strReply(reply) {
+        m_hPort.reset(CreateIoCompletionPort(INVALID_HANDLE_VALUE, nullptr, 0, 0));
+        m_hPipe.reset(CreateFileW(name.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
+                                  FILE_FLAG_OVERLAPPED, nullptr));
+        Require(m_hPipe.valid(), "opening the raw pipe");
+        CreateIoCompletionPort(m_hPipe.get(), m_hPort.get(), 1, 0);
+        m_thread = std::thread([this] { Work(); });
+    }
+    ~CRawResponder() override {
+        m_thread.join();  // ends when the caller has closed its end
+    }
+
+  private:
+    bool Read() {
+        m_read = {};
+        return ReadFile(m_hPipe.get(), m_buffer, sizeof m_buffer, nullptr, &m_read) ||
+               GetLastError() == ERROR_IO_PENDING;
+    }
+    void Work() {
+        std::size_t nGot = 0;
+        if (!Read()) {
+            return;
+        }
+        for (;;) {
+            DWORD nBytes = 0;
+            ULONG_PTR key = 0;
+            OVERLAPPED* pDone = nullptr;
+            if (!GetQueuedCompletionStatus(m_hPort.get(), &nBytes, &key, &pDone, INFINITE)) {
+                return;
+            }
+            if (pDone != &m_read) {
+                continue;
+            }
+            nGot += nBytes;
+            const bool bWhole = nGot >= kRequest.size();
+            if (!Read()) {
+                return;
+            }
+            if (bWhole) {
+                nGot -= kRequest.size();
+                m_write = {};
+                WriteFile(m_hPipe.get(), m_strReply.data(), static_cast<DWORD>(m_strReply.size()), nullptr, &m_write);
+            }
+        }
+    }
+
+    const std::string& m_strReply;
+    CKernelHandle m_hPort;
+    CFileHandle m_hPipe;
+    OVERLAPPED m_read{};
+    OVERLAPPED m_write{};
+    char m_buffer[PIPE_READ_CHUNK];
+    std::thread m_thread;
+};
+
+// The reply of one request, made as an instance makes it.
+std::string ReplyTo(const std::string& strBody) {
+    Json::Value body;
+    ParseJson(strBody, body);
+    Json::Value content(Json::objectValue);
+    content["result"] = "1";
+    content["p1"] = body["p1"];
+    content["service_id"] = body["service_id"];
+    return WriteEnvelope(static_cast<int>(MessageType::S_MT_RSAEncryptReply), std::move(content));
+}
+
+class CReplyingHandlers final : public IRequestHandlers {
+  public:
+    void GetRSAEncrypt(const std::string& strBody) override { m_pClient->Send(ReplyTo(strBody)); }
+    void GetWxAppStatus(const std::string&) override {}
+    void GetWxAppStatusEncrypt(const std::string&) override {}
+    void GetWxAppQIMEI(const std::string&) override {}
+    void OpenMiniApp(const std::string&) override {}
+    void OpenMiniAppSuccessfully(const std::string&) override {}
+    void DelayCheckWndStatus(const std::string&) override {}
+    void DestroyWxServiceItme(const std::string&) override {}
+
+    CIOCP_Client* m_pClient = nullptr;  // weak
+};
+
+// The product's end: client, sink, dispatch and a handler that reads and writes JSON.
+class CProductResponder final : public IResponder {
+  public:
+    CProductResponder(const std::wstring& name, const std::wstring& gate) {
+        m_pHandlers->m_pClient = m_pClient.get();
+        const auto pSink = std::make_shared<CPipeClientCallback>();
+        pSink->SetClient(m_pClient);
+        m_pClient->SetCallback(pSink);
+        m_pClient->SetNames(name, gate);
+        m_pClient->SetOwner(m_pHandlers);
+        Require(m_pClient->CreateClientContext() == 1, "opening the pipe");
+        Require(m_pClient->StartThread() && m_pClient->PostRead() == 1, "starting the client");
+    }
+    ~CProductResponder() override {
+        m_pClient->Stop();
+        m_pClient->WaitForThread();
+    }
+
+  private:
+    std::shared_ptr<CReplyingHandlers> m_pHandlers = std::make_shared<CReplyingHandlers>();
+    std::shared_ptr<CIOCP_Client> m_pClient = CIOCP_Client::Create();
+};
+
+// The caller's end of one connection.
+struct CallerEnd {
+    CRawPipe pipe;
+    CKernelHandle gate;
+    OVERLAPPED read{};
+    OVERLAPPED write{};
+    char buffer[4096];
+    std::size_t nGot = 0;
+    double sent = 0;
+    std::unique_ptr<IResponder> pResponder;
+};
+
+// All connections of one row, driven by one thread through one port.
+class CCaller {
+  public:
+    enum class Kind { Raw, Ungated, Product };
+
+    CCaller(Kind kind, std::size_t nConnections, const std::string& reply) : m_strReply(reply) {
+        m_hPort.reset(CreateIoCompletionPort(INVALID_HANDLE_VALUE, nullptr, 0, 0));
+        for (std::size_t i = 0; i < nConnections; ++i) {
+            auto end = std::make_unique<CallerEnd>();
+            const std::wstring name = UniquePipeName();
+            const std::wstring gate = kind == Kind::Product ? UniqueEventName() : L"";
+            if (!gate.empty()) {
+                end->gate.reset(CreateEventW(nullptr, TRUE, TRUE, gate.c_str()));
+            }
+            end->pipe = CRawPipe::Serve(name, 1);
+            if (kind == Kind::Raw) {
+                end->pResponder = std::make_unique<CRawResponder>(name, m_strReply);
+            } else {
+                end->pResponder = std::make_unique<CProductResponder>(name, gate);
+            }
+            Require(end->pipe.WaitForClient(), "waiting for the client");
+            CreateIoCompletionPort(end->pipe.get(), m_hPort.get(), reinterpret_cast<ULONG_PTR>(end.get()), 0);
+            m_vecEnds.push_back(std::move(end));
+        }
+    }
+    ~CCaller() {
+        for (auto& end : m_vecEnds) {
+            end->pipe.Close();
+        }
+    }
+
+    // Sends nRequests over all connections and adds the time of each to latencies, in microseconds.
+    void Run(int nRequests, std::vector<double>& latencies) {
+        int nSent = 0;
+        int nDone = 0;
+        for (auto& end : m_vecEnds) {
+            if (nSent < nRequests) {
+                Send(*end);
+                ++nSent;
+            }
+        }
+        while (nDone < nRequests) {
+            DWORD nBytes = 0;
+            ULONG_PTR key = 0;
+            OVERLAPPED* pDone = nullptr;
+            Require(GetQueuedCompletionStatus(m_hPort.get(), &nBytes, &key, &pDone, 20000), "the wait for a reply");
+            auto& end = *reinterpret_cast<CallerEnd*>(key);
+            if (pDone != &end.read) {
+                continue;
+            }
+            end.nGot += nBytes;
+            if (end.nGot < m_strReply.size()) {
+                Read(end);
+                continue;
+            }
+            latencies.push_back(NowMicroseconds() - end.sent);
+            Require(end.nGot == m_strReply.size() && std::memcmp(end.buffer, m_strReply.data(), end.nGot) == 0,
+                    "the comparison of a reply");
+            ++nDone;
+            if (nSent < nRequests) {
+                Send(end);
+                ++nSent;
+            }
+        }
+    }
+
+  private:
+    void Read(CallerEnd& end) {
+        end.read = {};
+        Require(ReadFile(end.pipe.get(), end.buffer + end.nGot, static_cast<DWORD>(sizeof end.buffer - end.nGot),
+                         nullptr, &end.read) ||
+                    GetLastError() == ERROR_IO_PENDING,
+                "reading a reply");
+    }
+    void Send(CallerEnd& end) {
+        end.nGot = 0;
+        end.sent = NowMicroseconds();
+        Read(end);
+        end.write = {};
+        Require(WriteFile(end.pipe.get(), kRequest.data(), static_cast<DWORD>(kRequest.size()), nullptr, &end.write) ||
+                    GetLastError() == ERROR_IO_PENDING,
+                "writing a request");
+    }
+
+    const std::string& m_strReply;
+    CKernelHandle m_hPort;
+    std::vector<std::unique_ptr<CallerEnd>> m_vecEnds;
+};
+
+double Percentile(std::vector<double>& values, double share) {
+    const auto at = static_cast<std::ptrdiff_t>(share * static_cast<double>(values.size() - 1));
+    std::nth_element(values.begin(), values.begin() + at, values.end());
+    return values[static_cast<std::size_t>(at)];
+}
+
+void Bench(std::size_t nConnections, int nRounds, const std::string& reply) {
+    struct Row {
+        const char* name;
+        CCaller caller;
+        std::vector<double> latencies;
+    };
+    Row rows[] = {
+        {"raw overlapped calls", {CCaller::Kind::Raw, nConnections, reply}, {}},
+        {"CIOCP_Client, JSON handler, no gate", {CCaller::Kind::Ungated, nConnections, reply}, {}},
+        {"CIOCP_Client, JSON handler, gate", {CCaller::Kind::Product, nConnections, reply}, {}},
+    };
+    for (Row& row : rows) {
+        row.caller.Run(kRequestsPerRound, row.latencies);
+        row.latencies.clear();  // that was the warm-up
+    }
+    for (int round = 0; round < nRounds; ++round) {
+        for (Row& row : rows) {
+            row.caller.Run(kRequestsPerRound, row.latencies);
+        }
+    }
+    std::printf("\nrequest to reply, %zu connection%s, %d requests\n", nConnections, nConnections == 1 ? "" : "s",
+                nRounds * kRequestsPerRound);
+    const double floor50 = Percentile(rows[0].latencies, 0.5);
+    const double floor99 = Percentile(rows[0].latencies, 0.99);
+    for (Row& row : rows) {
+        const double p50 = Percentile(row.latencies, 0.5);
+        const double p99 = Percentile(row.latencies, 0.99);
+        std::printf("  %-40s p50 %9.1f us  %5.2f x floor   p99 %9.1f us  %5.2f x floor\n", row.name, p50, p50 / floor50,
+                    p99, p99 / floor99);
+    }
+    std::fflush(stdout);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const int nRounds = argc > 1 ? std::max(1, std::atoi(argv[1])) : 10;
+    // What the handler answers to kRequest, for the raw side and the comparison.
+    Json::Value request;
+    ParseJson(std::string_view(kRequest).substr(kFrameHeaderSize), request);
+    const std::string reply = BuildFrame(ReplyTo(WriteJson(request["content"])));
+    for (const std::size_t nConnections : {1u, 16u, 64u}) {
+        Bench(nConnections, nRounds, reply);
+    }
+    return 0;
+}
