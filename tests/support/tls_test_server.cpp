@@ -1,15 +1,19 @@
 #include "tests/support/tls_test_server.h"
 
-#include <cstdlib>
+#include "foundation/windows_headers.h"
+
+#include <filesystem>
 #include <fstream>
 
 #include <gtest/gtest.h>
 
 namespace {
 
-std::string FilePath(const char* name) {
-    const char* const folder = std::getenv("NEXLET_TLS_FOLDER");
-    return std::string(folder != nullptr ? folder : ".") + "/" + name;
+// The server's folder lies beside the one of the programs.
+std::filesystem::path FilePath(const char* name) {
+    wchar_t program[MAX_PATH] = {};
+    GetModuleFileNameW(nullptr, program, MAX_PATH);
+    return std::filesystem::path(program).parent_path().parent_path() / "tls_server" / name;
 }
 
 }  // namespace
@@ -23,8 +27,7 @@ std::uint16_t tls_test_server::Port(const std::string& certificate) {
             return port;
         }
     }
-    ADD_FAILURE() << "No TLS server in the folder NEXLET_TLS_FOLDER: run ctest, or tests/servers/tls_server.py start "
-                     "FOLDER.";
+    ADD_FAILURE() << "No TLS server: run ctest, or tests/servers/tls_server.py start build/windows-x64/tls_server.";
     return 0;
 }
 
