@@ -192,7 +192,7 @@ CallerResult CCaller::WaitForFrame(int nType, std::uint32_t timeoutMs, ReceivedF
 }
 
 CallerResult CCaller::WaitForConnection(std::uint32_t timeoutMs) {
-    return WaitUntil(timeoutMs, /*endsWhenGone=*/true, [&] { return m_bConnected; });
+    return WaitUntil(timeoutMs, /*endsWhenGone=*/false, [&] { return m_bConnected; });
 }
 
 CallerResult CCaller::WaitForLoss(std::uint32_t timeoutMs) {

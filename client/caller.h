@@ -62,7 +62,7 @@ class CCaller final : private ICallerPipeSink {
     // Waits for a frame of this type that no wait has taken yet; others stay queued. Type 0 takes the next frame of
     // any kind. Gone when the queue holds none and the helper is gone.
     CallerResult WaitForFrame(int nType, std::uint32_t timeoutMs, ReceivedFrame& frame);
-    // Waits until a helper is connected.
+    // Waits until a helper is connected, also one that comes after another was lost.
     CallerResult WaitForConnection(std::uint32_t timeoutMs);
     // Waits until the connection that had been made is lost.
     CallerResult WaitForLoss(std::uint32_t timeoutMs);

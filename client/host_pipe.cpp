@@ -1,5 +1,7 @@
 #include "client/host_pipe.h"
 
+#include <algorithm>
+#include <atomic>
 #include <utility>
 
 #include "client/payload_sink.h"
@@ -10,8 +12,13 @@
 namespace {
 
 constexpr DWORD kGateWaitMs = 1000;
+// A host that has lost its client makes a new pipe and only then begins to listen on it. A client that comes in between
+// ends its listening for good, so attempts keep this distance from each other and from the end of a connection.
 constexpr DWORD kRetryMs = 50;
 constexpr DWORD kReadBytes = 16 * 1024;
+
+// When a connection of this process ended last, as a tick count.
+std::atomic<ULONGLONG> g_nLastClosedAt{0};
 
 // What is left of timeoutMs since startedAt.
 DWORD Remaining(ULONGLONG startedAt, std::uint32_t timeoutMs) {
@@ -26,6 +33,10 @@ CallerResult CHostPipe::Connect(const std::wstring& strMark, std::uint32_t timeo
     const std::wstring pipeName = HostPipeName(strMark);
     Close();
     m_hIo.reset(CreateEventW(nullptr, /*bManualReset=*/TRUE, FALSE, nullptr));
+    const ULONGLONG sinceLast = startedAt - g_nLastClosedAt;
+    if (sinceLast < kRetryMs) {
+        Sleep(static_cast<DWORD>(kRetryMs - sinceLast));
+    }
     for (;;) {
         m_hPipe.reset(CreateFileW(pipeName.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
                                   FILE_FLAG_OVERLAPPED, nullptr));
@@ -38,14 +49,10 @@ CallerResult CHostPipe::Connect(const std::wstring& strMark, std::uint32_t timeo
         if (remaining == 0) {
             return busy ? CallerResult::Timeout : CallerResult::NotConnected;
         }
-        if (busy) {
-            WaitNamedPipeW(pipeName.c_str(), remaining);
-        } else if (systemError == ERROR_FILE_NOT_FOUND) {
-            // Between two connections the host has no pipe for a moment, and a starting one has none yet.
-            Sleep(remaining < kRetryMs ? remaining : kRetryMs);
-        } else {
+        if (!busy && systemError != ERROR_FILE_NOT_FOUND) {
             return CallerResult::SystemError;
         }
+        Sleep(std::min(remaining, kRetryMs));
     }
     // Without a gate the sends go ungated.
     m_hGate.reset(OpenEventW(EVENT_ALL_ACCESS, FALSE, HostEventName(strMark).c_str()));
@@ -54,7 +61,10 @@ CallerResult CHostPipe::Connect(const std::wstring& strMark, std::uint32_t timeo
 }
 
 void CHostPipe::Close() {
-    m_hPipe.reset();
+    if (m_hPipe) {
+        m_hPipe.reset();
+        g_nLastClosedAt = GetTickCount64();
+    }
     m_hGate.reset();
     m_cutter = CFrameCutter();
     m_payloads.clear();

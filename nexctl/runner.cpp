@@ -426,6 +426,9 @@ void CRunner::ShowFrame(FrameDirection direction, std::string_view payload) {
         const std::lock_guard<std::mutex> lock(m_lockOutput);
         std::FILE* const stream = m_bDemo ? stdout : stderr;
         std::fprintf(stream, "  %s\n", FrameLine(direction, payload).c_str());
+        if (m_script.hex) {
+            std::fprintf(stream, "    %s\n", HexText(BuildFrame(payload)).c_str());
+        }
         std::fflush(stream);
     }
 }

@@ -125,6 +125,10 @@ class CScriptReader {
             m_script.trace = true;
             return true;
         }
+        if (name == "--hex") {
+            m_script.hex = true;
+            return true;
+        }
         if (name == "--help") {
             Step step;
             step.verb = FindVerb("help");

@@ -43,6 +43,7 @@ struct Script {
     bool noStart = false;
     bool frames = false;  // every frame as a JSON line on standard output
     bool trace = false;   // every frame as a line for people on standard error
+    bool hex = false;     // with the bytes of the frame below that line
     std::vector<Step> steps;
 };
 

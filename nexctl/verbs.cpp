@@ -106,6 +106,7 @@ std::string HelpText(const VerbInfo* verb) {
         "  --no-start         start nothing; wait until a helper connects\n"
         "  --frames           print every frame as a JSON line on standard output\n"
         "  --trace            print every frame for people on standard error\n"
+        "  --hex              print the bytes of each frame below its line of --trace or demo\n"
         "\n"
         "before the first verb for all, behind a verb for that one:\n"
         "  --timeout MS       limit of every wait (10000; exit 30000)\n"
