@@ -1,0 +1,145 @@
+#include "tests/e2e/end_to_end.h"
+
+#include <iostream>
+
+#include "foundation/json_text.h"
+#include "foundation/text_helpers.h"
+#include "ipc/envelope.h"
+#include "ipc/message_type.h"
+#include "tests/support/unique_name.h"
+
+namespace {
+
+constexpr DWORD kPollPauseMs = 20;
+
+}  // namespace
+
+Json::Value JsonOf(std::string_view text) {
+    Json::Value value;
+    EXPECT_TRUE(ParseJson(text, value)) << text;
+    return value;
+}
+
+Json::Value QuickRequest(const std::string& service, int tag) {
+    Json::Value content(Json::objectValue);
+    content["service_id"] = service;
+    content["p1"] = "{}";
+    content["tag"] = tag;
+    return content;
+}
+
+std::string MiniAppOpen(const std::string& taskId) {
+    return R"({"type":"miniApp","appId":"wx1","appPath":"pages/index","taskId":")" + taskId + R"(","from":"e2e"})";
+}
+
+std::string MiniAppPoll(const std::string& taskId) {
+    return R"({"type":"miniApp","taskId":")" + taskId + R"(","from":"e2e"})";
+}
+
+CEndToEnd::CEndToEnd(const std::wstring& mark) : m_strMark(mark == L"ml" ? mark : UniqueName(mark)) {}
+
+void CEndToEnd::SetUp() {
+    ASSERT_TRUE(m_sandbox.Ready()) << "the sandbox could not be made: " << GetLastError();
+    m_caller = Serve(m_strService);
+}
+
+void CEndToEnd::TearDown() {
+    if (HasFailure() && m_helper.Id() != 0) {
+        std::cerr << m_helper.Log().Tail();
+    }
+    m_helper.Kill();
+}
+
+std::unique_ptr<CCaller> CEndToEnd::Serve(const std::string& service) {
+    auto caller = std::make_unique<CCaller>(m_strMark, service);
+    const CallerResult result = caller->Open();
+    EXPECT_EQ(result, CallerResult::Ok) << DescribeCallerResult(result) << " " << caller->SystemError();
+    return caller;
+}
+
+HelperStart CEndToEnd::MakeStart() const {
+    HelperStart start;
+    start.strExe = m_sandbox.Exe();
+    start.strChannel = MakeChannelText(m_strMark, "e2e-mid", 7, "product", "from");
+    return start;
+}
+
+void CEndToEnd::StartHelper(HelperStart start) {
+    start.strExe = m_sandbox.Exe();
+    if (start.strChannel.empty()) {
+        start.strChannel = MakeStart().strChannel;
+    }
+    ASSERT_EQ(m_caller->StartHelper(start), CallerResult::Ok) << m_caller->SystemError();
+    ASSERT_TRUE(m_helper.Attach(m_caller->ProcessId())) << GetLastError();
+    ReceivedFrame notice;
+    const CallerResult result = m_caller->WaitForFrame(12, kLongMs, notice);
+    ASSERT_EQ(result, CallerResult::Ok) << DescribeCallerResult(result);
+    EXPECT_EQ(notice.strPayload, R"({"content":{"p1":"1"},"message_type":12})");
+}
+
+void CEndToEnd::StartBare(const std::wstring& arguments) {
+    ASSERT_TRUE(m_helper.Start(m_sandbox.Exe(), arguments)) << GetLastError();
+}
+
+Json::Value CEndToEnd::Ask(CCaller& caller, int nType, Json::Value content, int nReply) {
+    CallerResult result = caller.Send(nType, std::move(content), kLongMs);
+    EXPECT_EQ(result, CallerResult::Ok) << DescribeCallerResult(result);
+    ReceivedFrame reply;
+    if (result == CallerResult::Ok) {
+        result = caller.WaitForFrame(nReply, kLongMs, reply);
+        EXPECT_EQ(result, CallerResult::Ok) << "type " << nType << ": " << DescribeCallerResult(result);
+    }
+    return result == CallerResult::Ok ? reply.content : Json::Value(Json::objectValue);
+}
+
+std::string CEndToEnd::Open(const std::string& p1) {
+    Json::Value content(Json::objectValue);
+    content["service_id"] = m_strService;
+    content["p1"] = JsonOf(p1);
+    return Ask(6, std::move(content), 17)["result"].asString();
+}
+
+std::string CEndToEnd::Poll(const std::string& p1) {
+    Json::Value content(Json::objectValue);
+    content["p1"] = p1;
+    return Ask(7, std::move(content), 13)["result"].asString();
+}
+
+std::string CEndToEnd::PollUntilSettled(const std::string& p1) {
+    const ULONGLONG startedAt = GetTickCount64();
+    for (;;) {
+        const std::string word = Poll(p1);
+        if (word != "Loading" || GetTickCount64() - startedAt >= kLongMs) {
+            return word;
+        }
+        Sleep(kPollPauseMs);
+    }
+}
+
+void CEndToEnd::ExpectServed(CCaller& caller) {
+    const CallerResult sent = caller.Send(7, QuickRequest(caller.ServiceId(), ++m_nTag), kLongMs);
+    EXPECT_EQ(sent, CallerResult::Ok) << DescribeCallerResult(sent);
+    ReceivedFrame reply;
+    const CallerResult result = caller.WaitForFrame(0, kLongMs, reply);
+    EXPECT_EQ(result, CallerResult::Ok) << DescribeCallerResult(result);
+    EXPECT_EQ(reply.nType, 13) << reply.strPayload;
+    EXPECT_EQ(reply.content["tag"].asInt(), m_nTag) << reply.strPayload;
+}
+
+void CEndToEnd::ExpectSilence(CCaller& caller, std::string_view payload) {
+    const CallerResult sent = caller.SendPayload(payload, kLongMs);
+    EXPECT_EQ(sent, CallerResult::Ok) << DescribeCallerResult(sent);
+    ExpectServed(caller);
+}
+
+void CEndToEnd::SendToHost(int nType, Json::Value content) {
+    SendToHost(WriteEnvelope(nType, std::move(content)));
+}
+
+void CEndToEnd::SendToHost(std::string_view payload) {
+    if (!m_host.IsConnected()) {
+        DWORD systemError = 0;
+        ASSERT_EQ(m_host.Connect(m_strMark, kLongMs, systemError), CallerResult::Ok) << systemError;
+    }
+    ASSERT_EQ(m_host.SendPayload(payload, kLongMs), CallerResult::Ok);
+}

@@ -1,0 +1,83 @@
+// What every end-to-end test starts from: a sandbox, a mark and a service id of its own, a caller, and the real helper.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include <gtest/gtest.h>
+#include <json/value.h>
+
+#include "client/caller.h"
+#include "client/host_pipe.h"
+#include "tests/support/helper_process.h"
+#include "tests/support/sandbox.h"
+
+// Waits that must not run out: long enough for a machine with other things to do.
+inline constexpr std::uint32_t kLongMs = 30000;
+// The helper looks around every 10 seconds.
+inline constexpr std::uint32_t kPruneMs = 10000;
+
+Json::Value JsonOf(std::string_view text);
+
+class CEndToEnd : public ::testing::Test {
+  protected:
+    explicit CEndToEnd(const std::wstring& mark = L"e2e");
+
+    void SetUp() override;
+    // Ends what still runs; shows the helper's log when the test has failed.
+    void TearDown() override;
+
+    // Serves a pipe for one more service of this test's mark.
+    std::unique_ptr<CCaller> Serve(const std::string& service);
+
+    // Starts the helper for this test's caller, whose pipe is served by now, and waits for the ready notice. Further
+    // members of start are taken over.
+    void StartHelper(HelperStart start = {});
+    // Starts the helper's program with these arguments and nothing around it.
+    void StartBare(const std::wstring& arguments);
+    // A start as StartHelper makes it, for a caller of its own.
+    HelperStart MakeStart() const;
+
+    // Sends a request and returns the content of its reply.
+    Json::Value Ask(int nType, Json::Value content, int nReply) {
+        return Ask(*m_caller, nType, std::move(content), nReply);
+    }
+    Json::Value Ask(CCaller& caller, int nType, Json::Value content, int nReply);
+    // The result word of an open, and of one poll.
+    std::string Open(const std::string& p1);
+    std::string Poll(const std::string& p1);
+    // Polls until the word is another than "Loading".
+    std::string PollUntilSettled(const std::string& p1);
+
+    // Sends a payload that must be refused without a word, and proves it by the reply that comes next: it is the one
+    // of a request sent behind it.
+    void ExpectSilence(CCaller& caller, std::string_view payload);
+    // The helper is alive and answers this caller.
+    void ExpectServed(CCaller& caller);
+    void ExpectServed() { ExpectServed(*m_caller); }
+
+    // Sends an envelope on the host's own pipe. The connection stands until LeaveHost; while it does the host has no
+    // ear for anybody else.
+    void SendToHost(int nType, Json::Value content);
+    void SendToHost(std::string_view payload);
+    void LeaveHost() { m_host.Close(); }
+
+    CHelperLog Log() const { return m_helper.Log(); }
+
+    CSandbox m_sandbox;
+    const std::wstring m_strMark;
+    const std::string m_strService = "svc";
+    std::unique_ptr<CCaller> m_caller;
+    CHelperProcess m_helper;
+    CHostPipe m_host;
+    int m_nTag = 0;
+};
+
+// The content of the quickest request with a reply, type 7 with reply 13: it probes nothing, and its reply echoes tag.
+Json::Value QuickRequest(const std::string& service, int tag);
+
+// An open of a mini-program with this task id, as the JSON of p1, and the poll that asks for it.
+std::string MiniAppOpen(const std::string& taskId);
+std::string MiniAppPoll(const std::string& taskId);

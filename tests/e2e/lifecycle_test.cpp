@@ -1,0 +1,303 @@
+// Starts, second starts, instances and the end of the helper.
+#include "foundation/text_helpers.h"
+#include "ipc/pipe_names.h"
+#include "tests/e2e/end_to_end.h"
+
+namespace {
+
+constexpr DWORD kUncaughtException = 3;
+constexpr wchar_t kMutexBase[] = L"{653300D9-0A22-4552-BA36-294AD3FE56F0}";
+
+Json::Value ServiceContent(const std::string& service) {
+    Json::Value content(Json::objectValue);
+    content["service_id"] = service;
+    return content;
+}
+
+bool MutexExists(const std::wstring& mark) {
+    return CKernelHandle(OpenMutexW(SYNCHRONIZE, FALSE, (kMutexBase + mark).c_str())).valid();
+}
+
+bool PipeExists(const std::wstring& name) {
+    return WaitNamedPipeW(name.c_str(), 1) != FALSE || GetLastError() != ERROR_FILE_NOT_FOUND;
+}
+
+class Lifecycle : public CEndToEnd {
+  protected:
+    void AskToExit(CCaller& caller) {
+        EXPECT_EQ(caller.Send(9, ServiceContent(caller.ServiceId()), kLongMs), CallerResult::Ok);
+    }
+    // "/from:MARK", with whatever stands behind.
+    std::wstring From(const std::wstring& rest = {}) const { return L"/from:" + m_strMark + rest; }
+};
+
+TEST_F(Lifecycle, RequestOnTheHostsPipeForAnUnknownServiceMakesAnInstance) {
+    StartHelper();
+    const auto other = Serve("other");
+    SendToHost(7, QuickRequest("other", 99));
+    ReceivedFrame reply;
+    ASSERT_EQ(other->WaitForFrame(0, kLongMs, reply), CallerResult::Ok);
+    EXPECT_EQ(reply.nType, 13) << "no ready notice: that one goes to the service of a command line";
+    EXPECT_EQ(reply.content["tag"].asInt(), 99);
+    ExpectServed(*other);
+    ExpectServed();
+}
+
+TEST_F(Lifecycle, CallerWithoutAPipeIsTriedOnceAndNeverAgain) {
+    StartBare(From(L" /service_id:nobody"));
+    EXPECT_TRUE(Log().WaitFor("service ipc not init", kLongMs));
+    EXPECT_TRUE(Log().Has("OpenPipe 2"));
+    EXPECT_TRUE(Log().Has("pClientContext->GetPipe()"));
+    EXPECT_TRUE(Log().Has("Failed to connect to server!"));
+    const auto late = Serve("nobody");
+    SendToHost(7, QuickRequest("nobody", 0));
+    EXPECT_TRUE(Log().WaitFor("service ipc not init", kLongMs, 2));
+    EXPECT_EQ(late->Connections(), 0u);
+    EXPECT_EQ(Log().Count("Failed to connect to server!"), 1u);
+    EXPECT_TRUE(m_helper.IsRunning());
+}
+
+TEST_F(Lifecycle, SecondStartHandsItsServiceOverAndEnds) {
+    StartHelper();
+    const auto second = Serve("second");
+    ASSERT_EQ(second->StartHelper(MakeStart()), CallerResult::Ok);
+    CHelperProcess forwarder;
+    ASSERT_TRUE(forwarder.Attach(second->ProcessId()));
+    ReceivedFrame notice;
+    ASSERT_EQ(second->WaitForFrame(12, kLongMs, notice), CallerResult::Ok);
+    EXPECT_EQ(forwarder.WaitForEnd(kLongMs), 0u);
+    EXPECT_TRUE(forwarder.Log().Has("exe mutex exist"));
+    EXPECT_TRUE(forwarder.Log().Has("SIPC unexpected wait result."));
+    EXPECT_TRUE(forwarder.Log().Has("SPIC Received message")) << forwarder.Log().Tail();
+    EXPECT_TRUE(Log().Has("Not the first time"));
+    ExpectServed(*second);
+    ExpectServed();
+
+    // Each of the two may leave without the other.
+    AskToExit(*second);
+    EXPECT_EQ(second->WaitForLoss(kLongMs), CallerResult::Ok);
+    ExpectServed();
+    EXPECT_TRUE(m_helper.IsRunning());
+    EXPECT_TRUE(
+        Log().Has("erase it ,is service id second, nDelayedTaskCount = 0, bDLLWndExist = 1, "
+                  "bIsDelayedDestroy = 1"));
+
+    // Once its instance is gone the same service may be asked for again, and gets a connection again.
+    SendToHost(7, QuickRequest("second", 77));
+    ASSERT_EQ(second->WaitForConnection(kLongMs), CallerResult::Ok);
+    ReceivedFrame reply;
+    ASSERT_EQ(second->WaitForFrame(13, kLongMs, reply), CallerResult::Ok);
+    EXPECT_EQ(reply.content["tag"].asInt(), 77);
+}
+
+TEST_F(Lifecycle, TwoStartsAtOnceLeaveOneHelperThatServesBoth) {
+    const auto second = Serve("second");
+    ASSERT_EQ(m_caller->StartHelper(MakeStart()), CallerResult::Ok);
+    ASSERT_EQ(second->StartHelper(MakeStart()), CallerResult::Ok);
+    CHelperProcess one;
+    CHelperProcess two;
+    ASSERT_TRUE(one.Attach(m_caller->ProcessId()));
+    ASSERT_TRUE(two.Attach(second->ProcessId()));
+    ReceivedFrame notice;
+    EXPECT_EQ(m_caller->WaitForFrame(12, kLongMs, notice), CallerResult::Ok) << one.Log().Tail();
+    EXPECT_EQ(second->WaitForFrame(12, kLongMs, notice), CallerResult::Ok) << two.Log().Tail();
+    const HANDLE processes[] = {m_caller->ProcessHandle(), second->ProcessHandle()};
+    const DWORD ended = WaitForMultipleObjects(2, processes, FALSE, kLongMs);
+    ASSERT_TRUE(ended == WAIT_OBJECT_0 || ended == WAIT_OBJECT_0 + 1);
+    EXPECT_EQ((ended == WAIT_OBJECT_0 ? one : two).WaitForEnd(0), 0u);
+    EXPECT_TRUE((ended == WAIT_OBJECT_0 ? two : one).IsRunning());
+    ExpectServed();
+    ExpectServed(*second);
+}
+
+TEST_F(Lifecycle, TwoMarksAreTwoProcesses) {
+    StartHelper();
+    CCaller other(m_strMark + L"b", m_strService);
+    ASSERT_EQ(other.Open(), CallerResult::Ok);
+    ASSERT_EQ(other.StartHelper(MakeStart()), CallerResult::Ok);
+    CHelperProcess second;
+    ASSERT_TRUE(second.Attach(other.ProcessId()));
+    ReceivedFrame notice;
+    EXPECT_EQ(other.WaitForFrame(12, kLongMs, notice), CallerResult::Ok);
+    EXPECT_TRUE(second.IsRunning());
+    EXPECT_TRUE(m_helper.IsRunning());
+    ExpectServed(other);
+    ExpectServed();
+}
+
+TEST_F(Lifecycle, StartWithoutAMarkDoesNothingAndEndsClean) {
+    StartBare(L"/service_id:svc");
+    EXPECT_EQ(m_helper.WaitForEnd(kLongMs), 0u);
+    EXPECT_TRUE(Log().Has("zolt strCmd=/service_id:svc"));
+    EXPECT_EQ(Log().Find("enter mark="), "");
+    EXPECT_EQ(Log().Find("start init"), "");
+    EXPECT_EQ(m_caller->Connections(), 0u);
+    EXPECT_FALSE(MutexExists(L""));
+    EXPECT_FALSE(PipeExists(HostPipeName(L"")));
+}
+
+TEST_F(Lifecycle, StartWithNoCommandLineAtAllEndsClean) {
+    StartBare(L"");
+    EXPECT_EQ(m_helper.WaitForEnd(kLongMs), 0u);
+}
+
+TEST_F(Lifecycle, StartWithoutAServiceHasNoPipeAndNoTimers) {
+    StartBare(From());
+    EXPECT_TRUE(Log().WaitFor("service ipc not init", kLongMs));
+    EXPECT_TRUE(Log().Has("For the first time!"));
+    EXPECT_EQ(Log().Find("create timer"), "");
+    EXPECT_TRUE(MutexExists(m_strMark));
+    EXPECT_FALSE(PipeExists(HostPipeName(m_strMark)));
+    // A second start finds the name held and nobody to talk to.
+    CHelperProcess second;
+    ASSERT_TRUE(second.Start(m_sandbox.Exe(), From()));
+    EXPECT_EQ(second.WaitForEnd(kLongMs), 0u);
+    EXPECT_TRUE(second.Log().Has("exe mutex exist"));
+    EXPECT_TRUE(second.Log().Has("Failed to connect to server!"));
+    EXPECT_TRUE(m_helper.IsRunning());
+}
+
+TEST_F(Lifecycle, RequestOnTheCommandLineIsAnsweredBeforeTheReadyNotice) {
+    HelperStart start;
+    start.strType = L"7";
+    start.strParam = R"({"message_type":7,"content":{"service_id":"svc","p1":"{}","tag":"from the command line"}})";
+    start.strChannel = MakeStart().strChannel;
+    start.strExe = m_sandbox.Exe();
+    ASSERT_EQ(m_caller->StartHelper(start), CallerResult::Ok);
+    ASSERT_TRUE(m_helper.Attach(m_caller->ProcessId()));
+    ReceivedFrame first;
+    ASSERT_EQ(m_caller->WaitForFrame(0, kLongMs, first), CallerResult::Ok);
+    EXPECT_EQ(first.nType, 13);
+    EXPECT_EQ(first.content["tag"].asString(), "from the command line");
+    ReceivedFrame second;
+    ASSERT_EQ(m_caller->WaitForFrame(0, kLongMs, second), CallerResult::Ok);
+    EXPECT_EQ(second.nType, 12);
+}
+
+TEST_F(Lifecycle, TypeNineOnTheCommandLineDestroysNothing) {
+    HelperStart start;
+    start.strType = L"9";
+    start.strParam = R"({"message_type":9,"content":{"service_id":"svc"}})";
+    StartHelper(start);
+    ExpectServed();
+    EXPECT_EQ(Log().Find("DestroyWxServiceItme"), "");
+    EXPECT_TRUE(Log().Has("DealWithMsg end"));
+}
+
+TEST_F(Lifecycle, TypeThatIsNoNumberEndsTheStartingProcess) {
+    StartBare(From(L" /service_id:svc /type:abc"));
+    EXPECT_EQ(m_helper.WaitForEnd(kLongMs), kUncaughtException);
+}
+
+TEST_F(Lifecycle, TypeOutOfRangeEndsTheStartingProcess) {
+    StartBare(From(L" /service_id:svc /type:99999999999"));
+    EXPECT_EQ(m_helper.WaitForEnd(kLongMs), kUncaughtException);
+}
+
+TEST_F(Lifecycle, TypeThatIsNoNumberEndsTheForwarderAndLeavesTheHostAlone) {
+    StartHelper();
+    CHelperProcess second;
+    ASSERT_TRUE(second.Start(m_sandbox.Exe(), From(L" /service_id:svc /type:abc")));
+    EXPECT_EQ(second.WaitForEnd(kLongMs), kUncaughtException);
+    ExpectServed();
+}
+
+TEST_F(Lifecycle, ForwardedCommandLineWithATypeThatIsNoNumberEndsTheHost) {
+    StartHelper();
+    SendToHost(1, Utf16ToUtf8(From(L" /service_id:svc /type:abc")));
+    EXPECT_EQ(m_helper.WaitForEnd(kLongMs), kUncaughtException);
+}
+
+TEST_F(Lifecycle, ForwardedRequestIsRefusedByTheHostAndTheForwarderGivesUp) {
+    StartHelper();
+    CHelperProcess second;
+    ASSERT_TRUE(second.Start(m_sandbox.Exe(), From(L" /service_id:svc /type:6 /param:e30=")));
+    EXPECT_EQ(second.WaitForEnd(kLongMs), 0u);
+    EXPECT_NE(second.Log().Find("SPIC Received message dwWaitResult=258"), "") << second.Log().Tail();
+    EXPECT_TRUE(Log().Has("jvRoot not content"));
+    ExpectServed();
+}
+
+TEST_F(Lifecycle, HostAcknowledgesACommandLineWithOneByte) {
+    StartHelper();
+    CHostPipe host;
+    DWORD systemError = 0;
+    ASSERT_EQ(host.Connect(m_strMark, kLongMs, systemError), CallerResult::Ok) << systemError;
+    ASSERT_EQ(host.Send(1, Utf16ToUtf8(From(L" /service_id:svc")), kLongMs), CallerResult::Ok);
+    std::string payload;
+    ASSERT_EQ(host.WaitForPayload(kLongMs, payload), CallerResult::Ok);
+    EXPECT_EQ(payload, kHostAcknowledgement);
+    ReceivedFrame notice;
+    EXPECT_EQ(m_caller->WaitForFrame(12, kLongMs, notice), CallerResult::Ok) << "the ready notice comes again";
+}
+
+TEST_F(Lifecycle, SecondClientOfTheHostsPipeFindsItBusy) {
+    StartHelper();
+    CHostPipe first;
+    DWORD systemError = 0;
+    ASSERT_EQ(first.Connect(m_strMark, kLongMs, systemError), CallerResult::Ok) << systemError;
+    ASSERT_TRUE(Log().WaitFor("Client connected", kLongMs));
+    CHostPipe second;
+    EXPECT_EQ(second.Connect(m_strMark, 0, systemError), CallerResult::Timeout);
+    first.Close();
+    EXPECT_EQ(second.Connect(m_strMark, kLongMs, systemError), CallerResult::Ok) << systemError;
+    EXPECT_TRUE(Log().WaitFor("Client disconnected!", kLongMs));
+}
+
+TEST_F(Lifecycle, HelperStaysWhileAServiceIsThereAndEndsWithinOneLookOnceItIsGone) {
+    StartHelper();
+    EXPECT_TRUE(Log().WaitFor("m_mWxExInstance = 1", kLongMs)) << "a look that finds a service";
+    EXPECT_TRUE(m_helper.IsRunning());
+    AskToExit(*m_caller);
+    AskToExit(*m_caller);
+    EXPECT_EQ(m_helper.WaitForEnd(2000 + kPruneMs + 5000), 0u);
+    EXPECT_EQ(Log().Count("DelayedDestroyThread end, strServiceId = svc"), 2u);
+    EXPECT_FALSE(MutexExists(m_strMark));
+    EXPECT_FALSE(PipeExists(HostPipeName(m_strMark)));
+}
+
+TEST_F(Lifecycle, DelayedCheckHoldsTheInstanceUntilItsTimeIsUp) {
+    StartHelper();
+    Json::Value content(Json::objectValue);
+    content["p1"] = R"({"interval":4000,"type":"miniApp","taskId":"none","from":"e2e"})";
+    ASSERT_EQ(m_caller->Send(8, content, kLongMs), CallerResult::Ok);
+    AskToExit(*m_caller);
+    EXPECT_EQ(m_helper.WaitForEnd(kLongMs), 0u);
+    const CHelperLog log = Log();
+    EXPECT_TRUE(log.Has("DelayCheckWndThread strServiceId = svc, interval 4000"));
+    EXPECT_TRUE(log.Has("print strResult=0, bLastCall = 0")) << log.Tail();
+    EXPECT_TRUE(log.Has("print strResult=0, bLastCall = 1"));
+    EXPECT_TRUE(log.Has("DelayCheckWndThread end"));
+    EXPECT_TRUE(log.Has("DelayedDestroy strServiceId = svc, nInterval = 4000"));
+}
+
+class MarkThatBeginsWithMl : public CEndToEnd {
+  protected:
+    MarkThatBeginsWithMl() : CEndToEnd(L"ml_e2e") {}
+};
+
+TEST_F(MarkThatBeginsWithMl, EndsLikeAnyOther) {
+    StartHelper();
+    ASSERT_EQ(m_caller->Send(9, ServiceContent(m_strService), kLongMs), CallerResult::Ok);
+    EXPECT_EQ(m_helper.WaitForEnd(kLongMs), 0u);
+}
+
+class MarkMl : public CEndToEnd {
+  protected:
+    MarkMl() : CEndToEnd(L"ml") {}
+};
+
+TEST_F(MarkMl, StaysWhenItsTableIsEmpty) {
+    StartHelper();
+    ASSERT_EQ(m_caller->Send(9, ServiceContent(m_strService), kLongMs), CallerResult::Ok);
+    EXPECT_TRUE(Log().WaitFor("is ml", kLongMs));
+    EXPECT_TRUE(m_helper.IsRunning());
+    // Somebody new may come.
+    const auto late = Serve("late");
+    SendToHost(7, QuickRequest("late", 0));
+    ReceivedFrame reply;
+    EXPECT_EQ(late->WaitForFrame(13, kLongMs, reply), CallerResult::Ok);
+    EXPECT_TRUE(m_helper.IsRunning());
+}
+
+}  // namespace

@@ -1,0 +1,207 @@
+// nexctl from the outside: its words, its JSON, its exit codes.
+#include <vector>
+
+#include "foundation/json_text.h"
+#include "foundation/text_helpers.h"
+#include "tests/e2e/end_to_end.h"
+#include "tests/support/console_program.h"
+#include "tests/support/unique_name.h"
+
+namespace {
+
+std::vector<Json::Value> JsonLines(const std::string& text) {
+    std::vector<Json::Value> lines;
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t end = text.find('\n', at);
+        lines.push_back(JsonOf(text.substr(at, end - at)));
+        at = end == std::string::npos ? text.size() : end + 1;
+    }
+    return lines;
+}
+
+class Nexctl : public CEndToEnd {
+  protected:
+    // The caller is nexctl here, so the fixture serves no pipe.
+    void SetUp() override { ASSERT_TRUE(m_sandbox.Ready()) << GetLastError(); }
+
+    ConsoleRun Run(std::vector<std::string> arguments, const std::string& input = {}) {
+        for (const std::string& one :
+             {std::string("--exe"), Utf16ToUtf8(m_sandbox.Exe()), std::string("--mark"), Utf16ToUtf8(m_strMark)}) {
+            arguments.push_back(one);
+        }
+        return RunPlain(arguments, input);
+    }
+
+    ConsoleRun RunPlain(const std::vector<std::string>& arguments, const std::string& input = {}) {
+        ConsoleRun run = RunConsoleProgram(OwnFolder() + L"\\nexctl.exe", arguments, input);
+        EXPECT_TRUE(run.bStarted && run.bEnded);
+        SCOPED_TRACE(run.strOut + run.strErr);
+        for (const Json::Value& line : JsonLinesIfAny(run.strOut)) {
+            if (line.isObject() && line["step"] == "start" && line["process_id"].isUInt()) {
+                m_helper.Attach(line["process_id"].asUInt());
+            }
+        }
+        return run;
+    }
+
+  private:
+    static std::vector<Json::Value> JsonLinesIfAny(const std::string& text) {
+        return text.starts_with('{') ? JsonLines(text) : std::vector<Json::Value>();
+    }
+};
+
+TEST_F(Nexctl, HelpIsPrintedForEveryWayOfAskingAndEndsWithZero) {
+    for (const auto& arguments : {std::vector<std::string>{"--help"}, {"help"}, {"open", "--help"}, {"help", "open"}}) {
+        const ConsoleRun run = RunPlain(arguments);
+        EXPECT_EQ(run.dwExitCode, 0u);
+        EXPECT_EQ(run.strErr, "");
+        EXPECT_NE(run.strOut.find(arguments.size() == 1 ? "usage: nexctl VERB" : "usage: nexctl open JSON"),
+                  std::string::npos)
+            << run.strOut;
+    }
+}
+
+TEST_F(Nexctl, UnusableCommandLineEndsWithOneAndSaysWhyOnStandardError) {
+    for (const auto& arguments :
+         {std::vector<std::string>{}, {"bogus"}, {"open"}, {"open", "{"}, {"status", "--x", "1"}}) {
+        const ConsoleRun run = RunPlain(arguments);
+        EXPECT_EQ(run.dwExitCode, 1u);
+        EXPECT_EQ(run.strOut, "");
+        EXPECT_EQ(run.strErr.rfind("nexctl: ", 0), 0u) << run.strErr;
+    }
+}
+
+TEST_F(Nexctl, MissingProgramEndsWithTwo) {
+    const ConsoleRun run = RunPlain({"start", "--exe", "C:\\no such folder\\nexlet.exe"});
+    EXPECT_EQ(run.dwExitCode, 2u);
+    EXPECT_EQ(JsonLines(run.strOut).at(0)["outcome"].asString(), "not started");
+}
+
+TEST_F(Nexctl, TakenPipeEndsWithTwo) {
+    const auto caller = Serve("nexctl");
+    const ConsoleRun run = Run({"start"});
+    EXPECT_EQ(run.dwExitCode, 2u);
+    EXPECT_NE(run.strErr.find("already serves"), std::string::npos) << run.strErr;
+}
+
+TEST_F(Nexctl, NobodyComingEndsWithThree) {
+    const ConsoleRun run = Run({"listen", "--no-start", "--timeout", "100"});
+    EXPECT_EQ(run.dwExitCode, 3u);
+    EXPECT_EQ(JsonLines(run.strOut).at(0)["outcome"].asString(), "timeout");
+}
+
+TEST_F(Nexctl, NoHostEndsWithFour) {
+    const ConsoleRun run = Run({"host", "2", "{}", "--timeout", "100"});
+    EXPECT_EQ(run.dwExitCode, 4u);
+}
+
+TEST_F(Nexctl, HelperThatDiesEndsWithFourAndTellsItsExitCode) {
+    const ConsoleRun run = Run({"start", "--type", "abc"});
+    EXPECT_EQ(run.dwExitCode, 4u);
+    const Json::Value line = JsonLines(run.strOut).at(0);
+    EXPECT_EQ(line["outcome"].asString(), "gone");
+    EXPECT_EQ(line["exit_code"].asUInt(), 3u);
+}
+
+TEST_F(Nexctl, RefusedRequestEndsWithThree) {
+    const ConsoleRun run = Run({"start", "send", "2", "\"no object\"", "--timeout", "300"});
+    EXPECT_EQ(run.dwExitCode, 3u);
+    EXPECT_EQ(JsonLines(run.strOut).at(1)["outcome"].asString(), "timeout");
+    EXPECT_TRUE(Log().Has("jvRoot not content"));
+}
+
+TEST_F(Nexctl, AnswerThatSaysNoEndsWithFive) {
+    const ConsoleRun run = Run({"start", "open", R"({"type":"miniApp","appId":"a","taskId":"t","from":"x"})"});
+    EXPECT_EQ(run.dwExitCode, 5u);
+    EXPECT_EQ(JsonLines(run.strOut).at(1)["reply"]["content"]["result"].asString(), "InitWxApi error");
+    EXPECT_NE(run.strErr.find("InitWxApi error"), std::string::npos);
+}
+
+TEST_F(Nexctl, OneRunTakesAWholeExchangeToItsEnd) {
+    m_sandbox.LayOcean(L"late");
+    const ConsoleRun run =
+        Run({"start", "open", "-", "poll", MiniAppPoll("t"), "--until", "1", "exit", "--frames"}, MiniAppOpen("t"));
+    EXPECT_EQ(run.dwExitCode, 0u) << run.strOut << run.strErr;
+    std::vector<std::string> steps;
+    std::vector<int> sent;
+    for (const Json::Value& line : JsonLines(run.strOut)) {
+        if (line.isMember("step")) {
+            EXPECT_EQ(line["outcome"].asString(), "ok");
+            steps.push_back(line["step"].asString());
+            if (steps.back() == "exit") {
+                EXPECT_TRUE(line["process_ended"].asBool());
+                EXPECT_EQ(line["exit_code"].asUInt(), 0u);
+            }
+        } else if (line["direction"] == "sent" && (sent.empty() || sent.back() != line["type"].asInt())) {
+            sent.push_back(line["type"].asInt());
+        }
+    }
+    EXPECT_EQ(steps, (std::vector<std::string>{"start", "open", "poll", "exit"}));
+    EXPECT_EQ(sent, (std::vector<int>{6, 7, 9}));
+}
+
+TEST_F(Nexctl, EveryRequestVerbGetsItsReply) {
+    const ConsoleRun run = Run({"start", "status", "status-encrypted", "encrypt", "a text", "send", "4", "{}", "send",
+                                "2", R"({"mine":1})", "watch", R"({"interval":1})"});
+    EXPECT_EQ(run.dwExitCode, 0u) << run.strOut << run.strErr;
+    const std::vector<Json::Value> lines = JsonLines(run.strOut);
+    ASSERT_EQ(lines.size(), 7u) << run.strOut;
+    EXPECT_EQ(lines[1]["reply"]["message_type"].asInt(), 13);
+    EXPECT_EQ(lines[2]["reply"]["message_type"].asInt(), 14);
+    EXPECT_EQ(lines[3]["reply"]["message_type"].asInt(), 16);
+    EXPECT_EQ(lines[4]["reply"]["message_type"].asInt(), 15);
+    EXPECT_EQ(lines[5]["reply"]["content"]["mine"].asInt(), 1);
+    EXPECT_FALSE(lines[6].isMember("reply"));
+}
+
+TEST_F(Nexctl, SecondRunForwardsToTheHelperThatIsThere) {
+    ASSERT_EQ(Run({"start"}).dwExitCode, 0u);
+    CHelperProcess first = std::move(m_helper);
+    m_helper = CHelperProcess();
+    const ConsoleRun run = Run({"status", "--service", "second"});
+    EXPECT_EQ(run.dwExitCode, 0u) << run.strOut << run.strErr;
+    EXPECT_TRUE(first.IsRunning());
+    EXPECT_TRUE(first.Log().Has("Not the first time"));
+}
+
+TEST_F(Nexctl, ListenPrintsEachFrameWithDirectionTypeNameAndJson) {
+    const ConsoleRun run = Run({"start", "listen", "--timeout", "100", "--frames"});
+    EXPECT_EQ(run.dwExitCode, 0u) << run.strErr;
+    const Json::Value frame = JsonLines(run.strOut).at(0);
+    EXPECT_EQ(frame["direction"].asString(), "received");
+    EXPECT_EQ(frame["type"].asInt(), 12);
+    EXPECT_EQ(frame["name"].asString(), "S_MT_InitReply");
+    EXPECT_EQ(frame["message"]["content"]["p1"].asString(), "1");
+}
+
+TEST_F(Nexctl, EncodeAndDecodeAreEachOthersWayBack) {
+    const ConsoleRun encoded = RunPlain({"encode", "6", R"({"service_id":"中"})"});
+    EXPECT_EQ(encoded.dwExitCode, 0u);
+    const ConsoleRun decoded = RunPlain({"decode", "-"}, encoded.strOut);
+    EXPECT_EQ(decoded.dwExitCode, 0u);
+    const Json::Value line = JsonLines(decoded.strOut).at(0);
+    EXPECT_EQ(line["name"].asString(), "WM_COPY_DATA_MSG_IPC_GET_OPEN");
+    EXPECT_EQ(line["message"]["content"]["service_id"].asString(), "中");
+    EXPECT_EQ(RunPlain({"decode", "00 02"}).dwExitCode, 5u);
+    EXPECT_EQ(RunPlain({"decode", "zz"}).dwExitCode, 1u);
+}
+
+TEST_F(Nexctl, DemoEndsWithTheHelperGoneByItself) {
+    m_sandbox.LayOcean(L"good");
+    const ConsoleRun run = Run({"demo"});
+    EXPECT_EQ(run.dwExitCode, 0u) << run.strOut << run.strErr;
+    EXPECT_NE(run.strOut.find("The demo worked"), std::string::npos) << run.strOut;
+    for (const char* name : {"S_MT_InitReply", "WM_COPY_DATA_MSG_IPC_GET_OPEN", "S_MT_OpenMiniAppReply",
+                             "S_MT_OpenMiniAppSuccessfully", "S_MT_StatusReply", "S_MT_ExitExeProcess"}) {
+        EXPECT_NE(run.strOut.find(name), std::string::npos) << name << "\n" << run.strOut;
+    }
+}
+
+TEST_F(Nexctl, DemoWithoutAnSdkSaysWhereItStopped) {
+    const ConsoleRun run = Run({"demo"});
+    EXPECT_EQ(run.dwExitCode, 5u);
+    EXPECT_NE(run.strOut.find("The demo stopped here."), std::string::npos) << run.strOut;
+    EXPECT_NE(run.strErr.find("InitWxApi error"), std::string::npos) << run.strErr;
+}
+
+}  // namespace

@@ -1,0 +1,73 @@
+#include "tests/support/helper_process.h"
+
+#include <psapi.h>
+#include <tlhelp32.h>
+
+namespace {
+
+constexpr DWORD kEndMs = 10000;
+
+}  // namespace
+
+CHelperProcess::~CHelperProcess() {
+    if (m_process.hProcess) {
+        Kill();
+        Log().Remove();
+    }
+}
+
+bool CHelperProcess::Start(const std::wstring& exe, const std::wstring& arguments) {
+    DWORD systemError = 0;
+    return StartProgram(exe, L"\"" + exe + L"\" " + arguments, m_process, systemError) == CallerResult::Ok;
+}
+
+bool CHelperProcess::Attach(DWORD dwProcessId) {
+    m_process.hProcess.reset(OpenProcess(PROCESS_ALL_ACCESS, FALSE, dwProcessId));
+    m_process.dwProcessId = dwProcessId;
+    return m_process.hProcess.valid();
+}
+
+bool CHelperProcess::IsRunning() const {
+    return m_process.hProcess && WaitForSingleObject(m_process.hProcess.get(), 0) == WAIT_TIMEOUT;
+}
+
+DWORD CHelperProcess::WaitForEnd(std::uint32_t timeoutMs) const {
+    DWORD exitCode = STILL_ACTIVE;
+    if (WaitForSingleObject(m_process.hProcess.get(), timeoutMs) == WAIT_OBJECT_0) {
+        GetExitCodeProcess(m_process.hProcess.get(), &exitCode);
+    }
+    return exitCode;
+}
+
+void CHelperProcess::Kill() {
+    if (IsRunning()) {
+        TerminateProcess(m_process.hProcess.get(), 99);
+        WaitForSingleObject(m_process.hProcess.get(), kEndMs);
+    }
+}
+
+DWORD CHelperProcess::HandleCount() const {
+    DWORD count = 0;
+    GetProcessHandleCount(m_process.hProcess.get(), &count);
+    return count;
+}
+
+DWORD CHelperProcess::ThreadCount() const {
+    const CFileHandle snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0));
+    THREADENTRY32 entry = {};
+    entry.dwSize = sizeof entry;
+    DWORD count = 0;
+    for (BOOL more = Thread32First(snapshot.get(), &entry); more != FALSE;
+         more = Thread32Next(snapshot.get(), &entry)) {
+        count += entry.th32OwnerProcessID == m_process.dwProcessId ? 1 : 0;
+    }
+    return count;
+}
+
+std::size_t CHelperProcess::PrivateBytes() const {
+    PROCESS_MEMORY_COUNTERS_EX counters = {};
+    counters.cb = sizeof counters;
+    GetProcessMemoryInfo(m_process.hProcess.get(), reinterpret_cast<PROCESS_MEMORY_COUNTERS*>(&counters),
+                         sizeof counters);
+    return counters.PrivateUsage;
+}

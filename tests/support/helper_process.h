@@ -1,0 +1,38 @@
+// A helper process under test.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "client/helper_start.h"
+#include "foundation/handle.h"
+#include "tests/support/helper_log.h"
+
+class CHelperProcess {
+  public:
+    CHelperProcess() = default;
+    // Ends the process if it still runs, and removes its log.
+    ~CHelperProcess();
+    CHelperProcess(CHelperProcess&&) = default;
+    CHelperProcess& operator=(CHelperProcess&&) = default;
+
+    // Starts the program with these arguments behind its path, as they stand.
+    bool Start(const std::wstring& exe, const std::wstring& arguments);
+    // Takes care of a process that somebody else has started.
+    bool Attach(DWORD dwProcessId);
+
+    bool IsRunning() const;
+    // The exit code, or STILL_ACTIVE when it did not end in time.
+    DWORD WaitForEnd(std::uint32_t timeoutMs) const;
+    // Ends it the hard way and waits until it is gone.
+    void Kill();
+
+    DWORD HandleCount() const;
+    DWORD ThreadCount() const;
+    std::size_t PrivateBytes() const;
+    CHelperLog Log() const { return CHelperLog(m_process.dwProcessId); }
+    DWORD Id() const { return m_process.dwProcessId; }
+
+  private:
+    StartedProcess m_process;
+};
