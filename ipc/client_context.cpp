@@ -160,6 +160,10 @@ int CClientContext::StartQueuedWrites() {
     {
         const CAutoLock lock(&m_lockWrite);
         nToStart = m_vecWriteBuffers.size() - m_nStarted;
+        if (nToStart == 0) {
+            m_bServing = false;
+            return 1;
+        }
     }
     for (; nToStart > 0; --nToStart) {
         {

@@ -170,7 +170,10 @@ void CIOCP_Object::AbandonConnections(HANDLE hPort) {
     }
     for (const std::shared_ptr<CClientContext>& pContext : vecContexts) {
         while (pContext->HasPendingIo()) {
-            WaitForPacket(hPort);
+            const Packet packet = WaitForPacket(hPort);
+            if (!packet.bGood && packet.pBuffer == nullptr) {
+                return;  // the port gives nothing back any more; the contexts stay until the object goes
+            }
         }
     }
 }
@@ -181,7 +184,9 @@ bool CIOCP_Object::LaunchWorker(std::function<unsigned()> work) {
     }
     m_hThread = LaunchThread([this, work = std::move(work)] {
         m_nThreadId.store(GetCurrentThreadId());
-        return work();
+        const unsigned nResult = work();
+        m_nThreadId.store(0);  // the number may be given to another thread
+        return nResult;
     });
     return m_hThread.valid();
 }
