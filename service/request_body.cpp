@@ -2,6 +2,17 @@
 
 #include "foundation/json_text.h"
 
+namespace {
+
+// The object that stands as a text inside a body; null when the text is broken or holds anything else.
+Json::Value InnerObject(const std::string& strText) {
+    Json::Value value;
+    ParseJsonText(strText.data(), strText.size(), value);
+    return value.type() == Json::objectValue ? value : Json::Value();
+}
+
+}  // namespace
+
 bool ParseRequestBody(const std::string& strBody, Json::Value& root) {
     return ParseJson(strBody, root) && root.type() == Json::objectValue;
 }
@@ -47,15 +58,17 @@ void AddOpenResult(Json::Value& root, const std::string& strResult, bool bReturn
 }
 
 std::int32_t DelayInterval(const std::string& strRunStatusParam, std::int32_t nCurrent) {
-    Json::Value value;
-    ParseJsonText(strRunStatusParam.data(), strRunStatusParam.size(), value);
-    if (value.type() != Json::objectValue) {
-        return nCurrent;
-    }
+    const Json::Value value = InnerObject(strRunStatusParam);
     const Json::Value* interval = FindJsonMember(value, "interval");
     if (interval == nullptr || !IsJsonInteger(*interval)) {
         return nCurrent;
     }
     const std::int32_t nInterval = JsonToInt(*interval);
     return nInterval != 0 ? nInterval : nCurrent;
+}
+
+std::string TextToEncrypt(const Json::Value& p1) {
+    const Json::Value value = InnerObject(JsonToText(p1));
+    const Json::Value* text = FindJsonMember(value, "text");
+    return text != nullptr ? JsonToText(*text) : std::string();
 }

@@ -31,3 +31,7 @@ void AddOpenResult(Json::Value& root, const std::string& strResult, bool bReturn
 // The interval, in milliseconds, that the text of a delayed check asks for. nCurrent when it names none: interval must
 // be a JSON integer other than 0.
 std::int32_t DelayInterval(const std::string& strRunStatusParam, std::int32_t nCurrent);
+
+// The text that a request for the envelope wants enciphered: text of the JSON object whose text p1 is. Empty when p1 is
+// broken, no object or names none.
+std::string TextToEncrypt(const Json::Value& p1);

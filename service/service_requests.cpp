@@ -9,6 +9,7 @@
 #include "service/request_body.h"
 #include "service/service_instance.h"
 #include "service/watcher_edge.h"
+#include "support/rsa_envelope.h"
 
 void WxMiniProgramServiceEx::GetWxAppStatus(const std::string& strBody) {
     Json::Value root;
@@ -39,11 +40,14 @@ void WxMiniProgramServiceEx::GetWxAppQIMEI(const std::string& strBody) {
 
 void WxMiniProgramServiceEx::GetRSAEncrypt(const std::string& strBody) {
     Json::Value root;
-    if (!ParseRequestBody(strBody, root) || FindJsonMember(root, "p1") == nullptr) {
+    const Json::Value* p1 = ParseRequestBody(strBody, root) ? FindJsonMember(root, "p1") : nullptr;
+    if (p1 == nullptr) {
         NXL_LOG(L"[%s(%d)] parse error");
         return;
     }
-    // The envelope is not built yet: no reply rather than a false one.
+    // An envelope that fails is an empty text, and the reply goes out with it.
+    root["result"] = UrlEscapeString(RsaEncryptToString(TextToEncrypt(*p1)));
+    Reply(MessageType::S_MT_RSAEncryptReply, std::move(root));
 }
 
 void WxMiniProgramServiceEx::OpenMiniApp(const std::string& strBody) {

@@ -124,4 +124,28 @@ TEST(DelayInterval, KeepsTheOldIntervalForAnythingElse) {
     }
 }
 
+Json::Value P1(const char* inner) {
+    return Json::Value(inner);
+}
+
+TEST(TextToEncrypt, IsTheTextInsideTheTextOfP1) {
+    EXPECT_EQ(TextToEncrypt(P1(R"({"text":"中 a"})")), "中 a");
+    EXPECT_EQ(TextToEncrypt(P1(R"({"text":true})")), "true");
+}
+
+TEST(TextToEncrypt, IsEmptyWhenThereIsNone) {
+    for (const char* inner : {"", "no json", "null", "[]", "7", "{}", R"({"text":null})", R"({"text":"a")"}) {
+        EXPECT_EQ(TextToEncrypt(P1(inner)), "") << inner;
+    }
+    EXPECT_EQ(TextToEncrypt(Json::Value()), "");
+    EXPECT_EQ(TextToEncrypt(Json::Value(true)), "");
+}
+
+TEST(TextToEncrypt, WhatIsNoTextIsAConversionFailure) {
+    EXPECT_THROW(TextToEncrypt(Json::Value(5)), Json::LogicError);
+    EXPECT_THROW(TextToEncrypt(Json::Value(Json::objectValue)), Json::LogicError);
+    EXPECT_THROW(TextToEncrypt(P1(R"({"text":5})")), Json::LogicError);
+    EXPECT_THROW(TextToEncrypt(P1(R"({"text":{}})")), Json::LogicError);
+}
+
 }  // namespace

@@ -1,7 +1,10 @@
 // What an instance answers to its caller, over a real pipe, and what it refuses.
+#include "tests/support/http_test_server.h"  // Winsock comes first
+
 #include <string>
 #include <vector>
 
+#include "foundation/json_text.h"
 #include "tests/unit/service/service_fixture.h"
 
 namespace {
@@ -101,6 +104,33 @@ TEST_F(ServiceRequestsTest, GetRSAEncryptWithoutP1IsAParseError) {
     EXPECT_EQ(m_log.Count("parse error"), 1U) << m_log.All();
 }
 
+TEST_F(ServiceRequestsTest, GetRSAEncryptAnswersWithTheEscapedEnvelopeAndP1AsItCame) {
+    Connect();
+    m_pCaller->Request(5, R"({"p1":"{\"text\":\"hello\"}","id":3})");
+    const std::string reply = m_pCaller->Receive().value_or("");
+    Json::Value root;
+    ASSERT_TRUE(ParseJson(reply, root)) << reply;
+    EXPECT_EQ(root["message_type"], 16);
+    EXPECT_EQ(root["content"]["p1"], "{\"text\":\"hello\"}");
+    EXPECT_EQ(root["content"]["id"], 3);
+    const std::string result = root["content"]["result"].asString();
+    EXPECT_TRUE(result.ends_with("%3D")) << "one block of base64, padded: " << result;
+    for (const char escaped : {'+', '/', '=', '|'}) {
+        EXPECT_EQ(result.find(escaped), std::string::npos) << result;
+    }
+    EXPECT_GE(result.size(), 172U) << result;
+}
+
+TEST_F(ServiceRequestsTest, GetRSAEncryptAnswersAFailedEnvelopeWithAnEmptyResult) {
+    Connect();
+    for (const char* p1 : {R"("{\"text\":\"\"}")", R"("{}")", R"("no json")", "null"}) {
+        m_pCaller->Request(5, std::string("{\"p1\":") + p1 + "}");
+        EXPECT_EQ(m_pCaller->Receive(),
+                  std::string("{\"content\":{\"p1\":") + p1 + ",\"result\":\"\"},\"message_type\":16}");
+    }
+    EXPECT_FALSE(m_log.Has("Generated result data is empty")) << m_log.All();
+}
+
 TEST_F(ServiceRequestsTest, AReplyOnALostPipeIsDropped) {
     Connect();
     m_pCaller->Close();
@@ -198,17 +228,28 @@ TEST_F(ServiceRequestsTest, AnIntervalBelow0KeepsTheInstanceAliveForEver) {
 }
 
 // One real period; the schedule itself is tested without waiting.
-TEST_F(ServiceRequestsTest, ADelayedCheckAsksAfter2SecondsAndTakesItselfOffTheCount) {
+TEST_F(ServiceRequestsTest, ADelayedCheckAsksAfter2SecondsAndFetchesTheUrlsOneAfterAnother) {
+    HttpTestServer server([](const HttpTestRequest& request) {
+        return request.strTarget == "/first" ? HttpTestReply::Of(500) : HttpTestReply::Of(200, "x");
+    });
     m_host.m_onAsk = [](std::string& strResult) { strResult = "1"; };
     Connect();
+    const std::string strText = "{\"errorLog\":[\"" + Utf16ToUtf8(server.Url(L"/error")) + "\"],\"interval\":1," +
+                                "\"successLog\":[\"" + Utf16ToUtf8(server.Url(L"/first")) + "\",\"\",\"" +
+                                Utf16ToUtf8(server.Url(L"/second")) + "\"]}";
+    Json::Value body;
+    body["p1"] = strText;
     const auto begin = std::chrono::steady_clock::now();
-    m_pCaller->Request(8, R"({"p1":"{\"interval\":1}"})");
+    m_pCaller->Request(8, WriteJson(body));
     ASSERT_TRUE(WaitForLine("DelayCheckWndThread end")) << m_log.All();
     EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(1990));
     ASSERT_EQ(m_host.Asks().size(), 1U);
     EXPECT_EQ(m_host.Asks()[0].strServiceId, "42");
-    EXPECT_EQ(m_host.Asks()[0].strText, R"({"interval":1})");
+    EXPECT_EQ(m_host.Asks()[0].strText, strText);
     EXPECT_TRUE(m_host.Asks()[0].bLastCall);
+    ASSERT_EQ(server.Requests().size(), 2U);
+    EXPECT_EQ(server.Requests()[0].strTarget, "/first");
+    EXPECT_EQ(server.Requests()[1].strTarget, "/second");
     EXPECT_EQ(TaskCount(), 0);
 }
 

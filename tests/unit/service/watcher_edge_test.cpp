@@ -1,4 +1,6 @@
 // The real surroundings of the watcher threads: the wait and its stop, the probe of a pipe, the fetch.
+#include "tests/support/http_test_server.h"  // Winsock comes first
+
 #include "service/watcher_edge.h"
 
 #include <chrono>
@@ -58,6 +60,27 @@ TEST(CWatcherEdgeTest, APipeWhoseInstancesAreAllTakenIsStillThere) {
         EXPECT_TRUE(log.Has("DoesNamedPipeExist , dwError=231")) << log.All();
     }
     EXPECT_FALSE(edge.DoesNamedPipeExist(strName));
+}
+
+TEST(CWatcherEdgeTest, FetchesAUrlWholeAndLogsItsStatus) {
+    HttpTestServer server([](const HttpTestRequest&) { return HttpTestReply::Of(200, "a body that nobody keeps"); });
+    const LogCapture log;
+    CWatcherEdge edge;
+    edge.Fetch(server.Url(L"/hit?a=1&b=%20"));
+    ASSERT_EQ(server.Requests().size(), 1U);
+    EXPECT_EQ(server.Requests()[0].strMethod, "GET");
+    EXPECT_EQ(server.Requests()[0].strTarget, "/hit?a=1&b=%20");
+    EXPECT_TRUE(log.Has("HttpResponseCallback: dwStatus=200")) << log.All();
+}
+
+TEST(CWatcherEdgeTest, AFetchThatFailsIsALineInTheLog) {
+    HttpTestServer server([](const HttpTestRequest&) { return HttpTestReply::Of(404, "gone"); });
+    const LogCapture log;
+    CWatcherEdge edge;
+    edge.Fetch(server.Url(L"/missing"));
+    edge.Fetch(L"no url at all");
+    EXPECT_EQ(server.Requests().size(), 1U);
+    EXPECT_EQ(log.Count("HttpResponseCallback: lpRetData is NULL"), 1U) << log.All();
 }
 
 }  // namespace
