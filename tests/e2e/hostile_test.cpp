@@ -181,6 +181,24 @@ TEST_F(HostileCaller, CallerThatLeavesWhileAReplyIsWrittenIsOutlived) {
     }
 }
 
+TEST_F(HostileCaller, CallerThatIsKilledIsOutlived) {
+    CCaller names(m_strMark, "killed");
+    CHelperProcess caller;
+    ASSERT_TRUE(caller.Start(OwnFolder() + L"\\nexctl.exe",
+                             L"listen --no-start --timeout 60000 --service killed --mark " + m_strMark));
+    const ULONGLONG startedAt = GetTickCount64();
+    while (WaitNamedPipeW(names.PipeName().c_str(), 1) == FALSE && GetTickCount64() - startedAt < kLongMs) {
+        Sleep(10);
+    }
+    Json::Value content = QuickRequest("killed", 0);
+    content["big"] = std::string(4 * 1024 * 1024, 'x');
+    SendToHost(7, content);
+    caller.Kill();
+    ExpectServed();
+    const auto later = ConnectedService("later");
+    ExpectServed(*later);
+}
+
 TEST_F(HostileCaller, HostsPipeOutlivesTheSameTreatment) {
     const std::string treatments[] = {
         RawHeader(PIPE_FRAME_MAGIC, 0xFFFFFFFF) + "x",

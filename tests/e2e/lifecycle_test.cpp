@@ -22,6 +22,10 @@ bool PipeExists(const std::wstring& name) {
     return WaitNamedPipeW(name.c_str(), 1) != FALSE || GetLastError() != ERROR_FILE_NOT_FOUND;
 }
 
+bool MessageWindowExists(const std::wstring& mark) {
+    return FindWindowExW(HWND_MESSAGE, nullptr, (L"ProgramIPCMessageS_" + mark).c_str(), nullptr) != nullptr;
+}
+
 class Lifecycle : public CEndToEnd {
   protected:
     void AskToExit(CCaller& caller) {
@@ -133,6 +137,7 @@ TEST_F(Lifecycle, StartWithoutAMarkDoesNothingAndEndsClean) {
     EXPECT_EQ(Log().Find("start init"), "");
     EXPECT_EQ(m_caller->Connections(), 0u);
     EXPECT_FALSE(MutexExists(L""));
+    EXPECT_FALSE(MessageWindowExists(L""));
     EXPECT_FALSE(PipeExists(HostPipeName(L"")));
 }
 
@@ -147,6 +152,7 @@ TEST_F(Lifecycle, StartWithoutAServiceHasNoPipeAndNoTimers) {
     EXPECT_TRUE(Log().Has("For the first time!"));
     EXPECT_EQ(Log().Find("create timer"), "");
     EXPECT_TRUE(MutexExists(m_strMark));
+    EXPECT_FALSE(MessageWindowExists(m_strMark));
     EXPECT_FALSE(PipeExists(HostPipeName(m_strMark)));
     // A second start finds the name held and nobody to talk to.
     CHelperProcess second;
@@ -248,11 +254,15 @@ TEST_F(Lifecycle, HelperStaysWhileAServiceIsThereAndEndsWithinOneLookOnceItIsGon
     StartHelper();
     EXPECT_TRUE(Log().WaitFor("m_mWxExInstance = 1", kLongMs)) << "a look that finds a service";
     EXPECT_TRUE(m_helper.IsRunning());
+    EXPECT_TRUE(MutexExists(m_strMark));
+    EXPECT_TRUE(MessageWindowExists(m_strMark));
+    EXPECT_TRUE(PipeExists(HostPipeName(m_strMark)));
     AskToExit(*m_caller);
     AskToExit(*m_caller);
     EXPECT_EQ(m_helper.WaitForEnd(2000 + kPruneMs + 5000), 0u);
     EXPECT_EQ(Log().Count("DelayedDestroyThread end, strServiceId = svc"), 2u);
     EXPECT_FALSE(MutexExists(m_strMark));
+    EXPECT_FALSE(MessageWindowExists(m_strMark));
     EXPECT_FALSE(PipeExists(HostPipeName(m_strMark)));
 }
 
