@@ -10,12 +10,19 @@ function(nexlet_split_symbols target)
     VERBATIM)
 endfunction()
 
-# nexlet_add_gtest(NAME FILES... [LIBRARIES ...] [LABELS ...] [PROPERTIES ...]): one test program, each of its tests a
-# ctest entry named after it. Under Wine the emulator is the cross build's.
+# nexlet_add_gtest(NAME SOURCES ... [LIBRARIES ...] [PROPERTIES ...]): one test program, each of its tests a ctest entry
+# "native.NAME.Suite.Test" or "windows.NAME.Suite.Test" with the label unit, which PROPERTIES may replace. Under Wine the
+# emulator is the cross build's.
+if(WIN32)
+  set(nexlet_test_prefix windows)
+else()
+  set(nexlet_test_prefix native)
+endif()
 function(nexlet_add_gtest name)
   cmake_parse_arguments(arg "" "" "SOURCES;LIBRARIES;PROPERTIES" ${ARGN})
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} nexlet_test_support GTest::gtest_main)
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120
-                       TEST_PREFIX "${name}." PROPERTIES TIMEOUT 120 ${arg_PROPERTIES})
+                       TEST_PREFIX "${nexlet_test_prefix}.${name}."
+                       PROPERTIES TIMEOUT 120 LABELS unit ${arg_PROPERTIES})
 endfunction()

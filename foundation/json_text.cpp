@@ -1,96 +1,106 @@
 #include "foundation/json_text.h"
 
-#include <memory>
-#include <mutex>
-#include <ostream>
-#include <streambuf>
-#include <utility>
-#include <vector>
-
 #include <json/reader.h>
 #include <json/writer.h>
 
 namespace {
 
-// Collects what a stream writes straight in a string.
-class CStringBuffer : public std::streambuf {
-  public:
-    std::string Take() { return std::move(m_strText); }
-
-  protected:
-    int_type overflow(int_type c) override {
-        if (!traits_type::eq_int_type(c, traits_type::eof())) {
-            m_strText.push_back(traits_type::to_char_type(c));
+void AppendQuoted(std::string& out, std::string_view text) {
+    constexpr char digits[] = "0123456789abcdef";
+    out += '"';
+    std::size_t plainFrom = 0;
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        const auto c = static_cast<unsigned char>(text[at]);
+        if (c >= 0x20 && c != '"' && c != '\\') {
+            continue;
         }
-        return traits_type::not_eof(c);
-    }
-    std::streamsize xsputn(const char* text, std::streamsize count) override {
-        m_strText.append(text, static_cast<std::size_t>(count));
-        return count;
-    }
-
-  private:
-    std::string m_strText;
-};
-
-// Readers and writers cost more to make than a small text costs to pass through them, so they are kept for the next
-// use, as many as were ever busy at once. Thread-local storage would do without the lock, but the runtime of the
-// Windows build frees it before its destructors run.
-template <typename T>
-class CPool {
-  public:
-    class CLease {
-      public:
-        explicit CLease(CPool& pool) : m_pool(pool), m_pItem(pool.Take()) {}
-        ~CLease() { m_pool.Give(std::move(m_pItem)); }
-        CLease(const CLease&) = delete;
-        CLease& operator=(const CLease&) = delete;
-        T& operator*() const { return *m_pItem; }
-        T* operator->() const { return m_pItem.get(); }
-
-      private:
-        CPool& m_pool;
-        std::unique_ptr<T> m_pItem;
-    };
-
-  private:
-    std::unique_ptr<T> Take() {
-        const std::lock_guard<std::mutex> lock(m_lock);
-        if (m_vecIdle.empty()) {
-            return std::make_unique<T>();
+        out.append(text, plainFrom, at - plainFrom);
+        plainFrom = at + 1;
+        switch (c) {
+            case '"':
+            case '\\':
+                out += {'\\', static_cast<char>(c)};
+                break;
+            case '\b':
+                out += "\\b";
+                break;
+            case '\f':
+                out += "\\f";
+                break;
+            case '\n':
+                out += "\\n";
+                break;
+            case '\r':
+                out += "\\r";
+                break;
+            case '\t':
+                out += "\\t";
+                break;
+            default:
+                out += {'\\', 'u', '0', '0', digits[c >> 4], digits[c & 15]};
+                break;
         }
-        std::unique_ptr<T> item = std::move(m_vecIdle.back());
-        m_vecIdle.pop_back();
-        return item;
     }
-    void Give(std::unique_ptr<T> item) {
-        const std::lock_guard<std::mutex> lock(m_lock);
-        m_vecIdle.push_back(std::move(item));
-    }
-
-    std::mutex m_lock;
-    std::vector<std::unique_ptr<T>> m_vecIdle;
-};
-
-// Lives to the end of the process: other threads may still use it when static objects are destroyed.
-template <typename T>
-CPool<T>& ProcessPool() {
-    static CPool<T>& pool = *new CPool<T>;
-    return pool;
+    out.append(text, plainFrom);
+    out += '"';
 }
 
-struct CompactWriter {
-    CompactWriter() : stream(&buffer) {
-        Json::StreamWriterBuilder builder;
-        builder["indentation"] = "";
-        builder["commentStyle"] = "None";
-        builder["emitUTF8"] = true;
-        writer.reset(builder.newStreamWriter());
+std::string_view StringIn(const Json::Value& value) {
+    const char* begin = nullptr;
+    const char* end = nullptr;
+    return value.getString(&begin, &end) ? std::string_view(begin, static_cast<std::size_t>(end - begin)) : "";
+}
+
+// The library's own writers make a stream, a copy of each string and a list of all keys for every text; this one only
+// appends. Numbers are formatted by the library.
+void Append(std::string& out, const Json::Value& value) {
+    switch (value.type()) {
+        case Json::nullValue:
+            out += "null";
+            break;
+        case Json::intValue:
+            out += Json::valueToString(value.asLargestInt());
+            break;
+        case Json::uintValue:
+            out += Json::valueToString(value.asLargestUInt());
+            break;
+        case Json::realValue:
+            out += Json::valueToString(value.asDouble());
+            break;
+        case Json::stringValue:
+            AppendQuoted(out, StringIn(value));
+            break;
+        case Json::booleanValue:
+            out += value.asBool() ? "true" : "false";
+            break;
+        case Json::arrayValue: {
+            out += '[';
+            const char* separator = "";
+            for (Json::ArrayIndex index = 0; index < value.size(); ++index) {
+                out += separator;
+                Append(out, value[index]);
+                separator = ",";
+            }
+            out += ']';
+            break;
+        }
+        case Json::objectValue: {
+            out += '{';
+            const char* separator = "";
+            for (auto member = value.begin(); member != value.end(); ++member) {
+                out += separator;
+                const char* nameEnd = nullptr;
+                const char* name = member.memberName(&nameEnd);
+                AppendQuoted(out, {name, static_cast<std::size_t>(nameEnd - name)});
+                out += ':';
+                Append(out, *member);
+                separator = ",";
+            }
+            out += '}';
+            break;
+        }
     }
-    CStringBuffer buffer;
-    std::ostream stream;
-    std::unique_ptr<Json::StreamWriter> writer;
-};
+}
 
 }  // namespace
 
@@ -99,25 +109,30 @@ struct CompactWriter {
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 
 bool ParseJson(std::string_view text, Json::Value& value, JsonComments comments) {
-    const CPool<Json::Reader>::CLease reader(ProcessPool<Json::Reader>());
+    Json::Reader reader;
+    bool parsed = false;
     try {
-        return reader->parse(text.data(), text.data() + text.size(), value, comments == JsonComments::Collected);
+        parsed = reader.parse(text.data(), text.data() + text.size(), value, comments == JsonComments::Collected);
     } catch (const Json::RuntimeError&) {
         // Nested deeper than the reader goes: no caller may end the process by that.
-        return false;
     }
+    if (!parsed) {
+        // What the reader had made so far is of no use to anyone.
+        value = Json::Value();
+    }
+    return parsed;
 }
 
 #pragma GCC diagnostic pop
 
 std::string WriteJson(const Json::Value& value) {
-    const CPool<CompactWriter>::CLease writer(ProcessPool<CompactWriter>());
-    writer->writer->write(value, &writer->stream);
-    return writer->buffer.Take();
+    std::string text;
+    Append(text, value);
+    return text;
 }
 
 std::string JsonToText(const Json::Value& value) {
-    if (value.isNumeric() && !value.isBool()) {
+    if (value.isNumeric()) {
         Json::throwLogicError("Type is not convertible to string");
     }
     return value.asString();

@@ -11,9 +11,9 @@ namespace {
 constexpr wchar_t kSwitchKey[] = L"Software\\Ovrin\\zolt";
 constexpr wchar_t kLogFolder[] = L"C:\\temp\\zolt";
 constexpr wchar_t kLogFileFormat[] = L"C:\\temp\\zolt\\Nexlet%d.log";
-constexpr std::size_t kReservedLine = 512;
 
-std::shared_ptr<Log> g_pLog = std::make_shared<Log>();
+// Never destroyed: a thread may still log while the process ends.
+std::shared_ptr<Log>& g_pLog = *new std::shared_ptr<Log>(std::make_shared<Log>());
 
 // The value's type is not looked at: four bytes that equal 1 switch the log on.
 bool IsSwitchOn(const wchar_t* name) {
@@ -29,31 +29,26 @@ void WriteLogText(const wchar_t* text) {
     g_pLog->Write(text);
 }
 
-void Log::Write(const wchar_t* text) {
+void Log::Write(const wchar_t* text) const {
     if (g_bDebugLog.load(std::memory_order_relaxed) == 0) {
         return;
     }
     SYSTEMTIME now;
     GetLocalTime(&now);
-    FormatWide(m_szTime, std::size(m_szTime), L"%d:%d:%d:%d", now.wHour, now.wMinute, now.wSecond, now.wMilliseconds);
-    std::wstring line;
-    line.reserve(kReservedLine);
-    line += m_szTime;
-    line += L'\t';
-    line += text;
-    line += L"\r\n";
+    const std::wstring line = LogLine({now.wHour, now.wMinute, now.wSecond, now.wMilliseconds}, text);
     OutputDebugStringW(line.c_str());
-    if (m_hFile != INVALID_HANDLE_VALUE) {
+    if (m_hFile.valid()) {
         DWORD written = 0;
-        WriteFile(m_hFile, line.data(), static_cast<DWORD>(line.size() * sizeof(wchar_t)), &written, nullptr);
+        WriteFile(m_hFile.get(), line.data(), static_cast<DWORD>(line.size() * sizeof(wchar_t)), &written, nullptr);
     }
 }
 
 void Log::Open(const wchar_t* path) {
-    m_hFile = CreateFileW(path, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, nullptr, OPEN_ALWAYS,
-                          FILE_FLAG_WRITE_THROUGH, nullptr);
-    if (m_hFile != INVALID_HANDLE_VALUE) {
-        SetFilePointer(m_hFile, 0, nullptr, FILE_END);
+    m_hFile.reset(CreateFileW(path, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, nullptr, OPEN_ALWAYS,
+                              FILE_FLAG_WRITE_THROUGH, nullptr));
+    if (m_hFile.valid()) {
+        // A process id is used again: what stands in the file stays.
+        SetFilePointer(m_hFile.get(), 0, nullptr, FILE_END);
     }
 }
 

@@ -9,7 +9,10 @@ constexpr DWORD kPathCharacters = 1024;
 }  // namespace
 
 std::wstring CanonicalizePath(const std::wstring& path) {
-    // The platform's function writes at most MAX_PATH characters; the larger buffer is for what newer systems allow.
+    // How much the platform's function writes is its own affair; what is longer than the buffer it never sees.
+    if (path.size() >= kPathCharacters) {
+        return {};
+    }
     wchar_t canonical[kPathCharacters] = {};
     PathCanonicalizeW(canonical, path.c_str());
     wchar_t expanded[kPathCharacters] = {};
@@ -20,6 +23,10 @@ std::wstring CanonicalizePath(const std::wstring& path) {
 int IsPathUnderDirectory(const std::wstring& directory, const std::wstring& path) {
     std::wstring prefix = CanonicalizePath(directory);
     const std::wstring whole = CanonicalizePath(path);
+    if (prefix.empty() || whole.empty()) {
+        // An empty prefix would count as a prefix of everything.
+        return 0;
+    }
     prefix.resize(prefix.size() + 1);
     PathRemoveBackslashW(prefix.data());
     return PathIsPrefixW(prefix.c_str(), whole.c_str());

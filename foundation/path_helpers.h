@@ -4,7 +4,9 @@
 #include <string>
 
 // The path with "." and ".." resolved and short names expanded; a path that does not exist keeps its canonical form.
+// One that is too long for the platform (1024 characters at most) gives an empty text.
 std::wstring CanonicalizePath(const std::wstring& path);
 
-// Non-zero when path lies in directory, compared by whole components and without regard to case.
+// Non-zero when path lies in directory, compared by whole components and without regard to case. A path that is too
+// long lies nowhere and holds nothing.
 int IsPathUnderDirectory(const std::wstring& directory, const std::wstring& path);

@@ -27,28 +27,29 @@ void AppendUtf8(std::string& out, char32_t c) {
     }
 }
 
-// One code point at *at, which moves behind it; a broken sequence gives the replacement and moves one byte.
+// One code point at *at, which moves behind it. A broken sequence gives one replacement for as much of it as could have
+// begun a good one, as the platform's own conversion does.
 char32_t NextCodePoint(const unsigned char*& at, const unsigned char* end) {
     const unsigned char lead = *at++;
     if (lead < 0x80) {
         return lead;
     }
-    const int more = lead >= 0xF0 && lead < 0xF5 ? 3 : lead >= 0xE0 && lead < 0xF0 ? 2 : lead >= 0xC2 && lead < 0xE0 ? 1 : 0;
-    if (more == 0 || end - at < more) {
+    if (lead < 0xC2 || lead > 0xF4) {
         return kReplacement;
     }
+    const int more = lead >= 0xF0 ? 3 : lead >= 0xE0 ? 2 : 1;
     char32_t c = lead & (0x3Fu >> more);
+    // The second byte is where surrogates, values beyond the last one and needlessly long forms show.
+    unsigned char least = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
+    unsigned char most = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
     for (int i = 0; i < more; ++i) {
-        if ((at[i] & 0xC0) != 0x80) {
+        if (at == end || *at < least || *at > most) {
             return kReplacement;
         }
-        c = (c << 6) | (at[i] & 0x3Fu);
+        c = (c << 6) | (*at++ & 0x3Fu);
+        least = 0x80;
+        most = 0xBF;
     }
-    const char32_t least = more == 3 ? 0x10000 : more == 2 ? 0x800 : 0x80;
-    if (c < least || c > 0x10FFFF || (c >= 0xD800 && c < 0xE000)) {
-        return kReplacement;
-    }
-    at += more;
     return c;
 }
 

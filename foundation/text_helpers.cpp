@@ -1,5 +1,6 @@
 #include "foundation/text_helpers.h"
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <cwchar>
@@ -32,30 +33,42 @@ constexpr std::array<EscapedByte, 256> MakeEscapeTable() {
 
 constexpr std::array<EscapedByte, 256> kEscapeTable = MakeEscapeTable();
 
-constexpr std::uint8_t kNoValue = 0xFF;
+// Values of the alphabet, shifted to the place that each of four characters has in their 24 bits. What is not in the
+// alphabet has a bit above those.
+constexpr std::uint32_t kNoValue = 0x80000000u;
+using Base64Table = std::array<std::uint32_t, 256>;
 
-constexpr std::array<std::uint8_t, 256> MakeBase64Table() {
-    std::array<std::uint8_t, 256> table{};
+constexpr Base64Table MakeBase64Table(unsigned shift) {
+    Base64Table table{};
     table.fill(kNoValue);
     constexpr char alphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    for (std::uint8_t value = 0; value < 64; ++value) {
-        table[static_cast<unsigned char>(alphabet[value])] = value;
+    for (std::uint32_t value = 0; value < 64; ++value) {
+        table[static_cast<unsigned char>(alphabet[value])] = value << shift;
     }
     return table;
 }
 
-constexpr std::array<std::uint8_t, 256> kBase64Table = MakeBase64Table();
+constexpr std::array<Base64Table, 4> kBase64Tables = {MakeBase64Table(18), MakeBase64Table(12), MakeBase64Table(6),
+                                                      MakeBase64Table(0)};
 
 const EscapedByte& Escaped(char c) {
     return kEscapeTable[static_cast<unsigned char>(c)];
 }
 
+// Four sums at a time: one alone would wait for itself at every byte.
 std::size_t MeasureEscaped(const char* source, std::size_t length) {
-    std::size_t sum = 0;
-    for (std::size_t i = 0; i < length; ++i) {
-        sum += Escaped(source[i]).length;
+    std::size_t sums[4] = {};
+    std::size_t at = 0;
+    for (; length - at >= 4; at += 4) {
+        sums[0] += Escaped(source[at]).length;
+        sums[1] += Escaped(source[at + 1]).length;
+        sums[2] += Escaped(source[at + 2]).length;
+        sums[3] += Escaped(source[at + 3]).length;
     }
-    return sum;
+    for (; at < length; ++at) {
+        sums[0] += Escaped(source[at]).length;
+    }
+    return sums[0] + sums[1] + sums[2] + sums[3];
 }
 
 }  // namespace
@@ -79,52 +92,60 @@ std::int32_t UrlEscape(const char* source, std::uint64_t sourceLength, char* tar
         written += piece.length;
         target[written] = '\0';
     }
-    return static_cast<std::int32_t>(written);
+    return static_cast<std::int32_t>(written > 0 ? written : std::strlen(target));
 }
 
 std::string UrlEscapeString(const std::string& text) {
-    // No byte escapes to a NUL, so the whole text comes out; it is sized once and filled in one pass.
-    std::string result(MeasureEscaped(text.data(), text.size()), '\0');
+    // No byte escapes to a NUL, so the whole text comes out; it is sized once and filled in one pass. Each piece is
+    // stored as the four bytes of its table entry, of which the next piece overwrites what is too much.
+    const std::size_t length = MeasureEscaped(text.data(), text.size());
+    std::string result(length + sizeof(EscapedByte), '\0');
     char* to = result.data();
     for (const char c : text) {
         const EscapedByte& piece = Escaped(c);
-        std::memcpy(to, piece.text, piece.length);
+        std::memcpy(to, &piece, sizeof(piece));
         to += piece.length;
     }
+    result.resize(length);
     return result;
 }
 
 void Base64Decode(const std::string& source, std::string& target) {
-    std::string result(source.size() / 4 * 3 + 3, '\0');
-    std::size_t written = 0;
+    const auto* at = reinterpret_cast<const unsigned char*>(source.data());
+    const auto* const end = at + source.size();
+    std::string result(source.size() / 4 * 3 + 2, '\0');
+    char* to = result.data();
     std::size_t counter = 0;
-    std::uint8_t kept = 0;
-    for (const char c : source) {
-        if (c == '\0' || c == '=') {
+    std::uint32_t bits = 0;
+    while (at < end) {
+        // Four good characters at a time, as long as they last; everything else goes one by one.
+        while (counter == 0 && end - at >= 4) {
+            const std::uint32_t block =
+                kBase64Tables[0][at[0]] | kBase64Tables[1][at[1]] | kBase64Tables[2][at[2]] | kBase64Tables[3][at[3]];
+            if ((block & kNoValue) != 0) {
+                break;
+            }
+            to[0] = static_cast<char>(block >> 16);
+            to[1] = static_cast<char>(block >> 8);
+            to[2] = static_cast<char>(block);
+            to += 3;
+            at += 4;
+        }
+        if (at == end || *at == '\0' || *at == '=') {
             break;
         }
-        const std::uint8_t value = kBase64Table[static_cast<unsigned char>(c)];
+        const std::uint32_t value = kBase64Tables[3][*at++];
         if (value == kNoValue) {
             continue;
         }
-        switch (counter++ % 4) {
-            case 0:
-                kept = static_cast<std::uint8_t>(value << 2);
-                break;
-            case 1:
-                result[written++] = static_cast<char>(kept | (value >> 4));
-                kept = static_cast<std::uint8_t>(value << 4);
-                break;
-            case 2:
-                result[written++] = static_cast<char>(kept | (value >> 2));
-                kept = static_cast<std::uint8_t>(value << 6);
-                break;
-            default:
-                result[written++] = static_cast<char>(kept | value);
-                break;
+        bits = (bits << 6) | value;
+        if (counter > 0) {
+            // The second, third and fourth character of a block end a byte and leave 4, 2 and 0 bits of the next.
+            *to++ = static_cast<char>(bits >> (6 - 2 * counter));
         }
+        counter = (counter + 1) % 4;
     }
-    result.resize(written);
+    result.resize(static_cast<std::size_t>(to - result.data()));
     target.swap(result);
 }
 
@@ -142,11 +163,10 @@ int GetCommandLineValue(const wchar_t* text, const wchar_t* key, wchar_t* target
     if (end == nullptr) {
         end = std::wcschr(value, L' ');
     }
-    std::size_t length = end != nullptr ? static_cast<std::size_t>(end - value) : std::wcslen(value);
-    if (length > targetSize - 1) {
-        length = targetSize - 1;
+    const std::size_t length = end != nullptr ? static_cast<std::size_t>(end - value) : std::wcslen(value);
+    if (targetSize > 0) {
+        std::wmemcpy(target, value, std::min(length, targetSize - 1));
     }
-    std::wmemcpy(target, value, length);
     return 1;
 }
 

@@ -1,9 +1,12 @@
+#include <cerrno>
 #include <cwchar>
 #include <string>
 
 #include "foundation/wide_format.h"
 
 namespace {
+
+constexpr std::size_t kLongestTry = std::size_t{1} << 24;
 
 // In the C library here %s is narrow and %ls wide; the formats of this program mean wide by %s.
 std::wstring WithWideTexts(const wchar_t* format) {
@@ -42,13 +45,15 @@ void FormatWideV(wchar_t* target, std::size_t size, const wchar_t* format, va_li
     for (;;) {
         va_list copy;
         va_copy(copy, arguments);
+        errno = 0;
         const int length = std::vswprintf(whole.data(), whole.size(), wide.c_str(), copy);
         va_end(copy);
         if (length >= 0) {
             whole.resize(static_cast<std::size_t>(length));
             break;
         }
-        if (whole.size() > (1u << 24)) {
+        // Narrow text that is not of the locale fails at every size.
+        if (errno == EILSEQ || whole.size() > kLongestTry) {
             whole.clear();
             break;
         }

@@ -41,7 +41,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::wstring text(data + at, data + size);
 
     std::vector<std::wstring> parts;
-    FUZZ_CHECK(SplitByDelimiters(text, delimiters, parts) == parts.size());
+    const std::size_t count = SplitByDelimiters(text, delimiters, parts);
+    FUZZ_CHECK(count == parts.size());
     std::size_t characters = 0;
     for (const std::wstring& part : parts) {
         FUZZ_CHECK(!part.empty() && text.find(part) != std::wstring::npos);
