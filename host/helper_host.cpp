@@ -4,14 +4,15 @@
 #include "foundation/log.h"
 #include "foundation/text_helpers.h"
 #include "host/command_line.h"
-#include "host/gdiplus_start.h"
 #include "host/message_window.h"
+#include "host/request_rules.h"
 #include "ipc/envelope.h"
 #include "ipc/iocp_server.h"
 #include "ipc/pipe_callbacks.h"
 #include "ipc/pipe_names.h"
 #include "open/mini_program_service.h"
 #include "support/beacons.h"
+#include "support/gdiplus_start.h"
 #include "support/http_transfer.h"
 
 namespace {
@@ -49,22 +50,29 @@ void CommzoltHelperS::Init(const std::wstring& commandLine) {
         NXL_LOG(L"[%s(%d)] For the first time!");
         m_hInitEvent.reset(
             CreateEventW(/*attributes=*/nullptr, /*bManualReset=*/TRUE, /*bInitialState=*/FALSE, kReadyEventName));
-        m_gdiplusToken = StartGdiplus();
     } else {
         NXL_LOG(L"[%s(%d)] Not the first time");
     }
     InitData(commandLine);
     InitMsgWnd();
     if (first) {
-        GetSharedHttpTransfer()->StartWorker();
+        GetSharedHttpTransfer()->StartWorkerAtNeed();
         InitHangWatcherThread();
         InitMonCPUUsageThread();
         InitConfInfoThread();
     } else if (m_pPipeServer) {
         m_pPipeServer->Send(kForwardAcknowledged);
     }
+    if (IsDispatchedAtStart(Type())) {
+        // A request of the command line may take its time, and that time is watched.
+        ReleaseThreads();
+    }
     DealWithMsg(Type(), Param());
     SendReadyNotice();
+    ReleaseThreads();
+    if (first) {
+        m_gdiplusToken = StartGdiplus();
+    }
     if (!Mark().empty() && !ServiceId().empty()) {
         m_bInited.store(true);
     }

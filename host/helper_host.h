@@ -9,6 +9,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "foundation/handle.h"
 #include "foundation/lock.h"
@@ -104,6 +105,11 @@ class CommzoltHelperS final : public IServiceHost, public IMessageReceiver {
     void InitHangWatcherThread();
     void InitMonCPUUsageThread();
     void InitConfInfoThread();
+    // Starts a thread that waits for ReleaseThreads and that nobody will wait for. 0, or the system's error.
+    DWORD StartHeld(LPTHREAD_START_ROUTINE procedure, void* argument);
+    // The background threads and the beacons' worker begin their work. Whoever waits for the ready notice does not wait
+    // for them as well.
+    void ReleaseThreads();
     void DealWithMsg(std::int32_t type, const std::string& param);
     void SendReadyNotice();
 
@@ -134,8 +140,9 @@ class CommzoltHelperS final : public IServiceHost, public IMessageReceiver {
     CLock m_lockInit;  // guards what follows
     std::shared_ptr<CIOCP_Server> m_pPipeServer;
     std::shared_ptr<CPipeServerCallback> m_pServerCallback;
-    CKernelHandle m_hInitEvent;    // the ready event, signalled once the pipe listens
-    ULONG_PTR m_gdiplusToken = 0;  // GDI+ stays up to the process's end
+    std::vector<CKernelHandle> m_vecHeldThreads;  // started and not yet released
+    CKernelHandle m_hInitEvent;                   // the ready event, signalled once the pipe listens
+    ULONG_PTR m_gdiplusToken = 0;                 // GDI+ stays up to the process's end
 
     mutable CLock m_lockInstance;
     std::map<std::string, std::shared_ptr<WxMiniProgramServiceEx>> m_mWxExInstance;  // guarded by m_lockInstance

@@ -11,6 +11,7 @@
 #include "foundation/log.h"
 #include "support/com_pointer.h"
 #include "support/cos_op.h"
+#include "support/gdiplus_start.h"
 #include "support/ico_writer.h"
 
 namespace {
@@ -40,6 +41,7 @@ class CPicture {
     // The picture, null when it cannot be loaded.
     Gdiplus::GpImage* Load() {
         if (!m_image) {
+            StartGdiplus();
             Gdiplus::GpBitmap* bitmap = nullptr;
             if (Flat::GdipCreateBitmapFromFile(m_strPath.c_str(), &bitmap) == Gdiplus::Ok) {
                 m_image.reset(bitmap);

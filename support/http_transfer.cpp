@@ -81,6 +81,9 @@ bool COvHttpTransfer::StartWorker() {
 }
 
 bool COvHttpTransfer::PostUrl(const std::wstring& url) {
+    if (m_dwThreadId.load() == 0 && m_bStartAtNeed.load()) {
+        StartWorker();
+    }
     const DWORD thread = m_dwThreadId.load();
     wchar_t* const copy = thread != 0 ? StrDupW(url.c_str()) : nullptr;
     if (copy == nullptr) {

@@ -62,8 +62,12 @@ class COvHttpTransfer {
     // the return is lost. False when the thread cannot be started.
     bool StartWorker();
 
+    // From now on the first URL that is posted starts the worker when nobody else has. A start that has something to
+    // do first need not wait for the worker's queue then.
+    void StartWorkerAtNeed() { m_bStartAtNeed.store(true); }
+
     // Hands a copy of url to the worker. False when there is no worker or its queue is full: the URL is lost. Any
-    // thread; does not wait.
+    // thread; does not wait for the worker, unless it has to be started.
     bool PostUrl(const std::wstring& url);
 
     // The worker; a null object ends it at once with 0. Runs until WM_QUIT.
@@ -88,6 +92,7 @@ class COvHttpTransfer {
 
   private:
     std::mutex m_lockStart;
+    std::atomic<bool> m_bStartAtNeed{false};
     CKernelHandle m_hQueueReady;
 };
 
