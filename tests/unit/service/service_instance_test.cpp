@@ -173,6 +173,15 @@ TEST_F(ServiceInstanceTest, ADelayedDestroyWaits2000MsUnlessADelayedCheckChanged
     EXPECT_FALSE(m_host.Param(m_strId).bIsDelayedDestroy);
 }
 
+TEST_F(ServiceInstanceTest, AnIntervalOfMinus1IsNotStoredSoThatTheTablesOwnCounts) {
+    Init();
+    SetDelay(-1);
+    EXPECT_EQ(m_host.Param(m_strId).nInterval, 0);
+    DelayedDestroy();
+    EXPECT_TRUE(WaitForLine("DelayedDestroy strServiceId = 42, nInterval = 0")) << m_log.All();
+    EXPECT_TRUE(Eventually([this] { return m_host.Param(m_strId).bIsDelayedDestroy; })) << m_log.All();
+}
+
 TEST_F(ServiceInstanceTest, TwoDestroyRequestsRunTwoThreadsAndTheFirstToEndMarksTheInstance) {
     Init();
     SetDelay(1000000);

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <json/value.h>
 
 #include "tests/support/log_capture.h"
 #include "tests/unit/service/instant_edge.h"
@@ -136,6 +137,15 @@ TEST_F(DelayCheckWndThreadTest, AnEmptyUrlIsLoggedAndSkipped) {
     EXPECT_EQ(m_edge.m_vecFetched, Urls({L"http://bad/中"}));
     EXPECT_EQ(m_log.Count("errorLog url="), 2U) << m_log.All();
     EXPECT_TRUE(m_log.Has("errorLog url=http://bad/中")) << m_log.All();
+}
+
+TEST_F(DelayCheckWndThreadTest, AUrlThatIsNoTextIsAConversionFailureBehindTheUrlsBeforeIt) {
+    Answer({"1"});
+    for (const char* text : {R"({"successLog":["http://ok/1",5]})", R"({"successLog":["http://ok/1",{}]})"}) {
+        m_edge.m_vecFetched.clear();
+        EXPECT_THROW(Check(2000, text), Json::LogicError) << text;
+        EXPECT_EQ(m_edge.m_vecFetched, Urls({L"http://ok/1"})) << text;
+    }
 }
 
 TEST_F(DelayCheckWndThreadTest, AnIntervalBelow1KeepsTheCountRaised) {
