@@ -81,14 +81,14 @@ consteval bool HasOrigin(std::wstring_view format) {
 
 }  // namespace log_detail
 
-#define NXL_LOG(format, ...)                                                                      \
-    do {                                                                                          \
-        if (g_bDebugLog.load(std::memory_order_relaxed) != 0) {                                   \
-            if constexpr (log_detail::HasOrigin(format)) {                                        \
-                static constexpr auto name_ = log_detail::QualifiedName(__PRETTY_FUNCTION__);     \
-                LogPrintf(format, name_.text, __LINE__ __VA_OPT__(, ) __VA_ARGS__);               \
-            } else {                                                                              \
-                LogPrintf(format __VA_OPT__(, ) __VA_ARGS__);                                     \
-            }                                                                                     \
-        }                                                                                         \
+#define NXL_LOG(format, ...)                                                                  \
+    do {                                                                                      \
+        if (g_bDebugLog.load(std::memory_order_relaxed) != 0) {                               \
+            if constexpr (log_detail::HasOrigin(format)) {                                    \
+                static constexpr auto name_ = log_detail::QualifiedName(__PRETTY_FUNCTION__); \
+                LogPrintf(format, name_.text, __LINE__ __VA_OPT__(, ) __VA_ARGS__);           \
+            } else {                                                                          \
+                LogPrintf(format __VA_OPT__(, ) __VA_ARGS__);                                 \
+            }                                                                                 \
+        }                                                                                     \
     } while (false)
