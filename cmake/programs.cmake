@@ -22,7 +22,10 @@ function(nexlet_add_gtest name)
   cmake_parse_arguments(arg "" "" "SOURCES;LIBRARIES;PROPERTIES" ${ARGN})
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} nexlet_test_support GTest::gtest_main)
+  if(NOT "LABELS" IN_LIST arg_PROPERTIES)
+    list(APPEND arg_PROPERTIES LABELS unit)
+  endif()
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120
                        TEST_PREFIX "${nexlet_test_prefix}.${name}."
-                       PROPERTIES TIMEOUT 120 LABELS unit ${arg_PROPERTIES})
+                       PROPERTIES TIMEOUT 120 ${arg_PROPERTIES})
 endfunction()
