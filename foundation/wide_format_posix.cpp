@@ -46,6 +46,7 @@ void FormatWideV(wchar_t* target, std::size_t size, const wchar_t* format, va_li
         va_list copy;
         va_copy(copy, arguments);
         errno = 0;
+        // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): va_copy has just made it.
         const int length = std::vswprintf(whole.data(), whole.size(), wide.c_str(), copy);
         va_end(copy);
         if (length >= 0) {
