@@ -10,6 +10,7 @@
 #include "ipc/frame.h"
 #include "ipc/message_type.h"
 #include "ipc/pipe_names.h"
+#include "nexctl/decrypt.h"
 #include "nexctl/frame_text.h"
 
 namespace {
@@ -121,6 +122,9 @@ ExitCode CRunner::RunStep(const Step& step) {
     }
     if (verb == "decode") {
         return Decode(step);
+    }
+    if (verb == "decrypt") {
+        return Decrypt(step);
     }
     if (verb == "demo") {
         return Demo(step);
@@ -382,6 +386,18 @@ ExitCode CRunner::Decode(const Step& step) {
         std::fprintf(stderr, "nexctl: decode: the bytes do not end with a whole frame\n");
         return ExitCode::Refused;
     }
+    return ExitCode::Ok;
+}
+
+ExitCode CRunner::Decrypt(const Step& step) {
+    std::string text;
+    std::string complaint;
+    if (!DecryptEnvelope(step.arguments[1], step.arguments[0], text, complaint)) {
+        std::fprintf(stderr, "nexctl: decrypt: %s\n", complaint.c_str());
+        return ExitCode::Refused;
+    }
+    std::fwrite(text.data(), 1, text.size(), stdout);
+    std::fputc('\n', stdout);
     return ExitCode::Ok;
 }
 

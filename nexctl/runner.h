@@ -33,6 +33,7 @@ class CRunner {
     ExitCode Names();
     ExitCode Encode(const Step& step);
     ExitCode Decode(const Step& step);
+    ExitCode Decrypt(const Step& step);
     ExitCode Demo(const Step& step);
 
     std::uint32_t TimeoutOf(const Step& step, std::uint32_t least = 0) const;

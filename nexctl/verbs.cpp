@@ -33,6 +33,9 @@ const std::vector<VerbInfo>& AllVerbs() {
         {"qimei", "", 0, "the device identity pair: request 4, reply 15", "Two empty texts end with 5.\n"},
         {"encrypt", "TEXT", 1, "put a text under the RSA envelope: request 5, reply 16",
          "An empty result, when the envelope could not be made, ends with 5.\n"},
+        {"decrypt", "KEY ENVELOPE", 2, "open an envelope that encrypt or status-encrypted gave; needs no helper",
+         "KEY is the text of the private key in PEM form, usually @FILE; ENVELOPE may be @FILE or - as well.\n"
+         "The text inside is printed with a line end. What cannot be opened ends with 5.\n"},
         {"send", "TYPE JSON", 2, "send any type with any content",
          "Waits for the reply type that belongs to TYPE, when there is one.\n"
          "  --expect N     wait for a frame of type N instead; 0 waits for none\n"},
