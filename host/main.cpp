@@ -32,20 +32,6 @@ void RunMessageLoop() {
     }
 }
 
-void ServeOrForward(const std::wstring& commandLine, const std::wstring& mark) {
-    const std::wstring name = kMutexBase + mark;
-    // No look at the handle: a mutex that cannot be made counts as a first start.
-    const CKernelHandle mutex(CreateMutexW(/*attributes=*/nullptr, /*bInitialOwner=*/TRUE, name.c_str()));
-    if (GetLastError() == ERROR_ALREADY_EXISTS) {
-        NXL_LOG(L"[%s(%d)] exe mutex exist");
-        ExistzoltExcute(commandLine);
-    } else {
-        NXL_LOG(L"[%s(%d)] start init");
-        CommzoltHelperS::GetInstance()->Init(commandLine);
-        RunMessageLoop();
-    }
-}
-
 }  // namespace
 
 int WINAPI wWinMain(HINSTANCE, HINSTANCE, LPWSTR arguments, int) {
@@ -58,7 +44,18 @@ int WINAPI wWinMain(HINSTANCE, HINSTANCE, LPWSTR arguments, int) {
     NXL_LOG(L"[%s(%d)] zolt strCmd=%s", commandLine.c_str());
     if (const auto mark = ReadSwitch(commandLine, kSwitchFrom, kShortSwitchSize)) {
         NXL_LOG(L"[%s(%d)] enter mark=%s", mark->c_str());
-        ServeOrForward(commandLine, *mark);
+        const std::wstring name = kMutexBase + *mark;
+        // No look at the handle: a mutex that cannot be made counts as a first start.
+        const CKernelHandle mutex(CreateMutexW(/*attributes=*/nullptr, /*bInitialOwner=*/TRUE, name.c_str()));
+        if (GetLastError() == ERROR_ALREADY_EXISTS) {
+            NXL_LOG(L"[%s(%d)] exe mutex exist");
+            ExistzoltExcute(commandLine);
+        } else {
+            NXL_LOG(L"[%s(%d)] start init");
+            CommzoltHelperS::GetInstance()->Init(commandLine);
+            RunMessageLoop();
+        }
+        // The name is given up here, before the clean-up that follows.
     }
     UninitializeSdks();
     CoUninitialize();
