@@ -104,7 +104,7 @@ TEST_F(Nexctl, HelperThatDiesEndsWithFourAndTellsItsExitCode) {
 }
 
 TEST_F(Nexctl, RefusedRequestEndsWithThree) {
-    const ConsoleRun run = Run({"start", "send", "2", "\"no object\"", "--timeout", "300"});
+    const ConsoleRun run = Run({"start", "send", "2", "\"no object\"", "--timeout", "1500"});
     EXPECT_EQ(run.dwExitCode, 3u);
     EXPECT_EQ(JsonLines(run.strOut).at(1)["outcome"].asString(), "timeout");
     EXPECT_TRUE(Log().Has("jvRoot not content"));
