@@ -198,6 +198,7 @@ TEST(TodaysBeaconsTest, TheSchemeIsLeftAsItIs) {
     EXPECT_EQ(seen[0].find("self_signed GET /static/a/1663.1965.gif?_referer=https&t="), 0u) << seen[0];
 }
 
+// Holds in a process of its own, as ctest gives it: another test of this program has started the worker.
 TEST(EarlyBeaconsTest, ABeaconBeforeTheWorkerIsLostWithoutAWord) {
     LogCapture log;
     ReportDot(L"http://dot.nexlet.invalid/early");

@@ -353,6 +353,16 @@ TEST_F(HttpTransferFaultsTest, AReadThatFailsBeforeTheExpectedLengthBreaksTheBod
     m_record.ExpectFailure(-6);
 }
 
+TEST_F(HttpTransferFaultsTest, AFirstReadThatFailsIsNoEmptyBody) {
+    for (const char* answer : {"HTTP/1.0 200 OK\r\n\r\n", "HTTP/1.0 200 OK\r\nContent-Length: 0\r\n\r\n"}) {
+        HttpTestServer server(Always(HttpTestReply::Raw(answer)));
+        m_api.ReadFile = [](HINTERNET, void*, DWORD, DWORD*) -> BOOL { return FALSE; };
+        UseFaults();
+        EXPECT_EQ(Fetch(server.Url(L"/")), -6);
+        m_record.ExpectFailure(-6);
+    }
+}
+
 // --- the report of a refusing proxy ---
 
 void ScriptReport(WinInetApi& api) {
@@ -550,6 +560,22 @@ TEST_F(HttpProxyReportTest, AMissingPageOfTheReportCountsAsPassing) {
     m_reportStatuses = {404};
     EXPECT_EQ(Fetch(L"http://main.nexlet.invalid/main"), -4);
     EXPECT_EQ(m_platform.nDialogs, 0);
+}
+
+// No platform connects without a session; one that did would meet the refusal a second time.
+TEST_F(HttpProxyReportTest, ASecondRefusalIsNotReportedAgain) {
+    static HINTERNET ownSession;
+    ownSession = m_platform.real.Open(L"", INTERNET_OPEN_TYPE_PRECONFIG, nullptr, nullptr, 0);
+    m_api.Connect = [](HINTERNET session, const wchar_t* host, INTERNET_PORT port, const wchar_t* user,
+                       const wchar_t* password, DWORD service, DWORD flags, DWORD_PTR context) {
+        return g_pPlatform->real.Connect(session != nullptr ? session : ownSession, host, port, user, password, service,
+                                         flags, context);
+    };
+    EXPECT_EQ(Fetch(L"http://main.nexlet.invalid/main"), 407);
+    m_record.ExpectFailure(407);
+    EXPECT_EQ(m_platform.nReportOpens, 1);
+    EXPECT_EQ(CountRequests("/main"), 2u);
+    m_platform.real.CloseHandle(ownSession);
 }
 
 // Everything real: a report host that nobody knows.

@@ -56,6 +56,45 @@ TEST_F(HttpWorkerTest, AUrlPostedBeforeTheWorkerIsLostAndKeepsNothing) {
     EXPECT_FALSE(transfer.PostUrl(L"http://127.0.0.1/"));
 }
 
+// What is allocated on the process's heap, which StrDupW uses.
+std::size_t HeapBytes() {
+    std::size_t bytes = 0;
+    PROCESS_HEAP_ENTRY entry{};
+    EXPECT_TRUE(HeapLock(GetProcessHeap()));
+    while (HeapWalk(GetProcessHeap(), &entry) != FALSE) {
+        bytes += (entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0 ? entry.cbData : 0;
+    }
+    HeapUnlock(GetProcessHeap());
+    return bytes;
+}
+
+TEST_F(HttpWorkerTest, AUrlThatCannotBePostedIsFreed) {
+    // The id of this thread of the test, which has no queue.
+    COvHttpTransfer transfer;
+    const CKernelHandle done(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    std::atomic<DWORD> id{0};
+    std::thread without([&] {
+        id.store(GetCurrentThreadId());
+        WaitForSingleObject(done.get(), INFINITE);
+    });
+    while (id.load() == 0) {
+        SwitchToThread();
+    }
+    transfer.m_dwThreadId.store(id.load());
+    const std::wstring url = L"http://h/" + std::wstring(2000, L'x');
+    EXPECT_FALSE(transfer.PostUrl(url));
+    const std::size_t before = HeapBytes();
+    int posted = 0;
+    for (int i = 0; i < 20000; ++i) {
+        posted += transfer.PostUrl(url);
+    }
+    EXPECT_EQ(posted, 0);
+    // Kept, they would be 80 MB.
+    EXPECT_LT(HeapBytes(), before + 1'000'000);
+    SetEvent(done.get());
+    without.join();
+}
+
 TEST_F(HttpWorkerTest, AUrlPostedRightBehindTheStartIsFetched) {
     for (int i = 0; i < 10; ++i) {
         HttpTestServer server(Always(HttpTestReply::Of(200)));
