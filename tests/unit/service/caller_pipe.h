@@ -1,42 +1,44 @@
-// The caller's side of a service: a real pipe with its gate event, read and written frame by frame.
+// The caller's side of a service: a pipe with its gate event, spoken to in envelopes.
 #pragma once
 
-#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
 
-#include "foundation/handle.h"
+#include <gtest/gtest.h>
+
+#include "tests/support/raw_pipe.h"
 
 class CCallerPipe {
   public:
     // Serves one instance of the pipe under these names; an empty event name makes no gate.
-    CCallerPipe(const std::wstring& strPipeName, const std::wstring& strEventName);
-    CCallerPipe(const CCallerPipe&) = delete;
-    CCallerPipe& operator=(const CCallerPipe&) = delete;
-    // Cancels what is pending and closes.
-    ~CCallerPipe();
+    CCallerPipe(const std::wstring& strPipeName, const std::wstring& strEventName)
+        : m_pipe(CRawPipe::Serve(strPipeName)) {
+        EXPECT_TRUE(m_pipe.valid()) << "no pipe: " << GetLastError();
+        if (!strEventName.empty()) {
+            m_hGate.reset(CreateEventW(nullptr, /*bManualReset=*/TRUE, /*bInitialState=*/TRUE, strEventName.c_str()));
+        }
+    }
 
     // Waits for the service to connect. False when it does not.
-    bool WaitForClient();
+    bool WaitForClient() { return m_pipe.WaitForClient(); }
     // Whether the service has connected so far.
-    bool HasClient();
+    bool HasClient() { return m_pipe.WaitForClient(0); }
 
     // Sends the envelope {"content":CONTENT,"message_type":TYPE} as one frame.
-    void Request(int nType, std::string_view content);
+    void Request(int nType, std::string_view content) {
+        std::string payload("{\"content\":");
+        payload.append(content).append(",\"message_type\":").append(std::to_string(nType)).append("}");
+        EXPECT_TRUE(m_pipe.WriteFrame(payload)) << payload;
+    }
+
     // The payload of the next frame. Nothing when the connection ended.
-    std::optional<std::string> Receive();
+    std::optional<std::string> Receive() { return m_pipe.ReadFrame(); }
 
     // Ends the connection and takes the pipe away.
-    void Close();
+    void Close() { m_pipe.Close(); }
 
   private:
-    bool Read(void* data, std::uint32_t length);
-    bool Finish(OVERLAPPED& overlapped, BOOL bStarted, std::uint32_t& nBytes);
-
-    CFileHandle m_hPipe;
+    CRawPipe m_pipe;
     CKernelHandle m_hGate;
-    CKernelHandle m_hConnected;
-    CKernelHandle m_hDone;
-    OVERLAPPED m_connect{};
 };
