@@ -158,7 +158,7 @@ TEST_F(Nexctl, SecondRunForwardsToTheHelperThatIsThere) {
     ASSERT_EQ(Run({"start"}).dwExitCode, 0u);
     CHelperProcess first = std::move(m_helper);
     m_helper = CHelperProcess();
-    const ConsoleRun run = Run({"status", "--service", "second"});
+    const ConsoleRun run = Run({"start", "--service", "second"});
     EXPECT_EQ(run.dwExitCode, 0u) << run.strOut << run.strErr;
     EXPECT_TRUE(first.IsRunning());
     EXPECT_TRUE(first.Log().Has("Not the first time"));
