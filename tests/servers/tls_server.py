@@ -11,7 +11,7 @@ FOLDER/ports.txt then holds one line per certificate, "NAME PORT":
     expired       ended long ago
 
 Every request is answered with 200 and one line of text, and leaves a line "NAME METHOD TARGET" in FOLDER/requests.txt.
-The server ends when its ports.txt is taken away, and by itself after ten minutes without a connection.
+The server ends when its ports.txt is taken away, and by itself after an hour without a connection.
 """
 import os
 import socket
@@ -21,7 +21,7 @@ import sys
 import threading
 import time
 
-IDLE_SECONDS = 600
+IDLE_SECONDS = 3600
 SUBJECTS = {
     "self_signed": "statistics.nexlet.invalid",
     "wrong_name": "somebody.else.invalid",

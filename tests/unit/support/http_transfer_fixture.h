@@ -11,6 +11,11 @@
 #include "support/http_transfer.h"
 #include "support/wininet_api.h"
 
+// Answers every request alike.
+inline HttpTestServer::Handler Always(HttpTestReply reply) {
+    return [reply](const HttpTestRequest&) { return reply; };
+}
+
 // What the callback was told; the body is copied during the call.
 struct TransferRecord {
     int nCalls = 0;

@@ -11,10 +11,6 @@ namespace {
 
 constexpr std::size_t kBodyLimit = 10485760;
 
-HttpTestServer::Handler Always(HttpTestReply reply) {
-    return [reply](const HttpTestRequest&) { return reply; };
-}
-
 TEST_F(HttpTransferTest, OtherSchemesAndBrokenUrlsGiveMinusOneAndNoCallback) {
     for (const wchar_t* url :
          {L"ftp://127.0.0.1/x", L"file:///c:/x", L"gopher://h/", L"unknown://h/x", L"127.0.0.1/x", L"", L"/path"}) {
@@ -158,32 +154,41 @@ TEST_F(HttpTransferTest, JunkInPlaceOfAStatusLineIsToldOnce) {
 }
 
 TEST_F(HttpTransferTest, ABodyThatIsResetHalfwayGivesMinusSix) {
-    // Two whole reads arrive and the reset comes with the third. (In mid-read Wine hands out what it has and takes the
-    // reset for the end.)
-    static HANDLE thirdRead;
-    static int reads;
+    // The reset comes with the first read behind what was sent. Wine takes a reset for the end of the body when it
+    // comes before the read waits, which nobody can see from outside; then the transfer is made once more.
+    constexpr std::size_t kSentBytes = 16384;
+    static HANDLE readBehind;
+    static std::size_t total;
     static decltype(&::InternetReadFile) readFile;
     const CKernelHandle event(CreateEventW(nullptr, TRUE, FALSE, nullptr));
-    thirdRead = event.get();
-    reads = 0;
+    readBehind = event.get();
     readFile = m_api.ReadFile;
     m_api.ReadFile = [](HINTERNET request, void* buffer, DWORD count, DWORD* got) -> BOOL {
-        if (++reads == 3) {
-            SetEvent(thirdRead);
+        if (total == kSentBytes) {
+            SetEvent(readBehind);
         }
-        return readFile(request, buffer, count, got);
+        const BOOL read = readFile(request, buffer, count, got);
+        total += read != FALSE ? *got : 0;
+        return read;
     };
     UseFaults();
     HttpTestServer server([&](const HttpTestRequest&) {
         HttpTestReply reply = HttpTestReply::Of(200, std::string(100000, 'b'));
-        reply.nBytesBeforeGate = reply.strBytes.find("\r\n\r\n") + 4 + 2 * 8192;
+        reply.nBytesBeforeGate = reply.strBytes.find("\r\n\r\n") + 4 + kSentBytes;
         reply.strBytes.resize(reply.nBytesBeforeGate);
-        reply.hGate = thirdRead;
+        reply.hGate = readBehind;
         reply.bReset = true;
         return reply;
     });
-    m_transfer.m_strResponseHeaderText = "earlier";
-    EXPECT_EQ(Fetch(server.Url(L"/")), -6);
+    std::int32_t result = 0;
+    for (int attempt = 0; attempt < 20 && result != -6; ++attempt) {
+        ResetEvent(readBehind);
+        total = 0;
+        m_transfer.m_strResponseHeaderText = "earlier";
+        result = Fetch(server.Url(L"/"));
+        ASSERT_TRUE(result == -6 || (result == 200 && m_record.nSize == kSentBytes)) << result;
+    }
+    ASSERT_EQ(result, -6);
     m_record.ExpectFailure(-6);
     EXPECT_EQ(m_transfer.m_strResponseHeaderText, "earlier");
 }

@@ -5,10 +5,6 @@
 
 namespace {
 
-HttpTestServer::Handler Always(HttpTestReply reply) {
-    return [reply](const HttpTestRequest&) { return reply; };
-}
-
 class HttpWorkerTest : public testing::Test {
   protected:
     // A worker that was asked to quit leaves the object alone once its thread has ended.
