@@ -129,6 +129,23 @@ TEST_F(Lifecycle, TwoMarksAreTwoProcesses) {
     ExpectServed();
 }
 
+TEST_F(Lifecycle, MarkInAnotherCaseIsAnotherProcess) {
+    StartHelper();
+    std::wstring mark = m_strMark;
+    CharUpperBuffW(mark.data(), static_cast<DWORD>(mark.size()));
+    ASSERT_NE(mark, m_strMark);
+    // Pipes are found without regard to case, so the other service has a name of its own.
+    CCaller other(mark, m_strService + "u");
+    ASSERT_EQ(other.Open(), CallerResult::Ok);
+    ASSERT_EQ(other.StartHelper(MakeStart()), CallerResult::Ok);
+    CHelperProcess second;
+    ASSERT_TRUE(second.Attach(other.ProcessId()));
+    ReceivedFrame notice;
+    EXPECT_EQ(other.WaitForFrame(12, kLongMs, notice), CallerResult::Ok);
+    EXPECT_TRUE(second.IsRunning());
+    EXPECT_TRUE(m_helper.IsRunning());
+}
+
 TEST_F(Lifecycle, StartWithoutAMarkDoesNothingAndEndsClean) {
     StartBare(L"/service_id:svc");
     EXPECT_EQ(m_helper.WaitForEnd(kLongMs), 0u);
