@@ -83,10 +83,15 @@ TEST(MiniProgramServiceDeathTest, AMiniAppIsOpenedAndPolledToItsEnd) {
     std::filesystem::remove_all(folder);
 }
 
-// The routes that are not built yet answer nothing, and know no task.
+// The route that is not built yet answers nothing, and knows no task.
 TEST(MiniProgramService, AnUnbuiltRouteAnswersNothing) {
     EXPECT_EQ(Open(R"({"from":"f","type":"weChat","urlScheme":"nxl-none://","wndname":"w","taskId":"k"})"), "");
-    EXPECT_EQ(Open(R"({"from":"f","type":"yyb","yybParam":"y","appId":"a","taskId":"k"})"), "");
+}
+
+TEST(MiniProgramService, AnAppletWithoutAnSdkIsToldSo) {
+    const CPrivateRegistry registry;
+    EXPECT_EQ(Open(R"({"from":"f","type":"yyb","yybParam":"y","appId":"a","taskId":"k"})"), "InitYybApi error");
+    EXPECT_EQ(Poll(R"({"from":"f","type":"yyb","taskId":"k"})"), "0");
 }
 
 TEST(MiniProgramService, APollOfAnUnknownTaskIsZero) {
