@@ -9,6 +9,7 @@
 #include "foundation/log.h"
 #include "foundation/text_helpers.h"
 #include "open/wx_api.h"
+#include "open/yyb_api.h"
 
 namespace {
 
@@ -41,5 +42,6 @@ void EndSilentlyOnFaults() {
 }
 
 void UninitializeSdks() {
+    YYB_API_CLIENT::CYybApi::GetInstance().Uninit();
     MINI_API_CLIENT::CWxApi::GetInstance().Uninit();
 }

@@ -67,7 +67,7 @@ void CommzoltHelperS::OnUpdateStatus() {
     if (!m_pStatusRecord) {
         m_pStatusRecord = std::make_unique<WxMiniProgramService>();
     }
-    // The status probe is not built yet: nothing is refreshed.
+    m_pStatusRecord->UpdatezoltStatus();
 }
 
 void CommzoltHelperS::PruneInstances() {

@@ -10,6 +10,7 @@
 #include "ipc/pipe_names.h"
 #include "open/mini_program_service.h"
 #include "open/wx_api.h"
+#include "open/yyb_api.h"
 #include "service/watcher_edge.h"
 
 std::shared_ptr<WxMiniProgramServiceEx> WxMiniProgramServiceEx::Create(std::string strServiceId, IServiceHost* pHost) {
@@ -31,8 +32,8 @@ void WxMiniProgramServiceEx::Init(const std::string& config, const std::wstring&
     pService->m_strConfig = config;
     pService->m_strSdkPath = sdkPath;
     pService->m_strMark = mark;
-    // One binding serves the whole process: the values of the latest instance stand. The YYB binding takes the same
-    // three once it reads them.
+    // One binding of each SDK serves the whole process: the values of the latest instance stand.
+    YYB_API_CLIENT::CYybApi::GetInstance().InitData(config, sdkPath, mark);
     MINI_API_CLIENT::CWxApi::GetInstance().InitData(config, sdkPath, mark);
     m_strMark = mark;
     m_strPipeName = ServicePipeName(m_strMark, m_strServiceId);

@@ -6,6 +6,7 @@
 #include "foundation/text_helpers.h"
 #include "ipc/envelope.h"
 #include "open/mini_program_service.h"
+#include "open/yyb_api.h"
 #include "service/request_body.h"
 #include "service/service_instance.h"
 #include "service/watcher_edge.h"
@@ -17,7 +18,10 @@ void WxMiniProgramServiceEx::GetWxAppStatus(const std::string& strBody) {
         NXL_LOG(L"[%s(%d)] parse error");
         return;
     }
-    // The status probe is not built yet: no reply rather than a false one.
+    std::string strResult;
+    GetService()->GetWxAppStatus(strResult);
+    root["result"] = strResult;
+    Reply(MessageType::S_MT_StatusReply, std::move(root));
 }
 
 void WxMiniProgramServiceEx::GetWxAppStatusEncrypt(const std::string& strBody) {
@@ -26,7 +30,10 @@ void WxMiniProgramServiceEx::GetWxAppStatusEncrypt(const std::string& strBody) {
         NXL_LOG(L"[%s(%d)] parse error");
         return;
     }
-    // The status probe is not built yet: no reply rather than a false one.
+    std::string strResult;
+    GetService()->GetWxAppStatusEncrypt(strResult);
+    root["result"] = strResult;
+    Reply(MessageType::S_MT_StatusEncryptReply, std::move(root));
 }
 
 void WxMiniProgramServiceEx::GetWxAppQIMEI(const std::string& strBody) {
@@ -35,7 +42,12 @@ void WxMiniProgramServiceEx::GetWxAppQIMEI(const std::string& strBody) {
         NXL_LOG(L"[%s(%d)] parse error");
         return;
     }
-    // The identity pair is not built yet: no reply rather than a false one.
+    std::string strQ32;
+    std::string strQ36;
+    YYB_API_CLIENT::CYybApi::GetInstance().GetQimeiPair(strQ32, strQ36);
+    root["strQ32"] = strQ32;
+    root["strQ36"] = strQ36;
+    Reply(MessageType::S_MT_QIMEIReply, std::move(root));
 }
 
 void WxMiniProgramServiceEx::GetRSAEncrypt(const std::string& strBody) {

@@ -1,6 +1,7 @@
 // What the timers of the message window do, with a real window and real timers.
 #include "host/helper_host.h"
 #include "host/message_window.h"
+#include "tests/support/private_registry.h"
 #include "tests/unit/host/host_fixture.h"
 
 namespace {
@@ -154,11 +155,15 @@ TEST_F(TimersTest, UnknownTimerDoesNothing) {
 }
 
 TEST_F(TimersTest, StatusTimerRefreshesTheStatus) {
+    const CPrivateRegistry registry;
     StartWithMark(m_mark);
     Receive(R"({"content":{},"message_type":2})");
     ASSERT_NE(g_nStatusTimerId.load(), 0u);
     Fire(g_nStatusTimerId.load());
     EXPECT_TRUE(m_log.Has("update zolt status")) << m_log.All();
+    EXPECT_EQ(m_log.Find("UpdatezoltStatus wx_inst=").find("[WxMiniProgramService::UpdatezoltStatus("), 0u)
+        << m_log.All();
+    EXPECT_EQ(ReadNumber(HKEY_CURRENT_USER, L"SOFTWARE\\OvrinSe\\MiniWxProgram", L"yyb_login"), 0u);
 }
 
 }  // namespace

@@ -1,0 +1,265 @@
+// The status probe on this machine, asked by its own operations and over a caller's pipe, with a registry of its own.
+#include <cstdlib>
+#include <ctime>
+
+#include "foundation/json_text.h"
+#include "open/install_probes.h"
+#include "open/mini_program_service.h"
+#include "open/yyb_api.h"
+#include "tests/support/opened_envelope.h"
+#include "tests/support/private_registry.h"
+#include "tests/support/stand_in_process.h"
+#include "tests/support/stand_in_yyb.h"
+#include "tests/support/temp_folder.h"
+#include "tests/unit/service/service_fixture.h"
+
+namespace {
+
+using YYB_API_CLIENT::CYybApi;
+
+#define NXL_UNINSTALL L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\"
+const wchar_t kStatusKey[] = L"SOFTWARE\\OvrinSe\\MiniWxProgram";
+const wchar_t kQimeiKey[] = L"SOFTWARE\\qimei";
+
+const char kNothing[] =
+    R"({"mini_wx_inst":"0","mini_wx_login":"0","wx_inst":"0","wx_login":"0","yyb_inst":"0","yyb_login":"0"})";
+
+void StoreText(HKEY root, const wchar_t* key, const wchar_t* name, const std::wstring& text) {
+    EXPECT_EQ(
+        RegSetKeyValueW(root, key, name, REG_SZ, text.c_str(), static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t))),
+        ERROR_SUCCESS);
+}
+void Install(const wchar_t* entry) {
+    StoreText(HKEY_LOCAL_MACHINE, entry, L"UninstallString", L"C:\\none\\uninstall.exe");
+}
+
+std::string Status() {
+    WxMiniProgramService service;
+    std::string result = "untouched";
+    service.GetWxAppStatus(result);
+    return result;
+}
+std::string StatusOf(const char* key) {
+    Json::Value root;
+    const std::string status = Status();
+    EXPECT_TRUE(ParseJson(status, root)) << status;
+    return JsonToText(root[key]);
+}
+
+void ExpectStored(const wchar_t* name, std::uint32_t number) {
+    EXPECT_EQ(ReadNumber(HKEY_CURRENT_USER, kStatusKey, name), number) << Utf16ToUtf8(name);
+}
+void ExpectStoredTime(std::time_t start) {
+    BYTE data[64] = {};
+    DWORD size = sizeof data;
+    DWORD type = 0;
+    ASSERT_EQ(SHGetValueW(HKEY_CURRENT_USER, kStatusKey, L"zolt_tm", &type, data, &size), ERROR_SUCCESS);
+    EXPECT_EQ(type, static_cast<DWORD>(REG_SZ));
+    const std::wstring text(reinterpret_cast<const wchar_t*>(data));
+    EXPECT_EQ(size, (text.size() + 1) * sizeof(wchar_t));
+    EXPECT_GE(std::stoll(text), start);
+    EXPECT_LE(std::stoll(text), std::time(nullptr));
+}
+
+class StatusEdgeTest : public testing::Test {
+  protected:
+    CPrivateRegistry m_registry;
+    CTempFolder m_folder;
+    const std::time_t m_nStart = std::time(nullptr);
+};
+
+TEST_F(StatusEdgeTest, AMachineWithNothingIsAllZeroAndTheRegistrySaysSo) {
+    EXPECT_EQ(Status(), kNothing);
+    for (const wchar_t* name :
+         {L"wx_install", L"wx_login", L"mini_install", L"mini_login", L"yyb_install", L"yyb_login"}) {
+        ExpectStored(name, 0);
+    }
+    ExpectStoredTime(m_nStart);
+}
+
+TEST_F(StatusEdgeTest, EachInstalledProductHasItsOwnKey) {
+    Install(NXL_UNINSTALL L"WeChatMiniProgram");
+    EXPECT_EQ(StatusOf("mini_wx_inst"), "1");
+    EXPECT_EQ(StatusOf("yyb_inst"), "0");
+    Install(NXL_UNINSTALL L"Androws");
+    EXPECT_EQ(StatusOf("yyb_inst"), "1");
+    EXPECT_EQ(StatusOf("wx_inst"), "0");
+    Install(NXL_UNINSTALL L"WeChat");
+    EXPECT_EQ(StatusOf("wx_inst"), "1");
+    ExpectStored(L"wx_install", 1);
+    ExpectStored(L"mini_install", 1);
+    ExpectStored(L"yyb_install", 1);
+    ExpectStored(L"wx_login", 0);
+}
+
+TEST_F(StatusEdgeTest, ARunningClientWithoutALoginWindowIsLoggedIn) {
+    Install(NXL_UNINSTALL L"WeChat");
+    EXPECT_EQ(StatusOf("wx_login"), "0");
+    const CStandInProcess client(m_folder.Path() / L"wechat.EXE");
+    EXPECT_EQ(StatusOf("wx_login"), "1");
+    ExpectStored(L"wx_login", 1);
+}
+
+TEST_F(StatusEdgeTest, ARunningClientWithItsLoginWindowIsNot) {
+    Install(NXL_UNINSTALL L"WeChat");
+    const CStandInProcess client(m_folder.Path() / L"WeChat.exe", L"--window WeChatLoginWndForPC login");
+    EXPECT_EQ(StatusOf("wx_login"), "0");
+}
+
+TEST_F(StatusEdgeTest, AMainWindowIsALoginWhateverItsProcessIsCalled) {
+    Install(NXL_UNINSTALL L"WeChat");
+    const CStandInProcess client(m_folder.Path() / L"other.exe", L"--window WeChatMainWndForPC main");
+    EXPECT_EQ(StatusOf("wx_login"), "1");
+}
+
+TEST_F(StatusEdgeTest, TheOtherClientIsLoggedInWithItsTrayWindowAlone) {
+    Install(NXL_UNINSTALL L"Weixin");
+    {
+        const CStandInProcess client(m_folder.Path() / L"WeChat.exe", L"--window WeChatMainWndForPC main");
+        EXPECT_EQ(StatusOf("wx_inst"), "1");
+        EXPECT_EQ(StatusOf("wx_login"), "0");
+    }
+    const CStandInProcess client(m_folder.Path() / L"Weixin.exe", L"--window Qt51514TrayIconMessageWindowClass tray");
+    EXPECT_EQ(StatusOf("wx_login"), "1");
+}
+
+TEST_F(StatusEdgeTest, AMissingClientIsNotLoggedInWhateverItsWindows) {
+    const CStandInProcess client(m_folder.Path() / L"WeChat.exe", L"--window WeChatMainWndForPC main");
+    EXPECT_EQ(Status(), kNothing);
+}
+
+TEST_F(StatusEdgeTest, TheRefreshWritesTheRegistryAndALine) {
+    Install(NXL_UNINSTALL L"WeChat");
+    const LogCapture log;
+    WxMiniProgramService service;
+    service.UpdatezoltStatus();
+    const std::wstring time = ReadRegString(HKEY_CURRENT_USER, kStatusKey, L"zolt_tm", KEY_READ);
+    EXPECT_TRUE(
+        log.Has("UpdatezoltStatus wx_inst=1, wx_login=0, mini_wx_inst=0, mini_wx_login=0, yyb_inst=0, "
+                "yyb_login=0, time=" +
+                Utf16ToUtf8(time) + " "))
+        << log.All();
+    ExpectStored(L"wx_install", 1);
+    ExpectStored(L"yyb_login", 0);
+    ExpectStoredTime(m_nStart);
+}
+
+TEST_F(StatusEdgeTest, AStatusThatWasWrittenIsReplaced) {
+    {
+        WxMiniProgramService().UpdatezoltStatus();
+        Install(NXL_UNINSTALL L"WeChat");
+        WxMiniProgramService().UpdatezoltStatus();
+    }
+    ExpectStored(L"wx_install", 1);
+    EXPECT_EQ(RegDeleteTreeW(HKEY_LOCAL_MACHINE, NXL_UNINSTALL L"WeChat"), ERROR_SUCCESS);
+    WxMiniProgramService().UpdatezoltStatus();
+    ExpectStored(L"wx_install", 0);
+}
+
+// The process-wide binding keeps its SDK and its pair: a process of its own for each.
+void AskWithAStoredIdentity() {
+    const CPrivateRegistry registry;
+    const std::time_t start = std::time(nullptr);
+    StoreText(HKEY_CURRENT_USER, kQimeiKey, L"qimei32", L"qone_32");
+    StoreText(HKEY_CURRENT_USER, kQimeiKey, L"qimei36", L"中36");
+    Install(NXL_UNINSTALL L"Androws");
+    WxMiniProgramService service;
+    std::string result = "untouched";
+    service.GetWxAppStatusEncrypt(result);
+    EXPECT_EQ(OpenedEnvelope(result),
+              R"({"mini_wx_inst":"0","mini_wx_login":"0","qimei32":"qone_32","qimei36":"中36","wx_inst":"0",)"
+              R"("wx_login":"0","yyb_inst":"1","yyb_login":"0"})");
+    ExpectStored(L"yyb_install", 1);
+    ExpectStoredTime(start);
+    EXPECT_EQ(ReadRegString(HKEY_CURRENT_USER, kStatusKey, L"qimei32", KEY_READ), L"");
+}
+
+void AskARunningHost(const std::filesystem::path& folder) {
+    const CPrivateRegistry registry;
+    CStandInYyb sdk(folder / L"yybsdk");
+    CYybApi::GetInstance().InitData(R"({"channel_id":"1"})", folder.wstring(), L"other");
+    const CStandInProcess host(folder / L"Androws.exe");
+    EXPECT_EQ(StatusOf("yyb_login"), "1");
+    ExpectStored(L"yyb_login", 1);
+    sdk.Set(L"login", L"0");
+    EXPECT_EQ(StatusOf("yyb_login"), "0");
+    WxMiniProgramService service;
+    std::string result;
+    service.GetWxAppStatusEncrypt(result);
+    const std::string text = OpenedEnvelope(result);
+    EXPECT_NE(text.find(R"("qimei32":"qone_32","qimei36":"qone_36")"), std::string::npos) << text;
+    CYybApi::GetInstance().Uninit();
+}
+
+TEST(StatusEdgeDeathTest, TheLoginAndTheIdentityComeFromTheSdk) {
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    const std::filesystem::path folder = std::filesystem::temp_directory_path() / L"nxl_status_edge_test";
+    std::filesystem::remove_all(folder);
+    EXPECT_EXIT(
+        {
+            AskARunningHost(folder);
+            std::exit(testing::Test::HasFailure() ? 1 : 0);
+        },
+        testing::ExitedWithCode(0), "");
+    std::filesystem::remove_all(folder);
+}
+
+TEST(StatusEdgeDeathTest, AnIdentityThatIsStoredStandsInTheEncryptedFormAlone) {
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    EXPECT_EXIT(
+        {
+            AskWithAStoredIdentity();
+            std::exit(testing::Test::HasFailure() ? 1 : 0);
+        },
+        testing::ExitedWithCode(0), "");
+}
+
+class StatusRequestsTest : public ServiceFixture {
+  protected:
+    std::string Ask(int nType, std::string_view content) {
+        m_pCaller->Request(nType, content);
+        return m_pCaller->Receive().value_or("no reply");
+    }
+    std::string ResultOf(const std::string& reply, int nReply) {
+        Json::Value root;
+        EXPECT_TRUE(ParseJson(reply, root)) << reply;
+        EXPECT_EQ(root["message_type"].asInt(), nReply) << reply;
+        return JsonToText(root["content"]["result"]);
+    }
+
+    CPrivateRegistry m_registry;
+};
+
+TEST_F(StatusRequestsTest, AStatusRequestIsAnsweredWithItsBodyAndTheStatusAsText) {
+    Connect();
+    EXPECT_EQ(Ask(2, "{}"),
+              R"({"content":{"result":"{\"mini_wx_inst\":\"0\",\"mini_wx_login\":\"0\",\"wx_inst\":\"0\",)"
+              R"(\"wx_login\":\"0\",\"yyb_inst\":\"0\",\"yyb_login\":\"0\"}"},"message_type":13})");
+    EXPECT_EQ(ResultOf(Ask(2, R"({"ticket":"中","result":5})"), 13), kNothing);
+}
+
+TEST_F(StatusRequestsTest, AnEncryptedStatusRequestIsAnsweredWithAnEscapedEnvelope) {
+    Connect();
+    const std::string text = OpenedEnvelope(ResultOf(Ask(3, "{}"), 14));
+    EXPECT_EQ(text, R"({"mini_wx_inst":"0","mini_wx_login":"0","qimei32":"","qimei36":"","wx_inst":"0",)"
+                    R"("wx_login":"0","yyb_inst":"0","yyb_login":"0"})");
+}
+
+TEST_F(StatusRequestsTest, AnIdentityRequestWithoutAnyIdentityIsAnsweredWithEmptyTexts) {
+    Connect();
+    EXPECT_EQ(Ask(4, R"({"a":1})"), R"({"content":{"a":1,"strQ32":"","strQ36":""},"message_type":15})");
+}
+
+TEST_F(StatusRequestsTest, ATextIsPutUnderTheEnvelope) {
+    Connect();
+    const std::string reply = Ask(5, R"({"p1":"{\"text\":\"a 中 text\"}"})");
+    EXPECT_EQ(OpenedEnvelope(ResultOf(reply, 16)), "a 中 text");
+    EXPECT_NE(reply.find(R"("p1":"{\"text\":\"a 中 text\"}")"), std::string::npos) << reply;
+}
+
+TEST_F(StatusRequestsTest, TheBindingGetsWhatTheInstanceWasInitialisedWith) {
+    Connect();
+    EXPECT_EQ(CYybApi::GetInstance().Channel().m_nChannelId, 7U);
+}
+
+}  // namespace
