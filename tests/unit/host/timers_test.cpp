@@ -1,4 +1,7 @@
 // What the timers of the message window do, with a real window and real timers.
+#include <atomic>
+#include <thread>
+
 #include "host/helper_host.h"
 #include "host/message_window.h"
 #include "tests/support/private_registry.h"
@@ -144,6 +147,26 @@ TEST_F(TimersTest, RequestAfterAnErasedInstanceMakesANewOne) {
     InstanceParam param;
     ASSERT_TRUE(m_host.GetInstanceParam("first", param));
     EXPECT_FALSE(param.bIsDelayedDestroy);
+}
+
+TEST_F(TimersTest, RequestsOfAnotherThreadAndTimersShareTheTable) {
+    StartWithMark(m_mark);
+    std::atomic<bool> done{false};
+    std::thread pipe([&] {
+        for (int i = 0; i < 40; ++i) {
+            const std::string id = std::to_string(i % 4);
+            EXPECT_EQ(Receive(R"({"content":{"service_id":")" + id + R"(","p1":"{}"},"message_type":7})"), 1);
+            SetParam(id, kParamKeep, kDllGone, kParamKeep);
+        }
+        done.store(true);
+    });
+    while (!done.load()) {
+        Fire(TIMER_ID_CHECK_EXIT);
+    }
+    pipe.join();
+    Fire(TIMER_ID_CHECK_EXIT);
+    EXPECT_EQ(m_host.InstanceCount(), 1u) << "only the fixture's own is left";
+    EXPECT_FALSE(TakeQuitMessage());
 }
 
 TEST_F(TimersTest, UnknownTimerDoesNothing) {
