@@ -86,6 +86,8 @@ CHostFixture::CHostFixture()
 }
 
 CHostFixture::~CHostFixture() {
+    // A thread that has been started counts for this test and not for the next one.
+    WaitForStartedThreads(static_cast<int>(m_log.Count("InitMonCPUUsageThread begin")));
     if (const HWND window = g_hMsgWnd.exchange(nullptr)) {
         DestroyWindow(window);
     }

@@ -184,6 +184,7 @@ TEST_F(TimersTest, StatusTimerRefreshesTheStatus) {
     ASSERT_NE(g_nStatusTimerId.load(), 0u);
     Fire(g_nStatusTimerId.load());
     EXPECT_TRUE(m_log.Has("update zolt status")) << m_log.All();
+    EXPECT_NE(m_log.Find("UpdatezoltStatus wx_inst="), "") << m_log.All();
     EXPECT_EQ(m_log.Find("UpdatezoltStatus wx_inst=").find("[WxMiniProgramService::UpdatezoltStatus("), 0u)
         << m_log.All();
     EXPECT_EQ(ReadNumber(HKEY_CURRENT_USER, L"SOFTWARE\\OvrinSe\\MiniWxProgram", L"yyb_login"), 0u);
