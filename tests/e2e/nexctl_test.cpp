@@ -1,10 +1,12 @@
 // nexctl from the outside: its words, its JSON, its exit codes.
+#include <filesystem>
 #include <vector>
 
 #include "foundation/json_text.h"
 #include "foundation/text_helpers.h"
 #include "tests/e2e/end_to_end.h"
 #include "tests/support/console_program.h"
+#include "tests/support/stand_in_yyb.h"
 #include "tests/support/unique_name.h"
 
 namespace {
@@ -141,6 +143,8 @@ TEST_F(Nexctl, OneRunTakesAWholeExchangeToItsEnd) {
 }
 
 TEST_F(Nexctl, EveryRequestVerbGetsItsReply) {
+    // Without an SDK there is no identity, and that ends with a code of its own.
+    const CStandInYyb sdk(std::filesystem::path(m_sandbox.SdkPath()) / L"yybsdk");
     const ConsoleRun run = Run({"start", "status", "status-encrypted", "encrypt", "a text", "send", "4", "{}", "send",
                                 "2", R"({"mine":1})", "watch", R"({"interval":1})"});
     EXPECT_EQ(run.dwExitCode, 0u) << run.strOut << run.strErr;
@@ -150,8 +154,10 @@ TEST_F(Nexctl, EveryRequestVerbGetsItsReply) {
     EXPECT_EQ(lines[2]["reply"]["message_type"].asInt(), 14);
     EXPECT_EQ(lines[3]["reply"]["message_type"].asInt(), 16);
     EXPECT_EQ(lines[4]["reply"]["message_type"].asInt(), 15);
+    EXPECT_EQ(lines[4]["reply"]["content"]["strQ32"].asString(), "qone_32");
     EXPECT_EQ(lines[5]["reply"]["content"]["mine"].asInt(), 1);
     EXPECT_FALSE(lines[6].isMember("reply"));
+    RegDeleteTreeW(HKEY_CURRENT_USER, L"SOFTWARE\\qimei");
 }
 
 TEST_F(Nexctl, SecondRunForwardsToTheHelperThatIsThere) {
