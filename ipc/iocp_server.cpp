@@ -53,15 +53,19 @@ unsigned CIOCP_Server::WorkerThread(const std::shared_ptr<CIOCP_Server>& pServer
 }
 
 void CIOCP_Server::Process(CIOBuffer* pBuffer, CClientContext* pContext, DWORD nBytes) {
-    if (Handle(pBuffer, pContext, nBytes) == 0) {
+    if (Handle(pBuffer, pContext, nBytes) == 0 || pContext == m_pEnding) {
         EndIfIdle(pContext);
     }
 }
 
 void CIOCP_Server::EndIfIdle(CClientContext* pContext) {
     if (!pContext->TryClose()) {
+        // What is still pending may end well: a write that the client took before it left. That packet, too, must end
+        // the connection, or nobody is listened for any more.
+        m_pEnding = pContext;
         return;
     }
+    m_pEnding = nullptr;
     Forget(pContext);
     if (m_bStop.load()) {
         return;

@@ -11,7 +11,7 @@
 //              CreateListener fails                  Down for good
 //   Listening  a client comes                        Connected: sink told, first read posted
 //   Connected  a completion fails, alone             Listening by a new listener, then Lost is called
-//              a completion fails, others pending    Connected, until the last of them fails
+//              a completion fails, others pending    Connected, until the last of them is done
 //   any        Stop                                  no new listener, no Lost; the worker ends when nothing is
 //   connected
 class CIOCP_Server final : public CIOCP_Object, public std::enable_shared_from_this<CIOCP_Server> {
@@ -32,6 +32,9 @@ class CIOCP_Server final : public CIOCP_Object, public std::enable_shared_from_t
     CIOCP_Server() = default;
 
     void Process(CIOBuffer* pBuffer, CClientContext* pContext, DWORD nBytes);
-    // Ends the connection when nothing is pending on it, and listens again.
+    // Ends the connection when nothing is pending on it, and listens again; otherwise the last completion will, however
+    // it ends.
     void EndIfIdle(CClientContext* pContext);
+
+    CClientContext* m_pEnding = nullptr;  // over, but something is still pending on it; the worker alone
 };
