@@ -254,6 +254,19 @@ TEST_F(Lifecycle, HostAcknowledgesACommandLineWithOneByte) {
     EXPECT_EQ(m_caller->WaitForFrame(12, kLongMs, notice), CallerResult::Ok) << "the ready notice comes again";
 }
 
+TEST_F(Lifecycle, HostServesOneCommandLineAfterTheOther) {
+    StartHelper();
+    for (int i = 0; i < 30; ++i) {
+        CHostPipe host;
+        DWORD systemError = 0;
+        ASSERT_EQ(host.Connect(m_strMark, kLongMs, systemError), CallerResult::Ok)
+            << "round " << i << " " << systemError;
+        ASSERT_EQ(host.Send(1, Utf16ToUtf8(From(L" /service_id:svc")), kLongMs), CallerResult::Ok);
+        std::string payload;
+        ASSERT_EQ(host.WaitForPayload(kLongMs, payload), CallerResult::Ok) << "round " << i;
+    }
+}
+
 TEST_F(Lifecycle, SecondClientOfTheHostsPipeFindsItBusy) {
     StartHelper();
     CHostPipe first;
