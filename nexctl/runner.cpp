@@ -240,7 +240,8 @@ ExitCode CRunner::Request(const Step& step, int type, Json::Value content, int r
         return Fail(step, result);
     }
     line["reply"] = Parsed(reply.strPayload);
-    const bool failed = SaysFailure(replyType, type, reply.content);
+    // A bare send passes the reply on; only a verb knows what its answer means.
+    const bool failed = std::string_view(step.verb->name) != "send" && SaysFailure(replyType, type, reply.content);
     return Finish(step, failed ? ExitCode::Refused : ExitCode::Ok, std::move(line),
                   "the helper answered \"" + MemberText(reply.content, "result") + "\"");
 }

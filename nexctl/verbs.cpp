@@ -37,7 +37,7 @@ const std::vector<VerbInfo>& AllVerbs() {
          "KEY is the text of the private key in PEM form, usually @FILE; ENVELOPE may be @FILE or - as well.\n"
          "The text inside is printed with a line end. What cannot be opened ends with 5.\n"},
         {"send", "TYPE JSON", 2, "send any type with any content",
-         "Waits for the reply type that belongs to TYPE, when there is one.\n"
+         "Waits for the reply type that belongs to TYPE, when there is one, and ends with 0 whatever it says.\n"
          "  --expect N     wait for a frame of type N instead; 0 waits for none\n"},
         {"listen", "", 0, "print every frame as it comes",
          "  --count N      stop after N frames (no limit)\n"

@@ -160,6 +160,12 @@ TEST_F(Nexctl, EveryRequestVerbGetsItsReply) {
     RegDeleteTreeW(HKEY_CURRENT_USER, L"SOFTWARE\\qimei");
 }
 
+TEST_F(Nexctl, IdentityThatIsNotThereEndsWithFive) {
+    const ConsoleRun run = Run({"start", "qimei"});
+    EXPECT_EQ(run.dwExitCode, 5u);
+    EXPECT_EQ(JsonLines(run.strOut).at(1)["reply"]["content"]["strQ32"].asString(), "");
+}
+
 TEST_F(Nexctl, SecondRunForwardsToTheHelperThatIsThere) {
     ASSERT_EQ(Run({"start"}).dwExitCode, 0u);
     CHelperProcess first = std::move(m_helper);
