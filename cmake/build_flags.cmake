@@ -4,8 +4,10 @@ set(NEXLET_SANITIZE "" CACHE STRING "Sanitizers for native builds, for example a
 
 find_program(NEXLET_CCACHE ccache)
 if(NEXLET_CCACHE)
-  set(CMAKE_C_COMPILER_LAUNCHER ${NEXLET_CCACHE})
-  set(CMAKE_CXX_COMPILER_LAUNCHER ${NEXLET_CCACHE})
+  # With paths taken relative to the checkout, what one checkout compiled serves every other.
+  set(launcher ${CMAKE_COMMAND} -E env CCACHE_BASEDIR=${CMAKE_SOURCE_DIR} CCACHE_NOHASHDIR=1 ${NEXLET_CCACHE})
+  set(CMAKE_C_COMPILER_LAUNCHER ${launcher})
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${launcher})
 endif()
 
 add_library(nexlet_flags INTERFACE)
@@ -14,8 +16,12 @@ if(NEXLET_WARNINGS_AS_ERRORS)
   target_compile_options(nexlet_flags INTERFACE -Werror)
 endif()
 
-# Two builds from the same sources give the same bytes: no paths and no times in them.
-add_compile_options(-ffile-prefix-map=${CMAKE_SOURCE_DIR}=. -ffile-prefix-map=${CMAKE_BINARY_DIR}=build)
+# Two builds from the same sources give the same bytes: no paths and no times in them. The relative way up is what the
+# compiler sees through ccache.
+file(RELATIVE_PATH way_up ${CMAKE_BINARY_DIR} ${CMAKE_SOURCE_DIR})
+string(REGEX REPLACE "/$" "" way_up ${way_up})
+add_compile_options(-ffile-prefix-map=${CMAKE_SOURCE_DIR}=. -ffile-prefix-map=${CMAKE_BINARY_DIR}=build
+                    -ffile-prefix-map=${way_up}=.)
 
 if(WIN32)
   add_compile_definitions(UNICODE _UNICODE WINVER=0x0601 _WIN32_WINNT=0x0601 WIN32_LEAN_AND_MEAN NOMINMAX)

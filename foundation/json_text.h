@@ -9,11 +9,12 @@
 
 enum class JsonComments { Ignored, Collected };
 
-// Parses text into value. False when the reader refuses it; value is then unspecified. Text behind a whole root is
-// ignored by the reader. Any thread.
+// Parses text into value. False, with value null, when the reader refuses it: broken text, a byte-order mark, nesting
+// deeper than 1000. Comments are skipped, and text behind a whole root is ignored. Any thread.
 bool ParseJson(std::string_view text, Json::Value& value, JsonComments comments = JsonComments::Collected);
 
-// The compact form: keys sorted bytewise, no blanks, no line end, bytes above 0x7F as they are. Any thread.
+// The compact form: keys sorted bytewise, no blanks, no line end, bytes above 0x7F as they are; a value that is no
+// number is written as the reader cannot read it back (null, 1e+9999, -1e+9999 for NaN and the infinities). Any thread.
 std::string WriteJson(const Json::Value& value);
 
 // The value was written as a signed integer: not what merely converts to one (1.0, 1e3, true and 3000000000 do not
