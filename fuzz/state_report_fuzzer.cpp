@@ -28,7 +28,8 @@ class CCheckingSettler final : public IYybSettler {
         FUZZ_CHECK(m_tasks.Settle(pkgname, text));
         const auto poll = [&](const char* taskId) {
             std::string result;
-            const YybPoll ended = m_tasks.Poll(taskId, false, true, [] { return true; }, result);
+            const YybPoll ended = m_tasks.Poll(
+                taskId, false, true, [] { return true; }, result);
             FUZZ_CHECK((ended == YybPoll::Answered) == (result == text));
             return ended;
         };

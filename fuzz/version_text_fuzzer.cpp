@@ -1,5 +1,5 @@
-// A version text gives four parts or leaves the version as it was; four plain decimal parts give themselves, each cut to
-// 16 bits.
+// A version text gives four parts or leaves the version as it was; four plain decimal parts give themselves, each cut
+// to 16 bits.
 #include <cstddef>
 #include <cstdint>
 #include <string>

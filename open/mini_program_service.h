@@ -20,8 +20,8 @@ class WxMiniProgramService {
     // forgotten; false when the caller should ask again or there is nothing to wait for.
     bool OpenMiniAppSuccessfully(const std::string& text, std::string& result, bool bLastCall);
 
-    // What is installed and logged in on this machine, as a JSON text. The same goes into the user's registry. The three
-    // status operations are in service/status_edge.cpp.
+    // What is installed and logged in on this machine, as a JSON text. The same goes into the user's registry. The
+    // three status operations are in service/status_edge.cpp.
     void GetWxAppStatus(std::string& result);
 
     // The same with the identity pair beside it, under the envelope and URL-escaped; empty when the envelope fails. The
