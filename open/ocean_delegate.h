@@ -14,7 +14,7 @@ struct OceanDelegate {
     OceanDelegate(const OceanDelegate&) = default;
     OceanDelegate(OceanDelegate&&) = default;
     OceanDelegate& operator=(const OceanDelegate& other);
-    OceanDelegate& operator=(OceanDelegate&& other);
+    OceanDelegate& operator=(OceanDelegate&& other) noexcept;
     ~OceanDelegate() = default;
 
     EventFunction onEvent0 = nullptr;

@@ -242,6 +242,7 @@ TEST_F(HostileCaller, HandlesAndThreadsReturnToWhereTheyWere) {
     ASSERT_NO_FATAL_FAILURE(round(0, 1));
     const DWORD handles = m_helper.HandleCount();
     const DWORD threads = m_helper.ThreadCount();
+    ASSERT_GT(handles, 0u) << "the system does not tell how many handles the helper has";
     ASSERT_NO_FATAL_FAILURE(round(1, 13));
     EXPECT_TRUE(WaitForCounts(handles + 2, threads, kLongMs))
         << "handles " << m_helper.HandleCount() << ", before " << handles << "; threads " << m_helper.ThreadCount()

@@ -26,7 +26,7 @@ constexpr ULONG kSystemHandleInformation = 16;
 constexpr LONG kInfoLengthMismatch = static_cast<LONG>(0xC0000004);
 
 // GetProcessHandleCount succeeds with 0 on some systems, so the table of all handles is counted through instead.
-std::size_t CountInSystemTable() {
+std::size_t CountInSystemTable(DWORD nProcessId) {
     using Query = LONG(WINAPI*)(ULONG, void*, ULONG, ULONG*);
     const auto query = reinterpret_cast<Query>(
         reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "NtQuerySystemInformation")));
@@ -49,7 +49,7 @@ std::size_t CountInSystemTable() {
     const auto* table = reinterpret_cast<const HandleTable*>(block.data());
     std::size_t count = 0;
     for (std::uint32_t i = 0; i < table->nCount; ++i) {
-        count += table->rows[i].nProcess == GetCurrentProcessId() ? 1 : 0;
+        count += table->rows[i].nProcess == nProcessId ? 1 : 0;
     }
     return count;
 }
@@ -57,9 +57,13 @@ std::size_t CountInSystemTable() {
 }  // namespace
 
 std::size_t OwnHandleCount() {
+    return HandleCountOf(GetCurrentProcess());
+}
+
+std::size_t HandleCountOf(HANDLE hProcess) {
     DWORD nCount = 0;
-    if (GetProcessHandleCount(GetCurrentProcess(), &nCount) && nCount > 0) {
+    if (GetProcessHandleCount(hProcess, &nCount) && nCount > 0) {
         return nCount;
     }
-    return CountInSystemTable();
+    return CountInSystemTable(GetProcessId(hProcess));
 }

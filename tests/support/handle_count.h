@@ -1,7 +1,12 @@
-// How many handles this process holds.
+// How many handles a process holds.
 #pragma once
 
 #include <cstddef>
 
+#include "foundation/windows_headers.h"
+
 // 0 when the system cannot tell.
 std::size_t OwnHandleCount();
+
+// The same of another process: hProcess is open for queries. 0 when the system cannot tell.
+std::size_t HandleCountOf(HANDLE hProcess);

@@ -3,6 +3,8 @@
 #include <psapi.h>
 #include <tlhelp32.h>
 
+#include "tests/support/handle_count.h"
+
 namespace {
 
 constexpr DWORD kEndMs = 10000;
@@ -47,9 +49,7 @@ void CHelperProcess::Kill() {
 }
 
 DWORD CHelperProcess::HandleCount() const {
-    DWORD count = 0;
-    GetProcessHandleCount(m_process.hProcess.get(), &count);
-    return count;
+    return static_cast<DWORD>(HandleCountOf(m_process.hProcess.get()));
 }
 
 DWORD CHelperProcess::ThreadCount() const {
