@@ -14,16 +14,14 @@ bool Exists(const std::wstring& path) {
 }  // namespace
 
 std::uint32_t HttpDownloadFile(std::uint32_t /*status*/, const void* data, std::uint32_t size, void* context) {
-    const auto* path = static_cast<const wchar_t*>(context);
-    if (size == 0 || path == nullptr || *path == L'\0' || data == nullptr) {
-        return 1;
-    }
-    if (!ReplaceFileWithBytes(path, data, size)) {
+    const auto* const path = static_cast<const wchar_t*>(context);
+    const SavedBody saved = SaveBody(data, size, path);
+    if (saved == SavedBody::Failed) {
         NXL_LOG(L"[%s(%d)] HttpDownloadFile strPath :[%s], download failed", path);
-        return 1;
+    } else if (saved == SavedBody::Whole) {
+        NXL_LOG(L"[%s(%d)] HttpDownloadFile strPath :[%s], download success", path);
     }
-    NXL_LOG(L"[%s(%d)] HttpDownloadFile strPath :[%s], download success", path);
-    return 0;
+    return saved == SavedBody::Whole ? 0 : 1;
 }
 
 bool CosOp::DownLoadFile(const std::wstring& url, const std::wstring& folder, const std::wstring& fileName) {

@@ -1,8 +1,4 @@
-#include "foundation/windows_headers.h"
-
-#include <objidl.h>
-
-#include <gdiplus.h>
+#include "support/gdiplus_objects.h"
 
 #include <array>
 #include <memory>
@@ -20,16 +16,6 @@ namespace Flat = Gdiplus::DllExports;
 
 constexpr Gdiplus::PixelFormat kPixelFormat32bppArgb = 2498570;
 constexpr Gdiplus::ARGB kFullyTransparent = 0;
-
-struct ImageDeleter {
-    void operator()(Gdiplus::GpImage* image) const { Flat::GdipDisposeImage(image); }
-};
-using CImage = std::unique_ptr<Gdiplus::GpImage, ImageDeleter>;
-
-struct GraphicsDeleter {
-    void operator()(Gdiplus::GpGraphics* graphics) const { Flat::GdipDeleteGraphics(graphics); }
-};
-using CGraphics = std::unique_ptr<Gdiplus::GpGraphics, GraphicsDeleter>;
 
 // A picture file, decoded at first need: six sizes of an icon take one decoding.
 class CPicture {

@@ -21,3 +21,7 @@ struct LoadingWindowRequest {
 // screen while the icon is fetched, which may take the transfer's whole timeout and leaves the process-wide
 // g_nHttpTimeoutMs at 5000. Returns at once, after the fetch, when the window cannot be made.
 void ShowLoadingWindow(const LoadingWindowRequest& request);
+
+class CWxLoadingWnd;
+// The same for a window that was made; a visible one is left alone. The window is gone at the end, the object is not.
+void ShowLoadingWindow(CWxLoadingWnd& window, const LoadingWindowRequest& request);

@@ -26,3 +26,10 @@ bool ReplaceFileWithBytes(const std::wstring& path, const void* bytes, std::uint
     DeleteFileW(temporary.c_str());
     return bMoved;
 }
+
+SavedBody SaveBody(const void* bytes, std::uint32_t size, const wchar_t* path) {
+    if (size == 0 || path == nullptr || *path == L'\0' || bytes == nullptr) {
+        return SavedBody::Nothing;
+    }
+    return ReplaceFileWithBytes(path, bytes, size) ? SavedBody::Whole : SavedBody::Failed;
+}

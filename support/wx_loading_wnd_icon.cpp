@@ -1,0 +1,80 @@
+// The application's icon in the loading window.
+#include "support/wx_loading_wnd.h"
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <vector>
+
+#include "foundation/log.h"
+#include "support/http_transfer.h"
+#include "support/replace_file.h"
+
+namespace {
+
+// Where icons are kept, with a backslash at the end; empty, which stands for the current folder, when there is no such
+// folder and none can be made.
+std::wstring IconFolder() {
+    wchar_t folder[MAX_PATH] = {};
+    GetTempPathW(MAX_PATH, folder);
+    PathAppendW(folder, L"NxlIconCache");
+    if (!PathFileExistsW(folder) && !CreateDirectoryW(folder, nullptr)) {
+        return {};
+    }
+    return std::wstring(folder) + L"\\";
+}
+
+// The whole file; empty when it cannot be read.
+std::vector<std::uint8_t> ReadWhole(const std::wstring& path) {
+    std::ifstream file(std::filesystem::path(path), std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+}  // namespace
+
+std::uint32_t HttpDownload(std::uint32_t /*status*/, const void* data, std::uint32_t size, void* context) {
+    const auto* const path = static_cast<const wchar_t*>(context);
+    const SavedBody saved = SaveBody(data, size, path);
+    if (saved == SavedBody::Failed) {
+        NXL_LOG(L"[%s(%d)] HttpDownload strPath :[%s], download failed", path);
+    } else if (saved == SavedBody::Whole) {
+        NXL_LOG(L"[%s(%d)] HttpDownload strPath :[%s], download success", path);
+    }
+    return saved == SavedBody::Whole ? 0 : 1;
+}
+
+void CWxLoadingWnd::DownAppIcon(const std::wstring& strAppIconUrl) {
+    NXL_LOG(L"[%s(%d)] DownAppIcon strAppIconUrl :[%s]", strAppIconUrl.c_str());
+    m_strAppIconUrl = strAppIconUrl;
+    std::wstring path = IconFolder() + m_strAppName + L".png";
+    NXL_LOG(L"[%s(%d)] DownAppIcon strDLPath :[%s]", path.c_str());
+    DeleteFileW(path.c_str());
+
+    COvHttpTransfer transfer;
+    g_nHttpTimeoutMs = kHttpShortTimeoutMs;
+    transfer.SetRequest(m_strAppIconUrl.c_str(), &HttpDownload, path.data());
+    constexpr std::int32_t kHttpOk = 200;
+    if (transfer.Execute() == kHttpOk) {
+        SetAppIcon(path);
+    }
+}
+
+// The picture is taken from a copy in memory: an open file could not be deleted by the next window of the same name.
+void CWxLoadingWnd::SetAppIcon(const std::wstring& strAppIconPath) {
+    NXL_LOG(L"[%s(%d)] SetAppIcon strAppIconPath :[%s]", strAppIconPath.c_str());
+    if (!PathFileExistsW(strAppIconPath.c_str())) {
+        return;
+    }
+    if (!m_pAppIcon) {
+        m_pAppIcon = LoadImageFromBytes(ReadWhole(strAppIconPath));
+    }
+    UINT width = 0;
+    if (m_pAppIcon) {
+        Gdiplus::DllExports::GdipGetImageWidth(m_pAppIcon.get(), &width);
+    }
+    if (width == 0) {
+        m_pAppIcon.reset();
+        return;
+    }
+    PaintLayered();
+}
