@@ -20,6 +20,13 @@ std::wstring CanonicalizePath(const std::wstring& path) {
     return length > 0 && length < kPathCharacters ? expanded : canonical;
 }
 
+std::wstring TemporarySubfolder(const wchar_t* name) {
+    wchar_t path[MAX_PATH] = {};
+    GetTempPathW(MAX_PATH, path);
+    PathAppendW(path, name);
+    return path;
+}
+
 int IsPathUnderDirectory(const std::wstring& directory, const std::wstring& path) {
     std::wstring prefix = CanonicalizePath(directory);
     const std::wstring whole = CanonicalizePath(path);

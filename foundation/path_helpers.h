@@ -7,6 +7,9 @@
 // One that is too long for the platform (1024 characters at most) gives an empty text.
 std::wstring CanonicalizePath(const std::wstring& path);
 
+// The folder of this name below the temporary folder of the user, whether or not it is there; no backslash at the end.
+std::wstring TemporarySubfolder(const wchar_t* name);
+
 // Non-zero when path lies in directory, compared by whole components and without regard to case. A path that is too
 // long lies nowhere and holds nothing.
 int IsPathUnderDirectory(const std::wstring& directory, const std::wstring& path);

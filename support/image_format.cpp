@@ -15,6 +15,26 @@ bool HasAt(std::span<const std::uint8_t> head, std::size_t at, std::string_view 
 
 }  // namespace
 
+const wchar_t* ImageFormatExtension(ImageFormat format) {
+    switch (format) {
+        case ImageFormatUnknown:
+            break;
+        case ImageFormatPng:
+            return L".png";
+        case ImageFormatJpeg:
+            return L".jpg";
+        case ImageFormatBmp:
+            return L".bmp";
+        case ImageFormatGif:
+            return L".gif";
+        case ImageFormatIco:
+            return L".ico";
+        case ImageFormatWebp:
+            return L".webp";
+    }
+    return L"";
+}
+
 ImageFormat ImageFormatOfBytes(std::span<const std::uint8_t> head) {
     if (HasAt(head, 0, "\x89PNG\r\n\x1A\n"sv)) {
         return ImageFormatPng;

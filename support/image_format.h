@@ -19,5 +19,8 @@ enum ImageFormat {
 constexpr std::size_t kImageFormatBytes = 16;
 constexpr std::size_t kImageFormatLeastBytes = 4;
 
+// What the name of a file of this format ends with, as ".png"; empty for an unknown one.
+const wchar_t* ImageFormatExtension(ImageFormat format);
+
 // The format of a file that begins with these bytes.
 ImageFormat ImageFormatOfBytes(std::span<const std::uint8_t> head);

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "foundation/log.h"
+#include "foundation/path_helpers.h"
 #include "support/http_transfer.h"
 #include "support/replace_file.h"
 
@@ -15,13 +16,11 @@ namespace {
 // Where icons are kept, with a backslash at the end; empty, which stands for the current folder, when there is no such
 // folder and none can be made.
 std::wstring IconFolder() {
-    wchar_t folder[MAX_PATH] = {};
-    GetTempPathW(MAX_PATH, folder);
-    PathAppendW(folder, L"NxlIconCache");
-    if (!PathFileExistsW(folder) && !CreateDirectoryW(folder, nullptr)) {
+    const std::wstring folder = TemporarySubfolder(L"NxlIconCache");
+    if (!PathFileExistsW(folder.c_str()) && !CreateDirectoryW(folder.c_str(), nullptr)) {
         return {};
     }
-    return std::wstring(folder) + L"\\";
+    return folder + L"\\";
 }
 
 // The whole file; empty when it cannot be read.

@@ -83,9 +83,10 @@ TEST(MiniProgramServiceDeathTest, AMiniAppIsOpenedAndPolledToItsEnd) {
     std::filesystem::remove_all(folder);
 }
 
-// The route that is not built yet answers nothing, and knows no task.
-TEST(MiniProgramService, AnUnbuiltRouteAnswersNothing) {
-    EXPECT_EQ(Open(R"({"from":"f","type":"weChat","urlScheme":"nxl-none://","wndname":"w","taskId":"k"})"), "");
+TEST(MiniProgramService, APageWithoutItsClientIsUninstalled) {
+    const CPrivateRegistry registry;
+    EXPECT_EQ(Open(R"({"from":"f","type":"weChat","urlScheme":"nxl-none://","wndname":"w","taskId":"k"})"),
+              "uninstalled");
 }
 
 TEST(MiniProgramService, AnAppletWithoutAnSdkIsToldSo) {

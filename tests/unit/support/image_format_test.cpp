@@ -32,6 +32,16 @@ TEST(ImageFormat, ValuesAreFixed) {
     EXPECT_EQ(ImageFormatWebp, 6);
 }
 
+TEST(ImageFormat, EveryKindHasItsExtension) {
+    EXPECT_STREQ(ImageFormatExtension(ImageFormatPng), L".png");
+    EXPECT_STREQ(ImageFormatExtension(ImageFormatJpeg), L".jpg");
+    EXPECT_STREQ(ImageFormatExtension(ImageFormatBmp), L".bmp");
+    EXPECT_STREQ(ImageFormatExtension(ImageFormatGif), L".gif");
+    EXPECT_STREQ(ImageFormatExtension(ImageFormatIco), L".ico");
+    EXPECT_STREQ(ImageFormatExtension(ImageFormatWebp), L".webp");
+    EXPECT_STREQ(ImageFormatExtension(ImageFormatUnknown), L"");
+}
+
 TEST(ImageFormat, FourBytesOfAPngAreUnknown) {
     EXPECT_EQ(Of("\x89PNG"sv), ImageFormatUnknown);
     EXPECT_EQ(Of("\x89PNG\r\n\x1A"sv), ImageFormatUnknown);
