@@ -3,12 +3,12 @@
 // Every call it gets becomes one line of ocean_calls.txt beside it. See world/README.md for the variants and settings.
 #include <windows.h>
 
-#include <atomic>
 #include <cstdint>
 #include <mutex>
 #include <string>
 #include <thread>
-#include <vector>
+
+#include "world/common/stand_in_files.h"
 
 #define OCEAN_EXPORT extern "C" __declspec(dllexport)
 
@@ -37,13 +37,15 @@ struct Delegate {
     void (*onOpenResult)(std::uint32_t id, std::int32_t status);
 };
 
-// Never destroyed: a thread may still answer while the process ends.
+CStandInFiles& Files() {
+    static auto& files = *new CStandInFiles(L"ocean");
+    return files;
+}
+
 struct State {
     std::mutex lock;
     Delegate* delegate = nullptr;
     std::uint32_t nextId = 1;
-    std::vector<std::thread> threads;
-    HANDLE stop = CreateEventW(nullptr, TRUE, FALSE, nullptr);
 };
 
 State& TheState() {
@@ -51,43 +53,8 @@ State& TheState() {
     return state;
 }
 
-std::wstring OwnFolder() {
-    HMODULE module = nullptr;
-    GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-                       reinterpret_cast<const wchar_t*>(&OwnFolder), &module);
-    wchar_t path[MAX_PATH] = {};
-    const DWORD length = GetModuleFileNameW(module, path, MAX_PATH);
-    const std::wstring whole(path, length);
-    return whole.substr(0, whole.rfind(L'\\') + 1);
-}
-
-const std::wstring& Folder() {
-    static const std::wstring& folder = *new std::wstring(OwnFolder());
-    return folder;
-}
-
-// One write per line, so that lines of two threads do not mix.
 void Record(const std::string& line) {
-    const HANDLE file =
-        CreateFileW((Folder() + L"ocean_calls.txt").c_str(), FILE_APPEND_DATA,
-                    FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_ALWAYS, 0, nullptr);
-    if (file != INVALID_HANDLE_VALUE) {
-        const std::string text = line + "\n";
-        DWORD written = 0;
-        WriteFile(file, text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
-        CloseHandle(file);
-    }
-}
-
-std::wstring Setting(const wchar_t* key, const wchar_t* otherwise) {
-    wchar_t text[256] = {};
-    GetPrivateProfileStringW(L"ocean", key, otherwise, text, 256, (Folder() + L"ocean.ini").c_str());
-    return text;
-}
-
-std::int32_t Number(const wchar_t* key, std::int32_t otherwise) {
-    const std::wstring text = Setting(key, L"");
-    return text.empty() ? otherwise : static_cast<std::int32_t>(std::stol(text));
+    Files().Record(line);
 }
 
 struct Answer {
@@ -108,22 +75,6 @@ void Give(const Answer& answer) {
         delegate->onOpenResult(answer.id, answer.status);
     }
     Record("answered id=" + std::to_string(answer.id));
-}
-
-// Waits for the answer's gate or its delay; false when the SDK ends first.
-bool WaitForTurn(const Answer& answer) {
-    const HANDLE stop = TheState().stop;
-    if (answer.gate.empty()) {
-        return WaitForSingleObject(stop, answer.delayMs) == WAIT_TIMEOUT;
-    }
-    const HANDLE gate = OpenEventW(SYNCHRONIZE, FALSE, answer.gate.c_str());
-    if (gate == nullptr) {
-        return false;
-    }
-    const HANDLE both[] = {gate, stop};
-    const bool bTurn = WaitForMultipleObjects(2, both, FALSE, INFINITE) == WAIT_OBJECT_0;
-    CloseHandle(gate);
-    return bTurn;
 }
 
 }  // namespace
@@ -147,7 +98,7 @@ OCEAN_EXPORT std::int32_t ocean_init(const char* kind, void* delegate) {
 
 OCEAN_EXPORT std::uint32_t ocean_open_miniprogram(const char* appId, const char* appPath) {
     State& state = TheState();
-    if (Number(L"refuse", OCEAN_REFUSES) != 0) {
+    if (Files().Number(L"refuse", OCEAN_REFUSES) != 0) {
         Record(std::string("open appId=") + appId + " appPath=" + appPath + " id=0");
         return 0;
     }
@@ -156,29 +107,28 @@ OCEAN_EXPORT std::uint32_t ocean_open_miniprogram(const char* appId, const char*
         const std::lock_guard guard(state.lock);
         id = state.nextId++;
     }
-    const std::wstring fixed = Setting(L"id", L"");
+    const std::wstring fixed = Files().Setting(L"id");
     if (!fixed.empty()) {
         id = static_cast<std::uint32_t>(std::stoul(fixed));
     }
     Record(std::string("open appId=") + appId + " appPath=" + appPath + " id=" + std::to_string(id));
-    const Answer answer{id + static_cast<std::uint32_t>(Number(L"id_shift", OCEAN_ID_SHIFT)),
-                        Number(L"status", OCEAN_STATUS), static_cast<DWORD>(Number(L"delay_ms", OCEAN_DELAY_MS)),
-                        Setting(L"gate", L"")};
-    const std::wstring answers = Setting(L"answers", OCEAN_ANSWERS);
+    const Answer answer{id + static_cast<std::uint32_t>(Files().Number(L"id_shift", OCEAN_ID_SHIFT)),
+                        Files().Number(L"status", OCEAN_STATUS),
+                        static_cast<DWORD>(Files().Number(L"delay_ms", OCEAN_DELAY_MS)), Files().Setting(L"gate")};
+    const std::wstring answers = Files().Setting(L"answers", OCEAN_ANSWERS);
     if (answers == L"inside") {
         Give(answer);
     } else if (answers == L"inside_thread") {
         std::thread(Give, answer).join();
     } else if (answers == L"after") {
-        const std::lock_guard guard(state.lock);
-        state.threads.emplace_back([answer] {
-            if (WaitForTurn(answer)) {
+        Files().RunThread([answer] {
+            if (Files().WaitForTurn(answer.gate, answer.delayMs)) {
                 Give(answer);
             }
         });
     }
     // The open call itself may be made to hang for a while.
-    const std::wstring hold = Setting(L"hold", L"");
+    const std::wstring hold = Files().Setting(L"hold");
     if (!hold.empty()) {
         if (const HANDLE gate = OpenEventW(SYNCHRONIZE, FALSE, hold.c_str())) {
             Record("holding id=" + std::to_string(id));
@@ -190,16 +140,7 @@ OCEAN_EXPORT std::uint32_t ocean_open_miniprogram(const char* appId, const char*
 }
 
 OCEAN_EXPORT void ocean_uninit() {
-    State& state = TheState();
-    SetEvent(state.stop);
-    std::vector<std::thread> threads;
-    {
-        const std::lock_guard guard(state.lock);
-        threads.swap(state.threads);
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
+    Files().StopThreads();
     Record("uninit");
 }
 

@@ -8,7 +8,8 @@
 #include <mutex>
 #include <string>
 #include <thread>
-#include <vector>
+
+#include "world/common/stand_in_files.h"
 
 #define PCYYB_EXPORT extern "C" __declspec(dllexport)
 
@@ -20,12 +21,14 @@ namespace {
 
 using Handler = void (*)(const char* text, std::int32_t code);
 
-// Never destroyed: a thread may still report while the process ends.
+CStandInFiles& Files() {
+    static auto& files = *new CStandInFiles(L"pcyyb");
+    return files;
+}
+
 struct State {
     std::mutex lock;
     Handler handler = nullptr;
-    std::vector<std::thread> threads;
-    HANDLE stop = CreateEventW(nullptr, TRUE, FALSE, nullptr);
 };
 
 State& TheState() {
@@ -33,52 +36,16 @@ State& TheState() {
     return state;
 }
 
-std::wstring OwnFolder() {
-    HMODULE module = nullptr;
-    GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-                       reinterpret_cast<const wchar_t*>(&OwnFolder), &module);
-    wchar_t path[MAX_PATH] = {};
-    const DWORD length = GetModuleFileNameW(module, path, MAX_PATH);
-    const std::wstring whole(path, length);
-    return whole.substr(0, whole.rfind(L'\\') + 1);
-}
-
-const std::wstring& Folder() {
-    static const std::wstring& folder = *new std::wstring(OwnFolder());
-    return folder;
-}
-
-// One write per line, so that lines of two threads do not mix.
 void Record(const std::string& line) {
-    const HANDLE file =
-        CreateFileW((Folder() + L"pcyyb_calls.txt").c_str(), FILE_APPEND_DATA,
-                    FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_ALWAYS, 0, nullptr);
-    if (file != INVALID_HANDLE_VALUE) {
-        const std::string text = line + "\n";
-        DWORD written = 0;
-        WriteFile(file, text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
-        CloseHandle(file);
-    }
+    Files().Record(line);
 }
 
 std::wstring Setting(const wchar_t* key, const wchar_t* otherwise = L"") {
-    std::wstring text(4096, L'\0');
-    text.resize(GetPrivateProfileStringW(L"pcyyb", key, otherwise, text.data(), static_cast<DWORD>(text.size()),
-                                         (Folder() + L"pcyyb.ini").c_str()));
-    return text;
+    return Files().Setting(key, otherwise);
 }
 
 std::int32_t Number(const wchar_t* key, std::int32_t otherwise) {
-    const std::wstring text = Setting(key);
-    return text.empty() ? otherwise : static_cast<std::int32_t>(std::stol(text));
-}
-
-std::string Narrow(const std::wstring& wide) {
-    std::string narrow(wide.size() * 3, '\0');
-    narrow.resize(static_cast<std::size_t>(WideCharToMultiByte(CP_UTF8, 0, wide.data(), static_cast<int>(wide.size()),
-                                                               narrow.data(), static_cast<int>(narrow.size()), nullptr,
-                                                               nullptr)));
-    return narrow;
+    return Files().Number(key, otherwise);
 }
 
 void Report(const std::string& text) {
@@ -94,27 +61,10 @@ void Report(const std::string& text) {
     Record("reported " + text);
 }
 
-// Waits for the event that a setting names; without one, for its time. False when the SDK ends first.
-bool WaitForTurn(const std::wstring& gateName, DWORD delayMs) {
-    const HANDLE stop = TheState().stop;
-    if (gateName.empty()) {
-        return WaitForSingleObject(stop, delayMs) == WAIT_TIMEOUT;
-    }
-    const HANDLE gate = OpenEventW(SYNCHRONIZE, FALSE, gateName.c_str());
-    if (gate == nullptr) {
-        return false;
-    }
-    const HANDLE both[] = {gate, stop};
-    const bool bTurn = WaitForMultipleObjects(2, both, FALSE, INFINITE) == WAIT_OBJECT_0;
-    CloseHandle(gate);
-    return bTurn;
-}
-
 // Reports on a thread of the SDK's own.
 void ReportLater(const std::string& text, const std::wstring& gate, DWORD delayMs) {
-    const std::lock_guard guard(TheState().lock);
-    TheState().threads.emplace_back([text, gate, delayMs] {
-        if (WaitForTurn(gate, delayMs)) {
+    Files().RunThread([text, gate, delayMs] {
+        if (Files().WaitForTurn(gate, delayMs)) {
             Report(text);
         }
     });
@@ -128,16 +78,7 @@ PCYYB_EXPORT std::int32_t Initialize(const char* text, std::int32_t length) {
 }
 
 PCYYB_EXPORT void Uninitialize() {
-    State& state = TheState();
-    SetEvent(state.stop);
-    std::vector<std::thread> threads;
-    {
-        const std::lock_guard guard(state.lock);
-        threads.swap(state.threads);
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
+    Files().StopThreads();
     Record("Uninitialize");
 }
 
@@ -198,7 +139,7 @@ PCYYB_EXPORT std::int32_t LaunchApplet(const char* yybParam, std::int32_t length
     // The launch itself may be made to hang for a while.
     if (const std::wstring hold = Setting(L"hold"); !hold.empty()) {
         Record("holding");
-        WaitForTurn(hold, 0);
+        Files().WaitForTurn(hold, 0);
     }
     const std::int32_t result = Number(L"launch", 0);
     SetLastError(static_cast<DWORD>(Number(L"launch_error", 0)));

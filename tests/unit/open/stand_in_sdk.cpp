@@ -1,12 +1,7 @@
 #include "tests/unit/open/stand_in_sdk.h"
 
-#include <algorithm>
-#include <fstream>
 #include <mutex>
 
-#include <gtest/gtest.h>
-
-#include "foundation/windows_headers.h"
 #include "support/beacons.h"
 #include "tests/support/stand_in_process.h"
 
@@ -35,26 +30,8 @@ std::vector<Beacon> TakeBeacons() {
     return std::exchange(g_vecBeacons, {});
 }
 
-CStandInSdk::CStandInSdk(const char* variant, const std::filesystem::path& folder) : m_library(folder / L"ocean.dll") {
+CStandInSdk::CStandInSdk(const char* variant, const std::filesystem::path& folder) : CStandInBeside(folder, L"ocean") {
     std::filesystem::create_directories(folder);
-    std::filesystem::copy_file(WorldFolder() / variant / L"ocean.dll", m_library,
+    std::filesystem::copy_file(WorldFolder() / variant / L"ocean.dll", Library(),
                                std::filesystem::copy_options::overwrite_existing);
-}
-
-void CStandInSdk::Set(const wchar_t* key, const std::wstring& value) {
-    const std::filesystem::path settings = m_library.parent_path() / L"ocean.ini";
-    EXPECT_TRUE(WritePrivateProfileStringW(L"ocean", key, value.c_str(), settings.c_str()));
-}
-
-std::vector<std::string> CStandInSdk::Calls() const {
-    std::ifstream file(m_library.parent_path() / L"ocean_calls.txt");
-    std::vector<std::string> calls;
-    for (std::string line; std::getline(file, line);) {
-        calls.push_back(line);
-    }
-    return calls;
-}
-
-bool CStandInSdk::WaitForCall(const std::string& call) const {
-    return WaitUntil([&] { return std::ranges::count(Calls(), call) > 0; });
 }

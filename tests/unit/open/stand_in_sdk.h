@@ -6,18 +6,12 @@
 #include <utility>
 #include <vector>
 
-class CStandInSdk {
+#include "tests/support/stand_in_beside.h"
+
+class CStandInSdk : public CStandInBeside {
   public:
     CStandInSdk(const char* variant, const std::filesystem::path& folder);
-    // Sets one line of its ocean.ini.
-    void Set(const wchar_t* key, const std::wstring& value);
-    // The calls it got so far.
-    std::vector<std::string> Calls() const;
-    bool WaitForCall(const std::string& call) const;
-    const std::filesystem::path& Library() const { return m_library; }
-
-  private:
-    std::filesystem::path m_library;
+    std::filesystem::path Library() const { return Folder() / L"ocean.dll"; }
 };
 
 // The beacons since the last take, each with its flag. Nothing leaves the process.
