@@ -27,6 +27,7 @@ using CGraphics = CGdiplusOwner<Gdiplus::GpGraphics, &Gdiplus::DllExports::GdipD
 using CFontFamily = CGdiplusOwner<Gdiplus::GpFontFamily, &Gdiplus::DllExports::GdipDeleteFontFamily>;
 using CFont = CGdiplusOwner<Gdiplus::GpFont, &Gdiplus::DllExports::GdipDeleteFont>;
 using CStringFormat = CGdiplusOwner<Gdiplus::GpStringFormat, &Gdiplus::DllExports::GdipDeleteStringFormat>;
+using CImageAttributes = CGdiplusOwner<Gdiplus::GpImageAttributes, &Gdiplus::DllExports::GdipDisposeImageAttributes>;
 using CBrush = CGdiplusOwner<Gdiplus::GpBrush, &Gdiplus::DllExports::GdipDeleteBrush>;
 
 // The picture in these bytes, which are copied; null when they cannot be decoded. Starts GDI+.

@@ -147,7 +147,7 @@ void CWxLoadingWnd::OnFinalMessage(HWND /*window*/) {}
 
 // The name that the member was meant to hold, WXMINI_ZOLT_LOADING_WND with the ids of process and thread, never became
 // the class's, and whoever looks for the window by class knows it under its automatic name.
-// LoadingWindow.HasAnAutomaticClassName holds it.
+// WxLoadingWnd.HasAnAutomaticClassName holds it.
 const wchar_t* CWxLoadingWnd::GetWndClassName() {
     NXL_LOG(L"[%s(%d)] GetWndClassName m_strClassNmae :[%s]", m_strClassNmae.c_str());
     return m_strClassNmae.c_str();

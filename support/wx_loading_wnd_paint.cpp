@@ -52,15 +52,19 @@ CBitmap MakeBitmap(HDC dc, int width, int height) {
     return CBitmap(CreateDIBSection(dc, &info, DIB_RGB_COLORS, &bits, /*hSection=*/nullptr, /*offset=*/0));
 }
 
-// The whole picture scaled into the box.
+// The whole picture scaled into the box. Mirrored at its edges, or scaling would blend them with nothing.
 void DrawWhole(Gdiplus::GpGraphics* graphics, Gdiplus::GpImage* image, const LoadingBox& box) {
     UINT width = 0;
     UINT height = 0;
     Flat::GdipGetImageWidth(image, &width);
     Flat::GdipGetImageHeight(image, &height);
+    Gdiplus::GpImageAttributes* rawAttributes = nullptr;
+    Flat::GdipCreateImageAttributes(&rawAttributes);
+    const CImageAttributes attributes(rawAttributes);
+    Flat::GdipSetImageAttributesWrapMode(rawAttributes, Gdiplus::WrapModeTileFlipXY, /*argb=*/0, /*clamp=*/FALSE);
     Flat::GdipDrawImageRectRectI(graphics, image, box.left, box.top, box.width, box.height, 0, 0,
-                                 static_cast<INT>(width), static_cast<INT>(height), Gdiplus::UnitPixel,
-                                 /*imageAttributes=*/nullptr, /*callback=*/nullptr, /*callbackData=*/nullptr);
+                                 static_cast<INT>(width), static_cast<INT>(height), Gdiplus::UnitPixel, rawAttributes,
+                                 /*callback=*/nullptr, /*callbackData=*/nullptr);
 }
 
 CStringFormat MakeFormat() {
@@ -136,6 +140,8 @@ void CWxLoadingWnd::PaintLayered() {
         Flat::GdipCreateFromHDC(dc.get(), &rawGraphics);
         const CGraphics graphics(rawGraphics);
         Flat::GdipSetSmoothingMode(graphics.get(), Gdiplus::SmoothingModeNone);
+        // A large icon is averaged, not sampled.
+        Flat::GdipSetInterpolationMode(graphics.get(), Gdiplus::InterpolationModeHighQualityBicubic);
         DrawPictures(graphics.get(), client, dpi);
         DrawTexts(graphics.get(), client, dpi);
     }

@@ -16,7 +16,7 @@ SYSTEM_LIBRARIES = START_IMPORTS | {
 # What a start does not need must not slow it down.
 LATE_LIBRARIES = {"gdiplus.dll", "wininet.dll", "crypt32.dll"}
 
-RT_ICON, RT_VERSION, RT_MANIFEST = 3, 16, 24
+RT_ICON, RT_GROUP_ICON, RT_VERSION, RT_MANIFEST = 3, 14, 16, 24
 
 
 def wide_texts(data):
@@ -77,6 +77,26 @@ class ProgramFileTest(unittest.TestCase):
         self.assertIn("<dpiAware>true</dpiAware>", manifest)
         # The system that current Windows reports to programs which name it.
         self.assertIn("{8e0f7a12-bfb3-4fe8-b9a5-48fd50a15a9a}", manifest)
+
+    def test_carries_the_pictures_of_the_loading_window(self):
+        for number, side in {131: 96, 132: 360}.items():
+            picture = self.program.resources()[("PNG", number)]
+            self.assertEqual(picture[:8], b"\x89PNG\r\n\x1a\n")
+            width, height, depth, colours = struct.unpack_from(">IIBB", picture, 16)
+            self.assertEqual((width, height, depth, colours), (side, side, 8, 3), "a palette picture of that size")
+
+    def test_has_an_icon_in_all_usual_sizes(self):
+        resources = self.program.resources()
+        group = resources[(RT_GROUP_ICON, 1)]
+        _, kind, count = struct.unpack_from("<HHH", group)
+        self.assertEqual(kind, 1)
+        sizes = []
+        for i in range(count):
+            width, height, _, _, _, bits, size, number = struct.unpack_from("<BBBBHHIH", group, 6 + 14 * i)
+            sizes.append(width or 256)
+            self.assertEqual((height, bits), (width, 32))
+            self.assertEqual(len(resources[(RT_ICON, number)]), size)
+        self.assertEqual(sizes, [16, 24, 32, 48, 64, 256])
 
     def test_test_program_talks_to_this_machine_alone(self):
         urls = [text for text in wide_texts(self.test_program.data) if re.match("https?://", text)]

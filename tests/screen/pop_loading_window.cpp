@@ -1,11 +1,8 @@
 // Pops one loading window and ends with it.
 //
 //   pop_loading_window NAME TITLE ICON-URL TIMEOUT-MS
-//
-// It writes "shown" when the window is on the screen.
 #include "foundation/windows_headers.h"
 
-#include <cstdio>
 #include <cstdlib>
 
 #include "foundation/text_helpers.h"
