@@ -1,7 +1,7 @@
 #include "client/caller.h"
 
 #include <algorithm>
-#include <chrono>
+#include <new>
 #include <utility>
 
 #include "client/payload_sink.h"
@@ -15,7 +15,7 @@ namespace {
 
 // A process that ends right after connecting is noticed on another thread than its connection: for so long the
 // connection may still turn up.
-constexpr std::uint64_t kLateConnectionMs = 500;
+constexpr std::uint32_t kLateConnectionMs = 500;
 
 // One write carries a whole frame, header included.
 constexpr std::size_t kMaxSentPayload = 0xFFFFFFFFu - kFrameHeaderSize;
@@ -25,9 +25,11 @@ ReceivedFrame ReadFrame(std::string payload) {
     Json::Value root;
     if (ParseJson(payload, root) && root.isObject()) {
         const Json::Value* type = FindJsonMember(root, "message_type");
-        if (type != nullptr && IsJsonInteger(*type)) {
+        if (type != nullptr && IsJsonInteger(*type) && type->isInt()) {
             frame.nType = type->asInt();
             frame.content = root["content"];
+            const Json::Value* call = frame.content.isObject() ? FindJsonMember(frame.content, kCallKey) : nullptr;
+            frame.nCall = call != nullptr && IsJsonInteger(*call) ? call->asInt64() : 0;
         }
     }
     frame.strPayload = std::move(payload);
@@ -48,15 +50,24 @@ CCaller::~CCaller() {
 }
 
 CallerResult CCaller::Open() {
-    return m_pipe.Start(m_dwSystemError);
+    DWORD systemError = 0;
+    const CallerResult result = m_pipe.Start(systemError);
+    m_dwSystemError = systemError;
+    return result;
+}
+
+void CCaller::Shutdown() {
+    {
+        const CNativeGuard lock(m_lock);
+        m_bClosed = true;
+    }
+    m_changed.NotifyAll();
+    m_pipe.RequestStop();
 }
 
 void CCaller::Close() {
-    {
-        const std::lock_guard<std::mutex> lock(m_lock);
-        m_bClosed = true;
-    }
-    m_changed.notify_all();
+    Shutdown();
+    const CNativeGuard lock(m_lockStart);
     m_pipe.Stop();
     StopWatchingProcess();
 }
@@ -69,18 +80,36 @@ CallerResult CCaller::StartHelper(HelperStart start) {
     if (result != CallerResult::Ok) {
         return result;
     }
+    ExpectHelper();
+    StartedProcess process;
+    DWORD systemError = 0;
+    result = StartProgram(start.strExe, commandLine, process, systemError);
+    m_dwSystemError = systemError;
+    return result == CallerResult::Ok ? WatchProcess(std::move(process)) : result;
+}
+
+void CCaller::ExpectHelper() {
+    const CNativeGuard startLock(m_lockStart);
     StopWatchingProcess();
+    const CNativeGuard lock(m_lock);
+    m_pProcess.reset();
+    m_bProcessEnded = false;
+    m_bLost = false;
+}
+
+CallerResult CCaller::WatchProcess(StartedProcess process) {
+    const CNativeGuard startLock(m_lockStart);
+    StopWatchingProcess();
+    const auto watched = std::make_shared<const StartedProcess>(std::move(process));
     {
-        const std::lock_guard<std::mutex> lock(m_lock);
-        m_bProcessEnded = false;
-        m_bLost = false;
+        const CNativeGuard lock(m_lock);
+        if (m_bClosed) {
+            return CallerResult::Closed;
+        }
+        m_pProcess = watched;
     }
-    result = StartProgram(start.strExe, commandLine, m_process, m_dwSystemError);
-    if (result != CallerResult::Ok) {
-        return result;
-    }
-    if (RegisterWaitForSingleObject(&m_hProcessWait, m_process.hProcess.get(), ProcessEnded, this, INFINITE,
-                                    WT_EXECUTEONLYONCE) == FALSE) {
+    if (watched->hProcess && RegisterWaitForSingleObject(&m_hProcessWait, watched->hProcess.get(), ProcessEnded, this,
+                                                         INFINITE, WT_EXECUTEONLYONCE) == FALSE) {
         m_dwSystemError = GetLastError();
         m_hProcessWait = nullptr;
         return CallerResult::SystemError;
@@ -99,29 +128,35 @@ void CCaller::StopWatchingProcess() {
 void CALLBACK CCaller::ProcessEnded(void* self, BOOLEAN /*timedOut*/) {
     auto* caller = static_cast<CCaller*>(self);
     {
-        const std::lock_guard<std::mutex> lock(caller->m_lock);
+        const CNativeGuard lock(caller->m_lock);
         caller->m_bProcessEnded = true;
         caller->m_nProcessEndedAt = GetTickCount64();
     }
-    caller->m_changed.notify_all();
+    caller->m_changed.NotifyAll();
 }
 
 void CCaller::OnConnected() {
     m_cutter = CFrameCutter();
     {
-        const std::lock_guard<std::mutex> lock(m_lock);
+        const CNativeGuard lock(m_lock);
         ++m_nConnections;
         m_bConnected = true;
         m_bSpoke = false;
     }
-    m_changed.notify_all();
+    m_changed.NotifyAll();
 }
 
 void CCaller::OnBytes(const char* data, std::size_t size) {
-    m_cutter.Append(data, size);
-    CPayloadSink sink([this](std::string payload) { OnPayload(std::move(payload)); });
-    m_cutter.DispatchFrames(&sink);
-    m_changed.notify_all();
+    try {
+        m_cutter.Append(data, size);
+        CPayloadSink sink([this](std::string payload) { OnPayload(std::move(payload)); });
+        m_cutter.DispatchFrames(&sink);
+    } catch (const std::bad_alloc&) {
+        // A frame for which there is no room costs the connection and not the caller's process.
+        m_cutter = CFrameCutter();
+        m_pipe.Disconnect();
+    }
+    m_changed.NotifyAll();
 }
 
 void CCaller::OnPayload(std::string payload) {
@@ -129,19 +164,31 @@ void CCaller::OnPayload(std::string payload) {
         m_observer(FrameDirection::Received, payload);
     }
     ReceivedFrame frame = ReadFrame(std::move(payload));
-    const std::lock_guard<std::mutex> lock(m_lock);
-    m_frames.push_back(std::move(frame));
+    const CNativeGuard lock(m_lock);
     m_bSpoke = true;
     m_bLost = false;
+    if (frame.nCall != 0 && m_calls.count(frame.nCall) == 0) {
+        // The call is over: it has waited too long.
+        return;
+    }
+    m_frames.push_back(std::move(frame));
+    if (m_frames.size() > kMaxKeptFrames) {
+        m_frames.pop_front();
+    }
 }
 
 void CCaller::OnLost() {
+    bool tell = false;
     {
-        const std::lock_guard<std::mutex> lock(m_lock);
+        const CNativeGuard lock(m_lock);
         m_bConnected = false;
         m_bLost = m_bLost || m_bSpoke;
+        tell = m_bSpoke && !m_bClosed;
     }
-    m_changed.notify_all();
+    m_changed.NotifyAll();
+    if (tell && m_gone) {
+        m_gone();
+    }
 }
 
 bool CCaller::IsGone() const {
@@ -152,9 +199,8 @@ bool CCaller::IsGone() const {
 }
 
 template <typename Ready>
-CallerResult CCaller::WaitUntil(std::uint32_t timeoutMs, bool endsWhenGone, Ready ready) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
-    std::unique_lock<std::mutex> lock(m_lock);
+CallerResult CCaller::WaitUntil(const CDeadline& deadline, bool endsWhenGone, Ready ready) {
+    CNativeHold lock(m_lock);
     for (;;) {
         if (ready()) {
             return CallerResult::Ok;
@@ -165,23 +211,23 @@ CallerResult CCaller::WaitUntil(std::uint32_t timeoutMs, bool endsWhenGone, Read
         if (endsWhenGone && IsGone()) {
             return CallerResult::Gone;
         }
-        const auto now = std::chrono::steady_clock::now();
-        if (now >= deadline) {
+        std::uint32_t left = deadline.RemainingMs();
+        if (left == 0) {
             return CallerResult::Timeout;
         }
-        auto until = deadline;
         if (m_bProcessEnded && !m_bConnected) {
             // Nothing will wake this wait when the late connection does not come.
-            until = std::min(until, now + std::chrono::milliseconds(kLateConnectionMs / 10));
+            left = std::min(left, kLateConnectionMs / 10);
         }
-        m_changed.wait_until(lock, until);
+        m_changed.Wait(lock, left);
     }
 }
 
 CallerResult CCaller::WaitForFrame(int nType, std::uint32_t timeoutMs, ReceivedFrame& frame) {
-    return WaitUntil(timeoutMs, /*endsWhenGone=*/true, [&] {
-        const auto found = std::find_if(m_frames.begin(), m_frames.end(),
-                                        [nType](const ReceivedFrame& one) { return nType == 0 || one.nType == nType; });
+    return WaitUntil(CDeadline(timeoutMs), /*endsWhenGone=*/true, [&] {
+        const auto found = std::find_if(m_frames.begin(), m_frames.end(), [nType](const ReceivedFrame& one) {
+            return one.nCall == 0 && (nType == 0 || one.nType == nType);
+        });
         if (found == m_frames.end()) {
             return false;
         }
@@ -191,32 +237,77 @@ CallerResult CCaller::WaitForFrame(int nType, std::uint32_t timeoutMs, ReceivedF
     });
 }
 
+CallerResult CCaller::Call(int nType, Json::Value content, int nReplyType, std::uint32_t timeoutMs,
+                           ReceivedFrame& reply) {
+    const CDeadline deadline(timeoutMs);
+    std::int64_t call = 0;
+    {
+        const CNativeGuard lock(m_lock);
+        call = ++m_nLastCall;
+        m_calls.insert(call);
+    }
+    content[kCallKey] = Json::Value::Int64(call);
+    CallerResult result = Send(nType, std::move(content), timeoutMs);
+    if (result == CallerResult::Ok) {
+        result = WaitUntil(deadline, /*endsWhenGone=*/true, [&] {
+            const auto found = std::find_if(m_frames.begin(), m_frames.end(), [&](const ReceivedFrame& one) {
+                return one.nCall == call && one.nType == nReplyType;
+            });
+            if (found == m_frames.end()) {
+                return false;
+            }
+            reply = std::move(*found);
+            return true;
+        });
+    }
+    const CNativeGuard lock(m_lock);
+    m_calls.erase(call);
+    std::erase_if(m_frames, [call](const ReceivedFrame& one) { return one.nCall == call; });
+    return result;
+}
+
 CallerResult CCaller::WaitForConnection(std::uint32_t timeoutMs) {
-    return WaitUntil(timeoutMs, /*endsWhenGone=*/false, [&] { return m_bConnected; });
+    return WaitUntil(CDeadline(timeoutMs), /*endsWhenGone=*/false, [&] { return m_bConnected; });
 }
 
 CallerResult CCaller::WaitForLoss(std::uint32_t timeoutMs) {
-    return WaitUntil(timeoutMs, /*endsWhenGone=*/false, [&] { return m_nConnections > 0 && !m_bConnected; });
+    return WaitUntil(CDeadline(timeoutMs), /*endsWhenGone=*/false, [&] { return m_nConnections > 0 && !m_bConnected; });
+}
+
+CallerResult CCaller::WaitForClose(std::uint32_t timeoutMs) {
+    return WaitUntil(CDeadline(timeoutMs), /*endsWhenGone=*/false, [] { return false; });
 }
 
 CallerResult CCaller::WaitForProcessEnd(std::uint32_t timeoutMs, DWORD& exitCode) {
-    if (!m_process.hProcess) {
+    std::shared_ptr<const StartedProcess> process;
+    const CallerResult result = WaitUntil(CDeadline(timeoutMs), /*endsWhenGone=*/false, [&] {
+        process = m_pProcess;
+        // The handle itself is asked as well: the callback comes a moment later.
+        return process == nullptr || !process->hProcess || m_bProcessEnded ||
+               WaitForSingleObject(process->hProcess.get(), 0) == WAIT_OBJECT_0;
+    });
+    if (result != CallerResult::Ok) {
+        return result;
+    }
+    if (process == nullptr || !process->hProcess) {
         return CallerResult::NotConnected;
     }
-    switch (WaitForSingleObject(m_process.hProcess.get(), timeoutMs)) {
-        case WAIT_OBJECT_0:
-            break;
-        case WAIT_TIMEOUT:
-            return CallerResult::Timeout;
-        default:
-            return CallerResult::SystemError;
-    }
-    return GetExitCodeProcess(m_process.hProcess.get(), &exitCode) != FALSE ? CallerResult::Ok
-                                                                            : CallerResult::SystemError;
+    return GetExitCodeProcess(process->hProcess.get(), &exitCode) != FALSE ? CallerResult::Ok
+                                                                           : CallerResult::SystemError;
+}
+
+DWORD CCaller::ProcessId() const {
+    const CNativeGuard lock(m_lock);
+    return m_pProcess != nullptr ? m_pProcess->dwProcessId : 0;
+}
+
+HANDLE CCaller::ProcessHandle() const {
+    const CNativeGuard lock(m_lock);
+    return m_pProcess != nullptr ? m_pProcess->hProcess.get() : nullptr;
 }
 
 std::uint32_t CCaller::Connections() const {
-    const std::lock_guard<std::mutex> lock(m_lock);
+    const CNativeGuard lock(m_lock);
     return m_nConnections;
 }
 
@@ -228,7 +319,7 @@ CallerResult CCaller::SendPayload(std::string_view payload, std::uint32_t timeou
     if (payload.size() > kMaxSentPayload) {
         return CallerResult::BadArgument;
     }
-    if (m_observer) {
+    if (m_observer && m_pipe.Connected()) {
         m_observer(FrameDirection::Sent, payload);
     }
     return SendBytes(BuildFrame(payload), timeoutMs);
@@ -239,6 +330,6 @@ CallerResult CCaller::SendBytes(std::string_view bytes, std::uint32_t timeoutMs)
     if (result != CallerResult::NotConnected) {
         return result;
     }
-    const std::lock_guard<std::mutex> lock(m_lock);
+    const CNativeGuard lock(m_lock);
     return m_bClosed ? CallerResult::Closed : IsGone() ? CallerResult::Gone : result;
 }

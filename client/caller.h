@@ -2,11 +2,11 @@
 #pragma once
 
 #include <atomic>
-#include <condition_variable>
 #include <cstdint>
 #include <deque>
 #include <functional>
-#include <mutex>
+#include <memory>
+#include <set>
 #include <string>
 #include <string_view>
 
@@ -14,13 +14,16 @@
 
 #include "client/caller_pipe.h"
 #include "client/caller_result.h"
+#include "client/deadline.h"
 #include "client/helper_start.h"
+#include "client/native_lock.h"
 #include "foundation/handle.h"
 #include "ipc/frame_cutter.h"
 
 // A frame from the helper. nType is 0 when the payload is no envelope; content is null then.
 struct ReceivedFrame {
     int nType = 0;
+    std::int64_t nCall = 0;  // the number of the call that it answers, 0 for none
     Json::Value content;
     std::string strPayload;
 };
@@ -31,8 +34,14 @@ enum class FrameDirection { Sent, Received };
 // pipe's thread before any waiter sees them. It must not call back into the caller.
 using FrameObserver = std::function<void(FrameDirection direction, std::string_view payload)>;
 
-// One mark, one service id, one helper. Open and Close on the owner's thread; everything else on any thread. Nothing
-// blocks longer than the timeout it is given plus, in a send, one second at the gate.
+// Under which a call's number travels in its content, and back in its reply.
+inline constexpr char kCallKey[] = "nexlet_call";
+
+// Frames that nobody has taken are kept up to this many; then the oldest go.
+inline constexpr std::size_t kMaxKeptFrames = 4096;
+
+// One mark, one service id, one helper. Everything on any thread, but nothing during the destructor, and Open only
+// once. Nothing blocks longer than the timeout it is given.
 class CCaller final : private ICallerPipeSink {
   public:
     CCaller(std::wstring strMark, std::string strServiceId);
@@ -42,15 +51,29 @@ class CCaller final : private ICallerPipeSink {
 
     // Before Open.
     void SetObserver(FrameObserver observer) { m_observer = std::move(observer); }
+    // Before Open. Called on the pipe's thread when a connection is lost on which the helper had sent something, unless
+    // this side ends it by Shutdown or Close.
+    void SetGoneHandler(std::function<void()> handler) { m_gone = std::move(handler); }
 
     // Serves the pipe and the gate of the mark and service id.
     CallerResult Open();
     // Lets the helper's connection and the pipe go and wakes every waiter. The helper notices within its minute.
     void Close();
+    // Begins what Close does and does not wait: for any thread, an observer's among them.
+    void Shutdown();
 
     // Starts the program with a command line for this mark and service id; mark and service id of start are ignored.
     // A helper of this mark that runs already makes the new process hand its command line over and end.
     CallerResult StartHelper(HelperStart start);
+
+    // For a helper that runs already and is told of this service in another way: what was lost before no longer counts,
+    // and the process, when its handle is known, takes the place of the one that StartHelper makes.
+    void ExpectHelper();
+    CallerResult WatchProcess(StartedProcess process);
+
+    // A call: its number is put into content under kCallKey, and the reply is the frame of this type with the same
+    // number. One that comes after the call is over is dropped.
+    CallerResult Call(int nType, Json::Value content, int nReplyType, std::uint32_t timeoutMs, ReceivedFrame& reply);
 
     // Sends one envelope; Ok means the helper has read it.
     CallerResult Send(int nType, Json::Value content, std::uint32_t timeoutMs);
@@ -59,14 +82,16 @@ class CCaller final : private ICallerPipeSink {
     // Sends bytes as they stand, not a frame made of them.
     CallerResult SendBytes(std::string_view bytes, std::uint32_t timeoutMs);
 
-    // Waits for a frame of this type that no wait has taken yet; others stay queued. Type 0 takes the next frame of
-    // any kind. Gone when the queue holds none and the helper is gone.
+    // Waits for a frame of this type that answers no call and that no wait has taken yet; others stay queued. Type 0
+    // takes the next frame of any kind. Gone when the queue holds none and the helper is gone.
     CallerResult WaitForFrame(int nType, std::uint32_t timeoutMs, ReceivedFrame& frame);
     // Waits until a helper is connected, also one that comes after another was lost.
     CallerResult WaitForConnection(std::uint32_t timeoutMs);
     // Waits until the connection that had been made is lost.
     CallerResult WaitForLoss(std::uint32_t timeoutMs);
-    // Waits until the process that StartHelper made has ended.
+    // Closed once Close or Shutdown was called, Timeout before.
+    CallerResult WaitForClose(std::uint32_t timeoutMs);
+    // Waits until the process that StartHelper made, or that WatchProcess was given, has ended.
     CallerResult WaitForProcessEnd(std::uint32_t timeoutMs, DWORD& exitCode);
 
     // Ends the connection; the pipe is served on.
@@ -76,8 +101,8 @@ class CCaller final : private ICallerPipeSink {
     // How many connections there have been, probes included.
     std::uint32_t Connections() const;
     // Of the last process started; 0 and null before.
-    DWORD ProcessId() const { return m_process.dwProcessId; }
-    HANDLE ProcessHandle() const { return m_process.hProcess.get(); }
+    DWORD ProcessId() const;
+    HANDLE ProcessHandle() const;
     // The system's error number behind the last failure of Open or StartHelper.
     DWORD SystemError() const { return m_dwSystemError; }
 
@@ -93,28 +118,33 @@ class CCaller final : private ICallerPipeSink {
     void OnPayload(std::string payload);
 
     static void CALLBACK ProcessEnded(void* self, BOOLEAN timedOut);
+    // Needs m_lockStart.
     void StopWatchingProcess();
     // Whether nothing more can come. Needs m_lock.
     bool IsGone() const;
     template <typename Ready>
-    CallerResult WaitUntil(std::uint32_t timeoutMs, bool endsWhenGone, Ready ready);
+    CallerResult WaitUntil(const CDeadline& deadline, bool endsWhenGone, Ready ready);
 
     const std::wstring m_strMark;
     const std::string m_strServiceId;
     const std::wstring m_strPipeName;
     const std::wstring m_strGateName;
     FrameObserver m_observer;
+    std::function<void()> m_gone;
 
     CFrameCutter m_cutter;  // the pipe's thread alone
     CCallerPipe m_pipe;
 
-    StartedProcess m_process;
+    CNativeLock m_lockStart;          // one start or close at a time; taken before m_lock
     HANDLE m_hProcessWait = nullptr;  // the registered wait; unregistered by StopWatchingProcess
-    DWORD m_dwSystemError = 0;
+    std::atomic<DWORD> m_dwSystemError{0};
 
-    mutable std::mutex m_lock;  // guards what follows
-    std::condition_variable m_changed;
+    mutable CNativeLock m_lock;  // guards what follows
+    CNativeCondition m_changed;
+    std::shared_ptr<const StartedProcess> m_pProcess;
     std::deque<ReceivedFrame> m_frames;
+    std::set<std::int64_t> m_calls;  // the numbers of calls under way
+    std::int64_t m_nLastCall = 0;
     std::uint32_t m_nConnections = 0;
     bool m_bConnected = false;
     bool m_bSpoke = false;  // this connection has sent something, so it is the helper's and no probe

@@ -1,5 +1,6 @@
 #include "client/caller_pipe.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace {
@@ -60,13 +61,20 @@ CallerResult CCallerPipe::Start(DWORD& systemError) {
     return CallerResult::Ok;
 }
 
-void CCallerPipe::Stop() {
-    if (m_hThread) {
+void CCallerPipe::RequestStop() {
+    if (m_hStop) {
         SetEvent(m_hStop.get());
+    }
+    m_turnSend.Close();
+}
+
+void CCallerPipe::Stop() {
+    RequestStop();
+    m_turnSend.CloseAndWait();
+    if (m_hThread) {
         WaitForSingleObject(m_hThread.get(), INFINITE);
         m_hThread.reset();
     }
-    const std::lock_guard<std::mutex> lock(m_lockSend);
     m_hPipe.reset();
     m_hGate.reset();
 }
@@ -154,13 +162,22 @@ void CCallerPipe::ReadUntilLost() {
 }
 
 CallerResult CCallerPipe::Send(std::string_view bytes, DWORD timeoutMs) {
-    const std::lock_guard<std::mutex> lock(m_lockSend);
-    if (!m_hPipe || !m_bConnected) {
+    const CDeadline deadline(timeoutMs);
+    const CTurnScope turn(m_turnSend, deadline);
+    if (turn.Result() != CallerResult::Ok) {
+        return turn.Result();
+    }
+    if (!m_bConnected) {
         return CallerResult::NotConnected;
     }
-    WaitForSingleObject(m_hGate.get(), kGateWaitMs);
+    // The stop ends the wait as well, and the write below is then the one that says so.
+    const HANDLE handles[] = {m_hStop.get(), m_hGate.get()};
+    const DWORD left = deadline.RemainingMs();
+    if (WaitForMultipleObjects(2, handles, FALSE, std::min(kGateWaitMs, left)) == WAIT_TIMEOUT && left < kGateWaitMs) {
+        return CallerResult::Timeout;
+    }
     ResetEvent(m_hGate.get());
-    const CallerResult result = Write(bytes, timeoutMs);
+    const CallerResult result = Write(bytes, deadline.RemainingMs());
     SetEvent(m_hGate.get());
     return result;
 }

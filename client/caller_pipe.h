@@ -2,12 +2,12 @@
 #pragma once
 
 #include <atomic>
-#include <mutex>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "client/caller_result.h"
+#include "client/turn.h"
 #include "foundation/handle.h"
 
 // What a caller's pipe tells its owner. All on the pipe's own thread, one call at a time.
@@ -24,7 +24,8 @@ class ICallerPipeSink {
 };
 
 // Serves from Start to Stop; after a lost connection it listens again. While a helper is connected every other open
-// finds the pipe busy, which the helper's probe takes for alive. Start and Stop on the owner's thread, the rest on any.
+// finds the pipe busy, which the helper's probe takes for alive. Start and Stop on one thread at a time, the rest on
+// any.
 class CCallerPipe {
   public:
     CCallerPipe(std::wstring strPipeName, std::wstring strGateName, ICallerPipeSink& sink);
@@ -36,12 +37,16 @@ class CCallerPipe {
     // server already; on any failure systemError holds the system's reason.
     CallerResult Start(DWORD& systemError);
 
-    // Ends the connection and the listening. When it returns no sink call is under way and none will come.
+    // Ends the connection and the listening, for good. When it returns no sink call and no send is under way and none
+    // will come.
     void Stop();
 
+    // Begins what Stop does and does not wait: for any thread, the sink's among them.
+    void RequestStop();
+
     // Writes the bytes and returns when the helper has read them all. They pass the gate, which is waited for up to a
-    // second and then passed whatever the wait said. Senders wait for each other. A write that times out half way ends
-    // the connection, since what follows would no longer begin at a frame.
+    // second and then passed whatever the wait said. Senders wait for each other. All of that takes timeoutMs at most.
+    // A write that times out half way ends the connection, since what follows would no longer begin at a frame.
     CallerResult Send(std::string_view bytes, DWORD timeoutMs);
 
     // Ends the connection of the moment, if there is one, and listens again.
@@ -60,7 +65,7 @@ class CCallerPipe {
     const std::wstring m_strGateName;
     ICallerPipeSink& m_sink;
 
-    // Made by Start, closed by Stop once the thread has ended and under m_lockSend.
+    // Made by Start, closed by Stop once the thread has ended and nobody sends.
     CFileHandle m_hPipe;
     CKernelHandle m_hGate;
     CKernelHandle m_hStop;   // manual-reset: the thread ends
@@ -69,7 +74,7 @@ class CCallerPipe {
     CKernelHandle m_hWrite;  // of the one pending write
     CKernelHandle m_hThread;
 
-    std::mutex m_lockSend;  // one sender at a time; guards m_hWrite and the closing of m_hPipe
+    CTurn m_turnSend;  // one sender at a time
     std::atomic<bool> m_bConnected{false};
     std::vector<char> m_vecChunk;
 };

@@ -70,6 +70,11 @@ void CHostPipe::Close() {
     m_payloads.clear();
 }
 
+DWORD CHostPipe::ServerProcessId() const {
+    ULONG id = 0;
+    return m_hPipe && GetNamedPipeServerProcessId(m_hPipe.get(), &id) != FALSE ? id : 0;
+}
+
 CallerResult CHostPipe::Finish(OVERLAPPED& overlapped, BOOL started, std::uint32_t timeoutMs, DWORD& moved) {
     if (started == FALSE && GetLastError() != ERROR_IO_PENDING) {
         return CallerResult::Gone;

@@ -28,6 +28,8 @@ class CHostPipe {
     // when it was busy all the time. systemError holds the system's reason.
     CallerResult Connect(const std::wstring& strMark, std::uint32_t timeoutMs, DWORD& systemError);
     void Close();
+    // The process that serves the pipe, 0 when the system does not tell.
+    DWORD ServerProcessId() const;
     bool IsConnected() const { return m_hPipe.valid(); }
 
     // Sends one envelope, or one frame with this payload, or bytes as they stand, through the host's gate. Ok means

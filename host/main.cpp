@@ -13,11 +13,10 @@
 #include "host/forwarder.h"
 #include "host/helper_host.h"
 #include "host/process_end.h"
+#include "ipc/pipe_names.h"
 
 namespace {
 
-// One process serves one mark: the mutex's name is this text and the mark.
-constexpr wchar_t kMutexBase[] = L"{653300D9-0A22-4552-BA36-294AD3FE56F0}";
 // No error dialog of the system, of a fault, of an unaligned access or of a file that is not there.
 constexpr UINT kErrorMode =
     SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX | SEM_NOALIGNMENTFAULTEXCEPT | SEM_NOOPENFILEERRORBOX;
@@ -44,7 +43,7 @@ int WINAPI wWinMain(HINSTANCE, HINSTANCE, LPWSTR arguments, int) {
     NXL_LOG(L"[%s(%d)] zolt strCmd=%s", commandLine.c_str());
     if (const auto mark = ReadSwitch(commandLine, kSwitchFrom, kShortSwitchSize)) {
         NXL_LOG(L"[%s(%d)] enter mark=%s", mark->c_str());
-        const std::wstring name = kMutexBase + *mark;
+        const std::wstring name = HostMutexName(*mark);
         // No look at the handle: a mutex that cannot be made counts as a first start.
         const CKernelHandle mutex(CreateMutexW(/*attributes=*/nullptr, /*bInitialOwner=*/TRUE, name.c_str()));
         if (GetLastError() == ERROR_ALREADY_EXISTS) {

@@ -22,6 +22,10 @@ std::wstring HostEventName(const std::wstring& strMark) {
     return Joined(kEventBase, strMark);
 }
 
+std::wstring HostMutexName(const std::wstring& strMark) {
+    return kMutexBase + strMark;
+}
+
 std::wstring ServicePipeName(const std::wstring& strMark, const std::string& strServiceId) {
     return Joined(kPipeBase, strMark, strServiceId);
 }

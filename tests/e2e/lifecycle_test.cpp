@@ -6,7 +6,6 @@
 namespace {
 
 constexpr DWORD kUncaughtException = 3;
-constexpr wchar_t kMutexBase[] = L"{653300D9-0A22-4552-BA36-294AD3FE56F0}";
 
 Json::Value ServiceContent(const std::string& service) {
     Json::Value content(Json::objectValue);

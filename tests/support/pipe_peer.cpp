@@ -18,7 +18,8 @@ bool CPipePeer::Finish(OVERLAPPED& overlapped, BOOL started, std::uint32_t timeo
         m_dwError = GetLastError();
         return false;
     }
-    if (WaitForSingleObject(overlapped.hEvent, timeoutMs) != WAIT_OBJECT_0) {
+    const HANDLE handles[] = {overlapped.hEvent, m_hStop};
+    if (WaitForMultipleObjects(m_hStop != nullptr ? 2 : 1, handles, FALSE, timeoutMs) != WAIT_OBJECT_0) {
         CancelIoEx(m_hPipe.get(), &overlapped);
     }
     const bool done = GetOverlappedResult(m_hPipe.get(), &overlapped, &moved, TRUE) != FALSE;

@@ -14,6 +14,8 @@ class CPipePeer {
     bool Open(const std::wstring& name);
     void Close() { m_hPipe.reset(); }
     bool IsOpen() const { return m_hPipe.valid(); }
+    // Every wait ends as a failure once this event is signalled. It outlives the peer.
+    void StopOn(HANDLE event) { m_hStop = event; }
 
     // True when all bytes were taken in time.
     bool Write(std::string_view bytes, std::uint32_t timeoutMs = 10000);
@@ -31,6 +33,7 @@ class CPipePeer {
     bool Finish(OVERLAPPED& overlapped, BOOL started, std::uint32_t timeoutMs, DWORD& moved);
 
     CFileHandle m_hPipe;
+    HANDLE m_hStop = nullptr;  // borrowed
     bool m_bFailed = false;
     DWORD m_dwError = 0;
 };

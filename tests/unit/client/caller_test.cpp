@@ -192,6 +192,7 @@ TEST_F(CallerTest, HelperMayComeAgainAndBeginsWithAFreshStream) {
     while (!m_helper.Open(m_caller.PipeName())) {
         WaitNamedPipeW(m_caller.PipeName().c_str(), kLongMs);
     }
+    ASSERT_EQ(m_caller.WaitForConnection(kLongMs), CallerResult::Ok);
     ASSERT_TRUE(m_helper.Write(notice));
     EXPECT_EQ(m_caller.WaitForFrame(12, kLongMs, frame), CallerResult::Ok);
 }

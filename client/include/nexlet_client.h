@@ -1,0 +1,310 @@
+/*
+ * nexlet_client.h: the caller's side of the helper as a C library, nexlet_client.dll.
+ *
+ *   nexlet_options options = {sizeof options, "mark", "service-1"};
+ *   nexlet_client client;
+ *   if (nexlet_open(&options, &client) == NEXLET_OK) {
+ *       nexlet_app_status status = {sizeof status};
+ *       if (nexlet_start(client, NULL, 10000) == NEXLET_OK && nexlet_status(client, 10000, &status) == NEXLET_OK)
+ *           printf("installed: %d\n", status.wx_installed);
+ *       nexlet_exit(client, 30000, NULL);
+ *       nexlet_close(client);
+ *   }
+ *
+ * Texts are UTF-8 and end with a zero byte. Times are milliseconds; every wait has a limit, and a limit of 0 looks
+ * once.
+ *
+ * Results. Every function that can fail gives a nexlet_result; nexlet_result_text has a sentence for each. With
+ * NEXLET_SYSTEM_ERROR, NEXLET_NOT_STARTED and NEXLET_NAME_TAKEN GetLastError() tells the system's reason. When a
+ * function does not give NEXLET_OK it has not written its outputs, but for texts, which it has set to NULL.
+ *
+ * Ownership. Texts handed in are copied before a function returns. A text handed out through a char** belongs to the
+ * caller of the function and goes back through nexlet_free.
+ *
+ * Threads. Every function may be called on any thread, by many threads at once, with any handle, also with one that
+ * another thread is closing: that gives NEXLET_CLOSED or NEXLET_BAD_HANDLE and nothing worse. A handle's number is
+ * never used again in a process. Callbacks come on threads of the library or of the caller, as told with each. Inside a
+ * callback only nexlet_helper_process, the functions without a client and nexlet_shutdown may be called with the
+ * callback's client; all others give NEXLET_WRONG_THREAD.
+ *
+ * Versions. Each record begins with its size in bytes as the program knew it when it was compiled; a later library
+ * goes on accepting the sizes of earlier ones. nexlet_version tells the interface's version. Once nexlet_open has
+ * succeeded the library stays loaded until the process ends.
+ */
+#ifndef NEXLET_CLIENT_H
+#define NEXLET_CLIENT_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#if defined(_WIN32)
+#define NEXLET_CALL __cdecl
+#if !defined(NEXLET_CLIENT_BUILD)
+#define NEXLET_API __declspec(dllimport)
+#endif
+#else
+#define NEXLET_CALL
+#endif
+#if !defined(NEXLET_API)
+#define NEXLET_API
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* The version of this interface. It grows when something is added; nothing is ever taken away. */
+#define NEXLET_CLIENT_VERSION 1u
+
+typedef int32_t nexlet_result;
+enum {
+    NEXLET_OK = 0,
+    NEXLET_TIMEOUT = 1,       /* nothing came in time; the helper refuses a request by staying silent */
+    NEXLET_NOT_CONNECTED = 2, /* no helper has connected yet */
+    NEXLET_GONE = 3,          /* the helper's connection was lost, or its process ended */
+    NEXLET_NAME_TAKEN = 4,    /* another process or client serves the pipe of this mark and service id */
+    NEXLET_BAD_ARGUMENT = 5,  /* a value that cannot be used as it stands; nothing was sent */
+    NEXLET_NOT_STARTED = 6,   /* the helper's program could not be started */
+    NEXLET_SYSTEM_ERROR = 7,  /* another call of the system failed */
+    NEXLET_CLOSED = 8,        /* nexlet_shutdown or nexlet_close was called */
+    NEXLET_BAD_HANDLE = 9,    /* no client has this handle, or it has been closed */
+    NEXLET_WRONG_THREAD = 10, /* called from inside a callback of the same client */
+    NEXLET_BAD_REPLY = 11,    /* the reply came but does not hold what it must */
+    NEXLET_BAD_SIZE = 12      /* a record's size is none that this library knows */
+};
+
+/* One service of one mark. 0 is no client. */
+typedef uint64_t nexlet_client;
+
+/* Message types, as they travel in frames. */
+enum {
+    NEXLET_TYPE_STATUS = 2,
+    NEXLET_TYPE_STATUS_ENCRYPTED = 3,
+    NEXLET_TYPE_IDENTITY = 4,
+    NEXLET_TYPE_ENCRYPT = 5,
+    NEXLET_TYPE_OPEN = 6,
+    NEXLET_TYPE_POLL = 7,
+    NEXLET_TYPE_WATCH = 8,
+    NEXLET_TYPE_EXIT = 9,
+    NEXLET_TYPE_READY = 12,
+    NEXLET_TYPE_STATUS_REPLY = 13, /* also the reply of NEXLET_TYPE_POLL */
+    NEXLET_TYPE_STATUS_ENCRYPTED_REPLY = 14,
+    NEXLET_TYPE_IDENTITY_REPLY = 15,
+    NEXLET_TYPE_ENCRYPT_REPLY = 16,
+    NEXLET_TYPE_OPEN_REPLY = 17
+};
+
+enum { NEXLET_SENT = 0, NEXLET_RECEIVED = 1 };
+
+typedef struct nexlet_options {
+    uint32_t struct_size;   /* sizeof(nexlet_options) */
+    const char* mark;       /* of the product, up to 258 characters; neither NULL nor empty */
+    const char* service_id; /* of this caller within it, likewise */
+
+    /* Given to the callbacks as it stands. */
+    void* context;
+
+    /* NULL, or called when the helper goes: once for each connection that had sent its ready notice and was lost. On a
+     * thread of the library; waits that the loss ends may return before or after it. Not called for a connection that
+     * nexlet_shutdown or nexlet_close ends. */
+    void(NEXLET_CALL* on_gone)(void* context, nexlet_client client);
+
+    /* NULL, or called with the payload of every frame that passes: a sent one on the sender's thread before it is
+     * written, a received one on a thread of the library before any wait sees it. So it may be called on several
+     * threads at once. The bytes are the callback's to read until it returns; size does not count the zero behind
+     * them. */
+    void(NEXLET_CALL* on_frame)(void* context, nexlet_client client, int32_t direction, const char* payload,
+                                size_t size);
+} nexlet_options;
+
+enum {
+    /* Start the program even when a helper of this mark runs; the new process then forwards and ends. */
+    NEXLET_START_PROCESS = 1u,
+    /* Return once the program runs, without waiting for the helper's ready notice. */
+    NEXLET_START_NO_WAIT = 2u
+};
+
+typedef struct nexlet_start_options {
+    uint32_t struct_size;     /* sizeof(nexlet_start_options) */
+    uint32_t flags;           /* of NEXLET_START_... */
+    const char* program;      /* full path; NULL: nexlet.exe in the folder of this library */
+    const char* channel_json; /* the channel's JSON text; NULL: made from the four members below */
+    const char* machine_id;   /* NULL: empty */
+    uint32_t channel_id;
+    const char* product;    /* NULL: empty */
+    const char* from;       /* NULL: empty */
+    const char* type;       /* the switch of a request to run at the start; NULL: none */
+    const char* param_json; /* the envelope of that request; NULL: none */
+} nexlet_start_options;
+
+/* 1 or 0 each. */
+typedef struct nexlet_app_status {
+    uint32_t struct_size; /* sizeof(nexlet_app_status) */
+    int32_t mini_program_installed;
+    int32_t mini_program_logged_in;
+    int32_t wx_installed;
+    int32_t wx_logged_in;
+    int32_t yyb_installed;
+    int32_t yyb_logged_in;
+} nexlet_app_status;
+
+typedef struct nexlet_helper {
+    uint32_t struct_size; /* sizeof(nexlet_helper) */
+    uint32_t process_id;  /* of the process that nexlet_start started or found; 0 before */
+    int32_t connected;    /* 1 while somebody is connected to the pipe */
+    uint32_t connections; /* how many there have been; the helper's probe of the pipe counts as one */
+    int32_t forwarded;    /* 1 when nexlet_start found a helper and handed it the command line */
+    int32_t ended;        /* 1 once that process has ended */
+    uint32_t exit_code;   /* of that process, when it has ended */
+} nexlet_helper;
+
+/* ---- The library ---- */
+
+/* The version of the interface that the library has: NEXLET_CLIENT_VERSION of its build. */
+NEXLET_API uint32_t NEXLET_CALL nexlet_version(void);
+
+/* One sentence for people, and the constant's name. Static texts, also for numbers that are no result. */
+NEXLET_API const char* NEXLET_CALL nexlet_result_text(nexlet_result result);
+NEXLET_API const char* NEXLET_CALL nexlet_result_name(nexlet_result result);
+
+/* One sentence about a result word of nexlet_open_target and nexlet_poll_target. Static, also for words nobody knows.
+ */
+NEXLET_API const char* NEXLET_CALL nexlet_word_text(const char* word);
+
+/* Gives back a text. NULL is nothing. */
+NEXLET_API void NEXLET_CALL nexlet_free(void* text);
+
+/* ---- A client's life ---- */
+
+/*
+ * Serves the pipe and the gate event of options->mark and options->service_id until nexlet_shutdown or nexlet_close,
+ * and writes the new handle to *client. It comes before the start of the helper, which looks for the pipe once. Starts
+ * nothing and does not wait. NEXLET_NAME_TAKEN, NEXLET_BAD_ARGUMENT, NEXLET_BAD_SIZE, NEXLET_SYSTEM_ERROR (a name the
+ * system does not take is one).
+ */
+NEXLET_API nexlet_result NEXLET_CALL nexlet_open(const nexlet_options* options, nexlet_client* client);
+
+/*
+ * Starts the helper, or hands the command line to the one of this mark that runs, and waits for its ready notice.
+ * options may be NULL. A helper that runs already takes the command line on its own pipe; if it does not, the program
+ * is started all the same, and that process forwards. One thread at a time starts; others wait for their turn.
+ * NEXLET_TIMEOUT, NEXLET_GONE (the process ended without connecting), NEXLET_NOT_STARTED, NEXLET_BAD_ARGUMENT (no mark
+ * or text that a command line can carry), NEXLET_BAD_SIZE, NEXLET_SYSTEM_ERROR.
+ */
+NEXLET_API nexlet_result NEXLET_CALL nexlet_start(nexlet_client client, const nexlet_start_options* options,
+                                                  uint32_t timeout_ms);
+
+/* Waits until somebody is connected to the pipe, for callers whose helper is started elsewhere. NEXLET_TIMEOUT. */
+NEXLET_API nexlet_result NEXLET_CALL nexlet_wait_connected(nexlet_client client, uint32_t timeout_ms);
+
+/* Waits until a connection that was made is lost, for whatever reason. NEXLET_TIMEOUT. */
+NEXLET_API nexlet_result NEXLET_CALL nexlet_wait_lost(nexlet_client client, uint32_t timeout_ms);
+
+/* Waits until the process of nexlet_start has ended, and writes its exit code, when exit_code is not NULL.
+ * NEXLET_NOT_CONNECTED (nothing was started), NEXLET_TIMEOUT. */
+NEXLET_API nexlet_result NEXLET_CALL nexlet_wait_process_end(nexlet_client client, uint32_t timeout_ms,
+                                                             uint32_t* exit_code);
+
+/* What is known of the helper at this moment. helper->struct_size is set by the caller. NEXLET_BAD_SIZE. */
+NEXLET_API nexlet_result NEXLET_CALL nexlet_helper_process(nexlet_client client, nexlet_helper* helper);
+
+/*
+ * Asks the helper to let this service go, and waits until it has let the connection go, which takes 2 seconds of grace
+ * and up to 10 more. ended, when not NULL, becomes 1 when the process has ended too, which it does when nobody else
+ * needs it. NEXLET_TIMEOUT, NEXLET_NOT_CONNECTED, NEXLET_GONE.
+ */
+NEXLET_API nexlet_result NEXLET_CALL nexlet_exit(nexlet_client client, uint32_t timeout_ms, int32_t* ended);
+
+/* Ends the connection and the pipe and wakes every wait: they and all later calls give NEXLET_CLOSED. Does not wait for
+ * them, may be called inside a callback, and more than once. The handle is to be closed all the same. */
+NEXLET_API nexlet_result NEXLET_CALL nexlet_shutdown(nexlet_client client);
+
+/* Does nexlet_shutdown, waits until every other call with this handle and every callback has come back, and frees the
+ * client. The helper is not asked to exit; it notices within a minute that the pipe is gone. */
+NEXLET_API nexlet_result NEXLET_CALL nexlet_close(nexlet_client client);
+
+/* ---- Requests ----
+ *
+ * The helper handles the requests of a connection one at a time. One request of a type is in flight; a further one of
+ * the same type waits for its turn within its own time limit. A reply is told from others by its type and by a number
+ * that the library puts into the content under the key "nexlet_call" and that the helper echoes; one that comes after
+ * its request has timed out is dropped.
+ *
+ * All: NEXLET_TIMEOUT, NEXLET_NOT_CONNECTED, NEXLET_GONE, NEXLET_CLOSED, NEXLET_BAD_ARGUMENT, NEXLET_BAD_REPLY.
+ */
+
+/* What is installed and logged in. status->struct_size is set by the caller. */
+NEXLET_API nexlet_result NEXLET_CALL nexlet_status(nexlet_client client, uint32_t timeout_ms,
+                                                   nexlet_app_status* status);
+
+/* The same with the device identity under the RSA envelope, URL-escaped; empty when that failed. */
+NEXLET_API nexlet_result NEXLET_CALL nexlet_status_encrypted(nexlet_client client, uint32_t timeout_ms,
+                                                             char** envelope);
+
+/* The device identity pair; two empty texts when there is none. */
+NEXLET_API nexlet_result NEXLET_CALL nexlet_identity(nexlet_client client, uint32_t timeout_ms, char** q32, char** q36);
+
+/* text under the RSA envelope, URL-escaped; empty when that failed. */
+NEXLET_API nexlet_result NEXLET_CALL nexlet_encrypt(nexlet_client client, const char* text, uint32_t timeout_ms,
+                                                    char** envelope);
+
+/*
+ * Opens a target. open_json is the object with type, from, taskId and the keys of its type. A value whose kind would
+ * end the helper is refused here with NEXLET_BAD_ARGUMENT. word becomes the result word: "1", "Loading", or what went
+ * wrong.
+ */
+NEXLET_API nexlet_result NEXLET_CALL nexlet_open_target(nexlet_client client, const char* open_json,
+                                                        uint32_t timeout_ms, char** word);
+
+/* Asks once how an open stands. question_json is the object with type, from, taskId and wndname. */
+NEXLET_API nexlet_result NEXLET_CALL nexlet_poll_target(nexlet_client client, const char* question_json,
+                                                        uint32_t timeout_ms, char** word);
+
+/* Asks every interval_ms until the word is another than "Loading". NEXLET_TIMEOUT also when it stays "Loading". */
+NEXLET_API nexlet_result NEXLET_CALL nexlet_await_target(nexlet_client client, const char* question_json,
+                                                         uint32_t interval_ms, uint32_t timeout_ms, char** word);
+
+/* Has the helper ask by itself and fetch the URLs of successLog or errorLog at the end. There is no reply. An interval
+ * that is negative would keep the helper for ever and is refused. */
+NEXLET_API nexlet_result NEXLET_CALL nexlet_watch_target(nexlet_client client, const char* question_json,
+                                                         uint32_t timeout_ms);
+
+/*
+ * Any request that has a reply: types 2 to 7, or NEXLET_BAD_ARGUMENT. content_json is its content, an object without
+ * the key "nexlet_call". What it holds is not looked at further: a value of the wrong kind may end the helper.
+ * reply_json becomes the reply's content, compact, without that key.
+ */
+NEXLET_API nexlet_result NEXLET_CALL nexlet_call(nexlet_client client, int32_t type, const char* content_json,
+                                                 uint32_t timeout_ms, char** reply_json);
+
+/* ---- Bare frames, for tools and tests ---- */
+
+/* Sends one envelope of any type; content_json is any JSON. NEXLET_OK: the helper has read it. */
+NEXLET_API nexlet_result NEXLET_CALL nexlet_send(nexlet_client client, int32_t type, const char* content_json,
+                                                 uint32_t timeout_ms);
+
+/* Sends one frame with this payload, whatever it is. */
+NEXLET_API nexlet_result NEXLET_CALL nexlet_send_payload(nexlet_client client, const void* payload, size_t size,
+                                                         uint32_t timeout_ms);
+
+/*
+ * Takes the oldest received frame of this type that answers no request of nexlet_call and that nobody has taken yet;
+ * type 0 takes the oldest of any kind. The latest 4096 are kept. found_type, size may be NULL; found_type becomes 0 for
+ * a payload that is no envelope. NEXLET_GONE when there is none and the helper is gone.
+ */
+NEXLET_API nexlet_result NEXLET_CALL nexlet_wait_frame(nexlet_client client, int32_t type, uint32_t timeout_ms,
+                                                       int32_t* found_type, char** payload, size_t* size);
+
+/*
+ * Sends one frame to the host's own pipe of a mark, through which second starts forward. answer, when not NULL, becomes
+ * the payload of the next frame that comes back, which only a command line gets. Needs no client. NEXLET_NOT_CONNECTED
+ * (no helper of this mark), NEXLET_TIMEOUT, NEXLET_GONE, NEXLET_BAD_ARGUMENT.
+ */
+NEXLET_API nexlet_result NEXLET_CALL nexlet_host_send(const char* mark, const void* payload, size_t size,
+                                                      uint32_t timeout_ms, char** answer);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
