@@ -5,7 +5,8 @@ set(NEXLET_SANITIZE "" CACHE STRING "Sanitizers for native builds, for example a
 find_program(NEXLET_CCACHE ccache)
 if(NEXLET_CCACHE)
   # With paths taken relative to the checkout, what one checkout compiled serves every other.
-  set(launcher ${CMAKE_COMMAND} -E env CCACHE_BASEDIR=${CMAKE_SOURCE_DIR} CCACHE_NOHASHDIR=1 ${NEXLET_CCACHE})
+  set(launcher ${CMAKE_COMMAND} -E env CCACHE_BASEDIR=${CMAKE_SOURCE_DIR} CCACHE_NOHASHDIR=1
+      CCACHE_SLOPPINESS=pch_defines,time_macros ${NEXLET_CCACHE})
   set(CMAKE_C_COMPILER_LAUNCHER ${launcher})
   set(CMAKE_CXX_COMPILER_LAUNCHER ${launcher})
 endif()
@@ -34,7 +35,7 @@ if(WIN32)
   # Resource files are read as UTF-8.
   set(CMAKE_RC_FLAGS "-c 65001")
 elseif(NEXLET_SANITIZE)
-  add_compile_options(-fsanitize=${NEXLET_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -O1)
+  add_compile_options(-fsanitize=${NEXLET_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -O1 -g1)
   add_link_options(-fsanitize=${NEXLET_SANITIZE})
   # Fuzzers see which branches they reach, in the JSON library as in our own code.
   if(CMAKE_CXX_COMPILER_ID MATCHES Clang)

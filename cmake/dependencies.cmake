@@ -31,4 +31,6 @@ endif()
 set(INSTALL_GTEST OFF)
 set(BUILD_GMOCK OFF CACHE BOOL "" FORCE)
 add_subdirectory(${NEXLET_GOOGLETEST_DIR} ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
+# Its time to compile is a tenth of the build's, its own speed nothing.
+target_compile_options(gtest PRIVATE -O0 -g0)
 include(GoogleTest)

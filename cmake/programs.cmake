@@ -10,6 +10,24 @@ function(nexlet_split_symbols target)
     VERBATIM)
 endfunction()
 
+# nexlet_quick(TARGET...): test code is compiled for a short build, not for speed: it runs once. What it tests is compiled
+# as the product is.
+set(nexlet_quick_options -O0 -g1)
+if(WIN32)
+  list(APPEND nexlet_quick_options -U_FORTIFY_SOURCE)
+endif()
+if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
+  # Without a time in it the header made once serves every checkout through ccache.
+  list(APPEND nexlet_quick_options "SHELL:-Xclang -fno-pch-timestamp")
+endif()
+function(nexlet_quick)
+  foreach(target ${ARGN})
+    target_compile_options(${target} PRIVATE ${nexlet_quick_options})
+    target_link_libraries(${target} PRIVATE GTest::gtest)
+    target_precompile_headers(${target} REUSE_FROM nexlet_test_precompiled)
+  endforeach()
+endfunction()
+
 # nexlet_add_gtest(NAME SOURCES ... [LIBRARIES ...] [PROPERTIES ...]): one test program, each of its tests a ctest entry
 # "native.NAME.Suite.Test" or "windows.NAME.Suite.Test" with the label unit, which PROPERTIES may replace. Under Wine the
 # emulator is the cross build's.
@@ -22,6 +40,7 @@ function(nexlet_add_gtest name)
   cmake_parse_arguments(arg "" "" "SOURCES;LIBRARIES;PROPERTIES" ${ARGN})
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} nexlet_test_support GTest::gtest_main)
+  nexlet_quick(${name})
   if(NOT "LABELS" IN_LIST arg_PROPERTIES)
     list(APPEND arg_PROPERTIES LABELS unit)
   endif()
