@@ -327,9 +327,10 @@ CallerResult CCaller::SendPayload(std::string_view payload, std::uint32_t timeou
 
 CallerResult CCaller::SendBytes(std::string_view bytes, std::uint32_t timeoutMs) {
     const CallerResult result = m_pipe.Send(bytes, timeoutMs);
-    if (result != CallerResult::NotConnected) {
+    if (result != CallerResult::NotConnected && result != CallerResult::Gone) {
         return result;
     }
+    // A write that breaks because this side closes is no loss of the helper.
     const CNativeGuard lock(m_lock);
     return m_bClosed ? CallerResult::Closed : IsGone() ? CallerResult::Gone : result;
 }

@@ -15,6 +15,7 @@
 #include "client/caller_pipe.h"
 #include "client/caller_result.h"
 #include "client/deadline.h"
+#include "client/frame_direction.h"
 #include "client/helper_start.h"
 #include "client/native_lock.h"
 #include "foundation/handle.h"
@@ -27,8 +28,6 @@ struct ReceivedFrame {
     Json::Value content;
     std::string strPayload;
 };
-
-enum class FrameDirection { Sent, Received };
 
 // Gets every payload as it passes: sent ones on the sender's thread before they are written, received ones on the
 // pipe's thread before any waiter sees them. It must not call back into the caller.

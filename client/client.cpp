@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "client/helper_forward.h"
-#include "client/requests.h"
 #include "foundation/text_helpers.h"
 #include "ipc/message_type.h"
 

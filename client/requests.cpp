@@ -1,7 +1,6 @@
 #include "client/requests.h"
 
 #include "foundation/json_text.h"
-#include "ipc/message_type.h"
 
 namespace {
 
@@ -48,29 +47,6 @@ constexpr struct {
 };
 
 }  // namespace
-
-int ReplyTypeOf(int nType) {
-    switch (static_cast<MessageType>(nType)) {
-        case MessageType::S_MT_GetWxAppStatus:
-        case MessageType::S_MT_OpenMiniAppSuccessfully:
-            return static_cast<int>(MessageType::S_MT_StatusReply);
-        case MessageType::S_MT_GetWxAppStatusEncrypt:
-            return static_cast<int>(MessageType::S_MT_StatusEncryptReply);
-        case MessageType::S_MT_GetWxAppQIMEI:
-            return static_cast<int>(MessageType::S_MT_QIMEIReply);
-        case MessageType::S_MT_GetRSAEncrypt:
-            return static_cast<int>(MessageType::S_MT_RSAEncryptReply);
-        case MessageType::WM_COPY_DATA_MSG_IPC_GET_OPEN:
-            return static_cast<int>(MessageType::S_MT_OpenMiniAppReply);
-        default:
-            return 0;
-    }
-}
-
-std::string MemberText(const Json::Value& content, const char* key) {
-    const Json::Value* member = content.isObject() ? FindJsonMember(content, key) : nullptr;
-    return member != nullptr && member->isString() ? member->asString() : std::string();
-}
 
 bool ReadOpen(std::string_view json, Json::Value& open) {
     return ParseJson(json, open) && open.isObject() && KindsAreSafe(open);

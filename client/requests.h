@@ -6,12 +6,6 @@
 
 #include <json/value.h>
 
-// The reply of a request type, 0 when it has none.
-int ReplyTypeOf(int nType);
-
-// The text under key when content is an object that holds one there; empty otherwise.
-std::string MemberText(const Json::Value& content, const char* key);
-
 // False when a value of the open's or question's JSON object has a kind whose conversion the helper does not survive,
 // or when json is no object at all. open is filled.
 bool ReadOpen(std::string_view json, Json::Value& open);

@@ -35,3 +35,21 @@ const char* MessageTypeName(int type) {
     }
     return "unknown";
 }
+
+int ReplyTypeOf(int nType) {
+    switch (static_cast<MessageType>(nType)) {
+        case MessageType::S_MT_GetWxAppStatus:
+        case MessageType::S_MT_OpenMiniAppSuccessfully:
+            return static_cast<int>(MessageType::S_MT_StatusReply);
+        case MessageType::S_MT_GetWxAppStatusEncrypt:
+            return static_cast<int>(MessageType::S_MT_StatusEncryptReply);
+        case MessageType::S_MT_GetWxAppQIMEI:
+            return static_cast<int>(MessageType::S_MT_QIMEIReply);
+        case MessageType::S_MT_GetRSAEncrypt:
+            return static_cast<int>(MessageType::S_MT_RSAEncryptReply);
+        case MessageType::WM_COPY_DATA_MSG_IPC_GET_OPEN:
+            return static_cast<int>(MessageType::S_MT_OpenMiniAppReply);
+        default:
+            return 0;
+    }
+}

@@ -22,3 +22,6 @@ enum class MessageType : int {
 
 // The type's name in the log and in tools, or "unknown". A static text.
 const char* MessageTypeName(int type);
+
+// The type of the reply to a request of this type, 0 when it has none.
+int ReplyTypeOf(int nType);

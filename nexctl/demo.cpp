@@ -46,8 +46,7 @@ ExitCode CRunner::Demo(const Step& step) {
             return code;
         }
     }
-    DWORD exitCode = 0;
-    if (m_caller->WaitForProcessEnd(0, exitCode) != CallerResult::Ok) {
+    if (m_client.Helper().ended == 0) {
         Say("The helper let the connection go, but its process runs on.");
         return ExitCode::Timeout;
     }

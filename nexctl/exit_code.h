@@ -1,7 +1,7 @@
 // What nexctl returns to its shell. The help page lists the same.
 #pragma once
 
-#include "client/caller_result.h"
+#include "client/include/nexlet_client.h"
 
 enum class ExitCode : int {
     Ok = 0,
@@ -12,22 +12,21 @@ enum class ExitCode : int {
     Refused = 5,  // the answer came and says that it did not work
 };
 
-constexpr ExitCode ExitCodeOf(CallerResult result) {
+constexpr ExitCode ExitCodeOf(nexlet_result result) {
     switch (result) {
-        case CallerResult::Ok:
+        case NEXLET_OK:
             return ExitCode::Ok;
-        case CallerResult::Timeout:
+        case NEXLET_TIMEOUT:
             return ExitCode::Timeout;
-        case CallerResult::BadArgument:
+        case NEXLET_BAD_ARGUMENT:
             return ExitCode::Usage;
-        case CallerResult::NotConnected:
-        case CallerResult::Gone:
-        case CallerResult::Closed:
+        case NEXLET_NOT_CONNECTED:
+        case NEXLET_GONE:
+        case NEXLET_CLOSED:
             return ExitCode::Gone;
-        case CallerResult::NameTaken:
-        case CallerResult::NotStarted:
-        case CallerResult::SystemError:
-            break;
+        case NEXLET_BAD_REPLY:
+            return ExitCode::Refused;
+        default:
+            return ExitCode::NotStarted;
     }
-    return ExitCode::NotStarted;
 }

@@ -20,7 +20,7 @@ Read ReadPayload(std::string_view payload) {
     Json::Value root;
     if (ParseJson(payload, root) && root.isObject()) {
         const Json::Value* type = FindJsonMember(root, "message_type");
-        if (type != nullptr && IsJsonInteger(*type)) {
+        if (type != nullptr && IsJsonInteger(*type) && type->isInt()) {
             read.type = type->asInt();
             read.message.swap(root);
         }

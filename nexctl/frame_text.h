@@ -7,7 +7,7 @@
 
 #include <json/value.h>
 
-#include "client/caller.h"
+#include "client/frame_direction.h"
 
 // {"direction":...,"message":...,"name":...,"type":N}. A payload that is no envelope stands as a text under "payload",
 // with type 0; broken UTF-8 in it becomes U+FFFD.

@@ -3,44 +3,20 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "client/host_pipe.h"
 #include "foundation/json_text.h"
 #include "foundation/text_helpers.h"
+#include "foundation/windows_headers.h"
 #include "ipc/envelope.h"
 #include "ipc/frame.h"
 #include "ipc/message_type.h"
-#include "ipc/pipe_names.h"
-#include "nexctl/decrypt.h"
 #include "nexctl/frame_text.h"
+#include "nexctl/text_file.h"
 
 namespace {
 
-constexpr int kInitReply = static_cast<int>(MessageType::S_MT_InitReply);
-constexpr int kExitRequest = static_cast<int>(MessageType::S_MT_ExitExeProcess);
 constexpr int kForward = static_cast<int>(MessageType::S_MT_InitWxApp);
 // The helper takes 2 seconds of grace and up to 10 until its next look.
 constexpr std::uint32_t kExitTimeoutMs = 30000;
-// The last instance and the process go within the same look; what comes between is the SDKs' own end.
-constexpr std::uint32_t kProcessEndMs = 5000;
-
-// The reply of a request, 0 when it has none.
-int ReplyTypeOf(int type) {
-    switch (static_cast<MessageType>(type)) {
-        case MessageType::S_MT_GetWxAppStatus:
-        case MessageType::S_MT_OpenMiniAppSuccessfully:
-            return static_cast<int>(MessageType::S_MT_StatusReply);
-        case MessageType::S_MT_GetWxAppStatusEncrypt:
-            return static_cast<int>(MessageType::S_MT_StatusEncryptReply);
-        case MessageType::S_MT_GetWxAppQIMEI:
-            return static_cast<int>(MessageType::S_MT_QIMEIReply);
-        case MessageType::S_MT_GetRSAEncrypt:
-            return static_cast<int>(MessageType::S_MT_RSAEncryptReply);
-        case MessageType::WM_COPY_DATA_MSG_IPC_GET_OPEN:
-            return static_cast<int>(MessageType::S_MT_OpenMiniAppReply);
-        default:
-            return 0;
-    }
-}
 
 const char* OutcomeOf(ExitCode code) {
     switch (code) {
@@ -90,187 +66,179 @@ Json::Value Parsed(const std::string& text) {
     return value;
 }
 
-std::wstring DefaultHelper() {
-    wchar_t path[MAX_PATH] = {};
-    GetModuleFileNameW(nullptr, path, MAX_PATH);
-    const std::wstring own = path;
-    return own.substr(0, own.find_last_of(L'\\') + 1) + L"nexlet.exe";
-}
-
 }  // namespace
 
 ExitCode CRunner::Run() {
+    ExitCode code = ExitCode::Ok;
     for (const Step& step : m_script.steps) {
-        const ExitCode code = RunStep(step);
+        code = RunStep(step);
         if (code != ExitCode::Ok) {
-            return code;
+            break;
         }
     }
-    return ExitCode::Ok;
+    m_client.Close();
+    return SaveRecord(code);
 }
 
 ExitCode CRunner::RunStep(const Step& step) {
     const std::string_view verb = step.verb->name;
-    if (verb == "host") {
-        return Host(step);
+    static constexpr struct {
+        std::string_view verb;
+        ExitCode (CRunner::*run)(const Step& step);
+    } kAlone[] = {
+        {"host", &CRunner::Host},       {"encode", &CRunner::Encode}, {"decode", &CRunner::Decode},
+        {"decrypt", &CRunner::Decrypt}, {"demo", &CRunner::Demo},     {"replay", &CRunner::Replay},
+        {"show", &CRunner::Show},
+    };
+    for (const auto& one : kAlone) {
+        if (one.verb == verb) {
+            return (this->*one.run)(step);
+        }
     }
     if (verb == "names") {
         return Names();
     }
-    if (verb == "encode") {
-        return Encode(step);
-    }
-    if (verb == "decode") {
-        return Decode(step);
-    }
-    if (verb == "decrypt") {
-        return Decrypt(step);
-    }
-    if (verb == "demo") {
-        return Demo(step);
+    if (verb == "record") {
+        const std::lock_guard<std::mutex> lock(m_lockFrames);
+        m_strRecordFile = step.arguments[0];
+        return ExitCode::Ok;
     }
     if (verb == "start") {
-        return Start(step);
+        return Connect(step, /*print=*/true);
     }
     m_bListening = verb == "listen";
     const ExitCode connected = Connect(step, /*print=*/false);
     if (connected != ExitCode::Ok) {
         return connected;
     }
-    if (verb == "listen") {
-        return Listen(step);
-    }
-    if (verb == "exit") {
-        return Exit(step);
-    }
-    if (verb == "poll") {
-        return Poll(step);
-    }
+    return verb == "listen" ? Listen(step)
+           : verb == "exit" ? Exit(step)
+           : verb == "poll" ? Poll(step)
+           : verb == "send" ? Send(step)
+                            : Request(step);
+}
+
+// The verbs that are one request each.
+ExitCode CRunner::Request(const Step& step) {
+    const std::string_view verb = step.verb->name;
     Json::Value content(Json::objectValue);
     if (verb == "open") {
-        content["service_id"] = m_script.service;
+        content["service_id"] = m_strService;
         content["p1"] = Parsed(step.arguments[0]);
-        return Request(step, static_cast<int>(MessageType::WM_COPY_DATA_MSG_IPC_GET_OPEN), std::move(content),
-                       static_cast<int>(MessageType::S_MT_OpenMiniAppReply));
+        return Ask(step, NEXLET_TYPE_OPEN, content);
     }
-    if (verb == "send") {
-        const int type = std::stoi(step.arguments[0]);
-        return Request(step, type, Parsed(step.arguments[1]), step.expect.value_or(ReplyTypeOf(type)));
-    }
-    int type = 0;
     if (verb == "watch") {
         content["p1"] = step.arguments[0];
-        type = static_cast<int>(MessageType::S_MT_DelayCheckWndStatus);
-    } else if (verb == "encrypt") {
+        const nexlet_result result = m_client.Send(NEXLET_TYPE_WATCH, WriteJson(content), TimeoutOf(step));
+        return result == NEXLET_OK ? Finish(step, ExitCode::Ok, Json::Value(Json::objectValue)) : Fail(step, result);
+    }
+    if (verb == "encrypt") {
         Json::Value inner(Json::objectValue);
         inner["text"] = step.arguments[0];
         content["p1"] = WriteJson(inner);
-        type = static_cast<int>(MessageType::S_MT_GetRSAEncrypt);
-    } else if (verb == "status") {
-        type = static_cast<int>(MessageType::S_MT_GetWxAppStatus);
-    } else if (verb == "status-encrypted") {
-        type = static_cast<int>(MessageType::S_MT_GetWxAppStatusEncrypt);
-    } else {
-        type = static_cast<int>(MessageType::S_MT_GetWxAppQIMEI);
+        return Ask(step, NEXLET_TYPE_ENCRYPT, content);
     }
-    return Request(step, type, std::move(content), ReplyTypeOf(type));
+    return Ask(step,
+               verb == "status"             ? NEXLET_TYPE_STATUS
+               : verb == "status-encrypted" ? NEXLET_TYPE_STATUS_ENCRYPTED
+                                            : NEXLET_TYPE_IDENTITY,
+               content);
+}
+
+nexlet_result CRunner::StartHelper(std::uint32_t timeoutMs) {
+    nexlet_start_options options = {};
+    options.flags = NEXLET_START_NO_WAIT;
+    options.program = m_script.exe.empty() ? nullptr : m_script.exe.c_str();
+    options.channel_json = m_script.channel ? m_script.channel->c_str() : nullptr;
+    options.machine_id = m_script.mid.c_str();
+    options.channel_id = m_script.channelId;
+    options.product = "nexctl";
+    options.from = "nexctl";
+    options.type = m_script.type.empty() ? nullptr : m_script.type.c_str();
+    options.param_json = m_script.param.empty() ? nullptr : m_script.param.c_str();
+    return m_client.Start(options, timeoutMs);
 }
 
 ExitCode CRunner::Connect(const Step& step, bool print) {
     if (m_bConnected) {
         return print ? Finish(step, ExitCode::Ok, Json::Value(Json::objectValue)) : ExitCode::Ok;
     }
-    m_caller = std::make_unique<CCaller>(Utf8ToUtf16(m_script.mark), m_script.service);
-    m_caller->SetObserver(
-        [this](FrameDirection direction, std::string_view payload) { ShowFrame(direction, payload); });
-    CallerResult result = m_caller->Open();
-    if (result != CallerResult::Ok) {
-        return Fail(step, result);
-    }
+    nexlet_result result =
+        m_client.Open(m_strMark, m_strService,
+                      {{}, [this](std::int32_t direction, std::string_view payload) {
+                           OnFrame(direction == NEXLET_SENT ? FrameDirection::Sent : FrameDirection::Received, payload);
+                       }});
     const std::uint32_t timeoutMs = TimeoutOf(step);
-    if (m_script.noStart) {
-        result = m_caller->WaitForConnection(timeoutMs);
-        if (result != CallerResult::Ok) {
-            return Fail(step, result);
+    Json::Value line(Json::objectValue);
+    if (result == NEXLET_OK && m_script.noStart) {
+        result = m_client.WaitConnected(timeoutMs);
+    } else if (result == NEXLET_OK) {
+        result = StartHelper(timeoutMs);
+        if (result == NEXLET_OK) {
+            const auto notice = m_client.WaitFrame(NEXLET_TYPE_READY, timeoutMs);
+            result = notice.result;
+            line["process_id"] = m_client.Helper().process_id;
+            line["reply"] = Parsed(notice.value.payload);
         }
-        m_bConnected = true;
-        return print ? Finish(step, ExitCode::Ok, Json::Value(Json::objectValue)) : ExitCode::Ok;
     }
-    HelperStart start;
-    start.strExe = m_script.exe.empty() ? DefaultHelper() : Utf8ToUtf16(m_script.exe);
-    start.strChannel = m_script.channel.value_or(
-        MakeChannelText(m_caller->Mark(), m_script.mid, m_script.channelId, "nexctl", "nexctl"));
-    start.strType = Utf8ToUtf16(m_script.type);
-    start.strParam = m_script.param;
-    result = m_caller->StartHelper(std::move(start));
-    if (result != CallerResult::Ok) {
-        return Fail(step, result);
-    }
-    ReceivedFrame notice;
-    result = m_caller->WaitForFrame(kInitReply, timeoutMs, notice);
-    if (result != CallerResult::Ok) {
+    if (result != NEXLET_OK) {
         return Fail(step, result);
     }
     m_bConnected = true;
-    if (!print) {
-        return ExitCode::Ok;
-    }
-    Json::Value line(Json::objectValue);
-    line["process_id"] = Json::UInt(m_caller->ProcessId());
-    line["reply"] = Parsed(notice.strPayload);
-    return Finish(step, ExitCode::Ok, std::move(line));
+    return print ? Finish(step, ExitCode::Ok, std::move(line)) : ExitCode::Ok;
 }
 
-ExitCode CRunner::Start(const Step& step) {
-    return Connect(step, /*print=*/true);
+ExitCode CRunner::Ask(const Step& step, int type, const Json::Value& content) {
+    const auto answer = m_client.Call(type, WriteJson(content), TimeoutOf(step));
+    if (!answer) {
+        return Fail(step, answer.result);
+    }
+    const int replyType = ReplyTypeOf(type);
+    const Json::Value reply = Parsed(answer.value);
+    Json::Value line(Json::objectValue);
+    line["reply"]["content"] = reply;
+    line["reply"]["message_type"] = replyType;
+    return Finish(step, SaysFailure(replyType, type, reply) ? ExitCode::Refused : ExitCode::Ok, std::move(line),
+                  "the helper answered \"" + MemberText(reply, "result") +
+                      "\": " + nexlet_word_text(MemberText(reply, "result").c_str()));
 }
 
-ExitCode CRunner::Request(const Step& step, int type, Json::Value content, int replyType) {
-    CallerResult result = m_caller->Send(type, std::move(content), TimeoutOf(step));
-    if (result != CallerResult::Ok) {
-        return Fail(step, result);
-    }
+ExitCode CRunner::Send(const Step& step) {
+    const int type = std::stoi(step.arguments[0]);
+    nexlet_result result = m_client.Send(type, step.arguments[1], TimeoutOf(step));
     Json::Value line(Json::objectValue);
-    if (replyType == 0) {
-        return Finish(step, ExitCode::Ok, std::move(line));
+    const int replyType = step.expect.value_or(ReplyTypeOf(type));
+    if (result == NEXLET_OK && replyType != 0) {
+        const auto reply = m_client.WaitFrame(replyType, TimeoutOf(step));
+        result = reply.result;
+        line["reply"] = Parsed(reply.value.payload);
     }
-    ReceivedFrame reply;
-    result = m_caller->WaitForFrame(replyType, TimeoutOf(step), reply);
-    if (result != CallerResult::Ok) {
-        return Fail(step, result);
-    }
-    line["reply"] = Parsed(reply.strPayload);
-    // A bare send passes the reply on; only a verb knows what its answer means.
-    const bool failed = std::string_view(step.verb->name) != "send" && SaysFailure(replyType, type, reply.content);
-    return Finish(step, failed ? ExitCode::Refused : ExitCode::Ok, std::move(line),
-                  "the helper answered \"" + MemberText(reply.content, "result") + "\"");
+    return result == NEXLET_OK ? Finish(step, ExitCode::Ok, std::move(line)) : Fail(step, result);
 }
 
 ExitCode CRunner::Poll(const Step& step) {
-    const int type = static_cast<int>(MessageType::S_MT_OpenMiniAppSuccessfully);
+    Json::Value content(Json::objectValue);
+    content["p1"] = step.arguments[0];
+    if (step.until.empty()) {
+        return Ask(step, NEXLET_TYPE_POLL, content);
+    }
     const ULONGLONG startedAt = GetTickCount64();
     for (;;) {
-        Json::Value content(Json::objectValue);
-        content["p1"] = step.arguments[0];
-        if (step.until.empty()) {
-            return Request(step, type, std::move(content), ReplyTypeOf(type));
+        const auto answer = m_client.Call(NEXLET_TYPE_POLL, WriteJson(content), TimeoutOf(step));
+        if (!answer) {
+            return Fail(step, answer.result);
         }
-        CallerResult result = m_caller->Send(type, std::move(content), TimeoutOf(step));
-        ReceivedFrame reply;
-        if (result == CallerResult::Ok) {
-            result = m_caller->WaitForFrame(ReplyTypeOf(type), TimeoutOf(step), reply);
-        }
-        if (result != CallerResult::Ok) {
-            return Fail(step, result);
-        }
-        const std::string word = MemberText(reply.content, "result");
+        const Json::Value reply = Parsed(answer.value);
+        const std::string word = MemberText(reply, "result");
         Json::Value line(Json::objectValue);
-        line["reply"] = Parsed(reply.strPayload);
+        line["reply"]["content"] = reply;
+        line["reply"]["message_type"] = ReplyTypeOf(NEXLET_TYPE_POLL);
         if (word == step.until) {
             return Finish(step, ExitCode::Ok, std::move(line));
         }
         if (word != "Loading") {
-            return Finish(step, ExitCode::Refused, std::move(line), "the open ended with \"" + word + "\"");
+            return Finish(step, ExitCode::Refused, std::move(line),
+                          "the open ended with \"" + word + "\": " + nexlet_word_text(word.c_str()));
         }
         if (GetTickCount64() - startedAt >= TimeoutOf(step)) {
             return Finish(step, ExitCode::Timeout, std::move(line), "the result was \"Loading\" to the end");
@@ -289,117 +257,53 @@ ExitCode CRunner::Listen(const Step& step) {
             return Finish(step, ExitCode::Ok, std::move(line));
         }
         const ULONGLONG passed = GetTickCount64() - startedAt;
-        ReceivedFrame frame;
-        const CallerResult result =
-            m_caller->WaitForFrame(0, passed >= timeoutMs ? 0 : static_cast<std::uint32_t>(timeoutMs - passed), frame);
-        if (result == CallerResult::Timeout && step.count == 0) {
+        const nexlet_result result =
+            m_client.WaitFrame(0, passed >= timeoutMs ? 0 : static_cast<std::uint32_t>(timeoutMs - passed)).result;
+        if (result == NEXLET_TIMEOUT && step.count == 0) {
             return Finish(step, ExitCode::Ok, std::move(line));
         }
-        if (result != CallerResult::Ok) {
-            return Finish(step, ExitCodeOf(result), std::move(line), DescribeCallerResult(result));
+        if (result != NEXLET_OK) {
+            return Finish(step, ExitCodeOf(result), std::move(line), nexlet_result_text(result));
         }
     }
 }
 
 ExitCode CRunner::Exit(const Step& step) {
-    const std::uint32_t timeoutMs = TimeoutOf(step, kExitTimeoutMs);
-    Json::Value content(Json::objectValue);
-    content["service_id"] = m_script.service;
-    CallerResult result = m_caller->Send(kExitRequest, std::move(content), timeoutMs);
-    if (result == CallerResult::Ok) {
-        result = m_caller->WaitForLoss(timeoutMs);
-    }
-    if (result != CallerResult::Ok) {
-        return Fail(step, result);
+    const auto ended = m_client.Exit(TimeoutOf(step, kExitTimeoutMs));
+    if (!ended) {
+        return Fail(step, ended.result);
     }
     m_bConnected = false;
     Json::Value line(Json::objectValue);
-    DWORD exitCode = 0;
-    const bool ended = m_caller->WaitForProcessEnd(std::min(timeoutMs, kProcessEndMs), exitCode) == CallerResult::Ok;
-    line["process_ended"] = ended;
-    if (ended) {
-        line["exit_code"] = Json::UInt(exitCode);
+    line["process_ended"] = ended.value;
+    const std::uint32_t exitCode = m_client.Helper().exit_code;
+    if (ended.value) {
+        line["exit_code"] = exitCode;
     }
     return Finish(step, exitCode == 0 ? ExitCode::Ok : ExitCode::Gone, std::move(line),
                   "the helper's process ended with exit code " + std::to_string(exitCode));
 }
 
 ExitCode CRunner::Host(const Step& step) {
-    const std::uint32_t timeoutMs = TimeoutOf(step);
     const int type = std::stoi(step.arguments[0]);
-    CHostPipe host;
-    DWORD systemError = 0;
-    CallerResult result = host.Connect(Utf8ToUtf16(m_script.mark), timeoutMs, systemError);
-    if (result == CallerResult::Ok) {
-        const std::string payload =
-            WriteEnvelope(type, type == kForward ? Json::Value(step.arguments[1]) : Parsed(step.arguments[1]));
-        ShowFrame(FrameDirection::Sent, payload);
-        result = host.SendPayload(payload, timeoutMs);
-    }
-    Json::Value line(Json::objectValue);
-    if (result == CallerResult::Ok && step.expect.value_or(type == kForward ? 1 : 0) != 0) {
-        std::string payload;
-        result = host.WaitForPayload(timeoutMs, payload);
-        if (result == CallerResult::Ok) {
-            ShowFrame(FrameDirection::Received, payload);
-            line["acknowledgement"] = payload;
-        }
-    }
-    if (result != CallerResult::Ok) {
+    const std::string payload =
+        WriteEnvelope(type, type == kForward ? Json::Value(step.arguments[1]) : Parsed(step.arguments[1]));
+    const bool answered = step.expect.value_or(type == kForward ? 1 : 0) != 0;
+    char* answer = nullptr;
+    const nexlet_result result = nexlet_host_send(m_strMark.c_str(), payload.data(), payload.size(), TimeoutOf(step),
+                                                  answered ? &answer : nullptr);
+    const std::string acknowledgement = answer != nullptr ? answer : "";
+    nexlet_free(answer);
+    if (result != NEXLET_OK) {
         return Fail(step, result);
     }
-    return Finish(step, ExitCode::Ok, std::move(line));
-}
-
-ExitCode CRunner::Names() {
-    const std::wstring mark = Utf8ToUtf16(m_script.mark);
+    ShowFrame(FrameDirection::Sent, payload);
     Json::Value line(Json::objectValue);
-    line["service_pipe"] = Utf16ToUtf8(ServicePipeName(mark, m_script.service));
-    line["service_gate"] = Utf16ToUtf8(ServiceEventName(mark, m_script.service));
-    line["host_pipe"] = Utf16ToUtf8(HostPipeName(mark));
-    line["host_gate"] = Utf16ToUtf8(HostEventName(mark));
-    line["ready_event"] = Utf16ToUtf8(kReadyEventName);
-    PrintLine(line);
-    return ExitCode::Ok;
-}
-
-ExitCode CRunner::Encode(const Step& step) {
-    const std::string text =
-        HexText(BuildFrame(WriteEnvelope(std::stoi(step.arguments[0]), Parsed(step.arguments[1]))));
-    std::printf("%s\n", text.c_str());
-    return ExitCode::Ok;
-}
-
-ExitCode CRunner::Decode(const Step& step) {
-    std::string bytes;
-    if (!ParseHex(step.arguments[0], bytes)) {
-        std::fprintf(stderr, "nexctl: decode: these are no hexadecimal bytes\n");
-        return ExitCode::Usage;
+    if (answered) {
+        ShowFrame(FrameDirection::Received, acknowledgement);
+        line["acknowledgement"] = acknowledgement;
     }
-    std::vector<std::string> payloads;
-    const bool whole = CutFrames(bytes, payloads);
-    for (const std::string& payload : payloads) {
-        Json::Value record = FrameRecord(FrameDirection::Sent, payload);
-        record.removeMember("direction");
-        PrintLine(record);
-    }
-    if (!whole || payloads.empty()) {
-        std::fprintf(stderr, "nexctl: decode: the bytes do not end with a whole frame\n");
-        return ExitCode::Refused;
-    }
-    return ExitCode::Ok;
-}
-
-ExitCode CRunner::Decrypt(const Step& step) {
-    std::string text;
-    std::string complaint;
-    if (!DecryptEnvelope(step.arguments[1], step.arguments[0], text, complaint)) {
-        std::fprintf(stderr, "nexctl: decrypt: %s\n", complaint.c_str());
-        return ExitCode::Refused;
-    }
-    std::fwrite(text.data(), 1, text.size(), stdout);
-    std::fputc('\n', stdout);
-    return ExitCode::Ok;
+    return Finish(step, ExitCode::Ok, std::move(line));
 }
 
 std::uint32_t CRunner::TimeoutOf(const Step& step, std::uint32_t least) const {
@@ -419,18 +323,19 @@ ExitCode CRunner::Finish(const Step& step, ExitCode code, Json::Value line, std:
     return code;
 }
 
-ExitCode CRunner::Fail(const Step& step, CallerResult result) {
+ExitCode CRunner::Fail(const Step& step, nexlet_result result) {
+    const DWORD systemError = GetLastError();
     Json::Value line(Json::objectValue);
-    std::string words = DescribeCallerResult(result);
-    if (m_caller != nullptr && m_caller->SystemError() != 0) {
-        line["system_error"] = Json::UInt(m_caller->SystemError());
-        words += " (system error " + std::to_string(m_caller->SystemError()) + ")";
+    line["result"] = nexlet_result_name(result);
+    std::string words = nexlet_result_text(result);
+    if (result == NEXLET_SYSTEM_ERROR || result == NEXLET_NOT_STARTED || result == NEXLET_NAME_TAKEN) {
+        line["system_error"] = Json::UInt(systemError);
+        words += " (system error " + std::to_string(systemError) + ")";
     }
-    DWORD exitCode = 0;
-    if (result == CallerResult::Gone && m_caller != nullptr &&
-        m_caller->WaitForProcessEnd(0, exitCode) == CallerResult::Ok) {
-        line["exit_code"] = Json::UInt(exitCode);
-        words += "; its exit code was " + std::to_string(exitCode);
+    const nexlet_helper helper = m_client.Helper();
+    if (result == NEXLET_GONE && helper.ended != 0) {
+        line["exit_code"] = helper.exit_code;
+        words += "; its exit code was " + std::to_string(helper.exit_code);
     }
     return Finish(step, ExitCodeOf(result), std::move(line), words);
 }

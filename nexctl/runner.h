@@ -1,21 +1,23 @@
 // Takes the steps of a script.
 #pragma once
 
+#include <condition_variable>
 #include <cstdint>
-#include <memory>
+#include <deque>
 #include <mutex>
 #include <string>
 #include <string_view>
 
 #include <json/value.h>
 
-#include "client/caller.h"
+#include "client/include/nexlet_client.hpp"
+#include "nexctl/exchange.h"
 #include "nexctl/exit_code.h"
 #include "nexctl/script.h"
 
 class CRunner {
   public:
-    explicit CRunner(const Script& script) : m_script(script) {}
+    explicit CRunner(const Script& script) : m_script(script), m_strMark(script.mark), m_strService(script.service) {}
 
     // Takes the steps in order up to the first that does not end with Ok, and returns how that one ended.
     ExitCode Run();
@@ -24,29 +26,55 @@ class CRunner {
     ExitCode RunStep(const Step& step);
     // Serves, starts and waits for the helper, once.
     ExitCode Connect(const Step& step, bool print);
-    ExitCode Start(const Step& step);
-    ExitCode Request(const Step& step, int type, Json::Value content, int replyType);
+    nexlet_result StartHelper(std::uint32_t timeoutMs);
+    ExitCode Request(const Step& step);
+    ExitCode Ask(const Step& step, int type, const Json::Value& content);
+    ExitCode Send(const Step& step);
     ExitCode Poll(const Step& step);
     ExitCode Listen(const Step& step);
     ExitCode Exit(const Step& step);
     ExitCode Host(const Step& step);
+    ExitCode Demo(const Step& step);
+
+    // Exchanges as files (runner_exchange.cpp).
+    ExitCode Replay(const Step& step);
+    ExitCode ReplayFrame(const Step& step, const ExchangeFrame& frame, Json::Value& differences);
+    // Sends the request again while its answer is that the open is under way.
+    ExitCode AskWhileLoading(const Step& step, const ExchangeFrame& request);
+    // The next frame that came; it stays where it is unless it is taken.
+    bool NextFrame(std::uint32_t timeoutMs, bool take, std::string& payload);
+    ExitCode Show(const Step& step);
+    // Writes what was recorded, if anything was asked to be. NotStarted when the file cannot be written.
+    ExitCode SaveRecord(ExitCode code);
+
+    // What needs no helper (runner_tools.cpp).
     ExitCode Names();
     ExitCode Encode(const Step& step);
     ExitCode Decode(const Step& step);
     ExitCode Decrypt(const Step& step);
-    ExitCode Demo(const Step& step);
 
     std::uint32_t TimeoutOf(const Step& step, std::uint32_t least = 0) const;
     // Prints the step's line and, when it did not end with Ok, a sentence for people.
     ExitCode Finish(const Step& step, ExitCode code, Json::Value line, std::string_view words = {});
-    ExitCode Fail(const Step& step, CallerResult result);
+    ExitCode Fail(const Step& step, nexlet_result result);
+    void OnFrame(FrameDirection direction, std::string_view payload);
     void ShowFrame(FrameDirection direction, std::string_view payload);
     void PrintLine(const Json::Value& line);
 
     const Script& m_script;
-    std::unique_ptr<CCaller> m_caller;
+    std::string m_strMark;
+    std::string m_strService;
     bool m_bConnected = false;
     bool m_bListening = false;
     bool m_bDemo = false;
-    std::mutex m_lockOutput;  // frames are shown from the pipe's thread
+    std::mutex m_lockOutput;  // frames are shown from threads of the library
+
+    std::mutex m_lockFrames;  // guards what follows
+    std::condition_variable m_framesChanged;
+    bool m_bReplaying = false;
+    std::deque<std::string> m_replayed;  // received and not yet compared
+    std::string m_strRecordFile;         // empty: nothing is recorded
+    Exchange m_record;
+
+    CNexletClient m_client;  // the last member: its threads use the others until it is closed
 };

@@ -5,7 +5,7 @@
 #include <limits>
 
 #include "foundation/json_text.h"
-#include "foundation/text_helpers.h"
+#include "nexctl/text_file.h"
 
 namespace {
 
@@ -14,19 +14,15 @@ bool ReadNumber(std::string_view text, std::uint32_t& number) {
     return error == std::errc() && end == text.data() + text.size();
 }
 
-bool ReadStream(std::FILE* stream, std::string& text) {
-    char chunk[4096];
-    while (const std::size_t count = std::fread(chunk, 1, sizeof chunk, stream)) {
-        text.append(chunk, count);
-    }
-    return std::ferror(stream) == 0;
-}
-
 // "@FILE" and "-" become what stands there.
 bool ReadIn(std::string& argument, std::string& problem) {
     if (argument == "-") {
         argument.clear();
-        if (!ReadStream(stdin, argument)) {
+        char chunk[4096];
+        while (const std::size_t count = std::fread(chunk, 1, sizeof chunk, stdin)) {
+            argument.append(chunk, count);
+        }
+        if (std::ferror(stdin) != 0) {
             problem = "standard input cannot be read";
             return false;
         }
@@ -36,16 +32,11 @@ bool ReadIn(std::string& argument, std::string& problem) {
         return true;
     }
     const std::string path = argument.substr(1);
-    argument.clear();
-    std::FILE* file = _wfopen(Utf8ToUtf16(path).c_str(), L"rb");
-    const bool read = file != nullptr && ReadStream(file, argument);
-    if (file != nullptr) {
-        std::fclose(file);
-    }
-    if (!read) {
+    if (!ReadTextFile(path, argument)) {
         problem = path + " cannot be read";
+        return false;
     }
-    return read;
+    return true;
 }
 
 // Walks the arguments once; each Take... leaves problem set when it fails.
@@ -87,6 +78,9 @@ class CScriptReader {
                 return Fail(name + " needs " + step.verb->arguments);
             }
             argument = m_arguments[m_nAt++];
+            if (std::string_view(step.verb->arguments) == "FILE") {
+                argument.insert(0, "@");
+            }
             if (!ReadIn(argument, m_problem)) {
                 return false;
             }
@@ -141,6 +135,8 @@ class CScriptReader {
         std::string value = m_arguments[m_nAt++];
         if (std::string* text = TextOption(name)) {
             *text = value;
+            m_script.markGiven = m_script.markGiven || name == "--mark";
+            m_script.serviceGiven = m_script.serviceGiven || name == "--service";
             return true;
         }
         if (name == "--channel" || name == "--param") {

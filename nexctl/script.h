@@ -32,7 +32,9 @@ struct Step {
 
 struct Script {
     std::string mark = "nexctl";
+    bool markGiven = false;
     std::string service = "nexctl";
+    bool serviceGiven = false;
     std::string exe;  // empty: nexlet.exe beside nexctl.exe
     std::optional<std::string> channel;
     std::string mid = "nexctl";

@@ -49,6 +49,21 @@ const std::vector<VerbInfo>& AllVerbs() {
          "For type 1 BODY is a command line, and the acknowledgement \"1\" is waited for. For every other type BODY\n"
          "is the content, JSON; what it names under service_id gets an instance of its own.\n"
          "  --expect 0     do not wait for the acknowledgement\n"},
+        {"record", "NEWFILE", 1, "keep what the verbs behind it exchange as a file",
+         "Stands before the verbs that are to be recorded, and takes the ready notice in when the helper has not been\n"
+         "started yet:\n"
+         "  nexctl record open.exchange open '{...}' poll '{...}' --until 1 exit\n"
+         "Of several polls in a row that were answered \"Loading\" the last is kept. A file that cannot be written "
+         "ends\n"
+         "with 2.\n"},
+        {"replay", "FILE", 1, "play the caller's half of a recorded exchange, compare the helper's",
+         "Starts the helper and sends each of the caller's frames as it stands; mark and service id are those of the\n"
+         "file unless --mark and --service say otherwise. What the file marks under \"any\" is not compared. A poll "
+         "is\n"
+         "sent again while its answer is \"Loading\" and the file says something else.\n"
+         "  --every MS     the pause between two such polls (500)\n"
+         "Differences stand in the output and end with 5; a frame that does not come ends with 3.\n"},
+        {"show", "FILE", 1, "print a recorded exchange for people, with the bytes of every frame; needs no helper", ""},
         {"names", "", 0, "print the names of pipes and events for --mark and --service", ""},
         {"encode", "TYPE JSON", 2, "print the frame of a message as hexadecimal bytes", ""},
         {"decode", "HEX", 1, "print the frames in hexadecimal bytes as JSON lines",

@@ -216,4 +216,46 @@ TEST_F(Nexctl, DemoWithoutAnSdkSaysWhereItStopped) {
     EXPECT_NE(run.strErr.find("InitWxApi error"), std::string::npos) << run.strErr;
 }
 
+// The helper's side of the golden exchanges; the library and the protocol's page are held to the same files.
+class NexctlReplay : public Nexctl, public ::testing::WithParamInterface<const char*> {};
+
+TEST_P(NexctlReplay, HelperAnswersAsTheGoldenExchangeSays) {
+    m_sandbox.LayOcean(L"good");
+    const ConsoleRun run = Run({"replay", std::string(NEXLET_EXCHANGES) + "/" + GetParam() + ".exchange"});
+    EXPECT_EQ(run.dwExitCode, 0u) << run.strOut << run.strErr;
+    const Json::Value line = JsonLines(run.strOut).at(0);
+    EXPECT_EQ(line["differences"].size(), 0u);
+    EXPECT_GT(line["frames"].asInt(), 2);
+}
+
+INSTANTIATE_TEST_SUITE_P(Files, NexctlReplay, ::testing::Values("open", "requests", "refusals"),
+                         [](const auto& file) { return std::string(file.param); });
+
+TEST_F(Nexctl, RecordedExchangeIsPlayedAgain) {
+    m_sandbox.LayOcean(L"late");
+    const std::string file = Utf16ToUtf8(m_sandbox.SdkPath()) + "\\run.exchange";
+    const ConsoleRun recorded = Run({"record", file, "encrypt", "text", "open", MiniAppOpen("t"), "poll",
+                                     MiniAppPoll("t"), "--until", "1", "--every", "20", "exit"});
+    ASSERT_EQ(recorded.dwExitCode, 0u) << recorded.strOut << recorded.strErr;
+    const ConsoleRun same = Run({"replay", file, "--every", "20", "--service", "another"});
+    EXPECT_EQ(same.dwExitCode, 0u) << same.strOut << same.strErr;
+}
+
+TEST_F(Nexctl, ReplayTellsWhatIsAnother) {
+    const ConsoleRun run = Run({"replay", std::string(NEXLET_EXCHANGES) + "/open.exchange", "--timeout", "20000"});
+    EXPECT_EQ(run.dwExitCode, 5u) << run.strOut << run.strErr;
+    const Json::Value differences = JsonLines(run.strOut).at(0)["differences"];
+    ASSERT_EQ(differences.size(), 2u) << "there is no library that opens anything: open and poll";
+    EXPECT_EQ(differences[0]["difference"].asString(), R"("result" is "InitWxApi error" instead of "1")");
+}
+
+TEST_F(Nexctl, FileThatIsNoExchangeEndsWithOne) {
+    const std::string file = Utf16ToUtf8(m_sandbox.Exe());
+    const ConsoleRun run = RunPlain({"show", file});
+    EXPECT_EQ(run.dwExitCode, 1u);
+    EXPECT_NE(run.strErr.find("line 1"), std::string::npos) << run.strErr;
+    EXPECT_EQ(RunPlain({"replay", "C:\\no such file"}).dwExitCode, 1u);
+    EXPECT_EQ(RunPlain({"record", "C:\\no such folder\\x", "names"}).dwExitCode, 2u);
+}
+
 }  // namespace

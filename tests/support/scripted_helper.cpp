@@ -53,7 +53,7 @@ void CScriptedHelper::Serve() {
         }
         Json::Value root;
         if (ParseJson(request.strPayload, root) && root.isObject()) {
-            request.nType = root["message_type"].asInt();
+            request.nType = root["message_type"].isInt() ? root["message_type"].asInt() : 0;
             request.content = root["content"];
         }
         {

@@ -1,0 +1,4 @@
+#pragma once
+
+// As the caller sees it.
+enum class FrameDirection { Sent, Received };
