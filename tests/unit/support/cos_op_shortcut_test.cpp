@@ -1,5 +1,6 @@
 #include "foundation/windows_headers.h"
 
+#include <aclapi.h>
 #include <objbase.h>
 #include <shlobj.h>
 
@@ -10,6 +11,8 @@
 
 #include "support/com_pointer.h"
 #include "support/cos_op.h"
+#include "tests/support/private_registry.h"
+#include "tests/support/temp_folder.h"
 #include "tests/support/unique_name.h"
 
 namespace {
@@ -92,6 +95,63 @@ TEST_F(CosOpShortcut, ATargetThatIsAUrlIsSavedToo) {
 
 TEST_F(CosOpShortcut, TheOutcomeOfSavingDoesNotCount) {
     EXPECT_TRUE(CosOp::CreateDesktopShortcut(m_name + L"\\no\\such\\folder", L"C:\\windows\\notepad.exe", L"", L""));
+    EXPECT_FALSE(std::filesystem::exists(m_path));
+}
+
+TEST_F(CosOpShortcut, AFolderOfThatNameStaysAndTheResultSaysNothing) {
+    std::filesystem::create_directory(m_path);
+    EXPECT_TRUE(CosOp::CreateDesktopShortcut(m_name, L"C:\\windows\\notepad.exe", L"description", L""));
+    EXPECT_TRUE(std::filesystem::is_directory(m_path));
+}
+
+// Takes the right to make files in a folder away for the length of a scope. Where rights do not bind the user, as under
+// Wine as root, the folder is one in which nobody can make a file.
+class CReadOnlyFolder {
+  public:
+    CReadOnlyFolder() {
+        if (GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr) {
+            m_path = L"Z:\\proc";
+            return;
+        }
+        m_path = m_folder.Path();
+        wchar_t user[] = L"CURRENT_USER";
+        EXPLICIT_ACCESSW access{};
+        BuildExplicitAccessWithNameW(&access, user, FILE_ADD_FILE, DENY_ACCESS, NO_INHERITANCE);
+        PACL list = nullptr;
+        EXPECT_EQ(SetEntriesInAclW(1, &access, nullptr, &list), static_cast<DWORD>(ERROR_SUCCESS));
+        EXPECT_EQ(Apply(list), static_cast<DWORD>(ERROR_SUCCESS));
+        LocalFree(list);
+    }
+    ~CReadOnlyFolder() {
+        if (m_path == m_folder.Path()) {
+            Apply(nullptr);
+        }
+    }
+    CReadOnlyFolder(const CReadOnlyFolder&) = delete;
+    CReadOnlyFolder& operator=(const CReadOnlyFolder&) = delete;
+    const std::filesystem::path& Path() const { return m_path; }
+
+  private:
+    DWORD Apply(PACL list) const {
+        std::wstring path = m_path.wstring();
+        return SetNamedSecurityInfoW(path.data(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr, list,
+                                     nullptr);
+    }
+    CTempFolder m_folder;
+    std::filesystem::path m_path;
+};
+
+TEST_F(CosOpShortcut, ADesktopThatCannotBeWrittenGetsNoShortcutAndTheResultSaysNothing) {
+    const CReadOnlyFolder readOnly;
+    const CPrivateRegistry registry;  // other tests have their desktop meanwhile
+    const CRegistryValue desktop(HKEY_CURRENT_USER,
+                                 L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\User Shell Folders",
+                                 L"Desktop", 0, REG_SZ, TextBytes(readOnly.Path().wstring()));
+    wchar_t folder[MAX_PATH] = {};
+    ASSERT_TRUE(SHGetSpecialFolderPathW(nullptr, folder, CSIDL_DESKTOP, FALSE));
+    ASSERT_EQ(std::filesystem::path(folder), readOnly.Path());
+    EXPECT_TRUE(CosOp::CreateDesktopShortcut(m_name, L"C:\\windows\\notepad.exe", L"description", L""));
+    EXPECT_FALSE(std::filesystem::exists(readOnly.Path() / (m_name + L".lnk")));
     EXPECT_FALSE(std::filesystem::exists(m_path));
 }
 
