@@ -88,7 +88,7 @@ ExitCode CRunner::RunStep(const Step& step) {
     } kAlone[] = {
         {"host", &CRunner::Host},       {"encode", &CRunner::Encode}, {"decode", &CRunner::Decode},
         {"decrypt", &CRunner::Decrypt}, {"demo", &CRunner::Demo},     {"replay", &CRunner::Replay},
-        {"show", &CRunner::Show},
+        {"show", &CRunner::Show},       {"log", &CRunner::Log},
     };
     for (const auto& one : kAlone) {
         if (one.verb == verb) {
@@ -336,6 +336,9 @@ ExitCode CRunner::Fail(const Step& step, nexlet_result result) {
     if (result == NEXLET_GONE && helper.ended != 0) {
         line["exit_code"] = helper.exit_code;
         words += "; its exit code was " + std::to_string(helper.exit_code);
+    }
+    if (result == NEXLET_TIMEOUT && helper.process_id != 0) {
+        words += RefusalInLog(helper.process_id);
     }
     return Finish(step, ExitCodeOf(result), std::move(line), words);
 }

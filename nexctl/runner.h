@@ -47,6 +47,15 @@ class CRunner {
     // Writes what was recorded, if anything was asked to be. NotStarted when the file cannot be written.
     ExitCode SaveRecord(ExitCode code);
 
+    // The helper's log (runner_log.cpp).
+    ExitCode Log(const Step& step);
+    ExitCode SwitchLog(const Step& step, const std::string& what);
+    ExitCode ShowLog(const Step& step, const std::string& path);
+    ExitCode FollowLog(const Step& step, const std::string& path, std::uint32_t processId);
+    ExitCode PageOfLog(const Step& step, const std::string& path);
+    // Why the latest message got no answer, as words to put behind a sentence; empty when the log does not tell.
+    std::string RefusalInLog(std::uint32_t processId) const;
+
     // What needs no helper (runner_tools.cpp).
     ExitCode Names();
     ExitCode Encode(const Step& step);

@@ -97,6 +97,14 @@ class CScriptReader {
             (!ReadNumber(step.arguments[0], type) || type > std::numeric_limits<std::int32_t>::max())) {
             return Fail("\"" + step.arguments[0] + "\" is no message type");
         }
+        if (std::string_view(step.verb->name) == "log") {
+            for (const char* what : {"on", "off", "status", "show", "follow", "page"}) {
+                if (step.arguments[0] == what) {
+                    return true;
+                }
+            }
+            return Fail("log needs on, off, status, show, follow or page, not \"" + step.arguments[0] + "\"");
+        }
         const bool commandLine = std::string_view(step.verb->name) == "host" && type == 1;
         const bool json = arguments.ends_with("JSON") || (arguments.ends_with("BODY") && !commandLine);
         Json::Value value;
@@ -154,9 +162,16 @@ class CScriptReader {
             }
             return true;
         }
-        if (name == "--until") {
-            return m_script.steps.empty() ? Fail("--until stands behind a verb")
-                                          : (m_script.steps.back().until = value, true);
+        if (name == "--until" || name == "--file" || name == "--function" || name == "--out") {
+            if (m_script.steps.empty()) {
+                return Fail(name + " stands behind a verb");
+            }
+            Step& step = m_script.steps.back();
+            (name == "--until"  ? step.until
+             : name == "--file" ? step.file
+             : name == "--out"  ? step.out
+                                : step.function) = value;
+            return true;
         }
         return TakeNumber(name, value);
     }
@@ -172,7 +187,7 @@ class CScriptReader {
 
     bool TakeNumber(const std::string& name, const std::string& value) {
         const bool known = name == "--timeout" || name == "--every" || name == "--expect" || name == "--count" ||
-                           name == "--channel-id";
+                           name == "--channel-id" || name == "--pid" || name == "--run";
         if (!known) {
             return Fail("no option is called \"" + name + "\"");
         }
@@ -198,6 +213,10 @@ class CScriptReader {
             step.everyMs = number;
         } else if (name == "--count") {
             step.count = number;
+        } else if (name == "--pid") {
+            step.pid = number;
+        } else if (name == "--run") {
+            step.run = number;
         } else {
             step.expect = static_cast<int>(number);
         }

@@ -27,7 +27,12 @@ struct Step {
     std::string until;                       // poll: the result word to wait for
     std::uint32_t everyMs = 500;             // poll: the pause between two asks
     std::optional<int> expect;               // send, host: the reply's type, 0 for none
-    std::uint32_t count = 0;                 // listen: frames to print, 0 for no limit
+    std::uint32_t count = 0;                 // listen, log follow: frames or lines to print, 0 for no limit
+    std::string file;                        // log: the file, empty for the newest or that of pid
+    std::string function;                    // log: what a line's function must contain
+    std::string out;                         // log page: where the page goes
+    std::uint32_t pid = 0;                   // log: the helper's process id, 0 for the newest
+    std::uint32_t run = 0;                   // log page: which process of a file, 0 for the last
 };
 
 struct Script {

@@ -64,6 +64,21 @@ const std::vector<VerbInfo>& AllVerbs() {
          "  --every MS     the pause between two such polls (500)\n"
          "Differences stand in the output and end with 5; a frame that does not come ends with 3.\n"},
         {"show", "FILE", 1, "print a recorded exchange for people, with the bytes of every frame; needs no helper", ""},
+        {"log", "WHAT", 1, "the helper's log: on, off, status, show, follow, page; needs no helper",
+         "  log on         later starts of the helper write a log; off: they do not. A running one is what it was\n"
+         "                 started as\n"
+         "  log status     the switch, the folder and the files there, newest first\n"
+         "  log show       every line as a JSON line\n"
+         "  log follow     the same, and goes on until the process or --timeout ends\n"
+         "  log page       one HTML page with a timeline: lanes, requests, beacons, timers, and every line\n"
+         "options for the last three:\n"
+         "  --file PATH    the log (the newest, first of processes that run)\n"
+         "  --pid N        the log of this process\n"
+         "  --function T   only lines whose function contains T, in any case (show, follow)\n"
+         "  --count N      stop after N lines (follow)\n"
+         "  --out PATH     where the page goes (the log's path and .html)\n"
+         "  --run N        which process, when a reused process id has continued a file (the last)\n"
+         "A log that is not there ends with 4.\n"},
         {"names", "", 0, "print the names of pipes and events for --mark and --service", ""},
         {"encode", "TYPE JSON", 2, "print the frame of a message as hexadecimal bytes", ""},
         {"decode", "HEX", 1, "print the frames in hexadecimal bytes as JSON lines",

@@ -1,5 +1,6 @@
 // nexctl from the outside: its words, its JSON, its exit codes.
 #include <filesystem>
+#include <thread>
 #include <vector>
 
 #include "foundation/json_text.h"
@@ -247,6 +248,53 @@ TEST_F(Nexctl, ReplayTellsWhatIsAnother) {
     const Json::Value differences = JsonLines(run.strOut).at(0)["differences"];
     ASSERT_EQ(differences.size(), 2u) << "there is no library that opens anything: open and poll";
     EXPECT_EQ(differences[0]["difference"].asString(), R"("result" is "InitWxApi error" instead of "1")");
+}
+
+TEST_F(Nexctl, LogIsShownFilteredFollowedAndMadeAPage) {
+    ASSERT_EQ(Run({"start", "send", "2", "{}"}).dwExitCode, 0u);
+    const std::string pid = std::to_string(m_helper.Id());
+    const ConsoleRun shown = RunPlain({"log", "show", "--pid", pid, "--function", "pipeclientcallback::receive"});
+    EXPECT_EQ(shown.dwExitCode, 0u) << shown.strErr;
+    const std::vector<Json::Value> lines = JsonLines(shown.strOut);
+    ASSERT_FALSE(lines.empty());
+    bool arrived = false;
+    for (const Json::Value& line : lines) {
+        EXPECT_EQ(line["function"].asString(), "CPipeClientCallback::ReceiveIPCMessage");
+        arrived = arrived || line["text"].asString() == "receive MessageType::S_MT_GetWxAppStatus";
+    }
+    EXPECT_TRUE(arrived);
+    const ConsoleRun followed = RunPlain({"log", "follow", "--pid", pid, "--count", "3"});
+    EXPECT_EQ(followed.dwExitCode, 0u);
+    EXPECT_EQ(JsonLines(followed.strOut).size(), 3u);
+    const std::string page = Utf16ToUtf8(m_sandbox.SdkPath()) + "\\page.html";
+    const ConsoleRun paged = RunPlain({"log", "page", "--pid", pid, "--out", page});
+    EXPECT_EQ(paged.dwExitCode, 0u) << paged.strErr;
+    EXPECT_GT(JsonLines(paged.strOut).at(0)["lanes"].asInt(), 4);
+    EXPECT_NE(GetFileAttributesW(Utf8ToUtf16(page).c_str()), INVALID_FILE_ATTRIBUTES);
+    const ConsoleRun status = RunPlain({"log", "status"});
+    EXPECT_TRUE(JsonLines(status.strOut).at(0)["on"].asBool());
+    EXPECT_EQ(RunPlain({"log", "show", "--pid", "4000000000"}).dwExitCode, 4u);
+    EXPECT_EQ(RunPlain({"log", "everything"}).dwExitCode, 1u);
+}
+
+TEST_F(Nexctl, FollowEndsWithTheProcess) {
+    ASSERT_EQ(Run({"start"}).dwExitCode, 0u);
+    ConsoleRun followed;
+    std::thread follower([&] {
+        followed = RunPlain({"log", "follow", "--pid", std::to_string(m_helper.Id()), "--timeout", "60000"});
+    });
+    m_helper.WaitForEnd(100);
+    EXPECT_TRUE(m_helper.IsRunning());
+    TerminateProcess(m_helper.Handle(), 0);
+    follower.join();
+    EXPECT_EQ(followed.dwExitCode, 0u) << followed.strErr;
+    EXPECT_EQ(JsonLines(followed.strOut).at(0)["text"].asString(), "start");
+}
+
+TEST_F(Nexctl, SilenceIsExplainedFromTheLog) {
+    const ConsoleRun run = Run({"start", "send", "99", "{}", "--expect", "13", "--timeout", "500"});
+    EXPECT_EQ(run.dwExitCode, 3u);
+    EXPECT_NE(run.strErr.find("its log says \"receive extension msg\""), std::string::npos) << run.strErr;
 }
 
 TEST_F(Nexctl, FileThatIsNoExchangeEndsWithOne) {

@@ -32,6 +32,7 @@ class CHelperProcess {
     std::size_t PrivateBytes() const;
     CHelperLog Log() const { return CHelperLog(m_process.dwProcessId); }
     DWORD Id() const { return m_process.dwProcessId; }
+    HANDLE Handle() const { return m_process.hProcess.get(); }
 
   private:
     StartedProcess m_process;

@@ -1,0 +1,47 @@
+// ReadLog, BuildTimeline and TimelinePage on any bytes: every line stands on one lane, every span within the log, in
+// order, and nothing of the log becomes a tag of the page.
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "fuzz/fuzz_check.h"
+#include "nexctl/log_page.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    const std::string_view bytes(reinterpret_cast<const char*>(data), size);
+    const std::vector<LogLine> lines = ReadLog(bytes);
+    // The same log while it was shorter holds the same lines, but for the last one.
+    const std::vector<LogLine> before = ReadLog(bytes.substr(0, size / 2));
+    FUZZ_CHECK(before.size() <= lines.size());
+    for (std::size_t at = 0; at + 1 < before.size(); ++at) {
+        FUZZ_CHECK(before[at] == lines[at]);
+    }
+    std::size_t covered = 0;
+    for (int run = 0; run < CountRuns(lines); ++run) {
+        const Timeline timeline = BuildTimeline(lines, run);
+        covered += timeline.lines.size();
+        std::size_t marks = 0;
+        for (const TimelineLane& lane : timeline.lanes) {
+            marks += lane.marks.size();
+            FUZZ_CHECK(!lane.marks.empty());
+            for (const TimelineSpan& span : lane.spans) {
+                FUZZ_CHECK(span.nFirstLine <= span.nLastLine && span.nLastLine < timeline.lines.size());
+            }
+        }
+        FUZZ_CHECK(marks == timeline.lines.size() && timeline.laneOf.size() == marks);
+        if (run < 2) {
+            const std::string page = TimelinePage(timeline, "log");
+            const auto tags = [&](std::string_view tag) {
+                std::size_t count = 0;
+                for (std::size_t at = page.find(tag); at != std::string::npos; at = page.find(tag, at + 1)) {
+                    ++count;
+                }
+                return count;
+            };
+            FUZZ_CHECK(tags("<script") == 1 && tags("<tr ") == timeline.lines.size());
+        }
+    }
+    FUZZ_CHECK(covered == lines.size());
+    return 0;
+}

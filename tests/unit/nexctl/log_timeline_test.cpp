@@ -1,0 +1,164 @@
+#include "nexctl/log_timeline.h"
+
+#include <gtest/gtest.h>
+
+#include "nexctl/log_page.h"
+#include "tests/support/log_bytes.h"
+
+namespace {
+
+// Lines a millisecond apart.
+Timeline Build(const std::vector<std::string>& texts, int run = 0) {
+    std::string log;
+    int time = 0;
+    for (const std::string& text : texts) {
+        log += "1:0:" + std::to_string(time / 1000) + ":" + std::to_string(time % 1000) + "\t" + text + "\r\n";
+        ++time;
+    }
+    return BuildTimeline(ReadLog(LogBytes(log)), run);
+}
+
+const TimelineLane& Lane(const Timeline& timeline, const std::string& name) {
+    for (const TimelineLane& lane : timeline.lanes) {
+        if (lane.strName == name) {
+            return lane;
+        }
+    }
+    ADD_FAILURE() << "there is no lane " << name;
+    static const TimelineLane none;
+    return none;
+}
+
+const std::string kArrives = "[CPipeClientCallback::ReceiveIPCMessage(59)] ReceiveIPCMessage begin";
+const std::string kStatus = "[CPipeClientCallback::ReceiveIPCMessage(99)] receive MessageType::S_MT_GetWxAppStatus";
+const std::string kEncrypted =
+    "[CPipeClientCallback::ReceiveIPCMessage(99)] receive  MessageType::S_MT_GetWxAppStatusEncrypt";
+const std::string kWatch = "[CPipeClientCallback::ReceiveIPCMessage(99)] receive MessageType::S_MT_DelayCheckWndStatus";
+
+std::string Sends(int type) {
+    return "[WxMiniProgramServiceEx::SendIPCMessage(88)] Type=" + std::to_string(type) + ", Message={}";
+}
+
+TEST(LogTimeline, RequestIsASpanFromItsArrivalToItsReply) {
+    const Timeline timeline = Build({"start", kArrives, kStatus, "[Probe(1)] looks", Sends(13), "[Other(1)] x"});
+    const TimelineLane& lane = Lane(timeline, "caller's pipe");
+    ASSERT_EQ(lane.spans.size(), 1u);
+    EXPECT_TRUE(lane.spans[0].bRequest);
+    EXPECT_EQ(lane.spans[0].strName, "S_MT_GetWxAppStatus");
+    EXPECT_EQ(lane.spans[0].strOutcome, "replied with type 13");
+    EXPECT_EQ(lane.spans[0].nFirstLine, 1u);
+    EXPECT_EQ(lane.spans[0].nLastLine, 4u);
+    EXPECT_EQ(lane.marks.size(), 4u) << "what ran meanwhile on no thread of its own belongs to it";
+    EXPECT_EQ(Lane(timeline, "any thread").marks.size(), 1u);
+}
+
+TEST(LogTimeline, FrameOfAnotherTypeIsNotTheReply) {
+    const Timeline timeline = Build({kArrives, kEncrypted, Sends(12), Sends(14)});
+    EXPECT_EQ(Lane(timeline, "caller's pipe").spans.at(0).nLastLine, 3u);
+}
+
+TEST(LogTimeline, RequestWithoutAReplyEndsWhereTheNextBegins) {
+    const Timeline timeline = Build({kArrives, kWatch, "[Elsewhere(1)] x", kArrives, kStatus});
+    const auto& spans = Lane(timeline, "caller's pipe").spans;
+    ASSERT_EQ(spans.size(), 2u);
+    EXPECT_EQ(spans[0].strOutcome, "no reply");
+    EXPECT_EQ(spans[0].nLastLine, 2u);
+    EXPECT_EQ(spans[1].strOutcome, "no reply");
+    EXPECT_EQ(spans[1].nLastLine, 4u);
+}
+
+TEST(LogTimeline, RefusalEndsARequestAndIsMarked) {
+    const Timeline timeline = Build({kArrives, "[CPipeClientCallback::ReceiveIPCMessage(70)] jvRoot not message_type",
+                                     kArrives, kStatus, Sends(13)});
+    const TimelineLane& lane = Lane(timeline, "caller's pipe");
+    ASSERT_EQ(lane.spans.size(), 2u);
+    EXPECT_EQ(lane.spans[0].strOutcome, "refused: jvRoot not message_type");
+    EXPECT_EQ(lane.marks.at(1).kind, MarkKind::Refusal);
+    EXPECT_EQ(lane.spans[1].strOutcome, "replied with type 13");
+}
+
+TEST(LogTimeline, RequestsOfBothPipesDoNotMix) {
+    const Timeline timeline =
+        Build({kArrives, kStatus, "[CommzoltHelperS::ReceiveIPCMessage(12)] ReceiveIPCMessage begin",
+               "[CommzoltHelperS::ReceiveIPCMessage(19)] jvRoot not content", Sends(13)});
+    EXPECT_EQ(Lane(timeline, "caller's pipe").spans.at(0).strOutcome, "replied with type 13");
+    EXPECT_EQ(Lane(timeline, "host pipe").spans.at(0).strOutcome, "refused: jvRoot not content");
+}
+
+TEST(LogTimeline, ThreadIsASpanFromItsBeginningToItsEnd) {
+    const Timeline timeline = Build({"[DelayCheckWndThread(11)] DelayCheckWndThread begin", "[x(1)] y",
+                                     "[DelayCheckWndThread(30)] DelayCheckWndThread end",
+                                     "[HangWatcherThreadFunc(2)] HangWatcherThreadFunc begin", "[x(1)] y"});
+    const TimelineSpan& ended = Lane(timeline, "follow an open").spans.at(0);
+    EXPECT_EQ(ended.strName, "DelayCheckWndThread");
+    EXPECT_EQ(ended.nLastLine, 2u);
+    EXPECT_FALSE(ended.bOpen);
+    const TimelineSpan& open = Lane(timeline, "hang watch").spans.at(0);
+    EXPECT_TRUE(open.bOpen);
+    EXPECT_EQ(open.nLastLine, 4u);
+}
+
+TEST(LogTimeline, FunctionThatEndsUnderAnothersNameEnds) {
+    const Timeline timeline = Build({"[CommzoltHelperS::InitConfInfoThread(53)] InitConfInfoThread begin",
+                                     "[CommzoltHelperS::InitConfInfoThread(61)] InitHangWatcherThread end"});
+    EXPECT_FALSE(Lane(timeline, "main thread").spans.at(0).bOpen);
+}
+
+TEST(LogTimeline, BeaconsAndTimersAreMarked) {
+    const Timeline timeline =
+        Build({"[ReportDot(55)] Report: https://x/y?a=1 sync : 0", "[WindowProc(49)] create timer",
+               "[DelayCheckWndThread(40)] successLog url=http://x"});
+    EXPECT_EQ(Lane(timeline, "main thread").marks.at(0).kind, MarkKind::Timer);
+    EXPECT_EQ(Lane(timeline, "any thread").marks.at(0).kind, MarkKind::Beacon);
+    EXPECT_EQ(Lane(timeline, "follow an open").marks.at(0).kind, MarkKind::Beacon);
+}
+
+TEST(LogTimeline, EveryLineStandsOnExactlyOneLane) {
+    const Timeline timeline = Build({"start", "C:\\x.exe", kArrives, kStatus, "[F(1)] x", Sends(13), "[G(1)] y"});
+    std::size_t marks = 0;
+    for (const TimelineLane& lane : timeline.lanes) {
+        marks += lane.marks.size();
+        EXPECT_FALSE(lane.marks.empty());
+    }
+    EXPECT_EQ(marks, timeline.lines.size());
+    ASSERT_EQ(timeline.laneOf.size(), timeline.lines.size());
+    EXPECT_EQ(timeline.lanes[timeline.laneOf[3]].strName, "caller's pipe");
+}
+
+TEST(LogTimeline, OneRunOfAFileIsTaken) {
+    const std::vector<std::string> texts = {"start", "[F(1)] first", "start", "[F(1)] second", "[F(1)] third"};
+    EXPECT_EQ(Build(texts, 0).lines.size(), 2u);
+    EXPECT_EQ(Build(texts, 1).lines.size(), 3u);
+    EXPECT_TRUE(Build(texts, 2).lines.empty());
+    EXPECT_EQ(CountRuns(Build(texts, 1).lines), 2);
+    EXPECT_EQ(CountRuns({}), 0);
+}
+
+TEST(LogPage, HoldsALaneAndARowForEverything) {
+    const Timeline timeline = Build({"start", kArrives, kStatus, Sends(13), "[ReportDot(55)] Report: u sync : 0"});
+    const std::string page = TimelinePage(timeline, "a title");
+    EXPECT_NE(page.find("<h1>a title</h1>"), std::string::npos);
+    EXPECT_NE(page.find("5 lines, 1 requests (0 without a reply), 1 beacons"), std::string::npos) << page;
+    EXPECT_NE(page.find("caller's pipe"), std::string::npos);
+    EXPECT_NE(page.find("class=\"request\""), std::string::npos);
+    EXPECT_NE(page.find("class=\"Beacon\""), std::string::npos);
+    EXPECT_NE(page.find("<tr id=\"l4\""), std::string::npos);
+    EXPECT_EQ(page.find("<tr id=\"l5\""), std::string::npos);
+}
+
+TEST(LogPage, WhatTheLogHoldsIsTextAndNeverMarkup) {
+    const Timeline timeline =
+        Build({"[<b>(1)] </td><script>alert(1)</script>\x01", kArrives, kArrives + "<i>", "[F(1)] \"quoted\" & more"});
+    const std::string page = TimelinePage(timeline, "<img src=x>");
+    EXPECT_EQ(page.find("<script>alert"), std::string::npos);
+    EXPECT_EQ(page.find("<img"), std::string::npos);
+    EXPECT_EQ(page.find('\x01'), std::string::npos);
+    EXPECT_NE(page.find("&lt;script&gt;alert(1)&lt;/script&gt;"), std::string::npos);
+    EXPECT_NE(page.find("&quot;quoted&quot; &amp; more"), std::string::npos);
+}
+
+TEST(LogPage, EmptyLogIsAPageThatSaysSo) {
+    EXPECT_NE(TimelinePage(Timeline(), "t").find("The log holds no line."), std::string::npos);
+}
+
+}  // namespace
