@@ -88,7 +88,7 @@ ExitCode CRunner::RunStep(const Step& step) {
     } kAlone[] = {
         {"host", &CRunner::Host},       {"encode", &CRunner::Encode}, {"decode", &CRunner::Decode},
         {"decrypt", &CRunner::Decrypt}, {"demo", &CRunner::Demo},     {"replay", &CRunner::Replay},
-        {"show", &CRunner::Show},       {"log", &CRunner::Log},
+        {"show", &CRunner::Show},       {"log", &CRunner::Log},       {"doctor", &CRunner::Doctor},
     };
     for (const auto& one : kAlone) {
         if (one.verb == verb) {

@@ -61,6 +61,7 @@ class CRunner {
     ExitCode Encode(const Step& step);
     ExitCode Decode(const Step& step);
     ExitCode Decrypt(const Step& step);
+    ExitCode Doctor(const Step& step);
 
     std::uint32_t TimeoutOf(const Step& step, std::uint32_t least = 0) const;
     // Prints the step's line and, when it did not end with Ok, a sentence for people.

@@ -3,10 +3,12 @@
 
 #include "foundation/json_text.h"
 #include "foundation/text_helpers.h"
+#include "foundation/windows_headers.h"
 #include "ipc/envelope.h"
 #include "ipc/frame.h"
 #include "ipc/pipe_names.h"
 #include "nexctl/decrypt.h"
+#include "nexctl/doctor.h"
 #include "nexctl/frame_text.h"
 #include "nexctl/runner.h"
 
@@ -60,4 +62,26 @@ ExitCode CRunner::Decrypt(const Step& step) {
     std::fwrite(text.data(), 1, text.size(), stdout);
     std::fputc('\n', stdout);
     return ExitCode::Ok;
+}
+
+ExitCode CRunner::Doctor(const Step& step) {
+    std::string program = m_script.exe;
+    if (program.empty()) {
+        wchar_t own[MAX_PATH] = {};
+        GetModuleFileNameW(nullptr, own, MAX_PATH);
+        const std::wstring path = own;
+        program = Utf16ToUtf8(path.substr(0, path.find_last_of(L'\\') + 1) + L"nexlet.exe");
+    }
+    const DoctorFacts facts = LookAtMachine(m_strMark, m_strService, program);
+    const std::vector<Finding> findings = Diagnose(facts);
+    bool wrong = false;
+    for (const Finding& finding : findings) {
+        wrong = wrong || finding.isWrong;
+        std::fprintf(stderr, "nexctl: %s: %s\n        %s\n", finding.isWrong ? "wrong" : "note", finding.what.c_str(),
+                     finding.advice.c_str());
+    }
+    if (!wrong) {
+        std::fputs("nexctl: nothing is wrong\n", stderr);
+    }
+    return Finish(step, wrong ? ExitCode::Refused : ExitCode::Ok, DoctorReport(facts, findings));
 }

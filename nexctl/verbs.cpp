@@ -64,6 +64,11 @@ const std::vector<VerbInfo>& AllVerbs() {
          "  --every MS     the pause between two such polls (500)\n"
          "Differences stand in the output and end with 5; a frame that does not come ends with 3.\n"},
         {"show", "FILE", 1, "print a recorded exchange for people, with the bytes of every frame; needs no helper", ""},
+        {"doctor", "", 0, "what there is of the helper of --mark and --service, what is wrong, what to do",
+         "Prints mutex, pipes and events and who holds them, the helpers that run, the registry values that a helper\n"
+         "reads, the files of its libraries with version and signer, the log, the remote configuration and its age.\n"
+         "Under \"findings\" and on standard error stands what is wrong, or worth knowing, and what to do about it.\n"
+         "Starts nothing. --exe names the helper whose libraries are looked for. Something wrong ends with 5.\n"},
         {"log", "WHAT", 1, "the helper's log: on, off, status, show, follow, page; needs no helper",
          "  log on         later starts of the helper write a log; off: they do not. A running one is what it was\n"
          "                 started as\n"

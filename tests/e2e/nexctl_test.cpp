@@ -297,6 +297,52 @@ TEST_F(Nexctl, SilenceIsExplainedFromTheLog) {
     EXPECT_NE(run.strErr.find("its log says \"receive extension msg\""), std::string::npos) << run.strErr;
 }
 
+TEST_F(Nexctl, DoctorFindsNothingWrongWithAHelperThatServes) {
+    m_sandbox.LayOcean(L"good");
+    const ConsoleRun run = Run({"start", "doctor"});
+    EXPECT_EQ(run.dwExitCode, 0u) << run.strOut << run.strErr;
+    const Json::Value report = JsonLines(run.strOut).at(1);
+    EXPECT_TRUE(report["mutex"]["exists"].asBool());
+    EXPECT_EQ(report["host_pipe"]["state"].asString(), "free");
+    EXPECT_EQ(report["host_pipe"]["process_id"].asUInt(), m_helper.Id()) << "who holds it";
+    EXPECT_EQ(report["service_pipe"]["state"].asString(), "busy");
+    EXPECT_TRUE(report["service_gate"]["signalled"].asBool());
+    EXPECT_TRUE(report["ready_event"]["exists"].asBool());
+    bool listed = false;
+    for (const Json::Value& helper : report["helpers"]) {
+        listed = listed || (helper["process_id"].asUInt() == m_helper.Id() &&
+                            helper["mark"].asString() == Utf16ToUtf8(m_strMark));
+    }
+    EXPECT_TRUE(listed);
+    EXPECT_TRUE(report["installed"]["mini_program"].asBool());
+    EXPECT_TRUE(report["wx_sdk"][0]["exists"].asBool());
+    EXPECT_TRUE(report["log"]["on"].asBool());
+    EXPECT_NE(run.strErr.find("nothing is wrong"), std::string::npos) << run.strErr;
+    // It has been looked at and not disturbed.
+    EXPECT_TRUE(m_helper.IsRunning());
+}
+
+TEST_F(Nexctl, DoctorSaysWhatIsWrongAndWhatToDo) {
+    ASSERT_EQ(Run({"start"}).dwExitCode, 0u);
+    // The caller that has gone is followed by another: the helper does not come to it.
+    const auto caller = Serve("nexctl");
+    const ConsoleRun run = Run({"doctor"});
+    EXPECT_EQ(run.dwExitCode, 5u) << run.strOut << run.strErr;
+    const Json::Value report = JsonLines(run.strOut).at(0);
+    EXPECT_EQ(report["service_pipe"]["state"].asString(), "free");
+    EXPECT_EQ(report["service_pipe"]["process_id"].asUInt(), GetCurrentProcessId());
+    EXPECT_NE(run.strErr.find("is served, but the helper is not connected to it"), std::string::npos) << run.strErr;
+    EXPECT_NE(run.strErr.find("ocean.dll is missing"), std::string::npos) << run.strErr;
+}
+
+TEST_F(Nexctl, DoctorWithoutAHelperSaysThatNoneRuns) {
+    m_sandbox.LayOcean(L"good");
+    const ConsoleRun run = Run({"doctor"});
+    EXPECT_EQ(run.dwExitCode, 0u) << run.strErr;
+    EXPECT_FALSE(JsonLines(run.strOut).at(0)["mutex"]["exists"].asBool());
+    EXPECT_NE(run.strErr.find("no helper of the mark"), std::string::npos) << run.strErr;
+}
+
 TEST_F(Nexctl, FileThatIsNoExchangeEndsWithOne) {
     const std::string file = Utf16ToUtf8(m_sandbox.Exe());
     const ConsoleRun run = RunPlain({"show", file});
