@@ -230,10 +230,11 @@ class CPage {
             }
             last = x;
             const std::string at = Px(x);
-            m_page += "<line class=\"grid\" x1=\"" + at + "\" x2=\"" + at + "\" y1=\"24\" y2=\"" + Px(height) +
-                      "\"/><text class=\"time\" x=\"" + at + "\" y=\"12\">" + TimeOfDay(time) +
-                      "</text><text class=\"time\" x=\"" + at + "\" y=\"24\">+" +
-                      Seconds(time - places.begin()->first) + "</text>\n";
+            m_page.append("<line class=\"grid\" x1=\"").append(at).append("\" x2=\"").append(at);
+            m_page.append("\" y1=\"24\" y2=\"").append(Px(height)).append("\"/>");
+            m_page.append("<text class=\"time\" x=\"").append(at).append("\" y=\"12\">");
+            m_page.append(TimeOfDay(time)).append("</text><text class=\"time\" x=\"").append(at);
+            m_page.append("\" y=\"24\">+").append(Seconds(time - places.begin()->first)).append("</text>\n");
         }
     }
 
