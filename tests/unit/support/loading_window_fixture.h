@@ -3,9 +3,8 @@
 
 #include "tests/support/http_test_server.h"
 
-#include <chrono>
+#include <atomic>
 #include <filesystem>
-#include <functional>
 #include <string>
 #include <thread>
 
@@ -17,39 +16,11 @@
 #include "support/wininet_api.h"
 #include "support/wx_loading_wnd.h"
 #include "tests/support/log_capture.h"
+#include "tests/support/screen_windows.h"
+#include "tests/support/stand_in_process.h"
 #include "tests/support/temp_folder.h"
 #include "tests/support/unique_name.h"
 #include "tests/unit/support/picture_files.h"
-
-// Waits until the condition holds; false when it does not within half a minute.
-inline bool WaitUntil(const std::function<bool()>& condition) {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > end) {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return true;
-}
-
-// The loading window of a thread, null when there is none.
-inline HWND LoadingWindowOf(DWORD threadId) {
-    HWND found = nullptr;
-    EnumThreadWindows(
-        threadId,
-        [](HWND window, LPARAM result) -> BOOL {
-            wchar_t name[64] = {};
-            GetClassNameW(window, name, 64);
-            if (std::wstring(name).starts_with(L"ATL:")) {
-                *reinterpret_cast<HWND*>(result) = window;
-                return FALSE;
-            }
-            return TRUE;
-        },
-        reinterpret_cast<LPARAM>(&found));
-    return found;
-}
 
 // One pop on a thread of its own.
 class CPop {
@@ -86,38 +57,6 @@ class CPop {
     std::atomic<bool> m_bEnded{false};
     std::thread m_thread;
 };
-
-// A window of this thread's with a title; visible ones take the focus.
-class CTitledWindow {
-  public:
-    explicit CTitledWindow(const std::wstring& title, bool bVisible = false)
-        : m_hWnd(CreateWindowExW(0, L"STATIC", title.c_str(), WS_OVERLAPPEDWINDOW | (bVisible ? WS_VISIBLE : 0), 0, 0,
-                                 300, 200, nullptr, nullptr, nullptr, nullptr)) {
-        EXPECT_NE(m_hWnd, nullptr);
-    }
-    ~CTitledWindow() { DestroyWindow(m_hWnd); }
-    CTitledWindow(const CTitledWindow&) = delete;
-    CTitledWindow& operator=(const CTitledWindow&) = delete;
-    HWND Get() const { return m_hWnd; }
-
-  private:
-    HWND m_hWnd;
-};
-
-inline RECT RectOf(HWND window) {
-    RECT rect{};
-    EXPECT_TRUE(GetWindowRect(window, &rect));
-    return rect;
-}
-
-// The colour on the screen, in a window's own coordinates: 0xRRGGBB.
-inline std::uint32_t ColourOn(HWND window, int x, int y) {
-    const RECT rect = RectOf(window);
-    const HDC screen = GetDC(nullptr);
-    const COLORREF colour = GetPixel(screen, rect.left + x, rect.top + y);
-    ReleaseDC(nullptr, screen);
-    return static_cast<std::uint32_t>(GetRValue(colour) << 16 | GetGValue(colour) << 8 | GetBValue(colour));
-}
 
 class LoadingWindowTest : public testing::Test {
   protected:
