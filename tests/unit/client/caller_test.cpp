@@ -10,6 +10,7 @@
 #include "foundation/text_helpers.h"
 #include "ipc/envelope.h"
 #include "ipc/frame.h"
+#include "tests/support/handle_count.h"
 #include "tests/support/pipe_peer.h"
 #include "tests/support/unique_name.h"
 
@@ -311,12 +312,6 @@ TEST_F(CallerTest, MissingProgramIsNotStarted) {
     EXPECT_EQ(m_caller.WaitForProcessEnd(0, exitCode), CallerResult::NotConnected);
 }
 
-DWORD OwnHandleCount() {
-    DWORD count = 0;
-    GetProcessHandleCount(GetCurrentProcess(), &count);
-    return count;
-}
-
 TEST(Caller, LeavesNoHandleBehind) {
     const auto round = [] {
         CCaller caller(UniqueName(L"callertest"), "svc");
@@ -328,7 +323,8 @@ TEST(Caller, LeavesNoHandleBehind) {
         ASSERT_EQ(caller.WaitForFrame(12, kLongMs, frame), CallerResult::Ok);
     };
     round();
-    const DWORD before = OwnHandleCount();
+    const std::size_t before = OwnHandleCount();
+    ASSERT_NE(before, 0u);
     for (int i = 0; i < 20; ++i) {
         round();
     }
