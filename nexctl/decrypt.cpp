@@ -69,44 +69,52 @@ std::optional<std::string> PemContents(const std::string& pem, const std::string
     return contents;
 }
 
-// RSAPrivateKey of RFC 8017: version, modulus, public exponent, private exponent; the rest is not needed here.
-std::optional<PrivateKey> ReadPkcs1(Bytes der) {
+// The contents of the elements that a sequence begins with, when they have these tags.
+template <std::size_t kCount>
+std::optional<std::array<Bytes, kCount>> ReadFields(Bytes der, const std::uint8_t (&tags)[kCount]) {
     CDerCursor file(der);
     const auto sequence = ReadElement(file, kTagSequence);
     if (!sequence) {
         return std::nullopt;
     }
-    CDerCursor fields(*sequence);
-    const auto version = ReadElement(fields, kTagInteger);
-    const auto modulus = ReadElement(fields, kTagInteger);
-    const auto publicExponent = ReadElement(fields, kTagInteger);
-    const auto privateExponent = ReadElement(fields, kTagInteger);
+    CDerCursor cursor(*sequence);
+    std::array<Bytes, kCount> fields;
+    for (std::size_t i = 0; i < kCount; ++i) {
+        const auto field = ReadElement(cursor, tags[i]);
+        if (!field) {
+            return std::nullopt;
+        }
+        fields[i] = *field;
+    }
+    return fields;
+}
+
+// RSAPrivateKey of RFC 8017: version, modulus, public exponent, private exponent; the rest is not needed here.
+std::optional<PrivateKey> ReadPkcs1(Bytes der) {
+    const auto fields = ReadFields(der, {kTagInteger, kTagInteger, kTagInteger, kTagInteger});
     PrivateKey key{};
-    if (!version || !modulus || !publicExponent || !privateExponent || !RsaDecodeDigits(key.modulus, *modulus) ||
-        !RsaDecodeDigits(key.exponent, *privateExponent) || RsaIsZero(key.modulus)) {
+    if (!fields || !RsaDecodeDigits(key.modulus, (*fields)[1]) || !RsaDecodeDigits(key.exponent, (*fields)[3]) ||
+        RsaIsZero(key.modulus)) {
         return std::nullopt;
     }
-    const auto first = std::find_if(modulus->begin(), modulus->end(), [](std::uint8_t byte) { return byte != 0; });
-    key.bytes = static_cast<std::size_t>(modulus->end() - first);
+    const Bytes modulus = (*fields)[1];
+    const auto first = std::find_if(modulus.begin(), modulus.end(), [](std::uint8_t byte) { return byte != 0; });
+    key.bytes = static_cast<std::size_t>(modulus.end() - first);
     return key;
 }
 
 // PrivateKeyInfo of RFC 5208: version, algorithm, the key above as an octet string.
 std::optional<PrivateKey> ReadPkcs8(Bytes der) {
-    CDerCursor file(der);
-    const auto sequence = ReadElement(file, kTagSequence);
-    if (!sequence) {
+    const auto fields = ReadFields(der, {kTagInteger, kTagSequence, kTagOctetString});
+    if (!fields) {
         return std::nullopt;
     }
-    CDerCursor fields(*sequence);
-    const auto version = ReadElement(fields, kTagInteger);
-    const auto algorithm = ReadElement(fields, kTagSequence);
-    const auto key = ReadElement(fields, kTagOctetString);
-    if (!version || !algorithm || !key || algorithm->size() < kRsaEncryptionOid.size() ||
-        !std::equal(kRsaEncryptionOid.begin(), kRsaEncryptionOid.end(), algorithm->begin())) {
+    const Bytes algorithm = (*fields)[1];
+    if (algorithm.size() < kRsaEncryptionOid.size() ||
+        !std::equal(kRsaEncryptionOid.begin(), kRsaEncryptionOid.end(), algorithm.begin())) {
         return std::nullopt;
     }
-    return ReadPkcs1(*key);
+    return ReadPkcs1((*fields)[2]);
 }
 
 std::optional<PrivateKey> ReadPrivateKey(const std::string& pem) {
