@@ -36,35 +36,41 @@ std::string MiniAppPoll(const std::string& taskId) {
     return R"({"type":"miniApp","taskId":")" + taskId + R"(","from":"e2e"})";
 }
 
-CEndToEnd::CEndToEnd(const std::wstring& mark) : m_strMark(mark == L"ml" ? mark : UniqueName(mark)) {}
+template <typename Caller>
+CEndToEndOf<Caller>::CEndToEndOf(const std::wstring& mark) : m_strMark(mark == L"ml" ? mark : UniqueName(mark)) {}
 
-void CEndToEnd::SetUp() {
+template <typename Caller>
+void CEndToEndOf<Caller>::SetUp() {
     ASSERT_TRUE(m_sandbox.Ready()) << "the sandbox could not be made: " << GetLastError();
     m_caller = Serve(m_strService);
 }
 
-void CEndToEnd::TearDown() {
+template <typename Caller>
+void CEndToEndOf<Caller>::TearDown() {
     if (HasFailure() && m_helper.Id() != 0) {
         std::cerr << m_helper.Log().Tail(150);
     }
     m_helper.Kill();
 }
 
-std::unique_ptr<CCaller> CEndToEnd::Serve(const std::string& service) {
-    auto caller = std::make_unique<CCaller>(m_strMark, service);
+template <typename Caller>
+std::unique_ptr<Caller> CEndToEndOf<Caller>::Serve(const std::string& service) {
+    auto caller = std::make_unique<Caller>(m_strMark, service);
     const CallerResult result = caller->Open();
     EXPECT_EQ(result, CallerResult::Ok) << DescribeCallerResult(result) << " " << caller->SystemError();
     return caller;
 }
 
-HelperStart CEndToEnd::MakeStart() const {
+template <typename Caller>
+HelperStart CEndToEndOf<Caller>::MakeStart() const {
     HelperStart start;
     start.strExe = m_sandbox.Exe();
     start.strChannel = MakeChannelText(m_strMark, "e2e-mid", 7, "product", "from");
     return start;
 }
 
-void CEndToEnd::StartHelper(HelperStart start) {
+template <typename Caller>
+void CEndToEndOf<Caller>::StartHelper(HelperStart start) {
     start.strExe = m_sandbox.Exe();
     if (start.strChannel.empty()) {
         start.strChannel = MakeStart().strChannel;
@@ -82,11 +88,13 @@ void CEndToEnd::StartHelper(HelperStart start) {
     EXPECT_EQ(notice.strPayload, R"({"content":{"p1":"1"},"message_type":12})");
 }
 
-void CEndToEnd::StartBare(const std::wstring& arguments) {
+template <typename Caller>
+void CEndToEndOf<Caller>::StartBare(const std::wstring& arguments) {
     ASSERT_TRUE(m_helper.Start(m_sandbox.Exe(), arguments)) << GetLastError();
 }
 
-Json::Value CEndToEnd::Ask(CCaller& caller, int nType, Json::Value content, int nReply) {
+template <typename Caller>
+Json::Value CEndToEndOf<Caller>::Ask(Caller& caller, int nType, Json::Value content, int nReply) {
     CallerResult result = caller.Send(nType, std::move(content), kLongMs);
     EXPECT_EQ(result, CallerResult::Ok) << DescribeCallerResult(result);
     ReceivedFrame reply;
@@ -97,20 +105,23 @@ Json::Value CEndToEnd::Ask(CCaller& caller, int nType, Json::Value content, int 
     return result == CallerResult::Ok ? reply.content : Json::Value(Json::objectValue);
 }
 
-std::string CEndToEnd::Open(const std::string& p1) {
+template <typename Caller>
+std::string CEndToEndOf<Caller>::Open(const std::string& p1) {
     Json::Value content(Json::objectValue);
     content["service_id"] = m_strService;
     content["p1"] = JsonOf(p1);
     return Ask(6, std::move(content), 17)["result"].asString();
 }
 
-std::string CEndToEnd::Poll(const std::string& p1) {
+template <typename Caller>
+std::string CEndToEndOf<Caller>::Poll(const std::string& p1) {
     Json::Value content(Json::objectValue);
     content["p1"] = p1;
     return Ask(7, std::move(content), 13)["result"].asString();
 }
 
-std::string CEndToEnd::PollUntilSettled(const std::string& p1) {
+template <typename Caller>
+std::string CEndToEndOf<Caller>::PollUntilSettled(const std::string& p1) {
     const ULONGLONG startedAt = GetTickCount64();
     for (;;) {
         const std::string word = Poll(p1);
@@ -121,7 +132,8 @@ std::string CEndToEnd::PollUntilSettled(const std::string& p1) {
     }
 }
 
-void CEndToEnd::ExpectServed(CCaller& caller) {
+template <typename Caller>
+void CEndToEndOf<Caller>::ExpectServed(Caller& caller) {
     const CallerResult sent = caller.Send(7, QuickRequest(caller.ServiceId(), ++m_nTag), kLongMs);
     EXPECT_EQ(sent, CallerResult::Ok) << DescribeCallerResult(sent);
     ReceivedFrame reply;
@@ -131,20 +143,26 @@ void CEndToEnd::ExpectServed(CCaller& caller) {
     EXPECT_EQ(reply.content["tag"].asInt(), m_nTag) << reply.strPayload;
 }
 
-void CEndToEnd::ExpectSilence(CCaller& caller, std::string_view payload) {
+template <typename Caller>
+void CEndToEndOf<Caller>::ExpectSilence(Caller& caller, std::string_view payload) {
     const CallerResult sent = caller.SendPayload(payload, kLongMs);
     EXPECT_EQ(sent, CallerResult::Ok) << DescribeCallerResult(sent);
     ExpectServed(caller);
 }
 
-void CEndToEnd::SendToHost(int nType, Json::Value content) {
+template <typename Caller>
+void CEndToEndOf<Caller>::SendToHost(int nType, Json::Value content) {
     SendToHost(WriteEnvelope(nType, std::move(content)));
 }
 
-void CEndToEnd::SendToHost(std::string_view payload) {
+template <typename Caller>
+void CEndToEndOf<Caller>::SendToHost(std::string_view payload) {
     if (!m_host.IsConnected()) {
         DWORD systemError = 0;
         ASSERT_EQ(m_host.Connect(m_strMark, kLongMs, systemError), CallerResult::Ok) << systemError;
     }
     ASSERT_EQ(m_host.SendPayload(payload, kLongMs), CallerResult::Ok);
 }
+
+template class CEndToEndOf<CLibraryCaller>;
+template class CEndToEndOf<CCaller>;

@@ -11,6 +11,7 @@
 
 #include "client/caller.h"
 #include "client/host_pipe.h"
+#include "tests/e2e/library_caller.h"
 #include "tests/support/helper_process.h"
 #include "tests/support/sandbox.h"
 
@@ -21,16 +22,18 @@ inline constexpr std::uint32_t kPruneMs = 10000;
 
 Json::Value JsonOf(std::string_view text);
 
-class CEndToEnd : public ::testing::Test {
+// Caller is CLibraryCaller, which is what callers use, or CCaller, which also sends what is no frame.
+template <typename Caller>
+class CEndToEndOf : public ::testing::Test {
   protected:
-    explicit CEndToEnd(const std::wstring& mark = L"e2e");
+    explicit CEndToEndOf(const std::wstring& mark = L"e2e");
 
     void SetUp() override;
     // Ends what still runs; shows the helper's log when the test has failed.
     void TearDown() override;
 
     // Serves a pipe for one more service of this test's mark.
-    std::unique_ptr<CCaller> Serve(const std::string& service);
+    std::unique_ptr<Caller> Serve(const std::string& service);
 
     // Starts the helper for this test's caller, whose pipe is served by now, and waits for the ready notice. Further
     // members of start are taken over.
@@ -44,7 +47,7 @@ class CEndToEnd : public ::testing::Test {
     Json::Value Ask(int nType, Json::Value content, int nReply) {
         return Ask(*m_caller, nType, std::move(content), nReply);
     }
-    Json::Value Ask(CCaller& caller, int nType, Json::Value content, int nReply);
+    Json::Value Ask(Caller& caller, int nType, Json::Value content, int nReply);
     // The result word of an open, and of one poll.
     std::string Open(const std::string& p1);
     std::string Poll(const std::string& p1);
@@ -53,9 +56,9 @@ class CEndToEnd : public ::testing::Test {
 
     // Sends a payload that must be refused without a word, and proves it by the reply that comes next: it is the one
     // of a request sent behind it.
-    void ExpectSilence(CCaller& caller, std::string_view payload);
+    void ExpectSilence(Caller& caller, std::string_view payload);
     // The helper is alive and answers this caller.
-    void ExpectServed(CCaller& caller);
+    void ExpectServed(Caller& caller);
     void ExpectServed() { ExpectServed(*m_caller); }
 
     // Sends an envelope on the host's own pipe. The connection stands until LeaveHost; while it does the host has no
@@ -69,11 +72,13 @@ class CEndToEnd : public ::testing::Test {
     CSandbox m_sandbox;
     const std::wstring m_strMark;
     const std::string m_strService = "svc";
-    std::unique_ptr<CCaller> m_caller;
+    std::unique_ptr<Caller> m_caller;
     CHelperProcess m_helper;
     CHostPipe m_host;
     int m_nTag = 0;
 };
+
+using CEndToEnd = CEndToEndOf<CLibraryCaller>;
 
 // The content of the quickest request with a reply, type 7 with reply 13: it probes nothing, and its reply echoes tag.
 Json::Value QuickRequest(const std::string& service, int tag);

@@ -22,10 +22,10 @@ std::string RequestFrame(int tag) {
     return BuildFrame(WriteEnvelope(7, QuickRequest("svc", tag)));
 }
 
-class HostileCaller : public CEndToEnd {
+class HostileCaller : public CEndToEndOf<CCaller> {
   protected:
     void SetUp() override {
-        CEndToEnd::SetUp();
+        CEndToEndOf<CCaller>::SetUp();
         StartHelper();
     }
 

@@ -27,7 +27,7 @@ bool MessageWindowExists(const std::wstring& mark) {
 
 class Lifecycle : public CEndToEnd {
   protected:
-    void AskToExit(CCaller& caller) {
+    void AskToExit(CLibraryCaller& caller) {
         EXPECT_EQ(caller.Send(9, ServiceContent(caller.ServiceId()), kLongMs), CallerResult::Ok);
     }
     // "/from:MARK", with whatever stands behind.
@@ -120,7 +120,7 @@ INSTANTIATE_TEST_SUITE_P(Rounds, TwoStarts, testing::Range(0, 20));
 
 TEST_F(Lifecycle, TwoMarksAreTwoProcesses) {
     StartHelper();
-    CCaller other(m_strMark + L"b", m_strService);
+    CLibraryCaller other(m_strMark + L"b", m_strService);
     ASSERT_EQ(other.Open(), CallerResult::Ok);
     ASSERT_EQ(other.StartHelper(MakeStart()), CallerResult::Ok);
     CHelperProcess second;
@@ -139,7 +139,7 @@ TEST_F(Lifecycle, MarkInAnotherCaseIsAnotherProcess) {
     CharUpperBuffW(mark.data(), static_cast<DWORD>(mark.size()));
     ASSERT_NE(mark, m_strMark);
     // Pipes are found without regard to case, so the other service has a name of its own.
-    CCaller other(mark, m_strService + "u");
+    CLibraryCaller other(mark, m_strService + "u");
     ASSERT_EQ(other.Open(), CallerResult::Ok);
     ASSERT_EQ(other.StartHelper(MakeStart()), CallerResult::Ok);
     CHelperProcess second;

@@ -9,7 +9,7 @@ class PipeWatch : public CEndToEnd {};
 
 TEST_F(PipeWatch, CallerThatVanishesEndsTheHelperWithinItsMinuteAndOneThatStaysDoesNot) {
     StartHelper();
-    CCaller other(m_strMark + L"b", m_strService);
+    CLibraryCaller other(m_strMark + L"b", m_strService);
     ASSERT_EQ(other.Open(), CallerResult::Ok);
     ASSERT_EQ(other.StartHelper(MakeStart()), CallerResult::Ok);
     CHelperProcess staying;
