@@ -6,9 +6,9 @@
 
 namespace {
 
-// GetProcessHandleCount succeeds with 0 on some systems, so every value that can be a handle is tried. The system's table
-// of all handles would be shorter, but Wine's server, asked for it, reads past its memory and dies when some process has
-// just begun and holds none yet, and with it goes everything that runs in the prefix.
+// GetProcessHandleCount succeeds with 0 on some systems, so every value that can be a handle is tried. The system's
+// table of all handles would be shorter, but Wine's server, asked for it, reads past its memory and dies when some
+// process has just begun and holds none yet, and with it goes everything that runs in the prefix.
 std::size_t CountByTrying(HANDLE hProcess) {
     constexpr std::uintptr_t kStep = 4;
     // Values are given out lowest first, so behind a long gap there are none.

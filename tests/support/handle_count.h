@@ -8,5 +8,6 @@
 // 0 when the system cannot tell.
 std::size_t OwnHandleCount();
 
-// The same of another process: hProcess is open for queries and for copying handles out of it. 0 when the system cannot tell.
+// The same of another process: hProcess is open for queries and for copying handles out of it. 0 when the system cannot
+// tell.
 std::size_t HandleCountOf(HANDLE hProcess);
