@@ -155,11 +155,11 @@ std::string HelpText(const VerbInfo* verb) {
         "\n"
         "exit codes:\n"
         "  0  everything was done\n"
-        "  1  the command line cannot be used\n"
-        "  2  the pipe could not be served or the helper could not be started\n"
+        "  1  the command line, or a file that it names, cannot be used\n"
+        "  2  the pipe could not be served, the helper not started, or a file not written\n"
         "  3  nothing came in time; the helper refuses a request by staying silent\n"
-        "  4  the helper is gone\n"
-        "  5  the answer came and says that it did not work\n"
+        "  4  the helper is gone, or the log that was asked for is not there\n"
+        "  5  the answer came and says that it did not work, a replay differs, or the doctor found something wrong\n"
         "\n";
     return text + kJsonNote;
 }

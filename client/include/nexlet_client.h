@@ -188,8 +188,10 @@ NEXLET_API nexlet_result NEXLET_CALL nexlet_open(const nexlet_options* options, 
  * Starts the helper, or hands the command line to the one of this mark that runs, and waits for its ready notice.
  * options may be NULL. A helper that runs already takes the command line on its own pipe; if it does not, the program
  * is started all the same, and that process forwards. One thread at a time starts; others wait for their turn.
- * NEXLET_TIMEOUT, NEXLET_GONE (the process ended without connecting), NEXLET_NOT_STARTED, NEXLET_BAD_ARGUMENT (no mark
- * or text that a command line can carry), NEXLET_BAD_SIZE, NEXLET_SYSTEM_ERROR.
+ * A running helper does not come back to a service whose connection it has lost until it has let that service go,
+ * within 70 seconds: a caller that starts again earlier under the same service id gets NEXLET_TIMEOUT. An id of its own
+ * for each run avoids that. NEXLET_TIMEOUT, NEXLET_GONE (the process ended without connecting), NEXLET_NOT_STARTED,
+ * NEXLET_BAD_ARGUMENT (no mark or text that a command line can carry), NEXLET_BAD_SIZE, NEXLET_SYSTEM_ERROR.
  */
 NEXLET_API nexlet_result NEXLET_CALL nexlet_start(nexlet_client client, const nexlet_start_options* options,
                                                   uint32_t timeout_ms);

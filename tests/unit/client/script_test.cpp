@@ -93,4 +93,28 @@ TEST(FrameText, LineNamesDirectionTypeAndText) {
     EXPECT_EQ(FrameRecord(FrameDirection::Sent, "\xFFx")["payload"].asString(), "\xEF\xBF\xBDx");
 }
 
+TEST(Script, EveryVerbHasAPageAndStandsOnTheWholeOne) {
+    const std::string whole = HelpText(nullptr);
+    for (const VerbInfo& verb : AllVerbs()) {
+        EXPECT_NE(whole.find("\n  " + std::string(verb.name) + " "), std::string::npos) << verb.name;
+        EXPECT_EQ(HelpText(&verb).rfind("usage: nexctl " + std::string(verb.name), 0), 0u) << HelpText(&verb);
+    }
+    for (const char* name : {"start", "status", "status-encrypted", "qimei", "encrypt", "decrypt", "open", "poll",
+                             "watch", "exit", "listen", "send", "record", "replay", "doctor", "log"}) {
+        EXPECT_NE(FindVerb(name), nullptr) << name;
+    }
+}
+
+TEST(Script, LogTakesItsOwnWordsAndOptionsAlone) {
+    const Script script =
+        Parsed({"log", "page", "--pid", "7", "--out", "o", "--file", "f", "--run", "2", "--function", "x"});
+    const Step& step = script.steps.at(0);
+    EXPECT_EQ(step.arguments.at(0), "page");
+    EXPECT_EQ(step.pid, 7u);
+    EXPECT_EQ(step.run, 2u);
+    EXPECT_EQ(step.out + step.file + step.function, "ofx");
+    EXPECT_NE(ProblemOf({"log", "what"}).find("log needs on, off"), std::string::npos);
+    EXPECT_EQ(ProblemOf({"--file", "f", "log", "show"}), "--file stands behind a verb");
+}
+
 }  // namespace
