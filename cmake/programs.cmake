@@ -30,7 +30,7 @@ endfunction()
 
 # nexlet_add_gtest(NAME SOURCES ... [LIBRARIES ...] [PROPERTIES ...]): one test program, each of its tests a ctest entry
 # "native.NAME.Suite.Test" or "windows.NAME.Suite.Test" with the label unit, which PROPERTIES may replace. Under Wine the
-# emulator is the cross build's.
+# emulator is the cross build's. Under ThreadSanitizer the whole program is one entry, "threads.NAME".
 if(WIN32)
   set(nexlet_test_prefix windows)
 else()
@@ -43,6 +43,11 @@ function(nexlet_add_gtest name)
   nexlet_quick(${name})
   if(NOT "LABELS" IN_LIST arg_PROPERTIES)
     list(APPEND arg_PROPERTIES LABELS unit)
+  endif()
+  if(NEXLET_SANITIZE STREQUAL thread)
+    add_test(NAME threads.${name} COMMAND ${name})
+    set_tests_properties(threads.${name} PROPERTIES TIMEOUT 120 ${arg_PROPERTIES})
+    return()
   endif()
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120
                        TEST_PREFIX "${nexlet_test_prefix}.${name}."

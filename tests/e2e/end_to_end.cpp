@@ -20,9 +20,14 @@ Json::Value JsonOf(std::string_view text) {
     return value;
 }
 
-Json::Value QuickRequest(const std::string& service, int tag) {
+Json::Value ServiceContent(const std::string& service) {
     Json::Value content(Json::objectValue);
     content["service_id"] = service;
+    return content;
+}
+
+Json::Value QuickRequest(const std::string& service, int tag) {
+    Json::Value content = ServiceContent(service);
     content["p1"] = "{}";
     content["tag"] = tag;
     return content;
@@ -107,8 +112,7 @@ Json::Value CEndToEndOf<Caller>::Ask(Caller& caller, int nType, Json::Value cont
 
 template <typename Caller>
 std::string CEndToEndOf<Caller>::Open(const std::string& p1) {
-    Json::Value content(Json::objectValue);
-    content["service_id"] = m_strService;
+    Json::Value content = ServiceContent(m_strService);
     content["p1"] = JsonOf(p1);
     return Ask(6, std::move(content), 17)["result"].asString();
 }
@@ -141,6 +145,12 @@ void CEndToEndOf<Caller>::ExpectServed(Caller& caller) {
     EXPECT_EQ(result, CallerResult::Ok) << DescribeCallerResult(result);
     EXPECT_EQ(reply.nType, 13) << reply.strPayload;
     EXPECT_EQ(reply.content["tag"].asInt(), m_nTag) << reply.strPayload;
+}
+
+template <typename Caller>
+void CEndToEndOf<Caller>::AskToExit(Caller& caller) {
+    const CallerResult result = caller.Send(9, ServiceContent(caller.ServiceId()), kLongMs);
+    EXPECT_EQ(result, CallerResult::Ok) << DescribeCallerResult(result);
 }
 
 template <typename Caller>

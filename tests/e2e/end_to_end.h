@@ -54,6 +54,10 @@ class CEndToEndOf : public ::testing::Test {
     // Polls until the word is another than "Loading".
     std::string PollUntilSettled(const std::string& p1);
 
+    // Says that this caller leaves.
+    void AskToExit(Caller& caller);
+    void AskToExit() { AskToExit(*m_caller); }
+
     // Sends a payload that must be refused without a word, and proves it by the reply that comes next: it is the one
     // of a request sent behind it.
     void ExpectSilence(Caller& caller, std::string_view payload);
@@ -82,6 +86,9 @@ using CEndToEnd = CEndToEndOf<CLibraryCaller>;
 
 // The content of the quickest request with a reply, type 7 with reply 13: it probes nothing, and its reply echoes tag.
 Json::Value QuickRequest(const std::string& service, int tag);
+
+// The content of a request that names a service and nothing else.
+Json::Value ServiceContent(const std::string& service);
 
 // An open of a mini-program with this task id, as the JSON of p1, and the poll that asks for it.
 std::string MiniAppOpen(const std::string& taskId);

@@ -1,24 +1,56 @@
 // A helper whose main thread no longer answers ends itself.
+#include "ipc/envelope.h"
 #include "tests/e2e/end_to_end.h"
+#include "tests/support/stand_in_process.h"
 
 namespace {
 
 // The probe waits 15 seconds, the next one begins at most a second later.
 constexpr std::uint32_t kEndMs = 60000;
 
-using HangWatch = CEndToEnd;
+class HangWatch : public CEndToEnd {
+  protected:
+    void ExpectTheEndByTheFirstMissedProbe() {
+        EXPECT_EQ(m_helper.WaitForEnd(kEndMs), 0u) << Log().Tail();
+        EXPECT_EQ(Log().FindAll("wnd Hang error time is ").size(), 1u) << Log().Tail();
+        EXPECT_EQ(Log().FirstOutOfOrder({"start hang check.", "wnd Hang error time is ",
+                                         "Report: https://statistics.nexlet.invalid/static/a/1663.1965.gif sync : 0"}),
+                  "")
+            << Log().Tail();
+        const std::vector<std::string> lines = Log().Lines();
+        EXPECT_NE(lines.back().find("1663.1965.gif"), std::string::npos) << "nothing comes behind the beacon";
+    }
+
+    CTestEvent m_gate;
+};
 
 TEST_F(HangWatch, HelperWhoseWindowDoesNotAnswerEndsItself) {
     StartHelper();
-    const HWND window = FindWindowExW(HWND_MESSAGE, nullptr, (L"ProgramIPCMessageS_" + m_strMark).c_str(), nullptr);
-    ASSERT_NE(window, nullptr) << Log().Tail();
+    HWND window = nullptr;
+    ASSERT_TRUE(WaitUntil([&] {
+        window = FindWindowExW(HWND_MESSAGE, nullptr, (L"ProgramIPCMessageS_" + m_strMark).c_str(), nullptr);
+        return window != nullptr;
+    })) << Log().Tail();
     const CKernelHandle mainThread(
         OpenThread(THREAD_SUSPEND_RESUME, FALSE, GetWindowThreadProcessId(window, /*lpdwProcessId=*/nullptr)));
     ASSERT_TRUE(mainThread.valid());
     ASSERT_NE(SuspendThread(mainThread.get()), static_cast<DWORD>(-1));
-    EXPECT_EQ(m_helper.WaitForEnd(kEndMs), 0u) << Log().Tail();
-    EXPECT_NE(Log().Find("wnd Hang error time is "), "") << Log().Tail();
-    EXPECT_NE(Log().Find("/static/a/1663.1965.gif sync : 0"), "") << Log().Tail();
+    ExpectTheEndByTheFirstMissedProbe();
+}
+
+TEST_F(HangWatch, OpenOfTheCommandLineThatHangsInItsSdkEndsTheHelper) {
+    m_sandbox.LayOcean(L"good");
+    m_sandbox.SetOcean(L"hold", m_gate.Name());
+    ASSERT_TRUE(m_sandbox.Ready());
+    Json::Value content = ServiceContent(m_strService);
+    content["p1"] = JsonOf(MiniAppOpen("t"));
+    HelperStart start = MakeStart();
+    start.strType = L"6";
+    start.strParam = WriteEnvelope(6, content);
+    ASSERT_EQ(m_caller->StartHelper(start), CallerResult::Ok);
+    ASSERT_TRUE(m_helper.Attach(m_caller->ProcessId()));
+    ExpectTheEndByTheFirstMissedProbe();
+    EXPECT_NE(m_sandbox.OceanCalls().find("holding"), std::string::npos) << m_sandbox.OceanCalls();
 }
 
 }  // namespace

@@ -7,12 +7,6 @@ namespace {
 
 constexpr DWORD kUncaughtException = 3;
 
-Json::Value ServiceContent(const std::string& service) {
-    Json::Value content(Json::objectValue);
-    content["service_id"] = service;
-    return content;
-}
-
 bool MutexExists(const std::wstring& mark) {
     return CKernelHandle(OpenMutexW(SYNCHRONIZE, FALSE, (kMutexBase + mark).c_str())).valid();
 }
@@ -27,9 +21,6 @@ bool MessageWindowExists(const std::wstring& mark) {
 
 class Lifecycle : public CEndToEnd {
   protected:
-    void AskToExit(CLibraryCaller& caller) {
-        EXPECT_EQ(caller.Send(9, ServiceContent(caller.ServiceId()), kLongMs), CallerResult::Ok);
-    }
     // "/from:MARK", with whatever stands behind.
     std::wstring From(const std::wstring& rest = {}) const { return L"/from:" + m_strMark + rest; }
 };
@@ -291,8 +282,8 @@ TEST_F(Lifecycle, HelperStaysWhileAServiceIsThereAndEndsWithinOneLookOnceItIsGon
     EXPECT_TRUE(MutexExists(m_strMark));
     EXPECT_TRUE(MessageWindowExists(m_strMark));
     EXPECT_TRUE(PipeExists(HostPipeName(m_strMark)));
-    AskToExit(*m_caller);
-    AskToExit(*m_caller);
+    AskToExit();
+    AskToExit();
     EXPECT_EQ(m_helper.WaitForEnd(2000 + kPruneMs + 5000), 0u);
     EXPECT_EQ(Log().Count("DelayedDestroyThread end, strServiceId = svc"), 2u);
     EXPECT_FALSE(MutexExists(m_strMark));
@@ -305,7 +296,7 @@ TEST_F(Lifecycle, DelayedCheckHoldsTheInstanceUntilItsTimeIsUp) {
     Json::Value content(Json::objectValue);
     content["p1"] = R"({"interval":4000,"type":"miniApp","taskId":"none","from":"e2e"})";
     ASSERT_EQ(m_caller->Send(8, content, kLongMs), CallerResult::Ok);
-    AskToExit(*m_caller);
+    AskToExit();
     EXPECT_EQ(m_helper.WaitForEnd(kLongMs), 0u);
     const CHelperLog log = Log();
     EXPECT_TRUE(log.Has("DelayCheckWndThread strServiceId = svc, interval 4000"));
@@ -322,7 +313,7 @@ class MarkThatBeginsWithMl : public CEndToEnd {
 
 TEST_F(MarkThatBeginsWithMl, EndsLikeAnyOther) {
     StartHelper();
-    ASSERT_EQ(m_caller->Send(9, ServiceContent(m_strService), kLongMs), CallerResult::Ok);
+    AskToExit();
     EXPECT_EQ(m_helper.WaitForEnd(kLongMs), 0u);
 }
 
@@ -333,7 +324,7 @@ class MarkMl : public CEndToEnd {
 
 TEST_F(MarkMl, StaysWhenItsTableIsEmpty) {
     StartHelper();
-    ASSERT_EQ(m_caller->Send(9, ServiceContent(m_strService), kLongMs), CallerResult::Ok);
+    AskToExit();
     EXPECT_TRUE(Log().WaitFor("is ml", kLongMs));
     EXPECT_TRUE(m_helper.IsRunning());
     // Somebody new may come.

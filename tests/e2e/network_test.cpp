@@ -1,75 +1,24 @@
 // What the real helper sends over the network: its beacons and the daily configuration. A proxy of the test stands for
 // every host, by the setting of this prefix's user.
-#include "tests/support/http_test_server.h"
+#include "tests/e2e/proxied.h"
 
-#include <algorithm>
-#include <atomic>
-#include <optional>
-
-#include "tests/e2e/end_to_end.h"
 #include "tests/support/system_version.h"
 #include "tests/support/tls_test_server.h"
 #include "tests/support/unique_name.h"
 
 namespace {
 
-constexpr wchar_t kHelperKey[] = L"Software\\Ovrin\\zolt";
-constexpr char kInfoPath[] = "/wxzolt/info.txt";
 constexpr char kLoadFailurePath[] = "/static/a/1663.4439.gif";
 
-std::optional<DWORD> Stored(const wchar_t* name) {
-    DWORD value = 0;
-    DWORD size = sizeof(value);
-    if (SHGetValueW(HKEY_CURRENT_USER, kHelperKey, name, nullptr, &value, &size) != ERROR_SUCCESS) {
-        return std::nullopt;
-    }
-    return value;
-}
-
-class Network : public CEndToEnd {
+class Network : public CProxied {
   protected:
-    Network() { ForgetConfiguration(); }
-    ~Network() override { ForgetConfiguration(); }
-
-    static void ForgetConfiguration() {
-        SHDeleteValueW(HKEY_CURRENT_USER, kHelperKey, L"last_info_time");
-        SHDeleteValueW(HKEY_CURRENT_USER, kHelperKey, L"app_shortcut_create");
-    }
-
-    HttpTestReply Answer(const HttpTestRequest& request) {
-        if (request.strMethod == "CONNECT") {
-            return HttpTestReply::Tunnel(tls_test_server::Port("self_signed"));
-        }
-        if (request.strTarget.ends_with(kInfoPath)) {
-            return HttpTestReply::Of(m_nInfoStatus, R"({"appShortcut":{"create":1}})");
-        }
-        HttpTestReply reply = HttpTestReply::Of(200);
-        if (m_hBeaconGate != nullptr) {
+    HttpTestReply Answer(const HttpTestRequest& request) override {
+        HttpTestReply reply = CProxied::Answer(request);
+        if (request.strMethod != "CONNECT" && !IsInfo(request) && m_hBeaconGate != nullptr) {
             reply.nBytesBeforeGate = 0;
             reply.hGate = m_hBeaconGate;
         }
         return reply;
-    }
-
-    // The targets that contain part, in order of arrival.
-    std::vector<std::string> Targets(const std::string& part) const {
-        std::vector<std::string> targets;
-        for (const HttpTestRequest& request : m_proxy.Requests()) {
-            if (request.strTarget.find(part) != std::string::npos) {
-                targets.push_back(request.strTarget);
-            }
-        }
-        return targets;
-    }
-
-    // Waits until count targets contain part; false after a minute without.
-    bool WaitForTargets(const std::string& part, std::size_t count) const {
-        for (std::size_t seen = m_proxy.Requests().size(); Targets(part).size() < count; ++seen) {
-            if (!m_proxy.WaitForRequests(seen + 1)) {
-                return false;
-            }
-        }
-        return true;
     }
 
     // Starts the helper with an SDK that the loader refuses and a machine id of this test's own.
@@ -81,14 +30,11 @@ class Network : public CEndToEnd {
         StartHelper(start);
     }
 
-    std::atomic<int> m_nInfoStatus{200};
     HANDLE m_hBeaconGate = nullptr;  // weak
     const std::string m_strMid = [] {
         const std::wstring name = UniqueName(L"mid");
         return std::string(name.begin(), name.end());
     }();
-    HttpTestServer m_proxy{[this](const HttpTestRequest& request) { return Answer(request); }};
-    ScopedInternetProxy m_setting{m_proxy.Port()};
 };
 
 // On a system of version 6.1 the beacons are plain.

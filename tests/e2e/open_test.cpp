@@ -32,10 +32,8 @@ TEST_F(OpenMiniApp, WholeExchangeFromReadyNoticeToExit) {
     EXPECT_EQ(PollUntilSettled(MiniAppPoll("task-1")), "1");
     EXPECT_EQ(Poll(MiniAppPoll("task-1")), "0") << "a settled answer is given once";
 
-    Json::Value exit(Json::objectValue);
-    exit["service_id"] = m_strService;
     const ULONGLONG askedAt = GetTickCount64();
-    ASSERT_EQ(m_caller->Send(9, exit, kLongMs), CallerResult::Ok);
+    AskToExit();
     EXPECT_EQ(m_helper.WaitForEnd(kLongMs), 0u);
     EXPECT_GE(GetTickCount64() - askedAt, 2000u) << "the leaving caller has its time of grace";
     EXPECT_EQ(m_caller->WaitForLoss(kLongMs), CallerResult::Ok);

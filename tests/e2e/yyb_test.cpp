@@ -48,9 +48,7 @@ TEST_F(OpenApplet, WholeExchangeSettledByTheSdksReport) {
     EXPECT_TRUE(Log().Has("enter open yyb"));
     EXPECT_TRUE(Log().Has("----OnDownloadStatus----  CompleteLaunch"));
 
-    Json::Value exit(Json::objectValue);
-    exit["service_id"] = m_strService;
-    ASSERT_EQ(m_caller->Send(9, exit, kLongMs), CallerResult::Ok);
+    AskToExit();
     EXPECT_EQ(m_helper.WaitForEnd(kLongMs), 0u);
     EXPECT_EQ(m_sdk->Calls("Uninitialize").size(), 1u) << "the SDK is let go at the end";
     const std::vector<std::string> started = m_sdk->Calls("Initialize");

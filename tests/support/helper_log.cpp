@@ -84,13 +84,26 @@ std::string CHelperLog::Find(std::string_view part) const {
     return {};
 }
 
+std::vector<std::string> CHelperLog::FindAll(std::string_view part) const {
+    auto lines = Lines();
+    std::erase_if(lines, [&](const std::string& line) { return line.find(part) == std::string::npos; });
+    return lines;
+}
+
+std::string CHelperLog::FirstOutOfOrder(const std::vector<std::string>& parts) const {
+    std::size_t next = 0;
+    for (const std::string& line : Lines()) {
+        if (next < parts.size() && line.find(parts[next]) != std::string::npos) {
+            ++next;
+        }
+    }
+    return next < parts.size() ? parts[next] : std::string();
+}
+
 bool CHelperLog::WaitFor(std::string_view part, std::uint32_t timeoutMs, std::size_t count) const {
     const ULONGLONG startedAt = GetTickCount64();
     for (;;) {
-        const auto lines = Lines();
-        const auto found = std::count_if(lines.begin(), lines.end(),
-                                         [&](const std::string& line) { return line.find(part) != std::string::npos; });
-        if (static_cast<std::size_t>(found) >= count) {
+        if (FindAll(part).size() >= count) {
             return true;
         }
         if (GetTickCount64() - startedAt >= timeoutMs) {

@@ -20,6 +20,11 @@ class CHelperLog {
     bool Has(std::string_view text) const { return Count(text) > 0; }
     // The first line that contains part, or an empty text.
     std::string Find(std::string_view part) const;
+    // Every line that contains part.
+    std::vector<std::string> FindAll(std::string_view part) const;
+    // Whether lines that contain these parts stand behind each other in this order, whatever stands between them. The
+    // first part that does not come in its turn, or an empty text.
+    std::string FirstOutOfOrder(const std::vector<std::string>& parts) const;
     // Waits until a line contains part at least count times over.
     bool WaitFor(std::string_view part, std::uint32_t timeoutMs, std::size_t count = 1) const;
     // The last lines, one below the other, for failure messages.

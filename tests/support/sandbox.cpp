@@ -89,6 +89,12 @@ void CSandbox::LayOcean(const std::wstring& variant, bool mlHost) {
                                      (m_strOceanFolder + L"\\ocean.dll").c_str(), FALSE) != FALSE;
 }
 
+void CSandbox::SetOcean(const wchar_t* key, const std::wstring& value) {
+    m_bReady = WritePrivateProfileStringW(L"ocean", key, value.c_str(), (m_strOceanFolder + L"\\ocean.ini").c_str()) !=
+                   FALSE &&
+               m_bReady;
+}
+
 std::string CSandbox::OceanCalls() const {
     const CFileHandle file(CreateFileW((m_strOceanFolder + L"\\ocean_calls.txt").c_str(), GENERIC_READ,
                                        FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,

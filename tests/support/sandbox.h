@@ -21,6 +21,8 @@ class CSandbox {
     // Lays a variant of the stand-in SDK where a helper looks for it: in "wxsdk", or, for a mark that contains "ml", in
     // the SDK path itself.
     void LayOcean(const std::wstring& variant, bool mlHost = false);
+    // Sets one line of its ocean.ini.
+    void SetOcean(const wchar_t* key, const std::wstring& value);
     // The calls that the stand-in SDK has got, one a line.
     std::string OceanCalls() const;
 

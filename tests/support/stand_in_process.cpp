@@ -51,9 +51,10 @@ CTestEvent::CTestEvent() : m_strName(UniqueName(L"nexlet_test_event")) {
     EXPECT_TRUE(m_hEvent.valid());
 }
 
-CStandInProcess::CStandInProcess(const std::filesystem::path& path, const std::wstring& arguments) {
+CStandInProcess::CStandInProcess(const std::filesystem::path& path, const std::wstring& arguments,
+                                 const wchar_t* program) {
     std::filesystem::create_directories(path.parent_path());
-    std::filesystem::copy_file(WorldFolder() / L"stand_in.exe", path, std::filesystem::copy_options::skip_existing);
+    std::filesystem::copy_file(WorldFolder() / program, path, std::filesystem::copy_options::skip_existing);
     CTestEvent ready;
     m_hProcess = Start(path,
                        L"--stop " + m_stop.Name() + L" --ready " + ready.Name() + L" --parent " +

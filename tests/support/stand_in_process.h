@@ -31,11 +31,13 @@ class CTestEvent {
     CKernelHandle m_hEvent;
 };
 
-// A process of the program path for the length of a scope: a copy of the stand-in is put there. arguments may ask for
-// windows and otherwise only stand in its command line. It ends with this process at the latest.
+// A process of the program path for the length of a scope: a copy of the stand-in, or of another program of the world,
+// is put there. arguments may ask for windows and otherwise only stand in its command line. It ends with this process
+// at the latest.
 class CStandInProcess {
   public:
-    explicit CStandInProcess(const std::filesystem::path& path, const std::wstring& arguments = L"");
+    explicit CStandInProcess(const std::filesystem::path& path, const std::wstring& arguments = L"",
+                             const wchar_t* program = L"stand_in.exe");
     ~CStandInProcess();
     CStandInProcess(const CStandInProcess&) = delete;
     CStandInProcess& operator=(const CStandInProcess&) = delete;

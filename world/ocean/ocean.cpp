@@ -3,6 +3,7 @@
 // Every call it gets becomes one line of ocean_calls.txt beside it. See world/README.md for the variants and settings.
 #include <windows.h>
 
+#include <atomic>
 #include <cstdint>
 #include <mutex>
 #include <string>
@@ -46,6 +47,7 @@ struct State {
     std::mutex lock;
     Delegate* delegate = nullptr;
     std::uint32_t nextId = 1;
+    std::atomic<bool> ending{false};
 };
 
 State& TheState() {
@@ -75,6 +77,23 @@ void Give(const Answer& answer) {
         delegate->onOpenResult(answer.id, answer.status);
     }
     Record("answered id=" + std::to_string(answer.id));
+}
+
+// Does nothing but burn the machine until the SDK ends.
+void Burn() {
+    for (volatile std::uint32_t n = 0; !TheState().ending.load();) {
+        n = n + 1;
+    }
+}
+
+// Waits for an event on the caller's thread. bAnswers: windows of that thread answer what is sent to them meanwhile,
+// and what is posted to them stays where it is.
+void Hold(HANDLE gate, bool bAnswers) {
+    const DWORD wakes = bAnswers ? QS_SENDMESSAGE : 0;
+    while (MsgWaitForMultipleObjects(1, &gate, FALSE, INFINITE, wakes) != WAIT_OBJECT_0) {
+        MSG message;
+        PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE | PM_QS_SENDMESSAGE);
+    }
 }
 
 }  // namespace
@@ -127,12 +146,15 @@ OCEAN_EXPORT std::uint32_t ocean_open_miniprogram(const char* appId, const char*
             }
         });
     }
+    for (std::int32_t burning = Files().Number(L"burn", 0); burning > 0; --burning) {
+        Files().RunThread(Burn);
+    }
     // The open call itself may be made to hang for a while.
     const std::wstring hold = Files().Setting(L"hold");
     if (!hold.empty()) {
         if (const HANDLE gate = OpenEventW(SYNCHRONIZE, FALSE, hold.c_str())) {
             Record("holding id=" + std::to_string(id));
-            WaitForSingleObject(gate, INFINITE);
+            Hold(gate, Files().Number(L"hold_answers", 0) != 0);
             CloseHandle(gate);
         }
     }
@@ -140,6 +162,7 @@ OCEAN_EXPORT std::uint32_t ocean_open_miniprogram(const char* appId, const char*
 }
 
 OCEAN_EXPORT void ocean_uninit() {
+    TheState().ending.store(true);
     Files().StopThreads();
     Record("uninit");
 }
