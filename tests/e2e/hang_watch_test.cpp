@@ -25,17 +25,25 @@ class HangWatch : public CEndToEnd {
 };
 
 TEST_F(HangWatch, HelperWhoseWindowDoesNotAnswerEndsItself) {
+    // The first window of all makes the desktop that the helper's is then found on.
+    const HWND own =
+        CreateWindowExW(0, L"STATIC", nullptr, 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, nullptr, /*lpParam=*/nullptr);
+    ASSERT_NE(own, nullptr);
     StartHelper();
     HWND window = nullptr;
     ASSERT_TRUE(WaitUntil([&] {
         window = FindWindowExW(HWND_MESSAGE, nullptr, (L"ProgramIPCMessageS_" + m_strMark).c_str(), nullptr);
         return window != nullptr;
     })) << Log().Tail();
+    // Caught in the midst of its start it could hold a lock of the system that the watchdog itself needs.
+    DWORD_PTR reply = 0;
+    ASSERT_NE(SendMessageTimeoutW(window, WM_NULL, 0, 0, SMTO_NORMAL, kLongMs, &reply), 0) << GetLastError();
     const CKernelHandle mainThread(
         OpenThread(THREAD_SUSPEND_RESUME, FALSE, GetWindowThreadProcessId(window, /*lpdwProcessId=*/nullptr)));
     ASSERT_TRUE(mainThread.valid());
     ASSERT_NE(SuspendThread(mainThread.get()), static_cast<DWORD>(-1));
     ExpectTheEndByTheFirstMissedProbe();
+    DestroyWindow(own);
 }
 
 TEST_F(HangWatch, OpenOfTheCommandLineThatHangsInItsSdkEndsTheHelper) {
