@@ -202,11 +202,12 @@ template <typename Ready>
 CallerResult CCaller::WaitUntil(const CDeadline& deadline, bool endsWhenGone, Ready ready) {
     CNativeHold lock(m_lock);
     for (;;) {
-        if (ready()) {
-            return CallerResult::Ok;
-        }
+        // First, so that what the closing itself brings about is not told as an outcome.
         if (m_bClosed) {
             return CallerResult::Closed;
+        }
+        if (ready()) {
+            return CallerResult::Ok;
         }
         if (endsWhenGone && IsGone()) {
             return CallerResult::Gone;
@@ -294,6 +295,17 @@ CallerResult CCaller::WaitForProcessEnd(std::uint32_t timeoutMs, DWORD& exitCode
     }
     return GetExitCodeProcess(process->hProcess.get(), &exitCode) != FALSE ? CallerResult::Ok
                                                                            : CallerResult::SystemError;
+}
+
+bool CCaller::ProcessHasEnded(DWORD& exitCode) const {
+    std::shared_ptr<const StartedProcess> process;
+    {
+        const CNativeGuard lock(m_lock);
+        process = m_pProcess;
+    }
+    return process != nullptr && process->hProcess &&
+           WaitForSingleObject(process->hProcess.get(), 0) == WAIT_OBJECT_0 &&
+           GetExitCodeProcess(process->hProcess.get(), &exitCode) != FALSE;
 }
 
 DWORD CCaller::ProcessId() const {

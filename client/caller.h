@@ -93,6 +93,9 @@ class CCaller final : private ICallerPipeSink {
     // Waits until the process that StartHelper made, or that WatchProcess was given, has ended.
     CallerResult WaitForProcessEnd(std::uint32_t timeoutMs, DWORD& exitCode);
 
+    // Whether that process has ended, and its exit code. Does not wait, and answers also once this side is closed.
+    bool ProcessHasEnded(DWORD& exitCode) const;
+
     // Ends the connection; the pipe is served on.
     void Disconnect() { m_pipe.Disconnect(); }
 

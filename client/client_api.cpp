@@ -218,7 +218,7 @@ nexlet_result nexlet_helper_process(nexlet_client client, nexlet_helper* helper)
         helper->connected = caller.Connected() ? 1 : 0;
         helper->connections = caller.Connections();
         helper->forwarded = one->Forwarded() ? 1 : 0;
-        helper->ended = caller.WaitForProcessEnd(0, exitCode) == CallerResult::Ok ? 1 : 0;
+        helper->ended = caller.ProcessHasEnded(exitCode) ? 1 : 0;
         helper->exit_code = helper->ended != 0 ? exitCode : 0;
         return NEXLET_OK;
     });
