@@ -57,3 +57,12 @@ ChannelConfigOutcome ParseChannelConfig(const std::string& text, bool bMlHost, C
     config = read;
     return ChannelConfigOutcome::Ok;
 }
+
+ChannelConfigOutcome SdkHostData::Take(const std::string& config, const std::wstring& sdkPath,
+                                       const std::wstring& hostTag) {
+    m_strConfig = config;
+    m_strSdkPath = sdkPath;
+    m_strHostTag = hostTag;
+    m_bMlHost = hostTag.find(L"ml") != std::wstring::npos;
+    return ParseChannelConfig(config, m_bMlHost, m_channel);
+}

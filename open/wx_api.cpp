@@ -48,11 +48,7 @@ CWxApi::~CWxApi() {
 
 void CWxApi::InitData(const std::string& config, const std::wstring& sdkPath, const std::wstring& hostTag) {
     CAutoLock lock(&m_lockData);
-    m_strConfig = config;
-    m_strSdkPath = sdkPath;
-    m_strHostTag = hostTag;
-    m_bMlHost = hostTag.find(L"ml") != std::wstring::npos;
-    switch (ParseChannelConfig(config, m_bMlHost, m_channel)) {
+    switch (m_host.Take(config, sdkPath, hostTag)) {
         case ChannelConfigOutcome::NotJson:
             NXL_LOG(L"[%s(%d)] parse error");
             break;
@@ -66,14 +62,14 @@ void CWxApi::InitData(const std::string& config, const std::wstring& sdkPath, co
 
 ChannelConfig CWxApi::Channel() const {
     CAutoLock lock(&m_lockData);
-    return m_channel;
+    return m_host.m_channel;
 }
 
 std::wstring CWxApi::WxSdkFolder() const {
     std::wstring folder;
     {
         CAutoLock lock(&m_lockData);
-        folder = m_bMlHost ? m_strSdkPath : m_strSdkPath + L"\\wxsdk";
+        folder = m_host.m_bMlHost ? m_host.m_strSdkPath : m_host.m_strSdkPath + L"\\wxsdk";
     }
     return PathFileExistsW(folder.c_str()) ? folder : std::wstring();
 }

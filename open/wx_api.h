@@ -88,11 +88,7 @@ class CWxApi {
     CWxOpenTasks m_tasks;
 
     // Guarded by m_lockData.
-    bool m_bMlHost = false;
-    std::string m_strConfig;
-    std::wstring m_strSdkPath;
-    std::wstring m_strHostTag;
-    ChannelConfig m_channel;
+    SdkHostData m_host;
 };
 
 // What the SDK calls, on a thread of its own choosing.

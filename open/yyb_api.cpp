@@ -87,11 +87,7 @@ CYybApi::~CYybApi() {
 
 void CYybApi::InitData(const std::string& config, const std::wstring& sdkPath, const std::wstring& hostTag) {
     CAutoLock lock(&m_lockData);
-    m_strConfig = config;
-    m_strSdkPath = sdkPath;
-    m_strHostTag = hostTag;
-    m_bMlHost = hostTag.find(L"ml") != std::wstring::npos;
-    switch (ParseChannelConfig(config, m_bMlHost, m_channel)) {
+    switch (m_host.Take(config, sdkPath, hostTag)) {
         case ChannelConfigOutcome::NotJson:
             NXL_LOG(L"[%s(%d)] parse error");
             break;
@@ -105,7 +101,7 @@ void CYybApi::InitData(const std::string& config, const std::wstring& sdkPath, c
 
 ChannelConfig CYybApi::Channel() const {
     CAutoLock lock(&m_lockData);
-    return m_channel;
+    return m_host.m_channel;
 }
 
 CYybApi::SdkTable CYybApi::Sdk() const {
@@ -118,8 +114,8 @@ std::wstring CYybApi::SdkDir() const {
     bool bMlHost = false;
     {
         CAutoLock lock(&m_lockData);
-        sdkPath = m_strSdkPath;
-        bMlHost = m_bMlHost;
+        sdkPath = m_host.m_strSdkPath;
+        bMlHost = m_host.m_bMlHost;
     }
     return WXMINI_PROGRAM_COMMON::GetYybSdkDir(sdkPath, bMlHost);
 }

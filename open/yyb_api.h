@@ -119,11 +119,7 @@ class CYybApi final : private IYybSettler {
 
     // Guarded by m_lockData.
     SdkTable m_table;
-    bool m_bMlHost = false;
-    std::string m_strConfig;
-    std::wstring m_strSdkPath;
-    std::wstring m_strHostTag;
-    ChannelConfig m_channel;
+    SdkHostData m_host;
 };
 
 // What the SDK calls, on a thread of its own choosing.
