@@ -1,0 +1,113 @@
+#!/usr/bin/env python3
+"""The documents against the tree: every link leads somewhere, and what a page quotes of the sources stands there."""
+import re
+import subprocess
+import unittest
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parents[2]
+FLOORS = ("foundation", "support", "ipc", "open", "service", "host")
+
+CODE = re.compile(r"`([^`]+)`")
+LINK = re.compile(r"\]\(([^)\s]+)\)")
+FENCE = re.compile(r"^```.*?^```", re.M | re.S)
+LITERAL = r'L"((?:[^"\\]|\\.)*)"'
+
+
+def files(*patterns):
+    names = subprocess.run(["git", "-C", str(ROOT), "ls-files", "-co", "--exclude-standard", *patterns],
+                           capture_output=True, text=True, check=True).stdout.split("\n")
+    return [ROOT / name for name in names if name and (ROOT / name).is_file()]
+
+
+def read(path):
+    return path.read_text(encoding="utf-8")
+
+
+def headings(text):
+    """The anchors of a page's headings."""
+    lines = re.findall(r"^#+ +(.*?)\s*$", FENCE.sub("", text), re.M)
+    return {re.sub(r"[^\w\- ]", "", line.lower()).replace(" ", "-") for line in lines}
+
+
+def rows(page, *columns):
+    """The cells of these columns, of every row of every table that has the first of them; "" for one it lacks."""
+    names = None
+    for line in read(ROOT / page).split("\n"):
+        if not line.startswith("|"):
+            names = None
+            continue
+        cells = [cell.strip() for cell in re.split(r"(?<!\\)\|", line)[1:-1]]
+        if names is None:
+            names = cells
+        elif columns[0] in names and not set(line) <= set("|-: "):
+            assert len(cells) == len(names), f"{page}: {line}"
+            yield [cells[names.index(one)] if one in names else "" for one in columns]
+
+
+def joined(text):
+    """C++ text with its neighbouring string literals made one."""
+    return re.sub(r'"\s*\n\s*L?"', "", text)
+
+
+def log_formats(text):
+    """The texts of the log calls in this C++ text, without the prefix that the call fills in."""
+    found = re.findall(r"NXL_LOG\(\s*" + LITERAL, joined(text))
+    return {re.sub(r"^\[%s\(%d\)\] ?", "", one).strip() for one in found}
+
+
+class Documents(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.sources = {path: read(path) for path in files("*.cpp", "*.h")
+                       if path.relative_to(ROOT).parts[0] in FLOORS}
+        cls.formats = set().union(*map(log_formats, cls.sources.values()))
+
+    def formats_of(self, function):
+        """What a function logs; None when there is none of this name."""
+        start = re.compile(r"^[^\s/#].*\b" + re.escape(function) + r"\(", re.M)
+        found = None
+        for text in self.sources.values():
+            for match in start.finditer(text):
+                body = text[match.start():text.find("\n}", match.start())]
+                if "{" in body:
+                    found = (found or set()) | log_formats(body)
+        return found
+
+    def test_every_link_in_a_page_leads_somewhere(self):
+        pages = files("*.md")
+        self.assertGreater(len(pages), 5)
+        faults = []
+        for page in pages:
+            text = CODE.sub("", FENCE.sub("", read(page)))
+            for link in LINK.findall(text):
+                if re.match(r"[a-z]+:", link):
+                    continue
+                name, _, anchor = link.partition("#")
+                target = (page.parent / name).resolve() if name else page
+                if not target.exists():
+                    faults.append(f"{page.relative_to(ROOT)}: {link}: there is no such file")
+                elif anchor and anchor not in headings(read(target)):
+                    faults.append(f"{page.relative_to(ROOT)}: {link}: there is no such heading")
+        self.assertEqual(faults, [])
+
+    def test_every_log_line_of_the_refusals_is_one_that_its_function_writes(self):
+        faults = []
+        seen = 0
+        functions = []
+        for cell, said_by in rows("docs/refusals.md", "line in the log", "function"):
+            if said_by != "the same":
+                functions = CODE.findall(said_by)
+            for line in CODE.findall(cell):
+                seen += 1
+                if line not in self.formats:
+                    faults.append(f"nobody logs: {line}")
+                for function in functions:
+                    if line not in (self.formats_of(function) or ()):
+                        faults.append(f"{function} does not log: {line}")
+        self.assertGreater(seen, 40)
+        self.assertEqual(faults, [])
+
+
+if __name__ == "__main__":
+    unittest.main()
