@@ -108,6 +108,12 @@ class Documents(unittest.TestCase):
         self.assertGreater(seen, 40)
         self.assertEqual(faults, [])
 
+    def test_every_registry_value_on_its_page_is_one_that_the_sources_name(self):
+        literals = set().union(*(re.findall(LITERAL, text) for text in self.sources.values()))
+        values = [value for cell, in rows("docs/registry.md", "value") for value in CODE.findall(cell)]
+        self.assertGreater(len(values), 15)
+        self.assertEqual([value for value in values if value not in literals], [])
+
 
 if __name__ == "__main__":
     unittest.main()
