@@ -19,7 +19,7 @@ std::shared_ptr<Log>& g_pLog = *new std::shared_ptr<Log>(std::make_shared<Log>()
 bool IsSwitchOn(const wchar_t* name) {
     DWORD value = 0;
     DWORD size = sizeof(value);
-    const LSTATUS status = SHGetValueW(HKEY_CURRENT_USER, kSwitchKey, name, nullptr, &value, &size);
+    const LSTATUS status = RegGetValueW(HKEY_CURRENT_USER, kSwitchKey, name, RRF_RT_ANY, nullptr, &value, &size);
     return status == ERROR_SUCCESS && size == sizeof(value) && value == 1;
 }
 

@@ -20,6 +20,23 @@ std::wstring CanonicalizePath(const std::wstring& path) {
     return length > 0 && length < kPathCharacters ? expanded : canonical;
 }
 
+std::wstring TwoStepsUp(const std::wstring& path) {
+    // On a drive this is a cut in the text; the platform's function would cost every start a library.
+    constexpr std::size_t kRoot = 3;
+    if (path.size() > kRoot && path.compare(1, 2, L":\\") == 0) {
+        const std::size_t folder = path.rfind(L'\\');
+        const std::size_t above = folder < kRoot ? folder : path.rfind(L'\\', folder - 1);
+        return path.substr(0, above < kRoot ? kRoot : above);
+    }
+    wchar_t shortened[MAX_PATH] = {};
+    if (path.empty() || path.size() >= MAX_PATH) {
+        return {};
+    }
+    path.copy(shortened, path.size());
+    PathAppendW(shortened, LR"(..\..)");
+    return shortened;
+}
+
 std::wstring TemporarySubfolder(const wchar_t* name) {
     wchar_t path[MAX_PATH] = {};
     GetTempPathW(MAX_PATH, path);

@@ -1,4 +1,4 @@
-// Path tests of the shared toolbox.
+// Paths of files and folders.
 #pragma once
 
 #include <string>
@@ -6,6 +6,9 @@
 // The path with "." and ".." resolved and short names expanded; a path that does not exist keeps its canonical form.
 // One that is too long for the platform (1024 characters at most) gives an empty text.
 std::wstring CanonicalizePath(const std::wstring& path);
+
+// The folder above the one that holds the file of this absolute path; a root stays what it is.
+std::wstring TwoStepsUp(const std::wstring& path);
 
 // The folder of this name below the temporary folder of the user, whether or not it is there; no backslash at the end.
 std::wstring TemporarySubfolder(const wchar_t* name);

@@ -2,6 +2,7 @@
 
 #include "foundation/json_text.h"
 #include "foundation/log.h"
+#include "foundation/path_helpers.h"
 #include "foundation/text_helpers.h"
 #include "host/command_line.h"
 #include "host/message_window.h"
@@ -111,11 +112,9 @@ void CommzoltHelperS::InitData(const std::wstring& commandLine) {
     wchar_t path[MAX_PATH] = {};
     GetModuleFileNameW(nullptr, path, MAX_PATH);
     NXL_LOG(L"[%s(%d)] enter szPath=%s", path);
-    // Two steps up from the file itself: the folder above the one that holds the program.
-    PathAppendW(path, LR"(..\..)");
     {
         const CAutoLock lock(&m_lockState);
-        m_sdkPath = path;
+        m_sdkPath = TwoStepsUp(path);
     }
     {
         const CAutoLock lock(&m_lockInstance);

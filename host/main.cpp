@@ -35,9 +35,9 @@ void RunMessageLoop() {
 
 int WINAPI wWinMain(HINSTANCE, HINSTANCE, LPWSTR arguments, int) {
     SetErrorMode(kErrorMode);
-    CoInitialize(nullptr);
     EndSilentlyOnFaults();
     const std::wstring commandLine = arguments;
+    bool bApartment = false;
     TurnLogOn();
     ImmDisableIME(0);
     NXL_LOG(L"[%s(%d)] zolt strCmd=%s", commandLine.c_str());
@@ -52,12 +52,17 @@ int WINAPI wWinMain(HINSTANCE, HINSTANCE, LPWSTR arguments, int) {
         } else {
             NXL_LOG(L"[%s(%d)] start init");
             CommzoltHelperS::GetInstance()->Init(commandLine);
+            // Behind the ready notice, which needs nothing of COM: loading it takes a tenth of the start.
+            CoInitialize(nullptr);
+            bApartment = true;
             RunMessageLoop();
         }
         // The name is given up here, before the clean-up that follows.
     }
     UninitializeSdks();
-    CoUninitialize();
+    if (bApartment) {
+        CoUninitialize();
+    }
     TerminateProcess(GetCurrentProcess(), 0);
     NXL_LOG(L"[%s(%d)] process exit!");
     return 0;

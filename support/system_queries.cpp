@@ -17,7 +17,7 @@ constexpr DWORD kPathCharacters = 260;
 std::wstring ReadVersionValue(const wchar_t* subKey, const wchar_t* valueName) {
     wchar_t buffer[260] = {};
     DWORD size = 259;
-    if (SHGetValueW(HKEY_LOCAL_MACHINE, subKey, valueName, nullptr, buffer, &size) != ERROR_SUCCESS) {
+    if (RegGetValueW(HKEY_LOCAL_MACHINE, subKey, valueName, RRF_RT_ANY, nullptr, buffer, &size) != ERROR_SUCCESS) {
         return {};
     }
     return buffer;

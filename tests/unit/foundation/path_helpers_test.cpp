@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "foundation/text_helpers.h"
 #include "foundation/windows_headers.h"
 #include "tests/support/unique_name.h"
 
@@ -41,6 +42,19 @@ TEST_F(PathHelpers, DotsAreResolved) {
     EXPECT_EQ(CanonicalizePath(L"C:\\nowhere\\.\\a\\..\\b"), L"C:\\nowhere\\b");
     EXPECT_EQ(CanonicalizePath(L"C:\\..\\..\\nowhere"), L"C:\\nowhere");
     EXPECT_EQ(CanonicalizePath(m_strInner + L"\\..\\.\\Inner folder"), m_strInner);
+}
+
+TEST_F(PathHelpers, TwoStepsUpIsTheFolderAboveTheFilesOwnAndARootStays) {
+    for (const wchar_t* path :
+         {L"C:\\x.exe", L"C:\\a\\x.exe", L"C:\\a\\b\\x.exe", L"C:\\a\\b\\c d\\x.exe", L"d:\\a.b\\c.d\\x",
+          L"\\\\server\\share\\a\\x.exe", L"\\\\server\\share\\a\\b\\x.exe"}) {
+        wchar_t expected[MAX_PATH] = {};
+        std::wstring(path).copy(expected, MAX_PATH - 1);
+        PathAppendW(expected, L"..\\..");
+        EXPECT_EQ(TwoStepsUp(path), expected) << Utf16ToUtf8(path);
+    }
+    EXPECT_EQ(TwoStepsUp(L"C:\\app\\bin\\nexlet.exe"), L"C:\\app");
+    EXPECT_EQ(TwoStepsUp(L""), L"");
 }
 
 TEST_F(PathHelpers, ShortNamesAreExpanded) {
