@@ -3,6 +3,7 @@
 #include <tlhelp32.h>
 
 #include "foundation/handle.h"
+#include "tests/support/desktop_hold.h"
 #include "tests/support/unique_name.h"
 
 namespace {
@@ -49,6 +50,7 @@ std::wstring OwnFolder() {
 }
 
 CSandbox::CSandbox() {
+    HoldDesktop();
     m_strRoot = LR"(C:\temp\)" + UniqueName(L"nexlet");
     m_strApp = m_strRoot + L"\\app";
     m_strExe = m_strApp + L"\\bin\\nexlet.exe";
