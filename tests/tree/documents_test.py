@@ -114,6 +114,22 @@ class Documents(unittest.TestCase):
         self.assertGreater(len(values), 15)
         self.assertEqual([value for value in values if value not in literals], [])
 
+    def test_every_finding_of_the_troubles_is_one_that_the_doctor_has(self):
+        doctor = joined(read(ROOT / "nexctl/doctor.cpp") + read(ROOT / "nexctl/runner_tools.cpp"))
+        spoken = re.findall(r'"((?:[^"\\]|\\.)*)"', doctor)
+        pieces = [piece.strip() for cell, in rows("docs/troubleshooting.md", "says") for line in CODE.findall(cell)
+                  for piece in line.split("...")]
+        self.assertGreater(len(pieces), 15)
+        self.assertEqual([piece for piece in pieces if not any(piece in one for one in spoken)], [])
+
+    def test_the_caller_that_newcomers_are_shown_compiles(self):
+        code, = re.findall(r"^```c\n(.*?)^```", read(ROOT / "docs/getting-started.md"), re.M | re.S)
+        for flags in (["-x", "c", "-std=c11", "-Wall", "-Wextra", "-Wno-missing-field-initializers"],
+                      ["-x", "c++", "-std=c++17", "-Wall"]):
+            done = subprocess.run(["x86_64-w64-mingw32-g++", *flags, "-Werror", "-fsyntax-only",
+                                   f"-I{ROOT / 'client/include'}", "-"], input=code, text=True, capture_output=True)
+            self.assertEqual(done.returncode, 0, done.stderr)
+
 
 if __name__ == "__main__":
     unittest.main()
