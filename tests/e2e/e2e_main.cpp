@@ -12,11 +12,5 @@ int main(int argc, char** argv) {
         std::cerr << "the registry cannot be prepared: " << GetLastError() << "\n";
         return 1;
     }
-    // The first window of all makes Wine start the desktop; a helper whose own window comes while it starts may get
-    // none.
-    const HWND own =
-        CreateWindowExW(0, L"STATIC", nullptr, 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, nullptr, /*lpParam=*/nullptr);
-    const int result = RUN_ALL_TESTS();
-    DestroyWindow(own);
-    return result;
+    return RUN_ALL_TESTS();
 }
