@@ -11,7 +11,7 @@
 #include "ipc/envelope.h"
 #include "ipc/frame.h"
 #include "tests/support/handle_count.h"
-#include "tests/support/pipe_peer.h"
+#include "world/helper/pipe_peer.h"
 #include "tests/support/unique_name.h"
 
 namespace {

@@ -15,7 +15,7 @@
 #include "foundation/text_helpers.h"
 #include "ipc/pipe_names.h"
 #include "tests/support/handle_count.h"
-#include "tests/support/scripted_helper.h"
+#include "world/helper/scripted_helper.h"
 #include "tests/support/unique_name.h"
 
 namespace {

@@ -9,7 +9,7 @@
 #include "ipc/pipe_names.h"
 #include "nexctl/exchange.h"
 #include "nexctl/text_file.h"
-#include "tests/support/scripted_helper.h"
+#include "world/helper/scripted_helper.h"
 #include "tests/support/unique_name.h"
 
 namespace {

@@ -4,7 +4,7 @@
 #include "host/message_window.h"
 #include "ipc/frame.h"
 #include "ipc/pipe_names.h"
-#include "tests/support/pipe_peer.h"
+#include "world/helper/pipe_peer.h"
 #include "tests/unit/host/host_fixture.h"
 
 namespace {

@@ -1,0 +1,25 @@
+// What the scenario files have in common: lines of words, some of which hold the rest of their line.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+struct ScriptLine {
+    std::size_t nNumber = 0;  // in the file, from 1
+    std::string strText;      // without blanks at its ends
+};
+
+// The lines that say something: none that are blank or begin with "#". A byte-order mark is skipped.
+std::vector<ScriptLine> ReadScriptLines(std::string_view text);
+
+// Takes the first word off text, and the blanks behind it; empty when there is none.
+std::string_view TakeWord(std::string_view& text);
+
+// The whole of text as a decimal number.
+std::optional<std::uint32_t> WholeNumber(std::string_view text);
+
+// "line 3: " and what is wrong.
+std::string LineProblem(const ScriptLine& line, std::string_view wrong);

@@ -1,0 +1,71 @@
+#include "world/helper/pipe_peer.h"
+
+#include <cstring>
+
+#include "ipc/frame.h"
+
+bool CPipePeer::Open(const std::wstring& name) {
+    m_hPipe.reset(CreateFileW(name.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
+                              FILE_FLAG_OVERLAPPED, nullptr));
+    m_dwError = m_hPipe ? ERROR_SUCCESS : GetLastError();
+    m_bFailed = !m_hPipe;
+    return m_hPipe.valid();
+}
+
+bool CPipePeer::Finish(OVERLAPPED& overlapped, BOOL started, std::uint32_t timeoutMs, DWORD& moved) {
+    moved = 0;
+    if (started == FALSE && GetLastError() != ERROR_IO_PENDING) {
+        m_dwError = GetLastError();
+        return false;
+    }
+    const HANDLE handles[] = {overlapped.hEvent, m_hStop};
+    if (WaitForMultipleObjects(m_hStop != nullptr ? 2 : 1, handles, FALSE, timeoutMs) != WAIT_OBJECT_0) {
+        CancelIoEx(m_hPipe.get(), &overlapped);
+    }
+    const bool done = GetOverlappedResult(m_hPipe.get(), &overlapped, &moved, TRUE) != FALSE;
+    m_dwError = done ? ERROR_SUCCESS : GetLastError();
+    return done;
+}
+
+bool CPipePeer::Write(std::string_view bytes, std::uint32_t timeoutMs) {
+    const CKernelHandle event(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    OVERLAPPED overlapped = {};
+    overlapped.hEvent = event.get();
+    DWORD moved = 0;
+    const BOOL started = WriteFile(m_hPipe.get(), bytes.data(), static_cast<DWORD>(bytes.size()), nullptr, &overlapped);
+    m_bFailed = !Finish(overlapped, started, timeoutMs, moved) || moved != bytes.size();
+    return !m_bFailed;
+}
+
+std::string CPipePeer::Read(std::size_t count, std::uint32_t timeoutMs) {
+    const CKernelHandle event(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    std::string bytes(count, '\0');
+    std::size_t have = 0;
+    m_bFailed = false;
+    while (have < count && !m_bFailed) {
+        OVERLAPPED overlapped = {};
+        overlapped.hEvent = event.get();
+        DWORD moved = 0;
+        const BOOL started =
+            ReadFile(m_hPipe.get(), bytes.data() + have, static_cast<DWORD>(count - have), nullptr, &overlapped);
+        m_bFailed = !Finish(overlapped, started, timeoutMs, moved);
+        have += moved;
+    }
+    bytes.resize(have);
+    return bytes;
+}
+
+std::string CPipePeer::ReadFrame(std::uint32_t timeoutMs) {
+    const std::string header = Read(kFrameHeaderSize, timeoutMs);
+    if (m_bFailed) {
+        return {};
+    }
+    std::uint32_t length = 0;
+    std::memcpy(&length, header.data() + 4, sizeof length);
+    return Read(length, timeoutMs);
+}
+
+bool CPipePeer::WaitForEnd(std::uint32_t timeoutMs) {
+    Read(1, timeoutMs);
+    return m_bFailed && (m_dwError == ERROR_BROKEN_PIPE || m_dwError == ERROR_PIPE_NOT_CONNECTED);
+}

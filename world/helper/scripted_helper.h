@@ -1,0 +1,68 @@
+// A stand-in for the helper on a caller's pipe: connects, says that it is ready, and answers as a test tells it.
+#pragma once
+
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+#include <json/value.h>
+
+#include "foundation/handle.h"
+#include "world/helper/pipe_peer.h"
+#include "world/helper/scripted_request.h"
+
+class CScriptedHelper {
+  public:
+    // Gives the payloads to answer a request with, in order; none is silence. Runs on the helper's thread.
+    using Script = std::function<std::vector<std::string>(const ScriptedRequest& request)>;
+
+    CScriptedHelper() = default;
+    ~CScriptedHelper() { Leave(); }
+    CScriptedHelper(const CScriptedHelper&) = delete;
+    CScriptedHelper& operator=(const CScriptedHelper&) = delete;
+
+    // Opens the pipe, which is waited for, sends the ready notice, and answers from then on. False when nobody serves
+    // the pipe.
+    bool Come(const std::wstring& pipeName, Script script, bool notice = true);
+    // Before Come: what the helper's thread does first of all, in place of a notice.
+    void SetGreeting(std::function<void()> greeting) { m_greeting = std::move(greeting); }
+    // Ends the connection, also in the middle of a wait. It may come again.
+    void Leave();
+    // Sends a frame of its own accord. Not while the script is answering.
+    bool Say(const std::string& payload);
+
+    // For a script, while it answers: bytes as they stand; a pause, false when Leave has ended it; the end of the
+    // connection, behind which nothing is read any more.
+    bool SayBytes(std::string_view bytes);
+    bool Pause(std::uint32_t timeMs);
+    void HangUp() { m_pipe.Close(); }
+
+    // Returns once the connection is over, whoever ended it.
+    void WaitForEnd();
+
+    // Waits until so many requests have come.
+    bool WaitForRequests(std::size_t count);
+    std::vector<ScriptedRequest> Requests() const;
+
+    // The envelope of a reply: the request's content with further keys.
+    static std::string Reply(int nType, const ScriptedRequest& request, const Json::Value& further);
+    static std::string Reply(int nType, const ScriptedRequest& request, const char* key, const char* text);
+
+  private:
+    void Serve();
+
+    CPipePeer m_pipe;
+    CKernelHandle m_hStop;
+    Script m_script;
+    std::function<void()> m_greeting;
+    std::thread m_thread;
+
+    mutable std::mutex m_lock;  // guards what follows
+    std::condition_variable m_changed;
+    std::vector<ScriptedRequest> m_requests;
+};
