@@ -1,0 +1,72 @@
+# What the package holds, as install rules by component, and what tools/package must know to describe it.
+#
+#   program    bin/nexlet.exe, bin/nexctl.exe
+#   client     the caller's library with headers, import library and CMake package
+#   documents  docs/, licenses/ and the example of a caller
+#   symbols    the debug information of all three, under the names that they refer to
+include(CMakePackageConfigHelpers)
+
+install(TARGETS nexlet nexctl RUNTIME DESTINATION bin COMPONENT program)
+
+install(TARGETS nexlet_client EXPORT nexlet
+  RUNTIME DESTINATION bin COMPONENT client
+  ARCHIVE DESTINATION lib COMPONENT client
+  PUBLIC_HEADER DESTINATION include COMPONENT client)
+set_target_properties(nexlet_client PROPERTIES EXPORT_NAME client)
+# For compilers that make an import library of their own.
+install(FILES ${CMAKE_SOURCE_DIR}/client/nexlet_client.def DESTINATION lib COMPONENT client)
+
+set(package_folder ${CMAKE_BINARY_DIR}/package)
+configure_package_config_file(${CMAKE_SOURCE_DIR}/cmake/nexlet-config.cmake.in ${package_folder}/nexlet-config.cmake
+  INSTALL_DESTINATION lib/cmake/nexlet NO_CHECK_REQUIRED_COMPONENTS_MACRO)
+write_basic_package_version_file(${package_folder}/nexlet-config-version.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${package_folder}/nexlet-config.cmake ${package_folder}/nexlet-config-version.cmake
+  DESTINATION lib/cmake/nexlet COMPONENT client)
+install(EXPORT nexlet NAMESPACE nexlet:: FILE nexlet-targets.cmake DESTINATION lib/cmake/nexlet COMPONENT client)
+
+foreach(target nexlet nexctl nexlet_client)
+  install(FILES $<TARGET_FILE:${target}>.debug DESTINATION bin COMPONENT symbols)
+endforeach()
+
+# The pages that are of use without the sources.
+foreach(page package client protocol troubleshooting refusals registry beacons envelope signer-check threats)
+  install(FILES ${CMAKE_SOURCE_DIR}/docs/${page}.md DESTINATION docs COMPONENT documents)
+endforeach()
+install(FILES ${CMAKE_SOURCE_DIR}/CHANGELOG.md DESTINATION . COMPONENT documents)
+install(FILES ${CMAKE_SOURCE_DIR}/examples/caller/CMakeLists.txt ${CMAKE_SOURCE_DIR}/examples/caller/caller.cpp
+  DESTINATION examples/caller COMPONENT documents)
+
+# nexlet_distribution_version(PACKAGE OUT): the version of a package of the distribution, or nothing.
+find_program(NEXLET_DPKG_QUERY dpkg-query)
+function(nexlet_distribution_version package out)
+  set(version "")
+  if(NEXLET_DPKG_QUERY)
+    execute_process(COMMAND ${NEXLET_DPKG_QUERY} -W -f "\${Version}" ${package}
+                    OUTPUT_VARIABLE version ERROR_QUIET RESULT_VARIABLE failed)
+    if(NOT failed EQUAL 0)
+      set(version "")
+    endif()
+  endif()
+  set(${out} "${version}" PARENT_SCOPE)
+endfunction()
+
+# nexlet_install_license(NAME TEXT NOTICE): licenses/NAME.txt, the text that came with the component, or else the notice.
+function(nexlet_install_license name text notice)
+  if(NOT EXISTS ${text})
+    set(text ${package_folder}/${name}.txt)
+    file(CONFIGURE OUTPUT ${text} CONTENT "@notice@\n" @ONLY)
+  endif()
+  install(FILES ${text} DESTINATION licenses RENAME ${name}.txt COMPONENT documents)
+endfunction()
+
+nexlet_install_license(jsoncpp ${jsoncpp_source}/LICENSE
+  "JsonCpp is in the public domain, or under the MIT licence where there is no such thing.")
+nexlet_install_license(mingw-w64 /usr/share/doc/mingw-w64-x86-64-dev/copyright
+  "The mingw-w64 runtime is under the Zope Public License 2.1, parts of it under others of that kind; winpthreads is under the MIT licence and the BSD licence of three clauses.")
+nexlet_install_license(gcc-runtime /usr/share/doc/gcc-mingw-w64-x86-64-posix-runtime/copyright
+  "libgcc, libstdc++ and libssp are under the GNU General Public License 3 with the GCC Runtime Library Exception 3.1, which lets programs that were compiled with gcc be passed on under any terms.")
+install(FILES ${CMAKE_SOURCE_DIR}/resources/THIRD-PARTY.md DESTINATION licenses COMPONENT documents)
+
+nexlet_distribution_version(mingw-w64-x86-64-dev mingw_package_version)
+nexlet_distribution_version(gcc-mingw-w64-x86-64-posix gcc_package_version)
+configure_file(${CMAKE_SOURCE_DIR}/cmake/package_facts.json.in ${package_folder}/facts.json @ONLY)
