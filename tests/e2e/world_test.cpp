@@ -1,0 +1,253 @@
+// nexlet-world brings a world up around the real helper and takes it down: what exports of the registry say before and
+// behind is the same, and no file and no process stays.
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include "foundation/text_helpers.h"
+#include "tests/e2e/end_to_end.h"
+#include "tests/support/console_program.h"
+#include "tests/support/private_registry.h"
+#include "tests/support/stand_in_process.h"
+#include "tests/support/unique_name.h"
+
+#include <tlhelp32.h>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char kScenario[] = R"(# The mini-program application, a WeChat that is logged in, and an open that ends well.
+keep user SOFTWARE\OvrinSe
+keep user SOFTWARE\qimei
+# Whatever talks HTTP in the helper's process leaves its settings there.
+keep user "SOFTWARE\Microsoft\Windows\CurrentVersion\Internet Settings"
+installed WeChatMiniProgram
+installed WeChat
+value machine32 SOFTWARE\NexletWorldTest\Below "a name" text in {dir}
+value user SOFTWARE\NexletWorldTest "" number 7
+file nexlet.exe app/bin/nexlet.exe
+file world/good/ocean.dll app/wxsdk/ocean.dll
+setting app/wxsdk/ocean.ini ocean delay_ms 30
+process clients/WeChat.exe --window Chat "a title"
+monitor clients/monitor.exe
+)";
+
+std::string ReadAll(const fs::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+class World : public CEndToEnd {
+  protected:
+    void SetUp() override {
+        m_root = fs::path(LR"(C:\temp)") / UniqueName(L"nexlet_world");
+        fs::create_directories(m_root);
+        m_directory = m_root / "world";
+        m_caller = Serve(m_strService);
+    }
+    void TearDown() override {
+        m_helper.Kill();
+        if (fs::exists(m_directory / ".nexlet-world")) {
+            EXPECT_EQ(Down().dwExitCode, 0u);
+        }
+        std::error_code error;
+        fs::remove_all(m_root, error);
+        EXPECT_FALSE(fs::exists(m_root)) << error.message();
+    }
+
+    ConsoleRun Run(const std::vector<std::string>& arguments) const {
+        return RunConsoleProgram(OwnFolder() + L"\\nexlet-world.exe", arguments);
+    }
+    std::string Utf8(const fs::path& path) const { return Utf16ToUtf8(path.wstring()); }
+    ConsoleRun Up(const std::string& scenario) const {
+        std::ofstream(m_root / "scenario", std::ios::binary) << scenario;
+        return Run({"up", Utf8(m_root / "scenario"), Utf8(m_directory)});
+    }
+    ConsoleRun Down() const { return Run({"down", Utf8(m_directory)}); }
+
+    // What all three places hold, as the system's own tool writes it.
+    std::string Exports() const {
+        std::string all;
+        for (const auto& [key, view] :
+             {std::pair("HKLM\\SOFTWARE", "/reg:64"), {"HKLM\\SOFTWARE", "/reg:32"}, {"HKCU\\Software", "/reg:64"}}) {
+            const fs::path file = m_root / "export.reg";
+            const ConsoleRun run =
+                RunConsoleProgram(LR"(C:\windows\system32\reg.exe)", {"export", key, Utf8(file), "/y", view});
+            EXPECT_EQ(run.dwExitCode, 0u) << run.strOut << run.strErr;
+            all += ReadAll(file);
+            fs::remove(file);
+        }
+        EXPECT_GT(all.size(), 10000u);
+        return all;
+    }
+
+    // An export's text is UTF-16, most of it ASCII.
+    static std::string Around(const std::string& text, std::size_t at) {
+        std::string around = text.substr(at < 600 ? 0 : at - 600, 1200);
+        std::erase(around, '\0');
+        return around;
+    }
+
+    // How many processes of this file name there are.
+    static int CountOf(const std::wstring& name) {
+        const CFileHandle snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
+        PROCESSENTRY32W entry = {};
+        entry.dwSize = sizeof entry;
+        int count = 0;
+        for (BOOL more = Process32FirstW(snapshot.get(), &entry); more; more = Process32NextW(snapshot.get(), &entry)) {
+            count += name == entry.szExeFile;
+        }
+        return count;
+    }
+
+    void StartHelperOfTheWorld() {
+        HelperStart start;
+        start.strExe = (m_directory / L"app\\bin\\nexlet.exe").wstring();
+        start.strChannel = MakeChannelText(m_strMark, "mid", 7, "product", "from");
+        ASSERT_EQ(m_caller->StartHelper(start), CallerResult::Ok) << m_caller->SystemError();
+        ASSERT_TRUE(m_helper.Attach(m_caller->ProcessId()));
+        ReceivedFrame notice;
+        ASSERT_EQ(m_caller->WaitForFrame(12, kLongMs, notice), CallerResult::Ok);
+    }
+
+    void ExpectNothingLeft(const std::string& before) {
+        EXPECT_FALSE(fs::exists(m_directory));
+        EXPECT_EQ(CountOf(L"WeChat.exe") + CountOf(L"monitor.exe"), 0);
+        const std::string after = Exports();
+        const auto [at, other] = std::ranges::mismatch(before, after);
+        EXPECT_TRUE(before == after) << "the registry is another:\n"
+                                     << Around(before, static_cast<std::size_t>(at - before.begin()))
+                                     << "\nwas before, and now\n"
+                                     << Around(after, static_cast<std::size_t>(other - after.begin()));
+    }
+
+    fs::path m_root;
+    fs::path m_directory;
+};
+
+TEST_F(World, UpStatusOpenAndDownLeaveNothing) {
+    const std::string before = Exports();
+    const ConsoleRun up = Up(kScenario);
+    ASSERT_EQ(up.dwExitCode, 0u) << up.strErr;
+    EXPECT_TRUE(before != Exports());
+    EXPECT_NE(FindWindowW(L"Chat", L"a title"), nullptr);
+    EXPECT_NE(FindWindowW(L"QOvrinSafeMonClass", nullptr), nullptr);
+    EXPECT_EQ(ReadNumber(HKEY_CURRENT_USER, L"SOFTWARE\\NexletWorldTest", L""), 7u);
+
+    ASSERT_NO_FATAL_FAILURE(StartHelperOfTheWorld());
+    const Json::Value status = JsonOf(Ask(2, Json::Value(Json::objectValue), 13)["result"].asString());
+    EXPECT_EQ(status["mini_wx_inst"].asString(), "1");
+    EXPECT_EQ(status["wx_inst"].asString(), "1");
+    EXPECT_EQ(status["wx_login"].asString(), "1");
+    EXPECT_EQ(status["yyb_inst"].asString(), "0");
+    EXPECT_EQ(Open(MiniAppOpen("t")), "1");
+    EXPECT_EQ(PollUntilSettled(MiniAppPoll("t")), "1");
+    EXPECT_TRUE(fs::exists(m_directory / "app/wxsdk/ocean_calls.txt"));
+
+    // The helper still runs from the directory: it goes with the rest.
+    const ConsoleRun down = Down();
+    EXPECT_EQ(down.dwExitCode, 0u) << down.strErr;
+    EXPECT_FALSE(m_helper.IsRunning());
+    ExpectNothingLeft(before);
+}
+
+TEST_F(World, ValuesThatStoodThereComeBack) {
+    const CRegistryValue own(HKEY_CURRENT_USER, L"SOFTWARE\\NexletWorldTest", L"Own", 0, REG_SZ, TextBytes(L"mine"));
+    const CRegistryValue below(HKEY_CURRENT_USER, L"SOFTWARE\\NexletWorldTest\\Below", L"b", 0, REG_MULTI_SZ,
+                               TextBytes(L"x"));
+    const std::string before = Exports();
+    ASSERT_EQ(Up(R"(value user SOFTWARE\NexletWorldTest own number 1
+value user SOFTWARE\NexletWorldTest own number 2
+value user SOFTWARE\NexletWorldTest\Below\Deep x text y
+keep user SOFTWARE\NexletWorldTest
+keep machine64 SOFTWARE\NexletWorldTest\None)")
+                  .dwExitCode,
+              0u);
+    EXPECT_EQ(ReadNumber(HKEY_CURRENT_USER, L"SOFTWARE\\NexletWorldTest", L"Own"), 2u);
+    // Somebody else writes where the world keeps watch.
+    RegDeleteTreeW(HKEY_CURRENT_USER, L"SOFTWARE\\NexletWorldTest\\Below");
+    const CRegistryValue stray(HKEY_LOCAL_MACHINE, L"SOFTWARE\\NexletWorldTest\\None\\Deep", L"x", KEY_WOW64_64KEY,
+                               REG_SZ, TextBytes(L"x"));
+    const ConsoleRun down = Down();
+    EXPECT_EQ(down.dwExitCode, 0u) << down.strErr;
+    ExpectNothingLeft(before);
+}
+
+TEST_F(World, SecondUpTakesTheFirstWorldDown) {
+    const std::string before = Exports();
+    ASSERT_EQ(Up("installed Androws\nprocess one.exe").dwExitCode, 0u);
+    const ConsoleRun again = Up("installed WeChat\nprocess two.exe");
+    EXPECT_EQ(again.dwExitCode, 0u) << again.strErr;
+    EXPECT_EQ(CountOf(L"one.exe"), 0);
+    EXPECT_EQ(CountOf(L"two.exe"), 1);
+    EXPECT_EQ(Down().dwExitCode, 0u);
+    EXPECT_EQ(CountOf(L"two.exe"), 0);
+    ExpectNothingLeft(before);
+}
+
+TEST_F(World, WorldThatACrashLeftHalfWayGoesDownFromItsJournal) {
+    const std::string before = Exports();
+    ASSERT_EQ(Up(kScenario).dwExitCode, 0u);
+    // The crash: a process is gone, and the journal's last line is cut.
+    const HWND window = FindWindowW(L"Chat", nullptr);
+    DWORD id = 0;
+    GetWindowThreadProcessId(window, &id);
+    {
+        CHelperProcess client;
+        ASSERT_TRUE(client.Attach(id));
+        client.Kill();
+    }
+    std::ofstream(m_directory / ".nexlet-world", std::ios::binary | std::ios::app) << R"({"kind":"value","pl)";
+    const ConsoleRun down = Down();
+    EXPECT_EQ(down.dwExitCode, 0u) << down.strErr;
+    ExpectNothingLeft(before);
+}
+
+TEST_F(World, UpThatFailsHalfWayTakesBackWhatItDid) {
+    const std::string before = Exports();
+    const ConsoleRun up = Up("installed WeChat\nprocess a.exe\nfile nexlet.exe b.exe\nfile nexlet.exe b.exe");
+    EXPECT_EQ(up.dwExitCode, 2u);
+    EXPECT_NE(up.strErr.find("line 4: "), std::string::npos) << up.strErr;
+    EXPECT_EQ(CountOf(L"a.exe"), 0);
+    ExpectNothingLeft(before);
+}
+
+TEST_F(World, DirectoryWithSomethingInItIsLeftAlone) {
+    fs::create_directories(m_directory);
+    std::ofstream(m_directory / "mine") << "x";
+    EXPECT_EQ(Up("installed WeChat").dwExitCode, 2u);
+    EXPECT_EQ(Down().dwExitCode, 3u);
+    EXPECT_EQ(ReadAll(m_directory / "mine"), "x");
+}
+
+TEST_F(World, EmptyDirectoryThatWasThereStays) {
+    fs::create_directories(m_directory);
+    ASSERT_EQ(Up("file nexlet.exe a/b/c.exe").dwExitCode, 0u);
+    EXPECT_TRUE(fs::exists(m_directory / "a/b/c.exe"));
+    EXPECT_EQ(Down().dwExitCode, 0u);
+    EXPECT_TRUE(fs::is_empty(m_directory));
+}
+
+TEST_F(World, UnusableScenarioChangesNothingAndNamesTheLine) {
+    const ConsoleRun wrong = Up("installed WeChat\n\nbuild x");
+    EXPECT_EQ(wrong.dwExitCode, 1u);
+    EXPECT_NE(wrong.strErr.find("line 3: nothing is called \"build\""), std::string::npos) << wrong.strErr;
+    EXPECT_FALSE(fs::exists(m_directory));
+    const ConsoleRun missing = Up("file world/none.dll x");
+    EXPECT_EQ(missing.dwExitCode, 1u);
+    EXPECT_NE(missing.strErr.find("none.dll is not there"), std::string::npos) << missing.strErr;
+
+    EXPECT_EQ(Run({"check", Utf8(m_root / "scenario")}).dwExitCode, 1u);
+    std::ofstream(m_root / "scenario", std::ios::binary) << kScenario;
+    EXPECT_EQ(Run({"check", Utf8(m_root / "scenario")}).dwExitCode, 0u);
+    EXPECT_EQ(Run({"check", Utf8(m_root / "no file")}).dwExitCode, 1u);
+    EXPECT_EQ(Run({}).dwExitCode, 1u);
+    EXPECT_EQ(Down().dwExitCode, 3u);
+    const ConsoleRun help = Run({"--help"});
+    EXPECT_EQ(help.dwExitCode, 0u);
+    EXPECT_EQ(help.strOut.rfind("usage: nexlet-world up", 0), 0u);
+}
+
+}  // namespace

@@ -1,0 +1,22 @@
+// Registry keys and values as they were, and back. Any thread.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "world/program/journal.h"
+
+// What stands there now: the entry that takes it back there. False when it cannot be read.
+bool RememberValue(RegistryPlace place, const std::string& key, const std::string& name, JournalEntry& entry);
+bool RememberKey(RegistryPlace place, const std::string& key, JournalEntry& entry);
+
+// False when it cannot be written.
+bool SetRegistryValue(RegistryPlace place, const std::string& key, const RegistryData& data);
+
+// Makes the registry what the entry says; more than once does no harm. Keys that were not there go when nothing is left
+// in them. False when something cannot be changed.
+bool RestoreRegistry(const JournalEntry& entry);
+
+// The bytes of a registry text, with its terminator.
+std::string RegistryTextBytes(const std::string& text);
