@@ -11,8 +11,8 @@
 #include "ipc/envelope.h"
 #include "ipc/frame.h"
 #include "tests/support/handle_count.h"
-#include "world/helper/pipe_peer.h"
 #include "tests/support/unique_name.h"
+#include "world/helper/pipe_peer.h"
 
 namespace {
 

@@ -15,8 +15,8 @@
 #include "foundation/text_helpers.h"
 #include "ipc/pipe_names.h"
 #include "tests/support/handle_count.h"
-#include "world/helper/scripted_helper.h"
 #include "tests/support/unique_name.h"
+#include "world/helper/scripted_helper.h"
 
 namespace {
 

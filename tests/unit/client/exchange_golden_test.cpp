@@ -9,8 +9,8 @@
 #include "ipc/pipe_names.h"
 #include "nexctl/exchange.h"
 #include "nexctl/text_file.h"
-#include "world/helper/scripted_helper.h"
 #include "tests/support/unique_name.h"
+#include "world/helper/scripted_helper.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
 #include "host/message_window.h"
 #include "ipc/frame.h"
 #include "ipc/pipe_names.h"
-#include "world/helper/pipe_peer.h"
 #include "tests/unit/host/host_fixture.h"
+#include "world/helper/pipe_peer.h"
 
 namespace {
 
