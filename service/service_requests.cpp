@@ -74,10 +74,6 @@ void WxMiniProgramServiceEx::OpenMiniApp(const std::string& strBody) {
     }
     std::string strResult;
     const bool bReturned = GetService()->OpenApp(strOpenText, strResult);
-    if (strResult.empty()) {
-        // The route that the request asks for is not built yet: no reply rather than a false one.
-        return;
-    }
     AddOpenResult(root, strResult, bReturned);
     constexpr auto kType = static_cast<int>(MessageType::S_MT_OpenMiniAppReply);
     SendIPCMessage(kType, WriteEnvelope(kType, std::move(root)));
