@@ -91,14 +91,14 @@ constexpr bool RsaDecodeDigits(std::span<RsaDigit> digits, std::span<const std::
         digit = 0;
     }
     for (std::size_t i = 0; i < bytes.size(); ++i) {
-        const RsaDigit byte = bytes[bytes.size() - 1 - i];
+        const RsaDigit value = bytes[bytes.size() - 1 - i];
         if (i / 8 >= digits.size()) {
-            if (byte != 0) {
+            if (value != 0) {
                 return false;
             }
             continue;
         }
-        digits[i / 8] |= byte << (8 * (i % 8));
+        digits[i / 8] |= value << (8 * (i % 8));
     }
     return true;
 }

@@ -22,5 +22,9 @@
 #include <utility>
 #include <vector>
 
+#ifdef _WIN32
+#include "foundation/windows_headers.h"
+#endif
+
 #include <gtest/gtest.h>
 #include <json/json.h>

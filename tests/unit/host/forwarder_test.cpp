@@ -83,7 +83,9 @@ TEST_F(ForwarderTest, WithoutATypeTheWholeCommandLineIsForwarded) {
                                         "SPIC Received message"}))
         << log.All();
     EXPECT_EQ(log.Count("Server says: 1"), 1u) << log.All();
-    EXPECT_EQ(log.Count("Disconnected from server!"), 1u) << log.All();
+    // The stop behind the reply meets the worker before or behind its next read: closed under a pending read the pipe
+    // says goodbye, closed before it there is nobody to say it.
+    EXPECT_EQ(log.Count("Disconnected from server!") + log.Count("ReadFile bSuccess=0, error=6"), 1u) << log.All();
 }
 
 TEST_F(ForwarderTest, TypeOneForwardsTheWholeCommandLine) {
