@@ -83,9 +83,11 @@ TEST_F(ForwarderTest, WithoutATypeTheWholeCommandLineIsForwarded) {
                                         "SPIC Received message"}))
         << log.All();
     EXPECT_EQ(log.Count("Server says: 1"), 1u) << log.All();
-    // The stop behind the reply meets the worker before or behind its next read: closed under a pending read the pipe
-    // says goodbye, closed before it there is nobody to say it.
-    EXPECT_EQ(log.Count("Disconnected from server!") + log.Count("ReadFile bSuccess=0, error=6"), 1u) << log.All();
+    // The stop behind the reply meets the worker before or behind its next read. Behind it the worker says goodbye
+    // once; before it the read finds the pipe closed, and then the worker may as well end without a word.
+    const std::size_t goodbyes = log.Count("Disconnected from server!");
+    EXPECT_LE(goodbyes, 1u) << log.All();
+    EXPECT_TRUE(goodbyes == 1 || log.Has("ReadFile bSuccess=0, error=6")) << log.All();
 }
 
 TEST_F(ForwarderTest, TypeOneForwardsTheWholeCommandLine) {
