@@ -10,8 +10,8 @@ function(nexlet_split_symbols target)
     VERBATIM)
 endfunction()
 
-# nexlet_quick(TARGET...): test code is compiled for a short build, not for speed: it runs once. What it tests is compiled
-# as the product is.
+# nexlet_quick(TARGET...): test code is compiled and linked for a short build, not for speed: it runs once. What it tests
+# is compiled as the product is.
 set(nexlet_quick_options -O0 -g1)
 if(WIN32)
   list(APPEND nexlet_quick_options -U_FORTIFY_SOURCE)
@@ -25,6 +25,10 @@ function(nexlet_quick)
     target_compile_options(${target} PRIVATE ${nexlet_quick_options})
     target_link_libraries(${target} PRIVATE GTest::gtest)
     target_precompile_headers(${target} REUSE_FROM nexlet_test_precompiled)
+    get_target_property(type ${target} TYPE)
+    if(WIN32 AND type STREQUAL "EXECUTABLE")
+      target_link_options(${target} PRIVATE "SHELL:-wrapper ${CMAKE_SOURCE_DIR}/cmake/quick_link.sh")
+    endif()
   endforeach()
 endfunction()
 
