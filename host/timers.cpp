@@ -18,6 +18,12 @@ void LeaveMessageLoop(HWND window) {
     PostQuitMessage(0);
 }
 
+// How long a walk that began at start may still wait for what it ends.
+std::uint32_t WaitThatIsLeft(ULONGLONG start) {
+    const ULONGLONG passed = GetTickCount64() - start;
+    return passed < kDestroyWaitMs ? static_cast<std::uint32_t>(kDestroyWaitMs - passed) : 0;
+}
+
 }  // namespace
 
 void CommzoltHelperS::OnTimer(HWND window, UINT_PTR timerId) {
@@ -71,6 +77,9 @@ void CommzoltHelperS::OnUpdateStatus() {
 }
 
 void CommzoltHelperS::PruneInstances() {
+    // One wait for all of them: this thread is the one whose silence ends the process, and any number of callers may
+    // vanish with a request under way. PruneWalkTest holds it.
+    const ULONGLONG start = GetTickCount64();
     for (auto entry = m_mWxExInstance.begin(); entry != m_mWxExInstance.end();) {
         const std::shared_ptr<WxMiniProgramServiceEx> instance = entry->second;
         const std::string& id = instance->ServiceId();
@@ -90,7 +99,7 @@ void CommzoltHelperS::PruneInstances() {
                 param.bIsDelayedDestroy ? 1 : 0);
         }
         entry = m_mWxExInstance.erase(entry);
-        instance->Destroy();
+        instance->Destroy(WaitThatIsLeft(start));
         m_mInstanceParam.erase(id);
     }
 }

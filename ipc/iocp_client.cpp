@@ -32,6 +32,12 @@ bool CIOCP_Client::StartThread() {
     return LaunchWorker([pClient = shared_from_this()] { return WorkerThread(pClient); });
 }
 
+void CIOCP_Client::End() {
+    // In this order: the worker looks at it behind the wake-up call.
+    m_bEnding.store(true);
+    Stop();
+}
+
 int CIOCP_Client::PostRead() {
     const std::shared_ptr<CClientContext> pContext = Context();
     return pContext ? pContext->PostRead() : 0;
@@ -42,7 +48,7 @@ unsigned CIOCP_Client::WorkerThread(const std::shared_ptr<CIOCP_Client>& pClient
         return 0;
     }
     const CSharedPort hPort = pClient->Port();
-    while (hPort && !pClient->m_bPortClosed.load()) {
+    while (hPort && !pClient->m_bPortClosed.load() && !(pClient->m_bEnding.load() && !pClient->HasPendingIo())) {
         const Packet packet = WaitForPacket(hPort->get());
         if (packet.bGood) {
             // A packet that bears nothing is a wake-up call and does no more than that.

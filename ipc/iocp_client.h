@@ -1,6 +1,7 @@
 // The client of a named pipe that somebody else serves.
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <string>
 
@@ -16,6 +17,7 @@
 //            a completion fails, others pending  Dead: worker ended without a word, sends are taken and dropped
 //            an operation fails at once, alone   Lost, but the worker goes on until the port is closed
 //            Stop                                pipe closed, so the read fails: as above
+//   any      End                                 as Stop, and a worker for which nothing is pending ends, too
 //
 // CreateClientContext and StartThread may come in either order: completions only begin with the first PostRead.
 class CIOCP_Client final : public CIOCP_Object, public std::enable_shared_from_this<CIOCP_Client> {
@@ -31,6 +33,9 @@ class CIOCP_Client final : public CIOCP_Object, public std::enable_shared_from_t
     int CreateClientContext();
     // Starts the worker. False when the thread could not be started, or there is one.
     bool StartThread();
+    // Stop for an owner that lets go. Stop leaves a worker asleep whose connection has ended already, or never got a
+    // read: nothing would come from its port any more but its closing, which WaitForThread puts behind its wait.
+    void End();
     // Posts the first read on the current connection. 1, or 0 when it failed or there is no connection.
     int PostRead();
 
@@ -45,6 +50,7 @@ class CIOCP_Client final : public CIOCP_Object, public std::enable_shared_from_t
     bool EndIfIdle(CClientContext* pContext);
 
     std::weak_ptr<IRequestHandlers> m_pOwner;
+    std::atomic<bool> m_bEnding{false};
 };
 
 // Whether somebody serves the pipe of this name. The probe is a real connect: the server sees a client come and go.

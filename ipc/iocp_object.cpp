@@ -1,5 +1,6 @@
 #include "ipc/iocp_object.h"
 
+#include <algorithm>
 #include <cstring>
 #include <functional>
 #include <new>
@@ -60,9 +61,9 @@ void CIOCP_Object::Stop() {
     }
 }
 
-void CIOCP_Object::WaitForThread() {
+void CIOCP_Object::WaitForThread(DWORD nWaitMs) {
     const bool bOnWorker = m_nThreadId.load() == GetCurrentThreadId();
-    if (m_hThread && !bOnWorker && WaitForSingleObject(m_hThread.get(), kWorkerWaitMs) == WAIT_OBJECT_0) {
+    if (m_hThread && !bOnWorker && WaitForSingleObject(m_hThread.get(), nWaitMs) == WAIT_OBJECT_0) {
         m_hThread.reset();
     }
     ClosePort();
@@ -157,6 +158,12 @@ void CIOCP_Object::SetGate(HANDLE hEvent) {
     }
     const CAutoLock lock(&m_lockContext);
     m_hEvent.swap(gate);
+}
+
+bool CIOCP_Object::HasPendingIo() const {
+    const CAutoLock lock(&m_lockContext);
+    return std::any_of(m_vecContexts.begin(), m_vecContexts.end(),
+                       [](const std::shared_ptr<CClientContext>& pContext) { return pContext->HasPendingIo(); });
 }
 
 void CIOCP_Object::AbandonConnections(HANDLE hPort) {

@@ -42,9 +42,9 @@ class CIOCP_Object {
     // A worker without a connection takes no notice until WaitForThread.
     void Stop();
 
-    // Waits at most kWorkerWaitMs for the worker, then closes the port for this object. A worker that has not ended
-    // keeps its handle here and ends by itself as soon as it can. Returns at once on the worker itself.
-    void WaitForThread();
+    // Waits for the worker, then closes the port for this object. A worker that has not ended keeps its handle here and
+    // ends by itself as soon as it can. Returns at once on the worker itself.
+    void WaitForThread(DWORD nWaitMs = kWorkerWaitMs);
 
     // Closes the port for this object without waiting: the worker closes its connection without a word to the sink and
     // ends, once it is back from a handler.
@@ -80,6 +80,8 @@ class CIOCP_Object {
     std::shared_ptr<CClientContext> Shared(const CClientContext* pContext) const;
     std::shared_ptr<CClientContext> Context() const;
     CSharedPort Port() const;
+    // Whether any connection has an operation whose packet is still to come.
+    bool HasPendingIo() const;
     // Ends every connection without a word to the sink and takes what is pending from the port. Worker only.
     void AbandonConnections(HANDLE hPort);
     bool LaunchWorker(std::function<unsigned()> work);

@@ -117,7 +117,7 @@ void WxMiniProgramServiceEx::DelayedDestroy() {
     NXL_LOG(L"[%s(%d)] DelayedDestroy end");
 }
 
-void WxMiniProgramServiceEx::Destroy() {
+void WxMiniProgramServiceEx::Destroy(std::uint32_t nWaitMs) {
     if (m_bDestroyed.exchange(true)) {
         return;
     }
@@ -129,8 +129,8 @@ void WxMiniProgramServiceEx::Destroy() {
         pClient = m_pClient;
     }
     if (m_bIpcReady.load() && pClient != nullptr) {
-        pClient->Stop();
-        pClient->WaitForThread();
+        pClient->End();
+        pClient->WaitForThread(nWaitMs);
     }
     m_bIpcReady.store(false);
     m_bInit.store(false);

@@ -21,6 +21,9 @@ class CWatcherEdge;
 class IWatcherEdge;
 class WxMiniProgramService;
 
+// How long the end of an instance waits for a request that is being handled.
+inline constexpr std::uint32_t kDestroyWaitMs = 1000;
+
 // Always held by a shared pointer: the host's table holds one, and the connection's worker holds another for as long
 // as a handler runs on it. A handler that is still running when the host drops the instance finds everything it
 // touches alive; its reply is then not sent.
@@ -51,10 +54,11 @@ class WxMiniProgramServiceEx final : public IRequestHandlers,
     // Starts the thread that marks this instance for destruction when the delay interval has passed.
     void DelayedDestroy();
 
-    // Ends the instance: tells the watchers to stop without waiting for them, closes the connection and waits at most
-    // 1000 ms for its worker. The host calls it, with both its locks held, when it drops the instance; later calls do
-    // nothing. No watcher and no late request changes the parameter table afterwards.
-    void Destroy();
+    // Ends the instance: tells the watchers to stop without waiting for them, closes the connection and waits for its
+    // worker, which only a request that is being handled can hold up. The host calls it, with both its locks held, when
+    // it drops the instance; later calls do nothing. No watcher and no late request changes the parameter table
+    // afterwards.
+    void Destroy(std::uint32_t nWaitMs = kDestroyWaitMs);
 
     const std::string& ServiceId() const { return m_strServiceId; }
 

@@ -128,6 +128,63 @@ TEST_F(IocpClientEndTest, StopWithoutAConnectionIsSwallowedAndTheWorkerEndsWhenT
     EXPECT_TRUE(HasEnded(worker));
 }
 
+// An owner that lets go waits for the worker, so whatever the connection has come to, the worker ends without the port
+// being closed for it.
+
+TEST_F(IocpClientEndTest, EndWithoutAConnectionEndsTheWorker) {
+    ASSERT_TRUE(m_pClient->StartThread());
+    const CKernelHandle worker = DuplicateWorker();
+    m_pClient->End();
+    EXPECT_TRUE(HasEnded(worker));
+    EXPECT_TRUE(m_pClient->HasPort());
+    EXPECT_EQ(m_pSink->LostCount(), 0);
+}
+
+TEST_F(IocpClientEndTest, EndEndsAWorkerWhoseConnectionEndedByAFailureAtOnce) {
+    m_pSink->m_onReceived = [this](const std::string&) { m_server.Close(); };
+    ServeAndConnect();
+    const CKernelHandle worker = DuplicateWorker();
+    ASSERT_TRUE(m_server.WriteFrame("request"));
+    ASSERT_TRUE(m_pSink->WaitForLost());
+    EXPECT_FALSE(m_pClient->HasContext());
+    EXPECT_FALSE(HasEnded(worker, 50));
+    m_pClient->End();
+    EXPECT_TRUE(HasEnded(worker));
+    EXPECT_EQ(m_pSink->LostCount(), 1);
+}
+
+TEST_F(IocpClientEndTest, EndEndsAWorkerWhoseConnectionNeverGotARead) {
+    Serve();
+    ASSERT_EQ(m_pClient->CreateClientContext(), 1);
+    ASSERT_TRUE(m_server.WaitForClient());
+    m_server.Close();
+    ASSERT_TRUE(m_pClient->StartThread());
+    ASSERT_EQ(m_pClient->PostRead(), 0);
+    const CKernelHandle worker = DuplicateWorker();
+    m_pClient->End();
+    EXPECT_TRUE(HasEnded(worker));
+    EXPECT_EQ(m_pSink->LostCount(), 0);
+}
+
+TEST_F(IocpClientEndTest, EndTellsTheSinkOfALiveConnectionAsStopDoes) {
+    ServeAndConnect();
+    const CKernelHandle worker = DuplicateWorker();
+    m_pClient->End();
+    EXPECT_TRUE(HasEnded(worker));
+    EXPECT_EQ(m_pSink->LostCount(), 1);
+    EXPECT_FALSE(m_pClient->HasContext());
+    EXPECT_TRUE(m_server.WaitForEnd());
+}
+
+TEST_F(IocpClientEndTest, EndOutOfAHandlerEndsTheWorkerBehindIt) {
+    m_pSink->m_onReceived = [this](const std::string&) { m_pClient->End(); };
+    ServeAndConnect();
+    const CKernelHandle worker = DuplicateWorker();
+    ASSERT_TRUE(m_server.WriteFrame("request"));
+    EXPECT_TRUE(HasEnded(worker));
+    EXPECT_EQ(m_pSink->LostCount(), 1);
+}
+
 TEST_F(IocpClientEndTest, AReadThatFailsAtOnceIsTheCallersToKnow) {
     Serve();
     ASSERT_EQ(m_pClient->CreateClientContext(), 1);

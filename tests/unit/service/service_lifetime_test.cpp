@@ -110,6 +110,28 @@ TEST_F(ServiceLifetimeTest, ARequestThatOutlastsItsInstanceFindsItAliveAndChange
     EXPECT_FALSE(m_log.Has("DelayCheckWndThread begin")) << m_log.All();
 }
 
+TEST_F(ServiceLifetimeTest, ACallerThatWentInTheMiddleOfARequestCostsTheEndOfItsInstanceNoWait) {
+    m_host.m_onDestroyRequest = [this](const std::string&) {
+        SetEvent(m_hArrived.get());
+        WaitForSingleObject(m_hGo.get(), 30000);
+    };
+    Connect();
+    m_pCaller->Request(9, R"({"service_id":"42"})");
+    ASSERT_TRUE(SomebodyArrived()) << m_log.All();
+    m_pCaller->Close();
+    SetEvent(m_hGo.get());
+    // The read behind the request fails at once; that ends the connection and leaves the worker.
+    ASSERT_TRUE(WaitForLine("Disconnected from server!")) << m_log.All();
+    std::atomic<bool> bDestroyed{false};
+    std::thread host([this, &bDestroyed] {
+        // Would be waited out by whoever waits for a worker that nothing wakes.
+        m_pInstance->Destroy(2 * 30000);
+        bDestroyed.store(true);
+    });
+    EXPECT_TRUE(Eventually([&bDestroyed] { return bDestroyed.load(); }));
+    host.join();
+}
+
 TEST_F(ServiceLifetimeTest, AHandlerThatWaitsForTheInstanceLockDoesNotHoldUpItsEnd) {
     m_host.m_onDestroyRequest = [this](const std::string&) {
         SetEvent(m_hArrived.get());
