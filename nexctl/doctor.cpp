@@ -1,6 +1,7 @@
 #include "nexctl/doctor.h"
 
 #include <algorithm>
+#include <string_view>
 
 namespace {
 
@@ -140,6 +141,30 @@ class CDiagnosis {
     std::vector<Finding> m_findings;
 };
 
+// Text behind a head, broken at blanks and set in below itself. The widest head gives the column.
+constexpr std::string_view kWidestHead = "nexctl: wrong: ";
+constexpr std::size_t kLineWidth = 100;
+
+std::string Paragraph(std::string line, const std::string& text) {
+    line.resize(kWidestHead.size(), ' ');
+    std::string lines;
+    std::size_t from = 0;
+    while (text.size() - from > kLineWidth - kWidestHead.size()) {
+        std::size_t blank = text.rfind(' ', from + kLineWidth - kWidestHead.size());
+        if (blank == std::string::npos || blank < from) {
+            // A word as long as this, a path, stays whole.
+            blank = text.find(' ', from);
+        }
+        if (blank == std::string::npos) {
+            break;
+        }
+        lines += line + text.substr(from, blank - from) + "\n";
+        line.assign(kWidestHead.size(), ' ');
+        from = blank + 1;
+    }
+    return lines + line + text.substr(from) + "\n";
+}
+
 Json::Value Pipe(const PipeFact& pipe) {
     Json::Value value(Json::objectValue);
     value["name"] = pipe.name;
@@ -192,6 +217,17 @@ Json::Value Optional(const std::optional<std::uint32_t>& number) {
 
 std::vector<Finding> Diagnose(const DoctorFacts& facts) {
     return CDiagnosis(facts).Make();
+}
+
+std::string FindingsText(const std::vector<Finding>& findings) {
+    std::string text;
+    bool wrong = false;
+    for (const Finding& finding : findings) {
+        wrong = wrong || finding.isWrong;
+        text += Paragraph(finding.isWrong ? "nexctl: wrong:" : "nexctl: note:", finding.what);
+        text += Paragraph("           do:", finding.advice);
+    }
+    return wrong ? text : text + "nexctl: nothing is wrong\n";
 }
 
 Json::Value DoctorReport(const DoctorFacts& facts, const std::vector<Finding>& findings) {

@@ -93,6 +93,9 @@ struct Finding {
 // The most pressing first.
 std::vector<Finding> Diagnose(const DoctorFacts& facts);
 
+// The findings for people, each with what to do below it, in lines that a console shows whole.
+std::string FindingsText(const std::vector<Finding>& findings);
+
 // Facts and findings as the verb prints them.
 Json::Value DoctorReport(const DoctorFacts& facts, const std::vector<Finding>& findings);
 

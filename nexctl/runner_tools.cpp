@@ -1,4 +1,5 @@
 // The verbs that need no helper.
+#include <algorithm>
 #include <cstdio>
 
 #include "foundation/json_text.h"
@@ -74,14 +75,7 @@ ExitCode CRunner::Doctor(const Step& step) {
     }
     const DoctorFacts facts = LookAtMachine(m_strMark, m_strService, program);
     const std::vector<Finding> findings = Diagnose(facts);
-    bool wrong = false;
-    for (const Finding& finding : findings) {
-        wrong = wrong || finding.isWrong;
-        std::fprintf(stderr, "nexctl: %s: %s\n        %s\n", finding.isWrong ? "wrong" : "note", finding.what.c_str(),
-                     finding.advice.c_str());
-    }
-    if (!wrong) {
-        std::fputs("nexctl: nothing is wrong\n", stderr);
-    }
+    const bool wrong = std::ranges::any_of(findings, &Finding::isWrong);
+    std::fputs(FindingsText(findings).c_str(), stderr);
     return Finish(step, wrong ? ExitCode::Refused : ExitCode::Ok, DoctorReport(facts, findings));
 }

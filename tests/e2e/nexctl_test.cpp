@@ -331,8 +331,13 @@ TEST_F(Nexctl, DoctorSaysWhatIsWrongAndWhatToDo) {
     const Json::Value report = JsonLines(run.strOut).at(0);
     EXPECT_EQ(report["service_pipe"]["state"].asString(), "free");
     EXPECT_EQ(report["service_pipe"]["process_id"].asUInt(), GetCurrentProcessId());
-    EXPECT_NE(run.strErr.find("is served, but the helper is not connected to it"), std::string::npos) << run.strErr;
-    EXPECT_NE(run.strErr.find("ocean.dll is missing"), std::string::npos) << run.strErr;
+    std::string found;
+    for (const Json::Value& finding : report["findings"]) {
+        found += finding["what"].asString() + "\n";
+    }
+    EXPECT_NE(found.find("is served, but the helper is not connected to it"), std::string::npos) << found;
+    EXPECT_NE(found.find("ocean.dll is missing"), std::string::npos) << found;
+    EXPECT_NE(run.strErr.find("nexctl: wrong: the caller's pipe of the service"), std::string::npos) << run.strErr;
 }
 
 TEST_F(Nexctl, DoctorWithoutAHelperSaysThatNoneRuns) {

@@ -1,6 +1,8 @@
 #include "nexctl/doctor.h"
 
+#include <fstream>
 #include <functional>
+#include <sstream>
 
 #include <gtest/gtest.h>
 
@@ -106,6 +108,34 @@ TEST(Doctor, PipeThatSomebodyElseServesIsWrong) {
     DoctorFacts facts = Healthy();
     facts.mutexExists = false;
     EXPECT_NE(Diagnose(facts)[0].what.find("no helper of it runs"), std::string::npos);
+}
+
+// The picture in docs/troubleshooting.md shows this text; tools/make-screenshots --run makes both anew.
+TEST(Doctor, SaysWhatItsPictureShows) {
+    DoctorFacts facts = Healthy();
+    facts.mark = facts.helpers[0].mark = "demo";
+    facts.service = "svc-1";
+    facts.servicePipe.state = PipeState::Free;
+    facts.yybSdk[0].path = R"(C:\app\yybsdk\pcyyb_sdk_dll.dll)";
+    facts.yybSdk[0].isNew = false;
+    facts.lastInfoTime.reset();
+    std::ifstream file(NEXLET_DOCS_PICTURES "/doctor.txt");
+    std::ostringstream pictured;
+    pictured << file.rdbuf();
+    EXPECT_EQ(FindingsText(Diagnose(facts)), pictured.str());
+}
+
+TEST(Doctor, TextIsBrokenAtBlanksAndALongWordStaysWhole) {
+    const std::string path(120, 'x');
+    EXPECT_EQ(
+        FindingsText({{true, "the file " + path + " is not there", "find it"}}),
+        "nexctl: wrong: the file\n               " + path + "\n               is not there\n           do: find it\n");
+    EXPECT_EQ(FindingsText({{true, path, path}}), "nexctl: wrong: " + path + "\n           do: " + path + "\n");
+}
+
+TEST(Doctor, NotesAloneAreNothingWrong) {
+    EXPECT_EQ(FindingsText({}), "nexctl: nothing is wrong\n");
+    EXPECT_EQ(FindingsText({{false, "a", "b"}}), "nexctl: note:  a\n           do: b\nnexctl: nothing is wrong\n");
 }
 
 TEST(Doctor, ReportHoldsFactsAndFindings) {
