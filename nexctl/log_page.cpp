@@ -1,17 +1,29 @@
 #include "nexctl/log_page.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <map>
 
 namespace {
 
-constexpr double kLaneHeight = 62;
 constexpr double kSpanHeight = 15;
-constexpr int kSpanRows = 2;
+constexpr double kSpanStep = 18;
+constexpr std::size_t kSpanRows = 2;
+constexpr double kMarksHeight = 24;
 constexpr double kTop = 34;
 constexpr double kTickPx = 90;
+// About this wide is a letter on the chart.
+constexpr double kLetterPx = 6.2;
+// The axis between two moments: a step, and more of it by the logarithm of the milliseconds between them.
+constexpr double kStepPx = 12;
+constexpr double kDoublingPx = 6;
+// An axis wider than this is drawn closer, a long one not beyond reading; one of days is, or nobody could scroll it.
+constexpr double kEasyWidth = 1030;
+constexpr double kClosest = 0.55;
 constexpr double kMaxWidth = 24000;
+// Behind the last moment, for what is written there.
+constexpr double kEndPx = 84;
 
 constexpr char kHead[] = R"html(<!DOCTYPE html>
 <html lang="en">
@@ -26,20 +38,22 @@ constexpr char kStyle[] = R"html(</title>
   body { font: 13px/1.45 "Segoe UI", "DejaVu Sans", sans-serif; margin: 0; color: #1d2733; background: #fff; }
   header { padding: 14px 18px 8px; }
   h1 { font-size: 17px; margin: 0 0 4px; overflow-wrap: anywhere; }
-  p { margin: 2px 0; color: #51606f; max-width: 110ch; }
+  p { margin: 2px 0; color: #51606f; max-width: 150ch; }
+  .legend { max-width: none; }
   .legend span { margin-right: 16px; white-space: nowrap; }
   .key { display: inline-block; width: 10px; height: 10px; margin-right: 5px; }
   .chart { display: flex; border-top: 1px solid #d5dce3; border-bottom: 1px solid #d5dce3; }
-  .names { flex: none; width: 128px; background: #f5f7f9; border-right: 1px solid #d5dce3; }
-  .names div { box-sizing: border-box; height: 62px; padding: 6px 10px; border-bottom: 1px solid #e4e9ee; font-weight: 600; }
-  .names div:first-child { height: 34px; font-weight: normal; color: #51606f; }
+  .names { flex: none; background: #f5f7f9; border-right: 1px solid #d5dce3; white-space: nowrap; }
+  .names div { box-sizing: border-box; padding: 3px 12px 0 18px; border-bottom: 1px solid #e4e9ee; font-weight: 600; line-height: 1.3; }
+  .names div:first-child { padding-top: 8px; font-weight: normal; color: #51606f; }
   .names small { display: block; font-weight: normal; color: #51606f; }
   .lanes { overflow-x: auto; flex: auto; }
   svg { display: block; font: 11px "Segoe UI", "DejaVu Sans", sans-serif; }
   a { color: inherit; text-decoration: none; }
   .span { fill: #c9d8e8; stroke: #7d97b3; } .request { fill: #bfe3c6; stroke: #4c9a5e; }
   .unanswered { fill: #fbe0b4; stroke: #c08a2c; } .refused { fill: #f6c9c6; stroke: #c1433b; }
-  .tick { stroke: #8796a5; } .Beacon { fill: #7b4fb5; } .Timer { fill: #1f78b4; } .Refusal { fill: #c1433b; }
+  .open { fill-opacity: .45; stroke-dasharray: 3 2; }
+  .tick { stroke: #5f7081; } .Beacon { fill: #7b4fb5; } .Timer { fill: #1f78b4; } .Refusal { fill: #c1433b; }
   .grid { stroke: #edf1f4; } .row { stroke: #e4e9ee; } .time { fill: #51606f; }
   .filter { padding: 10px 18px; position: sticky; top: 0; background: #fff; border-bottom: 1px solid #d5dce3; }
   .filter input { font: inherit; width: 34ch; padding: 3px 6px; }
@@ -47,6 +61,7 @@ constexpr char kStyle[] = R"html(</title>
   td { padding: 1px 10px; vertical-align: top; border-bottom: 1px solid #f0f3f5; }
   td:nth-child(1), td:nth-child(2), td:nth-child(3) { white-space: nowrap; color: #51606f; }
   td:nth-child(4) { white-space: pre-wrap; overflow-wrap: anywhere; font-family: Consolas, "DejaVu Sans Mono", monospace; font-size: 12px; }
+  tr { scroll-margin-top: 50px; }
   tr:target { background: #fff3c4; } tr.Refusal td:nth-child(4) { color: #a3271f; } tr.Beacon td:nth-child(4) { color: #5d3796; }
 </style>
 </head>
@@ -55,8 +70,8 @@ constexpr char kStyle[] = R"html(</title>
 <h1>)html";
 
 constexpr char kLegend[] =
-    R"html(<p class="legend"><span><i class="key" style="background:#bfe3c6"></i>request with its reply</span><span><i class="key" style="background:#fbe0b4"></i>request without a reply</span><span><i class="key" style="background:#f6c9c6"></i>refused message</span><span><i class="key" style="background:#c9d8e8"></i>other work</span><span><i class="key" style="background:#7b4fb5"></i>beacon</span><span><i class="key" style="background:#1f78b4"></i>timer</span><span><i class="key" style="background:#c1433b"></i>refusal</span></p>
-<p>The axis is not even: each step grows with the logarithm of the time between two lines, so that bursts and pauses can both be read. The log names functions and no threads; lanes are told from the functions. A click leads to the line.</p>
+    R"html(<p class="legend"><span><i class="key" style="background:#bfe3c6"></i>request that was served</span><span><i class="key" style="background:#fbe0b4"></i>request left unanswered</span><span><i class="key" style="background:#f6c9c6"></i>refused message</span><span><i class="key" style="background:#c9d8e8"></i>other work; dashed: no line tells its end</span><span><i class="key" style="background:#7b4fb5"></i>beacon</span><span><i class="key" style="background:#1f78b4"></i>timer</span><span><i class="key" style="background:#c1433b"></i>refusal</span></p>
+<p>A lane shows its work and, below, a mark for each of its lines. The axis is not even: a step grows with the logarithm of the time between two lines, so that bursts and pauses can both be read. The log names functions and no threads; lanes are told from the functions. A click leads to the line.</p>
 </header>
 )html";
 
@@ -121,6 +136,18 @@ std::string Seconds(std::int64_t ms) {
     return std::to_string(ms / 1000) + "." + std::to_string(1000 + ms % 1000).substr(1) + " s";
 }
 
+std::string Count(std::size_t count, const char* what) {
+    return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+}
+
+// A request in a word, that of nexctl's verb for it.
+std::string ShortName(const TimelineSpan& span) {
+    constexpr const char* kWords[] = {"init", "",      "status", "status-encrypted", "qimei", "encrypt", "open",
+                                      "poll", "watch", "exit"};
+    const auto type = static_cast<std::size_t>(span.nType);
+    return span.bRequest && type != 1 && type < std::size(kWords) ? kWords[type] : span.strName;
+}
+
 // Where each moment stands on the axis.
 class CAxis {
   public:
@@ -132,14 +159,13 @@ class CAxis {
         std::int64_t before = 0;
         for (auto& [time, place] : m_places) {
             if (x > 10 || before != 0) {
-                x += 22 + 8 * std::log2(static_cast<double>(time - before));
+                x += kStepPx + kDoublingPx * std::log2(static_cast<double>(time - before));
             }
             before = time;
             place = x;
         }
-        // A log of days would be a page that nobody can scroll.
-        m_scale = std::min(1.0, kMaxWidth / (x + 1));
-        m_width = std::max(x * m_scale + 160, 760.0);
+        m_scale = std::min(std::clamp(kEasyWidth / (x + 1), kClosest, 1.0), kMaxWidth / (x + 1));
+        m_width = std::max(x * m_scale + kEndPx, 760.0);
     }
 
     double Width() const { return m_width; }
@@ -188,7 +214,7 @@ class CPage {
         for (const TimelineLane& lane : m_timeline.lanes) {
             for (const TimelineSpan& span : lane.spans) {
                 requests += span.bRequest ? 1 : 0;
-                unanswered += span.bRequest && !span.strOutcome.starts_with("replied") ? 1 : 0;
+                unanswered += span.bRequest && !span.bServed ? 1 : 0;
             }
             for (const TimelineMark& mark : lane.marks) {
                 beacons += mark.kind == MarkKind::Beacon ? 1 : 0;
@@ -198,24 +224,67 @@ class CPage {
         const std::int64_t first = places.begin()->first;
         const std::int64_t last = places.rbegin()->first;
         return "<p>From " + TimeOfDay(first) + " to " + TimeOfDay(last) + ", " + Seconds(last - first) + ": " +
-               std::to_string(m_timeline.lines.size()) + " lines, " + std::to_string(requests) + " requests (" +
-               std::to_string(unanswered) + " without a reply), " + std::to_string(beacons) + " beacons.</p>\n";
+               Count(m_timeline.lines.size(), "line") + ", " + Count(requests, "request") + " (" +
+               std::to_string(unanswered) + " unanswered), " + Count(beacons, "beacon") + ".</p>\n";
+    }
+
+    // Where a span stands in its lane.
+    struct Place {
+        double x;
+        double width;
+        std::size_t row;
+        double room;  // for a name behind it
+    };
+
+    std::vector<Place> PlacesOf(const TimelineLane& lane) const {
+        std::vector<Place> places;
+        std::array<std::size_t, kSpanRows> last;
+        last.fill(lane.spans.size());
+        for (const TimelineSpan& span : lane.spans) {
+            const double x = X(span.nFirstLine);
+            // Spans that lie over each other take the next row.
+            std::size_t row = 0;
+            while (row + 1 < kSpanRows && last[row] < places.size() &&
+                   x < places[last[row]].x + places[last[row]].width) {
+                ++row;
+            }
+            if (last[row] < places.size()) {
+                Place& before = places[last[row]];
+                before.room = x - before.x - before.width;
+            }
+            last[row] = places.size();
+            const double width = std::max(X(span.nLastLine) - x, 5.0);
+            places.push_back({x, width, row, m_axis.Width() - x - width});
+        }
+        return places;
+    }
+
+    static double HeightOf(const std::vector<Place>& places) {
+        std::size_t rows = 1;
+        for (const Place& place : places) {
+            rows = std::max(rows, place.row + 1);
+        }
+        return kSpanStep * static_cast<double>(rows) + kMarksHeight;
     }
 
     void Chart() {
-        const double height = kTop + kLaneHeight * static_cast<double>(m_timeline.lanes.size());
-        m_page += "<div class=\"chart\"><div class=\"names\"><div>time</div>";
+        std::vector<std::vector<Place>> places;
+        double height = kTop;
+        m_page += "<div class=\"chart\"><div class=\"names\"><div style=\"height:" + Px(kTop) + "px\">time</div>";
         for (const TimelineLane& lane : m_timeline.lanes) {
-            m_page += "<div>" + Escaped(lane.strName) + "<small>" + std::to_string(lane.marks.size()) +
-                      " lines</small></div>";
+            places.push_back(PlacesOf(lane));
+            const double lanesHeight = HeightOf(places.back());
+            height += lanesHeight;
+            m_page += "<div style=\"height:" + Px(lanesHeight) + "px\">" + Escaped(lane.strName) + "<small>" +
+                      Count(lane.marks.size(), "line") + "</small></div>";
         }
         m_page += "</div><div class=\"lanes\"><svg width=\"" + Px(m_axis.Width()) + "\" height=\"" + Px(height) +
                   "\" role=\"img\" aria-label=\"Timeline\">\n";
         Ticks(height);
         double y = kTop;
-        for (const TimelineLane& lane : m_timeline.lanes) {
-            Row(lane, y);
-            y += kLaneHeight;
+        for (std::size_t i = 0; i < m_timeline.lanes.size(); ++i) {
+            Row(m_timeline.lanes[i], places[i], y);
+            y += HeightOf(places[i]);
         }
         m_page += "</svg></div></div>\n";
     }
@@ -238,27 +307,22 @@ class CPage {
         }
     }
 
-    void Row(const TimelineLane& lane, double y) {
+    void Row(const TimelineLane& lane, const std::vector<Place>& places, double y) {
+        const double bottom = y + HeightOf(places);
         m_page += "<g class=\"lane\"><line class=\"row\" x1=\"0\" x2=\"" + Px(m_axis.Width()) + "\" y1=\"" +
-                  Px(y + kLaneHeight) + "\" y2=\"" + Px(y + kLaneHeight) + "\"/>\n";
-        // Spans that lie over each other take the next row.
-        double ends[kSpanRows] = {};
-        for (const TimelineSpan& span : lane.spans) {
-            const double x = X(span.nFirstLine);
-            const double width = std::max(X(span.nLastLine) - x, 5.0);
-            const int row = x >= ends[0] ? 0 : 1;
-            ends[row] = std::max(ends[row], x + width);
-            Span(span, x, y + 4 + row * (kSpanHeight + 3), width);
+                  Px(bottom) + "\" y2=\"" + Px(bottom) + "\"/>\n";
+        for (std::size_t i = 0; i < lane.spans.size(); ++i) {
+            Span(lane.spans[i], places[i], y + 4 + kSpanStep * static_cast<double>(places[i].row));
         }
         for (const TimelineMark& mark : lane.marks) {
-            Mark(mark, y + kLaneHeight - 12);
+            Mark(mark, bottom - 10);
         }
         m_page += "</g>\n";
     }
 
-    void Span(const TimelineSpan& span, double x, double y, double width) {
+    void Span(const TimelineSpan& span, const Place& place, double y) {
         const char* kind = !span.bRequest                           ? "span"
-                           : span.strOutcome.starts_with("replied") ? "request"
+                           : span.bServed                           ? "request"
                            : span.strOutcome.starts_with("refused") ? "refused"
                                                                     : "unanswered";
         const std::int64_t lasted = std::max<std::int64_t>(TimeOf(span.nLastLine) - TimeOf(span.nFirstLine), 0);
@@ -269,12 +333,16 @@ class CPage {
         if (span.bOpen) {
             words += ", to the end of the log";
         }
-        m_page += "<a href=\"#l" + std::to_string(span.nFirstLine) + "\"><rect class=\"" + kind + "\" rx=\"2\" x=\"" +
-                  Px(x) + "\" y=\"" + Px(y) + "\" width=\"" + Px(width) + "\" height=\"" + Px(kSpanHeight) + "\">" +
-                  Tooltip(words) + "</rect>";
-        // About six pixels a letter; a name that does not fit stands in the tip alone.
-        if (static_cast<double>(span.strName.size()) * 6.2 + 6 < width) {
-            m_page += "<text x=\"" + Px(x + 4) + "\" y=\"" + Px(y + 11) + "\">" + Escaped(span.strName) + "</text>";
+        m_page += "<a href=\"#l" + std::to_string(span.nFirstLine) + "\"><rect class=\"" + kind +
+                  (span.bOpen ? " open" : "") + "\" rx=\"2\" x=\"" + Px(place.x) + "\" y=\"" + Px(y) + "\" width=\"" +
+                  Px(place.width) + "\" height=\"" + Px(kSpanHeight) + "\">" + Tooltip(words) + "</rect>";
+        // In the span, else behind it; where it fits in neither it stands in the tip alone.
+        const std::string name = ShortName(span);
+        const double wide = static_cast<double>(name.size()) * kLetterPx + 6;
+        const bool bInside = wide < place.width;
+        if (bInside || wide < place.room) {
+            m_page += "<text x=\"" + Px(bInside ? place.x + 4 : place.x + place.width + 3) + "\" y=\"" + Px(y + 11) +
+                      "\">" + Escaped(name) + "</text>";
         }
         m_page += "</a>\n";
     }

@@ -32,6 +32,9 @@ enum Lane : std::size_t {
 };
 static_assert(std::size(kLaneNames) == kLaneCount);
 
+// The thread of a connection reads on once it has handled what it read.
+constexpr std::string_view kReadsOn = "CClientContext::PostRead";
+
 // The beginning of a function's name, and the one thread that runs it.
 constexpr struct {
     std::string_view function;
@@ -41,7 +44,10 @@ constexpr struct {
     {"WindowProc", kMain},
     {"ExistzoltExcute", kMain},
     {"CPipeClientCallback2::", kMain},
-    {"CommzoltHelperS::OnTimer", kMain},
+    {"CommzoltHelperS::OnCheckExit", kMain},
+    {"CommzoltHelperS::OnCheckTimeout", kMain},
+    {"CommzoltHelperS::OnUpdateStatus", kMain},
+    {"CommzoltHelperS::PruneInstances", kMain},
     {"CommzoltHelperS::InitMsgWnd", kMain},
     {"CommzoltHelperS::InitZOLTSIPC", kMain},
     {"CommzoltHelperS::InitHangWatcherThread", kMain},
@@ -50,18 +56,27 @@ constexpr struct {
     {"CPipeServerCallback::", kHostPipe},
     {"CommzoltHelperS::ReceiveIPCMessage", kHostPipe},
     {"CPipeClientCallback::", kCallerPipe},
+    {kReadsOn, kCallerPipe},
+    {"CClientContext::OnWriteBuffer", kCallerPipe},
     {"COvHttpTransfer::", kTransfer},
     {"HangWatcherThreadFunc", kHang},
     {"RunHangWatch", kHang},
     {"MonCPUUsageThreadFunc", kCpu},
-    {"RunCpuWatch", kCpu},
+    {"CalculateCpuUsage", kCpu},
     {"ConfInfoThreadFunc", kConfiguration},
+    {"HttpContextText", kConfiguration},
+    {"ParseInfo", kConfiguration},
     {"CheckzoltDLLThread", kPipeWatch},
     {"DelayCheckWndThread", kFollow},
     {"DelayedDestroyThread", kEndLater},
-    {"PopWxLoadingWnd", kWindow},
+    {"HttpResponseCallback", kFollow},
+    {"WX_CLIENT::PopWxLoadingWnd", kWindow},
     {"CWxLoadingWnd::", kWindow},
-    {"CreateAppShortcut", kShortcut},
+    {"WX_CLIENT::CreateAppShortcut", kShortcut},
+    {"CosOp::", kShortcut},
+    // Behind the longer name: the first that fits is taken.
+    {"HttpDownloadFile", kShortcut},
+    {"HttpDownload", kWindow},
 };
 
 std::optional<Lane> LaneOfFunction(std::string_view function) {
@@ -71,6 +86,10 @@ std::optional<Lane> LaneOfFunction(std::string_view function) {
         }
     }
     return std::nullopt;
+}
+
+bool NeedsNoReply(int nType) {
+    return nType != 0 && ReplyTypeOf(nType) == 0;
 }
 
 bool IsArrival(const LogLine& line) {
@@ -109,7 +128,8 @@ MarkKind KindOf(const LogLine& line) {
         return MarkKind::Beacon;
     }
     if (text == "create timer" || text.starts_with("OnTimer ") || text.starts_with("Automatic recording") ||
-        text.starts_with("update zolt status") || line.strFunction.starts_with("CommzoltHelperS::OnTimer")) {
+        text == "Check procee exit begin" || text == "Check timeout, exit process begin" ||
+        text == "update zolt status") {
         return MarkKind::Timer;
     }
     return MarkKind::Line;
@@ -148,7 +168,6 @@ class CBuilder {
     struct OpenRequest {
         bool bOpen = false;
         std::size_t nSpan = 0;
-        int nType = 0;
     };
 
     const LogLine& Line(std::size_t at) const { return m_timeline.lines[at]; }
@@ -172,22 +191,29 @@ class CBuilder {
         return kAny;
     }
 
-    void EndRequest(Lane lane, std::size_t at, std::string outcome) {
-        OpenRequest& open = m_requests[lane];
-        TimelineSpan& span = m_lanes[lane].spans[open.nSpan];
+    TimelineSpan& RequestOf(Lane lane) { return m_lanes[lane].spans[m_requests[lane].nSpan]; }
+
+    void EndRequest(Lane lane, std::size_t at, std::string outcome, bool bServed) {
+        TimelineSpan& span = RequestOf(lane);
         span.nLastLine = at;
         span.bOpen = false;
+        span.bServed = bServed;
         span.strOutcome = std::move(outcome);
-        open.bOpen = false;
+        m_requests[lane].bOpen = false;
+    }
+
+    void EndUnanswered(Lane lane, std::size_t at) {
+        const bool bNoneDue = NeedsNoReply(RequestOf(lane).nType);
+        EndRequest(lane, at, bNoneDue ? "no reply is due" : "no reply", bNoneDue);
     }
 
     void TakeRequest(std::size_t at, Lane lane) {
         if (IsArrival(Line(at)) && (lane == kCallerPipe || lane == kHostPipe)) {
             m_bServing = true;
             if (m_requests[lane].bOpen) {
-                EndRequest(lane, LastOf(lane), "no reply");
+                EndUnanswered(lane, LastOf(lane));
             }
-            m_requests[lane] = {true, m_lanes[lane].spans.size(), 0};
+            m_requests[lane] = {true, m_lanes[lane].spans.size()};
             TimelineSpan span;
             span.strName = "message";
             span.bRequest = true;
@@ -197,17 +223,19 @@ class CBuilder {
             return;
         }
         for (const Lane one : {kCallerPipe, kHostPipe}) {
-            OpenRequest& open = m_requests[one];
-            if (!open.bOpen) {
+            if (!m_requests[one].bOpen) {
                 continue;
             }
+            TimelineSpan& span = RequestOf(one);
             if (const int type = ReceivedType(Line(at)); type != 0 && lane == one) {
-                open.nType = type;
-                m_lanes[one].spans[open.nSpan].strName = MessageTypeName(type);
+                span.nType = type;
+                span.strName = MessageTypeName(type);
             } else if (IsRefusal(Line(at)) && lane == one) {
-                EndRequest(one, at, "refused: " + Line(at).strText);
-            } else if (const int sent = SentType(Line(at)); sent != 0 && sent == ReplyTypeOf(open.nType)) {
-                EndRequest(one, at, "replied with type " + std::to_string(sent));
+                EndRequest(one, at, "refused: " + Line(at).strText, false);
+            } else if (const int sent = SentType(Line(at)); sent != 0 && sent == ReplyTypeOf(span.nType)) {
+                EndRequest(one, at, "replied with type " + std::to_string(sent), true);
+            } else if (lane == one && Line(at).strFunction == kReadsOn && NeedsNoReply(span.nType)) {
+                EndUnanswered(one, LastOf(one));
             }
         }
     }
@@ -251,9 +279,7 @@ class CBuilder {
                 }
                 if (span.bRequest) {
                     // A request without a reply ends where its lane does.
-                    span.strOutcome = "no reply";
-                    span.bOpen = false;
-                    span.nLastLine = std::max(span.nFirstLine, m_lanes[lane].marks.back().nLine);
+                    EndUnanswered(static_cast<Lane>(lane), std::max(span.nFirstLine, LastOf(static_cast<Lane>(lane))));
                 } else {
                     span.nLastLine = last;
                 }

@@ -1,5 +1,9 @@
 #include "nexctl/log_timeline.h"
 
+#include <algorithm>
+#include <fstream>
+#include <sstream>
+
 #include <gtest/gtest.h>
 
 #include "nexctl/log_page.h"
@@ -35,6 +39,8 @@ const std::string kEncrypted =
     "[CPipeClientCallback::ReceiveIPCMessage(99)] receive  MessageType::S_MT_GetWxAppStatusEncrypt";
 const std::string kWatch = "[CPipeClientCallback::ReceiveIPCMessage(99)] receive MessageType::S_MT_DelayCheckWndStatus";
 
+const std::string kReadsOn = "[CClientContext::PostRead(102)]ReadFile bSuccess=0, error=997";
+
 std::string Sends(int type) {
     return "[WxMiniProgramServiceEx::SendIPCMessage(88)] Type=" + std::to_string(type) + ", Message={}";
 }
@@ -58,13 +64,34 @@ TEST(LogTimeline, FrameOfAnotherTypeIsNotTheReply) {
 }
 
 TEST(LogTimeline, RequestWithoutAReplyEndsWhereTheNextBegins) {
-    const Timeline timeline = Build({kArrives, kWatch, "[Elsewhere(1)] x", kArrives, kStatus});
+    const Timeline timeline = Build({kArrives, kEncrypted, "[Elsewhere(1)] x", kArrives, kStatus});
     const auto& spans = Lane(timeline, "caller's pipe").spans;
     ASSERT_EQ(spans.size(), 2u);
     EXPECT_EQ(spans[0].strOutcome, "no reply");
     EXPECT_EQ(spans[0].nLastLine, 2u);
     EXPECT_EQ(spans[1].strOutcome, "no reply");
     EXPECT_EQ(spans[1].nLastLine, 4u);
+    EXPECT_FALSE(spans[0].bServed);
+    EXPECT_FALSE(spans[1].bServed);
+}
+
+TEST(LogTimeline, RequestOfATypeWithoutAReplyEndsWhereItsThreadReadsOn) {
+    const Timeline timeline = Build({kArrives, kWatch, "[Elsewhere(1)] x", kReadsOn, "[Elsewhere(1)] x", kArrives,
+                                     kWatch, kArrives, kWatch, "[Elsewhere(1)] x"});
+    const auto& spans = Lane(timeline, "caller's pipe").spans;
+    ASSERT_EQ(spans.size(), 3u);
+    EXPECT_EQ(spans[0].nLastLine, 2u);
+    EXPECT_EQ(spans[1].nLastLine, 6u) << "or where the next begins";
+    EXPECT_EQ(spans[2].nLastLine, 9u) << "or with the lane";
+    for (const TimelineSpan& span : spans) {
+        EXPECT_TRUE(span.bServed);
+        EXPECT_EQ(span.strOutcome, "no reply is due");
+    }
+}
+
+TEST(LogTimeline, RequestThatIsDueAReplyStaysOpenWhenItsThreadReadsOn) {
+    const Timeline timeline = Build({kArrives, kStatus, kReadsOn, Sends(13)});
+    EXPECT_EQ(Lane(timeline, "caller's pipe").spans.at(0).nLastLine, 3u);
 }
 
 TEST(LogTimeline, RefusalEndsARequestAndIsMarked) {
@@ -134,11 +161,33 @@ TEST(LogTimeline, OneRunOfAFileIsTaken) {
     EXPECT_EQ(CountRuns({}), 0);
 }
 
+// The log of a helper that showed a loading window, made a shortcut, followed an open and was asked to go, as it wrote
+// it; tools/make-screenshots --run makes it anew.
+TEST(LogTimeline, LifeOfAHelperHasALaneForEachOfItsThreads) {
+    std::ifstream file(NEXLET_DOCS_PICTURES "/open.log", std::ios::binary);
+    std::ostringstream bytes;
+    bytes << file.rdbuf();
+    const Timeline timeline = BuildTimeline(ReadLog(bytes.str()), 0);
+    std::vector<std::string> lanes;
+    for (const TimelineLane& lane : timeline.lanes) {
+        lanes.push_back(lane.strName);
+    }
+    EXPECT_EQ(lanes, (std::vector<std::string>{"main thread", "caller's pipe", "hang watch", "CPU watch",
+                                               "configuration", "pipe watch", "follow an open", "end of a service",
+                                               "loading window", "shortcut", "any thread"}));
+    for (const TimelineSpan& span : Lane(timeline, "caller's pipe").spans) {
+        EXPECT_TRUE(span.bServed || !span.bRequest) << span.strName << ": " << span.strOutcome;
+    }
+    const auto& marks = Lane(timeline, "main thread").marks;
+    EXPECT_EQ(std::ranges::count(marks, MarkKind::Timer, &TimelineMark::kind), 2) << "set once, and came round once";
+    EXPECT_LT(Lane(timeline, "any thread").marks.size(), 10u) << "a function has lost its lane";
+}
+
 TEST(LogPage, HoldsALaneAndARowForEverything) {
     const Timeline timeline = Build({"start", kArrives, kStatus, Sends(13), "[ReportDot(55)] Report: u sync : 0"});
     const std::string page = TimelinePage(timeline, "a title");
     EXPECT_NE(page.find("<h1>a title</h1>"), std::string::npos);
-    EXPECT_NE(page.find("5 lines, 1 requests (0 without a reply), 1 beacons"), std::string::npos) << page;
+    EXPECT_NE(page.find("5 lines, 1 request (0 unanswered), 1 beacon."), std::string::npos) << page;
     EXPECT_NE(page.find("caller's pipe"), std::string::npos);
     EXPECT_NE(page.find("class=\"request\""), std::string::npos);
     EXPECT_NE(page.find("class=\"Beacon\""), std::string::npos);
@@ -155,6 +204,12 @@ TEST(LogPage, WhatTheLogHoldsIsTextAndNeverMarkup) {
     EXPECT_EQ(page.find('\x01'), std::string::npos);
     EXPECT_NE(page.find("&lt;script&gt;alert(1)&lt;/script&gt;"), std::string::npos);
     EXPECT_NE(page.find("&quot;quoted&quot; &amp; more"), std::string::npos);
+}
+
+TEST(LogPage, RequestBearsTheWordOfItsVerbBesideItWhenItIsNarrow) {
+    const std::string page = TimelinePage(Build({kArrives, kStatus, Sends(13)}), "t");
+    EXPECT_NE(page.find("<title>S_MT_GetWxAppStatus, 0.002 s, replied with type 13</title>"), std::string::npos);
+    EXPECT_NE(page.find(">status</text>"), std::string::npos) << page;
 }
 
 TEST(LogPage, EmptyLogIsAPageThatSaysSo) {
