@@ -32,6 +32,8 @@ endforeach()
 foreach(page package client protocol troubleshooting refusals registry beacons envelope signer-check threats)
   install(FILES ${CMAKE_SOURCE_DIR}/docs/${page}.md DESTINATION docs COMPONENT documents)
 endforeach()
+install(FILES ${CMAKE_SOURCE_DIR}/docs/pictures/doctor.png ${CMAKE_SOURCE_DIR}/docs/pictures/timeline.png
+  DESTINATION docs/pictures COMPONENT documents)
 install(FILES ${CMAKE_SOURCE_DIR}/CHANGELOG.md DESTINATION . COMPONENT documents)
 install(FILES ${CMAKE_SOURCE_DIR}/examples/caller/CMakeLists.txt ${CMAKE_SOURCE_DIR}/examples/caller/caller.cpp
   DESTINATION examples/caller COMPONENT documents)

@@ -30,7 +30,8 @@ MADE = {f"{NAME}.zip", f"{NAME}-symbols.zip", f"{NAME}.cdx.json", "SHA256SUMS"}
 PROGRAMS = ["bin/nexctl.exe", "bin/nexlet.exe", "bin/nexlet_client.dll"]
 CONTENTS = PROGRAMS + [
     "CHANGELOG.md",
-    "docs/beacons.md", "docs/client.md", "docs/envelope.md", "docs/package.md", "docs/protocol.md", "docs/refusals.md",
+    "docs/beacons.md", "docs/client.md", "docs/envelope.md", "docs/package.md", "docs/pictures/doctor.png",
+    "docs/pictures/timeline.png", "docs/protocol.md", "docs/refusals.md",
     "docs/registry.md", "docs/signer-check.md", "docs/threats.md", "docs/troubleshooting.md",
     "examples/caller/CMakeLists.txt", "examples/caller/caller.cpp",
     "include/nexlet_client.h", "include/nexlet_client.hpp",

@@ -10,6 +10,7 @@ FLOORS = ("foundation", "support", "ipc", "open", "service", "host")
 
 CODE = re.compile(r"`([^`]+)`")
 LINK = re.compile(r"\]\(([^)\s]+)\)")
+PICTURE = re.compile(r"!\[([^\]]*)\]\(([^)\s]+)\)")
 FENCE = re.compile(r"^```.*?^```", re.M | re.S)
 LITERAL = r'L"((?:[^"\\]|\\.)*)"'
 
@@ -90,6 +91,20 @@ class Documents(unittest.TestCase):
                 elif anchor and anchor not in headings(read(target)):
                     faults.append(f"{page.relative_to(ROOT)}: {link}: there is no such heading")
         self.assertEqual(faults, [])
+
+    def test_every_picture_of_the_documents_is_shown_and_is_small(self):
+        shown = set()
+        for page in files("*.md"):
+            for text, link in PICTURE.findall(FENCE.sub("", read(page))):
+                self.assertGreater(len(text), 20, f"{page.name}: {link} is not told to those who cannot see it")
+                shown.add((page.parent / link).resolve())
+        pictures = files("docs/pictures/*.png")
+        self.assertGreater(len(pictures), 1)
+        for picture in pictures:
+            self.assertIn(picture, shown, "no page shows it")
+            data = picture.read_bytes()
+            self.assertEqual(data[12:16] + data[25:26], b"IHDR\x03", f"{picture.name} has no palette")
+            self.assertLess(len(data), 150_000, picture.name)
 
     def test_every_log_line_of_the_refusals_is_one_that_its_function_writes(self):
         faults = []
