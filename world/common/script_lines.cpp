@@ -40,6 +40,41 @@ std::string_view TakeWord(std::string_view& text) {
     return word;
 }
 
+bool TakeName(std::string_view& text, std::string& name) {
+    if (!text.starts_with('"')) {
+        name = TakeWord(text);
+        return !name.empty();
+    }
+    const std::size_t end = text.find('"', 1);
+    if (end == std::string_view::npos) {
+        return false;
+    }
+    name = text.substr(1, end - 1);
+    text.remove_prefix(end + 1);
+    text.remove_prefix(std::min(text.find_first_not_of(" \t"), text.size()));
+    return true;
+}
+
+bool TakePath(std::string_view& text, std::string& path) {
+    if (!TakeName(text, path)) {
+        return false;
+    }
+    std::ranges::replace(path, '/', '\\');
+    if (path.empty() || path.front() == '\\' || path.find_first_of(":\"*?<>|") != std::string::npos) {
+        return false;
+    }
+    for (std::string_view left = path; !left.empty();) {
+        const std::size_t end = std::min(left.find('\\'), left.size());
+        const std::string_view part = left.substr(0, end);
+        // Windows takes dots and blanks off the end of a name, so "..." climbs as well.
+        if (part.empty() || part.back() == '.' || part.back() == ' ') {
+            return false;
+        }
+        left.remove_prefix(std::min(end + 1, left.size()));
+    }
+    return path.back() != '\\';
+}
+
 std::optional<std::uint32_t> WholeNumber(std::string_view text) {
     std::uint32_t number = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);

@@ -18,6 +18,12 @@ std::vector<ScriptLine> ReadScriptLines(std::string_view text);
 // Takes the first word off text, and the blanks behind it; empty when there is none.
 std::string_view TakeWord(std::string_view& text);
 
+// Takes a word, or what stands between quotation marks. False when there is none.
+bool TakeName(std::string_view& text, std::string& name);
+
+// Takes a name that is a path below a folder, relative and never up, with backslashes in it. False when it is none.
+bool TakePath(std::string_view& text, std::string& path);
+
 // The whole of text as a decimal number.
 std::optional<std::uint32_t> WholeNumber(std::string_view text);
 

@@ -9,6 +9,8 @@
 
 #include "foundation/text_helpers.h"
 #include "nexctl/text_file.h"
+#include "world/common/script_lines.h"
+#include "world/program/request_lines.h"
 #include "world/program/world_directory.h"
 
 namespace {
@@ -17,6 +19,9 @@ constexpr char kHelp[] =
     "usage: nexlet-world up SCENARIO DIR     bring the world of a scenario up in a directory\n"
     "       nexlet-world down DIR            take it down, so that nothing of it is left\n"
     "       nexlet-world check SCENARIO      read a scenario and look for its files\n"
+    "       nexlet-world requests DIR [PART [MS]]\n"
+    "                                        what its internet was asked for: the lines with PART\n"
+    "                                        in them, the first of which may take so long\n"
     "       nexlet-world --help\n"
     "\n"
     "The directory must be empty or not there; as long as the world is up, all in it is the\n"
@@ -35,14 +40,19 @@ constexpr char kHelp[] =
     "  setting TARGET SECTION KEY TEXT     a line of an ini file\n"
     "  process TARGET [ARGUMENTS]          a process of this name: --window CLASS TITLE ...\n"
     "  monitor TARGET [--hang]             the monitor program; what it gets is in notices.txt\n"
+    "  internet TARGET                     stands for every host, as the proxy of this user\n"
+    "  answer HOST PATH STATUS [after MS] [text TEXT | file TARGET]\n"
+    "                                      of the internet; HOST \"*\", PATH with \"*\" at its end\n"
+    "  scheme NAME TARGET [TITLE]          a client for URLs NAME:..., which shows this window\n"
     "\n"
     "exit codes:\n"
     "  0  done\n"
     "  1  the command line or the scenario cannot be used; nothing was changed\n"
     "  2  the world could not be brought up; what was done is taken back\n"
-    "  3  the world could not be taken down, or none is up there\n";
+    "  3  the world could not be taken down, or none is up there\n"
+    "  4  no such request has come\n";
 
-enum ExitCodeOfWorld { kDone = 0, kUnusable = 1, kNotUp = 2, kNotDown = 3 };
+enum ExitCodeOfWorld { kDone = 0, kUnusable = 1, kNotUp = 2, kNotDown = 3, kNoRequest = 4 };
 
 int Fail(const std::string& problem, int code) {
     std::fprintf(stderr, "nexlet-world: %s\n", problem.c_str());
@@ -116,6 +126,23 @@ int Check(const std::wstring& scenario) {
     return kDone;
 }
 
+// words: DIR [PART [MS]].
+int Requests(const std::filesystem::path& directory, const std::vector<std::wstring>& words) {
+    if (!CWorldDirectory(directory, Programs()).IsUp()) {
+        return Fail("no world is up in " + Utf16ToUtf8(directory.wstring()), kNotDown);
+    }
+    const std::string part = words.size() > 1 ? Utf16ToUtf8(words[1]) : std::string();
+    const std::optional<std::uint32_t> timeMs = WholeNumber(words.size() > 2 ? Utf16ToUtf8(words[2]) : "0");
+    if (!timeMs) {
+        return Fail("these are no milliseconds: " + Utf16ToUtf8(words[2]), kUnusable);
+    }
+    const std::vector<std::string> lines = AwaitRequestLines(directory / L"requests.txt", part, *timeMs);
+    for (const std::string& line : lines) {
+        std::printf("%s\n", line.c_str());
+    }
+    return lines.empty() && words.size() > 1 ? kNoRequest : kDone;
+}
+
 // The directory as processes name it: absolute, without a backslash at the end.
 std::filesystem::path Whole(const std::wstring& directory) {
     std::error_code error;
@@ -139,6 +166,9 @@ int wmain(int count, wchar_t** values) {
     }
     if (words.size() == 2 && words[0] == L"check") {
         return Check(words[1]);
+    }
+    if (words.size() >= 2 && words.size() <= 4 && words[0] == L"requests") {
+        return Requests(Whole(words[1]), {words.begin() + 1, words.end()});
     }
     return Fail("this is no command line; nexlet-world --help shows how it is used", kUnusable);
 }

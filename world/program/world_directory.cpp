@@ -5,6 +5,8 @@
 
 #include "foundation/text_helpers.h"
 #include "nexctl/text_file.h"
+#include "world/common/script_lines.h"
+#include "world/program/proxy_setting.h"
 #include "world/program/registry_tree.h"
 #include "world/program/world_processes.h"
 
@@ -94,6 +96,10 @@ std::string CWorldDirectory::Take(const WorldStep& step) {
             return TakeSetting(step);
         case WorldStep::Kind::Process:
             return TakeProcess(step);
+        case WorldStep::Kind::Internet:
+            return TakeInternet(step);
+        case WorldStep::Kind::Answer:
+            return TakeAnswer(step);
     }
     return {};
 }
@@ -151,6 +157,30 @@ std::string CWorldDirectory::TakeProcess(const WorldStep& step) {
     return wrong.empty() ? wrong : Utf8(program) + ": " + wrong;
 }
 
+std::string CWorldDirectory::TakeInternet(const WorldStep& step) {
+    if (std::string wrong = TakeProcess(step); !wrong.empty()) {
+        return wrong;
+    }
+    std::string port;
+    ReadTextFile(Utf8(m_directory / L"internet_port.txt"), port);
+    std::string_view digits = port;
+    const std::optional<std::uint32_t> number = WholeNumber(digits.substr(0, digits.find('\n')));
+    for (const auto& [key, name] : UserProxyValues()) {
+        JournalEntry entry;
+        if (!RememberValue(RegistryPlace::User, key, name, entry) || !Write(entry)) {
+            return "the user's proxy could not be read, or the journal not written";
+        }
+    }
+    return number && SetUserProxy(*number) ? std::string() : "the user's proxy could not be set";
+}
+
+std::string CWorldDirectory::TakeAnswer(const WorldStep& step) const {
+    const std::string file = Utf8(m_directory / L"answers.txt");
+    std::string text;
+    ReadTextFile(file, text);
+    return WriteTextFile(file, text + Filled(step.strText) + "\n") ? std::string() : file + " could not be written";
+}
+
 bool CWorldDirectory::Down(std::string& problem) {
     std::string text;
     std::vector<JournalEntry> entries;
@@ -172,13 +202,18 @@ bool CWorldDirectory::Down(std::string& problem) {
         return false;
     }
     bool made = false;
+    bool proxy = false;
     for (const JournalEntry& entry : entries | std::views::reverse) {
         made = made || entry.kind == JournalEntry::Kind::Folder;
+        proxy = proxy || (entry.kind == JournalEntry::Kind::Value && entry.strKey == kInternetSettings);
         const bool registry = entry.kind == JournalEntry::Kind::Value || entry.kind == JournalEntry::Kind::Keep;
         if (registry && !RestoreRegistry(entry)) {
             problem = std::string(RegistryPlaceName(entry.place)) + " " + entry.strKey + " could not be restored";
             return false;
         }
+    }
+    if (proxy) {
+        AnnounceUserProxy();
     }
     // The journal goes last: as long as something is left, it tells what belongs to the world.
     std::error_code error;

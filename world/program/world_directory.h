@@ -37,6 +37,8 @@ class CWorldDirectory {
     std::string TakeValue(const WorldStep& step);
     std::string TakeSetting(const WorldStep& step);
     std::string TakeProcess(const WorldStep& step);
+    std::string TakeInternet(const WorldStep& step);
+    std::string TakeAnswer(const WorldStep& step) const;
     std::string Copy(const WorldStep& step) const;
     std::string Filled(const std::string& text) const;
 

@@ -5,6 +5,7 @@
 
 #include "nexctl/frame_text.h"
 #include "world/common/script_lines.h"
+#include "world/internet/told_answers.h"
 
 namespace {
 
@@ -12,44 +13,9 @@ using Kind = WorldStep::Kind;
 
 constexpr std::array<const char*, 3> kPlaces = {"machine64", "machine32", "user"};
 constexpr char kUninstall[] = "SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\";
+constexpr char kClasses[] = "SOFTWARE\\Classes\\";
+constexpr std::string_view kScheme = "scheme";
 constexpr std::string_view kDirectoryMark = "{dir}";
-
-// The next word, or what stands between quotation marks. False when there is none.
-bool TakeName(std::string_view& rest, std::string& name) {
-    if (!rest.starts_with('"')) {
-        name = TakeWord(rest);
-        return !name.empty();
-    }
-    const std::size_t end = rest.find('"', 1);
-    if (end == std::string_view::npos) {
-        return false;
-    }
-    name = rest.substr(1, end - 1);
-    rest.remove_prefix(end + 1);
-    rest.remove_prefix(std::min(rest.find_first_not_of(" \t"), rest.size()));
-    return true;
-}
-
-// A path below a folder: relative, and never up.
-bool TakePath(std::string_view& rest, std::string& path) {
-    if (!TakeName(rest, path)) {
-        return false;
-    }
-    std::ranges::replace(path, '/', '\\');
-    if (path.empty() || path.front() == '\\' || path.find_first_of(":\"*?<>|") != std::string::npos) {
-        return false;
-    }
-    for (std::string_view left = path; !left.empty();) {
-        const std::size_t end = std::min(left.find('\\'), left.size());
-        const std::string_view part = left.substr(0, end);
-        // Windows takes dots and blanks off the end of a name, so "..." climbs as well.
-        if (part.empty() || part.back() == '.' || part.back() == ' ') {
-            return false;
-        }
-        left.remove_prefix(std::min(end + 1, left.size()));
-    }
-    return path.back() != '\\';
-}
 
 bool TakeKey(std::string_view& rest, WorldStep& step) {
     std::string place;
@@ -145,17 +111,73 @@ std::string TakeMonitor(std::string_view rest, WorldStep& step) {
     return {};
 }
 
+std::string TakeInternet(std::string_view rest, WorldStep& step) {
+    step.kind = Kind::Internet;
+    step.strSource = "world\\internet.exe";
+    step.strText = "--dir \"{dir}\"";
+    return TakePath(rest, step.strTarget) && rest.empty() ? std::string()
+                                                          : "\"internet\" needs a program's path below the directory";
+}
+
+std::string TakeAnswer(std::string_view rest, WorldStep& step) {
+    step.kind = Kind::Answer;
+    step.strText = "answer " + std::string(rest);
+    ToldAnswer answer;
+    return ReadAnswer(rest, answer);
+}
+
+// What AddSchemeSteps goes on from: the name and the title stand where a copy needs neither.
+std::string TakeScheme(std::string_view rest, WorldStep& step) {
+    step.kind = Kind::File;
+    step.strSource = "world\\WeChat.exe";
+    const bool taken = TakeName(rest, step.strName) && step.strName.find_first_of("\\:/") == std::string::npos &&
+                       TakePath(rest, step.strTarget);
+    step.strText = rest;
+    return taken ? std::string() : "\"scheme\" needs the scheme's name and a program's path below the directory";
+}
+
+// The stand-in client is told its scheme and the title of its window, and the scheme is registered for it.
+void AddSchemeSteps(std::vector<WorldStep>& steps) {
+    const WorldStep copy = steps.back();
+    steps.back().strName.clear();
+    steps.back().strText.clear();
+
+    WorldStep setting = {.kind = Kind::Setting, .nLine = copy.nLine, .strKey = "scheme", .strName = "wechat"};
+    setting.strText = copy.strName;
+    setting.strTarget = copy.strTarget.substr(0, copy.strTarget.find_last_of('\\') + 1) + "wechat.ini";
+    steps.push_back(setting);
+    if (!copy.strText.empty()) {
+        setting.strKey = "title";
+        setting.strText = copy.strText;
+        steps.push_back(setting);
+    }
+    WorldStep value = {.nLine = copy.nLine, .place = RegistryPlace::Machine64, .nType = kRegistryText};
+    value.strKey = kClasses + copy.strName;
+    value.strText = "URL:" + copy.strName;
+    steps.push_back(value);
+    value.strName = "URL Protocol";
+    value.strText.clear();
+    steps.push_back(value);
+    value.strKey += "\\shell\\open\\command";
+    value.strName.clear();
+    value.strText = "\"{dir}\\" + copy.strTarget + "\" open \"%1\"";
+    steps.push_back(value);
+}
+
 struct Word {
     std::string_view name;
     std::string (*take)(std::string_view rest, WorldStep& step);
 };
-constexpr std::array<Word, 7> kWords = {{{"value", &TakeValue},
-                                         {"installed", &TakeInstalled},
-                                         {"keep", &TakeKeep},
-                                         {"file", &TakeFile},
-                                         {"setting", &TakeSetting},
-                                         {"process", &TakeProcess},
-                                         {"monitor", &TakeMonitor}}};
+constexpr std::array<Word, 10> kWords = {{{"value", &TakeValue},
+                                          {"installed", &TakeInstalled},
+                                          {"keep", &TakeKeep},
+                                          {"file", &TakeFile},
+                                          {"setting", &TakeSetting},
+                                          {"process", &TakeProcess},
+                                          {"monitor", &TakeMonitor},
+                                          {"internet", &TakeInternet},
+                                          {"answer", &TakeAnswer},
+                                          {kScheme, &TakeScheme}}};
 
 }  // namespace
 
@@ -184,9 +206,16 @@ bool ReadWorldScenario(std::string_view text, std::vector<WorldStep>& steps, std
         } else {
             wrong = found->take(rest, step);
         }
+        if (wrong.empty() && step.kind == Kind::Internet &&
+            std::ranges::count(steps, Kind::Internet, &WorldStep::kind) > 1) {
+            wrong = "there is one internet in a world";
+        }
         if (!wrong.empty()) {
             problem = LineProblem(line, wrong);
             return false;
+        }
+        if (word == kScheme) {
+            AddSchemeSteps(steps);
         }
     }
     return true;

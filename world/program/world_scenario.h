@@ -20,22 +20,24 @@ inline constexpr std::uint32_t kRegistryNumber = 4;
 
 struct WorldStep {
     enum class Kind {
-        Value,    // a registry value
-        Keep,     // a registry key that is left as it was, with all below it, whoever writes there
-        File,     // a copy of strSource at strTarget
-        Setting,  // one line of an ini file
-        Process,  // strTarget, a copy of strSource, runs with strText behind its own words
+        Value,     // a registry value
+        Keep,      // a registry key that is left as it was, with all below it, whoever writes there
+        File,      // a copy of strSource at strTarget
+        Setting,   // one line of an ini file
+        Process,   // strTarget, a copy of strSource, runs with strText behind its own words
+        Internet,  // the same, and then the proxy of everything that this user runs
+        Answer,    // of the internet: strText is a line of its file
     };
     Kind kind = Kind::Value;
     std::size_t nLine = 0;
     RegistryPlace place = RegistryPlace::User;
-    std::string strKey;         // of the registry or of the ini file's line
-    std::string strName;        // of a registry value; the section of an ini file
+    std::string strKey{};       // of the registry or of the ini file's line
+    std::string strName{};      // of a registry value; the section of an ini file
     std::uint32_t nType = 0;    // of a registry value
     std::uint32_t nNumber = 0;  // of kRegistryNumber
-    std::string strText;        // the value's text or bytes, the setting, or the arguments
-    std::string strSource;      // relative to the folder of the program
-    std::string strTarget;      // relative to the world's directory
+    std::string strText{};      // the value's text or bytes, the setting, or the arguments
+    std::string strSource{};    // relative to the folder of the program
+    std::string strTarget{};    // relative to the world's directory
 
     bool operator==(const WorldStep&) const = default;
 };

@@ -68,6 +68,44 @@ keep user SOFTWARE\X)");
     EXPECT_EQ(steps[4].kind, Kind::Keep);
 }
 
+TEST(WorldScenario, TheInternetIsAProcessAndItsAnswersAreLinesForIt) {
+    const auto steps = Parsed("internet a/internet.exe\nanswer h /p 200 after 5 text  a {dir}");
+    ASSERT_EQ(steps.size(), 2u);
+    EXPECT_EQ(steps[0].kind, Kind::Internet);
+    EXPECT_EQ(steps[0].strSource, "world\\internet.exe");
+    EXPECT_EQ(steps[0].strTarget, "a\\internet.exe");
+    EXPECT_EQ(steps[0].strText, "--dir \"{dir}\"");
+    EXPECT_EQ(steps[1].kind, Kind::Answer);
+    EXPECT_EQ(steps[1].strText, "answer h /p 200 after 5 text  a {dir}");
+}
+
+TEST(WorldScenario, ASchemeIsAClientWithItsSettingsAndAnEntryInTheRegistry) {
+    const auto steps = Parsed("scheme nexlet-wechat \"a b/WeChat.exe\" the title");
+    ASSERT_EQ(steps.size(), 6u);
+    EXPECT_EQ(steps[0].kind, Kind::File);
+    EXPECT_EQ(steps[0].strSource, "world\\WeChat.exe");
+    EXPECT_EQ(steps[0].strTarget, "a b\\WeChat.exe");
+    EXPECT_EQ(steps[0].strText + steps[0].strName, "");
+    for (std::size_t i : {1u, 2u}) {
+        EXPECT_EQ(steps[i].kind, Kind::Setting);
+        EXPECT_EQ(steps[i].strTarget, "a b\\wechat.ini");
+        EXPECT_EQ(steps[i].strName, "wechat");
+    }
+    EXPECT_EQ(steps[1].strKey + "=" + steps[1].strText, "scheme=nexlet-wechat");
+    EXPECT_EQ(steps[2].strKey + "=" + steps[2].strText, "title=the title");
+    for (std::size_t i : {3u, 4u, 5u}) {
+        EXPECT_EQ(steps[i].kind, Kind::Value);
+        EXPECT_EQ(steps[i].place, RegistryPlace::Machine64);
+        EXPECT_EQ(steps[i].nLine, 1u);
+    }
+    EXPECT_EQ(steps[3].strKey, "SOFTWARE\\Classes\\nexlet-wechat");
+    EXPECT_EQ(steps[4].strName, "URL Protocol");
+    EXPECT_EQ(steps[5].strKey, "SOFTWARE\\Classes\\nexlet-wechat\\shell\\open\\command");
+    EXPECT_EQ(steps[5].strText, "\"{dir}\\a b\\WeChat.exe\" open \"%1\"");
+    EXPECT_EQ(Parsed("scheme x WeChat.exe").size(), 5u) << "without a title there is no window";
+    EXPECT_EQ(Parsed("scheme x WeChat.exe")[1].strTarget, "wechat.ini");
+}
+
 TEST(WorldScenario, NoPathLeadsOutOfTheDirectory) {
     for (const char* path : {"..\\x", "a\\..\\..\\x", "\\x", "/x", "C:\\x", "C:x", "a\\...\\x", "\"a \\x\"", ".", "a\\",
                              "\"\"", "a//b", "x.", "a:stream", "a\\b*"}) {
@@ -99,6 +137,12 @@ TEST(WorldScenario, ProblemsNameTheLine) {
         {"file a b c", "line 1: \"file\" needs"},
         {"setting a.ini s", "line 1: \"setting\" needs"},
         {"monitor a.exe --x", "line 1: \"monitor\" needs"},
+        {"internet", "line 1: \"internet\" needs"},
+        {"internet a.exe b", "line 1: \"internet\" needs"},
+        {"internet a.exe\ninternet b.exe", "line 2: there is one internet"},
+        {"answer h p 200", "line 1: \"answer\" needs"},
+        {"scheme a\\b c.exe", "line 1: \"scheme\" needs"},
+        {"scheme a ../c.exe", "line 1: \"scheme\" needs"},
     };
     for (const auto& [text, problem] : cases) {
         EXPECT_EQ(ProblemOf(text).rfind(problem, 0), 0u) << text << ": " << ProblemOf(text);
