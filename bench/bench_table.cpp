@@ -22,6 +22,18 @@ double Best(const std::vector<double>& values) {
 
 }  // namespace
 
+double Milliseconds() {
+    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+BenchTable::Work Each(std::function<void()> piece) {
+    return [piece = std::move(piece)](std::size_t count) {
+        for (; count > 0; --count) {
+            piece();
+        }
+    };
+}
+
 void BenchTable::Add(std::string name, Work work, std::size_t bytes) {
     m_vecRows.push_back({std::move(name), std::move(work), bytes, 1, {}});
 }

@@ -21,6 +21,9 @@ inline void Barrier() {
     asm volatile("" : : : "memory");
 }
 
+// Of a clock that only goes on.
+double Milliseconds();
+
 class BenchTable {
   public:
     // Does the work count times.
@@ -47,3 +50,6 @@ class BenchTable {
     std::string m_strTitle;
     std::vector<Row> m_vecRows;
 };
+
+// Work that does one piece at a time.
+BenchTable::Work Each(std::function<void()> piece);

@@ -3,9 +3,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <functional>
 #include <string>
-#include <utility>
 
 #include "bench/bench_table.h"
 #include "support/base64_encode.h"
@@ -41,19 +39,6 @@ EVP_PKEY_CTX* OpenSslContext() {
 
 }  // namespace
 #endif
-
-namespace {
-
-// One piece of work at a time.
-BenchTable::Work Each(std::function<void()> work) {
-    return [work = std::move(work)](std::size_t count) {
-        for (; count > 0; --count) {
-            work();
-        }
-    };
-}
-
-}  // namespace
 
 int main() {
     std::array<std::uint8_t, 128> block{};

@@ -5,28 +5,13 @@
 
 #include <cstdio>
 #include <fstream>
-#include <functional>
 #include <iterator>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "bench/bench_table.h"
 #include "foundation/text_helpers.h"
 #include "support/sign_info.h"
-
-namespace {
-
-// One piece of work at a time.
-BenchTable::Work Each(std::function<void()> work) {
-    return [work = std::move(work)](std::size_t count) {
-        for (; count > 0; --count) {
-            work();
-        }
-    };
-}
-
-}  // namespace
 
 int main(int argc, char** argv) {
     const std::string path = argc > 1 ? argv[1] : std::string(NEXLET_SIGNED_FILES) + "/countersigned.dll";

@@ -12,6 +12,7 @@
 #include <thread>
 #include <vector>
 
+#include "bench/bench_table.h"
 #include "foundation/handle.h"
 #include "foundation/text_helpers.h"
 #include "support/loading_layout.h"
@@ -22,14 +23,6 @@ namespace {
 
 constexpr DWORD kWaitMs = 30000;
 constexpr UINT kEndMessage = WM_APP;
-
-double Milliseconds() {
-    LARGE_INTEGER frequency;
-    LARGE_INTEGER now;
-    QueryPerformanceFrequency(&frequency);
-    QueryPerformanceCounter(&now);
-    return static_cast<double>(now.QuadPart) * 1000.0 / static_cast<double>(frequency.QuadPart);
-}
 
 int Side() {
     return ScaleByDpi(kLoadingSide, SystemDpi());

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/bench_table.h"
 #include "foundation/handle.h"
 #include "foundation/text_helpers.h"
 #include "ipc/pipe_names.h"
@@ -17,14 +18,6 @@
 namespace {
 
 constexpr DWORD kWaitMs = 30000;
-
-double Milliseconds() {
-    LARGE_INTEGER frequency;
-    LARGE_INTEGER now;
-    QueryPerformanceFrequency(&frequency);
-    QueryPerformanceCounter(&now);
-    return static_cast<double>(now.QuadPart) * 1000.0 / static_cast<double>(frequency.QuadPart);
-}
 
 // Starts a program and waits for the first eight bytes on the pipe; negative when they do not come.
 double TimeOneStart(const std::wstring& pipeName, std::wstring commandLine) {
