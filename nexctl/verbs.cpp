@@ -127,7 +127,7 @@ std::string HelpText(const VerbInfo* verb) {
         "verbs:\n";
     for (const VerbInfo& one : AllVerbs()) {
         std::string usage = "  " + std::string(one.name) + " " + one.arguments;
-        usage.resize(std::max<std::size_t>(usage.size() + 1, 22), ' ');
+        usage.resize(std::max<std::size_t>(usage.size() + 1, 24), ' ');
         text += usage + one.summary + "\n";
     }
     text +=
