@@ -1,0 +1,5 @@
+// What killed_caller and the test that kills it agree on.
+#pragma once
+
+enum class KillStage { Starting, Serving, HandingOver, HandedOver, Talking };
+inline constexpr int kKillStages = 5;
