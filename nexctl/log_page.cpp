@@ -18,9 +18,11 @@ constexpr double kLetterPx = 6.2;
 // The axis between two moments: a step, and more of it by the logarithm of the milliseconds between them.
 constexpr double kStepPx = 12;
 constexpr double kDoublingPx = 6;
-// An axis wider than this is drawn closer, a long one not beyond reading; one of days is, or nobody could scroll it.
+// A life is drawn closer or wider to come to this, within reason; one of days closer than that, or nobody could scroll
+// it.
 constexpr double kEasyWidth = 1030;
 constexpr double kClosest = 0.55;
+constexpr double kWidest = 2.5;
 constexpr double kMaxWidth = 24000;
 // Behind the last moment, for what is written there.
 constexpr double kEndPx = 84;
@@ -48,7 +50,7 @@ constexpr char kStyle[] = R"html(</title>
   .names div:first-child { padding-top: 8px; font-weight: normal; color: #51606f; }
   .names small { display: block; font-weight: normal; color: #51606f; }
   .lanes { overflow-x: auto; flex: auto; }
-  svg { display: block; font: 11px "Segoe UI", "DejaVu Sans", sans-serif; }
+  svg { display: block; min-width: 100%; font: 11px "Segoe UI", "DejaVu Sans", sans-serif; }
   a { color: inherit; text-decoration: none; }
   .span { fill: #c9d8e8; stroke: #7d97b3; } .request { fill: #bfe3c6; stroke: #4c9a5e; }
   .unanswered { fill: #fbe0b4; stroke: #c08a2c; } .refused { fill: #f6c9c6; stroke: #c1433b; }
@@ -140,12 +142,13 @@ std::string Count(std::size_t count, const char* what) {
     return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
 }
 
-// A request in a word, that of nexctl's verb for it.
+// A request in a word, that of nexctl's verb for it where there is one.
 std::string ShortName(const TimelineSpan& span) {
-    constexpr const char* kWords[] = {"init", "",      "status", "status-encrypted", "qimei", "encrypt", "open",
-                                      "poll", "watch", "exit"};
-    const auto type = static_cast<std::size_t>(span.nType);
-    return span.bRequest && type != 1 && type < std::size(kWords) ? kWords[type] : span.strName;
+    constexpr const char* kVerbs[] = {"status", "status-encrypted", "qimei", "encrypt", "open", "poll", "watch",
+                                      "exit"};
+    constexpr int kFirstType = 2;
+    const int verb = span.nType - kFirstType;
+    return verb >= 0 && verb < static_cast<int>(std::size(kVerbs)) ? kVerbs[verb] : span.strName;
 }
 
 // Where each moment stands on the axis.
@@ -164,7 +167,7 @@ class CAxis {
             before = time;
             place = x;
         }
-        m_scale = std::min(std::clamp(kEasyWidth / (x + 1), kClosest, 1.0), kMaxWidth / (x + 1));
+        m_scale = std::min(std::clamp(kEasyWidth / (x + 1), kClosest, kWidest), kMaxWidth / (x + 1));
         m_width = std::max(x * m_scale + kEndPx, 760.0);
     }
 
@@ -309,8 +312,8 @@ class CPage {
 
     void Row(const TimelineLane& lane, const std::vector<Place>& places, double y) {
         const double bottom = y + HeightOf(places);
-        m_page += "<g class=\"lane\"><line class=\"row\" x1=\"0\" x2=\"" + Px(m_axis.Width()) + "\" y1=\"" +
-                  Px(bottom) + "\" y2=\"" + Px(bottom) + "\"/>\n";
+        m_page += "<g class=\"lane\"><line class=\"row\" x1=\"0\" x2=\"100%\" y1=\"" + Px(bottom) + "\" y2=\"" +
+                  Px(bottom) + "\"/>\n";
         for (std::size_t i = 0; i < lane.spans.size(); ++i) {
             Span(lane.spans[i], places[i], y + 4 + kSpanStep * static_cast<double>(places[i].row));
         }
