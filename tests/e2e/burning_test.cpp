@@ -1,7 +1,6 @@
 // A helper that burns the machine, in real time: an SDK in it starts threads that do nothing else.
 #include <algorithm>
 
-#include "ipc/envelope.h"
 #include "tests/e2e/end_to_end.h"
 #include "tests/support/stand_in_process.h"
 
@@ -59,17 +58,11 @@ TEST_F(Burning, IsAskedToCloseInTheSixthRound) {
 }
 
 TEST_F(Burning, IsKilledInTheTwelfthRoundWhenItsMainThreadDoesNotAct) {
-    // An open on the command line runs on the main thread. The SDK keeps it there, answering what is sent, so that the
-    // window's probes are content, and leaving what is posted.
+    // The SDK keeps the main thread in the open, answering what is sent, so that the window's probes are content, and
+    // leaving what is posted.
     m_sandbox.SetOcean(L"hold", m_gate.Name());
     m_sandbox.SetOcean(L"hold_answers", L"1");
-    Json::Value content = ServiceContent(m_strService);
-    content["p1"] = JsonOf(MiniAppOpen("t"));
-    HelperStart start = MakeStart();
-    start.strType = L"6";
-    start.strParam = WriteEnvelope(6, content);
-    ASSERT_EQ(m_caller->StartHelper(start), CallerResult::Ok);
-    ASSERT_TRUE(m_helper.Attach(m_caller->ProcessId()));
+    ASSERT_NO_FATAL_FAILURE(StartHelperOnAnOpen(MiniAppOpen("t")));
     EXPECT_EQ(m_helper.WaitForEnd(13 * kRoundMs + kCrowdedMs), 0u) << Log().Tail();
     EXPECT_EQ(BreachesAtTheEnd(), 12) << ::testing::PrintToString(Samples());
     const std::vector<std::string> beacons = Beacons();

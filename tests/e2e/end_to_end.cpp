@@ -94,6 +94,17 @@ void CEndToEndOf<Caller>::StartHelper(HelperStart start) {
 }
 
 template <typename Caller>
+void CEndToEndOf<Caller>::StartHelperOnAnOpen(const std::string& p1) {
+    Json::Value content = ServiceContent(m_strService);
+    content["p1"] = JsonOf(p1);
+    HelperStart start = MakeStart();
+    start.strType = L"6";
+    start.strParam = WriteEnvelope(6, content);
+    ASSERT_EQ(m_caller->StartHelper(start), CallerResult::Ok);
+    ASSERT_TRUE(m_helper.Attach(m_caller->ProcessId()));
+}
+
+template <typename Caller>
 void CEndToEndOf<Caller>::StartBare(const std::wstring& arguments) {
     ASSERT_TRUE(m_helper.Start(m_sandbox.Exe(), arguments)) << GetLastError();
 }

@@ -38,6 +38,8 @@ class CEndToEndOf : public ::testing::Test {
     // Starts the helper for this test's caller, whose pipe is served by now, and waits for the ready notice. Further
     // members of start are taken over.
     void StartHelper(HelperStart start = {});
+    // Starts it with an open on its command line, which it runs on its main thread, and does not wait.
+    void StartHelperOnAnOpen(const std::string& p1);
     // Starts the helper's program with these arguments and nothing around it.
     void StartBare(const std::wstring& arguments);
     // A start as StartHelper makes it, for a caller of its own.

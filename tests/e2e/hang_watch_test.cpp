@@ -1,5 +1,4 @@
 // A helper whose main thread no longer answers ends itself.
-#include "ipc/envelope.h"
 #include "tests/e2e/end_to_end.h"
 #include "tests/support/stand_in_process.h"
 
@@ -50,13 +49,7 @@ TEST_F(HangWatch, OpenOfTheCommandLineThatHangsInItsSdkEndsTheHelper) {
     m_sandbox.LayOcean(L"good");
     m_sandbox.SetOcean(L"hold", m_gate.Name());
     ASSERT_TRUE(m_sandbox.Ready());
-    Json::Value content = ServiceContent(m_strService);
-    content["p1"] = JsonOf(MiniAppOpen("t"));
-    HelperStart start = MakeStart();
-    start.strType = L"6";
-    start.strParam = WriteEnvelope(6, content);
-    ASSERT_EQ(m_caller->StartHelper(start), CallerResult::Ok);
-    ASSERT_TRUE(m_helper.Attach(m_caller->ProcessId()));
+    ASSERT_NO_FATAL_FAILURE(StartHelperOnAnOpen(MiniAppOpen("t")));
     ExpectTheEndByTheFirstMissedProbe();
     EXPECT_NE(m_sandbox.OceanCalls().find("holding"), std::string::npos) << m_sandbox.OceanCalls();
 }

@@ -23,6 +23,17 @@ class Lifecycle : public CEndToEnd {
   protected:
     // "/from:MARK", with whatever stands behind.
     std::wstring From(const std::wstring& rest = {}) const { return L"/from:" + m_strMark + rest; }
+
+    // Starts a helper for a caller of another mark, which has to run beside the first.
+    void StartBeside(CLibraryCaller& other, CHelperProcess& second) {
+        ASSERT_EQ(other.Open(), CallerResult::Ok);
+        ASSERT_EQ(other.StartHelper(MakeStart()), CallerResult::Ok);
+        ASSERT_TRUE(second.Attach(other.ProcessId()));
+        ReceivedFrame notice;
+        EXPECT_EQ(other.WaitForFrame(12, kLongMs, notice), CallerResult::Ok);
+        EXPECT_TRUE(second.IsRunning());
+        EXPECT_TRUE(m_helper.IsRunning());
+    }
 };
 
 TEST_F(Lifecycle, RequestOnTheHostsPipeForAnUnknownServiceMakesAnInstance) {
@@ -112,14 +123,8 @@ INSTANTIATE_TEST_SUITE_P(Rounds, TwoStarts, testing::Range(0, 20));
 TEST_F(Lifecycle, TwoMarksAreTwoProcesses) {
     StartHelper();
     CLibraryCaller other(m_strMark + L"b", m_strService);
-    ASSERT_EQ(other.Open(), CallerResult::Ok);
-    ASSERT_EQ(other.StartHelper(MakeStart()), CallerResult::Ok);
     CHelperProcess second;
-    ASSERT_TRUE(second.Attach(other.ProcessId()));
-    ReceivedFrame notice;
-    EXPECT_EQ(other.WaitForFrame(12, kLongMs, notice), CallerResult::Ok);
-    EXPECT_TRUE(second.IsRunning());
-    EXPECT_TRUE(m_helper.IsRunning());
+    ASSERT_NO_FATAL_FAILURE(StartBeside(other, second));
     ExpectServed(other);
     ExpectServed();
 }
@@ -131,14 +136,8 @@ TEST_F(Lifecycle, MarkInAnotherCaseIsAnotherProcess) {
     ASSERT_NE(mark, m_strMark);
     // Pipes are found without regard to case, so the other service has a name of its own.
     CLibraryCaller other(mark, m_strService + "u");
-    ASSERT_EQ(other.Open(), CallerResult::Ok);
-    ASSERT_EQ(other.StartHelper(MakeStart()), CallerResult::Ok);
     CHelperProcess second;
-    ASSERT_TRUE(second.Attach(other.ProcessId()));
-    ReceivedFrame notice;
-    EXPECT_EQ(other.WaitForFrame(12, kLongMs, notice), CallerResult::Ok);
-    EXPECT_TRUE(second.IsRunning());
-    EXPECT_TRUE(m_helper.IsRunning());
+    ASSERT_NO_FATAL_FAILURE(StartBeside(other, second));
 }
 
 TEST_F(Lifecycle, StartWithoutAMarkDoesNothingAndEndsClean) {
