@@ -12,6 +12,10 @@ struct FateCase {
     InstanceFate fate;
 };
 
+void PrintTo(const FateCase& one, std::ostream* out) {
+    *out << one.name;
+}
+
 class PruneRuleTest : public testing::TestWithParam<FateCase> {};
 
 TEST_P(PruneRuleTest, DecidesByTheRecord) {

@@ -41,6 +41,10 @@ struct Ill {
     const char* what;  // part of the one finding
 };
 
+void PrintTo(const Ill& ill, std::ostream* out) {
+    *out << ill.name;
+}
+
 const Ill kIlls[] = {
     {"NoProgram", [](DoctorFacts& f) { f.programExists = false; }, true, "nexlet.exe is not there"},
     {"NoHelper",

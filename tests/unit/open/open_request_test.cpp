@@ -257,6 +257,10 @@ struct Inconvertible {
     const char* failure;
 };
 
+void PrintTo(const Inconvertible& one, std::ostream* out) {
+    *out << one.name;
+}
+
 using ParseAppOpenInfoDeathTest = testing::TestWithParam<Inconvertible>;
 
 TEST_P(ParseAppOpenInfoDeathTest, AValueThatDoesNotConvertEndsTheProcess) {

@@ -267,6 +267,10 @@ struct VerbCase {
     const char* pszVerb;
 };
 
+void PrintTo(const VerbCase& one, std::ostream* out) {
+    *out << "mode " << one.nMode << (one.bData ? ", " : ", null, ") << one.nSize << " bytes: " << one.pszVerb;
+}
+
 class HttpTransferVerbTest : public HttpTransferTest, public testing::WithParamInterface<VerbCase> {};
 
 TEST_P(HttpTransferVerbTest, TheVerbFollowsModeAndBody) {
