@@ -4,6 +4,7 @@
 #   client     the caller's library with headers, import library and CMake package
 #   documents  docs/, licenses/ and the example of a caller
 #   symbols    the debug information of all three, under the names that they refer to
+#   world      bin/nexlet-world.exe, bin/nexlet-standin.exe, what they bring up, and examples of scenarios
 include(CMakePackageConfigHelpers)
 
 install(TARGETS nexlet nexctl RUNTIME DESTINATION bin COMPONENT program)
@@ -27,6 +28,12 @@ install(EXPORT nexlet NAMESPACE nexlet:: FILE nexlet-targets.cmake DESTINATION l
 foreach(target nexlet nexctl nexlet_client)
   install(FILES $<TARGET_FILE:${target}>.debug DESTINATION bin COMPONENT symbols)
 endforeach()
+
+install(TARGETS nexlet-world nexlet-standin RUNTIME DESTINATION bin COMPONENT world)
+install(DIRECTORY ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/world DESTINATION bin COMPONENT world PATTERN .signed EXCLUDE)
+install(FILES ${CMAKE_SOURCE_DIR}/world/README.md DESTINATION world COMPONENT world)
+install(DIRECTORY ${CMAKE_SOURCE_DIR}/examples/world DESTINATION examples COMPONENT world)
+install(FILES ${CMAKE_SOURCE_DIR}/resources/THIRD-PARTY.md DESTINATION licenses COMPONENT world)
 
 # The pages that are of use without the sources.
 foreach(page package client protocol troubleshooting refusals registry beacons envelope signer-check threats)
@@ -58,7 +65,9 @@ function(nexlet_install_license name text notice)
     set(text ${package_folder}/${name}.txt)
     file(CONFIGURE OUTPUT ${text} CONTENT "@notice@\n" @ONLY)
   endif()
-  install(FILES ${text} DESTINATION licenses RENAME ${name}.txt COMPONENT documents)
+  foreach(component documents world)
+    install(FILES ${text} DESTINATION licenses RENAME ${name}.txt COMPONENT ${component})
+  endforeach()
 endfunction()
 
 nexlet_install_license(jsoncpp ${jsoncpp_source}/LICENSE

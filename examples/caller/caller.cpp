@@ -1,4 +1,6 @@
 // Opens one mini-program through the helper and says how it ended: "1" is the word of success, and the exit code 0.
+//
+//   caller [PROGRAM]    PROGRAM is the full path of nexlet.exe; without it the one beside nexlet_client.dll
 #include <windows.h>
 
 #include <cstdio>
@@ -21,7 +23,7 @@ int Fail(const char* step, const std::string& why) {
 
 }  // namespace
 
-int main() {
+int main(int count, char** values) {
     CNexletClient client;
     // An id of its own for each run, so that a helper which still holds the service of an earlier one is not in the
     // way.
@@ -30,6 +32,7 @@ int main() {
         return Fail("open the pipe", nexlet_result_text(result));
     }
     nexlet_start_options start = {};
+    start.program = count > 1 ? values[1] : nullptr;
     start.product = "example";
     start.from = "example";
     result = client.Start(start, kWaitMs);

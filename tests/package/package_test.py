@@ -26,7 +26,8 @@ from pe_file import PeFile  # noqa: E402
 from relink import relink  # noqa: E402
 
 NAME = f"nexlet-{VERSION}-windows-x64"
-MADE = {f"{NAME}.zip", f"{NAME}-symbols.zip", f"{NAME}.cdx.json", "SHA256SUMS"}
+MADE = {f"{NAME}.zip", f"{NAME}-symbols.zip", f"{NAME}-world.zip", f"{NAME}.cdx.json", f"{NAME}-world.cdx.json",
+        "SHA256SUMS"}
 PROGRAMS = ["bin/nexctl.exe", "bin/nexlet.exe", "bin/nexlet_client.dll"]
 CONTENTS = PROGRAMS + [
     "CHANGELOG.md",
@@ -40,6 +41,36 @@ CONTENTS = PROGRAMS + [
     "lib/nexlet_client.def", "lib/nexlet_client.dll.a",
     "licenses/THIRD-PARTY.md", "licenses/gcc-runtime.txt", "licenses/jsoncpp.txt", "licenses/mingw-w64.txt",
     "sbom.cdx.json"]
+OCEANS = ["broken", "failing", "good", "inside", "inside_thread", "late", "missing_export", "refusing", "unknown_id"]
+YYB = {"good": ["AndrowsInstaller.exe", "pcyyb_sdk_dll.dll", "qimei.dll"], "missing_export": ["pcyyb_sdk_dll.dll"],
+       "newer": ["pcyyb_sdk_dll.dll"], "old": ["AndrowsInstaller.exe", "pcyyb_sdk_dll.dll"],
+       "older": ["pcyyb_sdk_dll.dll"], "stranger": ["AndrowsInstaller.exe", "pcyyb_sdk_dll.dll", "qimei.dll"],
+       "unsigned": ["pcyyb_sdk_dll.dll", "qimei.dll"]}
+WORLD_CONTENTS = [
+    "bin/nexlet-standin.exe", "bin/nexlet-world.exe",
+    *(f"bin/world/{name}.exe" for name in ("WeChat", "internet", "monitor", "stand_in")),
+    *(f"bin/world/{variant}/ocean.dll" for variant in OCEANS),
+    "bin/world/yyb/androws_logo.png",
+    *(f"bin/world/yyb/{variant}/{file}" for variant, files in YYB.items() for file in files),
+    *(f"examples/world/{name}.scenario" for name in ("fails", "opens", "page")),
+    "licenses/THIRD-PARTY.md", "licenses/gcc-runtime.txt", "licenses/jsoncpp.txt", "licenses/mingw-w64.txt",
+    "world/README.md", "world/sbom.cdx.json"]
+
+# Of the schema of CycloneDX 1.5, as far as these bills use it: the members that an object may have, and must have.
+BILL_MEMBERS = {"bomFormat", "specVersion", "serialNumber", "version", "metadata", "components", "services",
+                "externalReferences", "dependencies", "compositions", "vulnerabilities", "annotations", "formulation",
+                "properties", "signature", "$schema"}
+COMPONENT_MEMBERS = {"type", "mime-type", "bom-ref", "supplier", "author", "publisher", "group", "name", "version",
+                     "description", "scope", "hashes", "licenses", "copyright", "cpe", "purl", "swid", "modified",
+                     "pedigree", "externalReferences", "components", "evidence", "releaseNotes", "modelCard", "data",
+                     "properties", "signature"}
+COMPONENT_TYPES = {"application", "framework", "library", "container", "platform", "operating-system", "device",
+                   "device-driver", "firmware", "file", "machine-learning-model", "data"}
+HASH_BYTES = {"MD5": 16, "SHA-1": 20, "SHA-256": 32, "SHA-384": 48, "SHA-512": 64}
+REFERENCE_TYPES = {"vcs", "issue-tracker", "website", "advisories", "bom", "mailing-list", "social", "chat",
+                   "documentation", "support", "distribution", "distribution-intake", "license", "build-meta",
+                   "build-system", "release-notes", "security-contact", "other"}
+LICENSE_IDS = {"MIT", "ZPL-2.1", "BSD-3-Clause", "GPL-3.0-or-later"}
 
 
 def sha256(data):
@@ -70,26 +101,46 @@ class PackageTest(unittest.TestCase):
         make_package(OUT)
         cls.zip = zipfile.ZipFile(OUT / f"{NAME}.zip")
         cls.symbols = zipfile.ZipFile(OUT / f"{NAME}-symbols.zip")
+        cls.world = zipfile.ZipFile(OUT / f"{NAME}-world.zip")
         cls.zip.extractall(OUT / "unpacked")
+        cls.world.extractall(OUT / "unpacked_world")
         cls.unpacked = OUT / "unpacked" / NAME
+        cls.unpacked_world = OUT / "unpacked_world" / NAME
         cls.bill = json.loads((OUT / f"{NAME}.cdx.json").read_text(encoding="utf-8"))
+        cls.world_bill = json.loads((OUT / f"{NAME}-world.cdx.json").read_text(encoding="utf-8"))
+        cls.bills = ((cls.bill, cls.unpacked, CONTENTS, "sbom.cdx.json"),
+                     (cls.world_bill, cls.unpacked_world, WORLD_CONTENTS, "world/sbom.cdx.json"))
 
     @classmethod
     def tearDownClass(cls):
         cls.zip.close()
+        cls.world.close()
         cls.symbols.close()
 
     def assert_same_package(self, out):
         for name in sorted(MADE):
             self.assertEqual(sha256((out / name).read_bytes()), sha256((OUT / name).read_bytes()), name)
 
-    def test_four_files_are_made(self):
+    def test_six_files_are_made(self):
         self.assertEqual({file.name for file in OUT.iterdir() if file.is_file()}, MADE)
 
     def test_zip_holds_exactly_what_it_should(self):
         self.assertEqual(self.zip.namelist(), sorted(f"{NAME}/{name}" for name in CONTENTS))
         for entry in self.zip.infolist():
             self.assertGreater(entry.file_size, 0, entry.filename)
+
+    def test_world_holds_exactly_what_it_should_and_lies_over_the_package(self):
+        self.assertEqual(self.world.namelist(), sorted(f"{NAME}/{name}" for name in WORLD_CONTENTS))
+        for name in set(WORLD_CONTENTS) & set(CONTENTS):
+            self.assertEqual((self.unpacked_world / name).read_bytes(), (self.unpacked / name).read_bytes(), name)
+
+    def test_programs_of_the_world_need_nothing_but_windows(self):
+        for name in WORLD_CONTENTS:
+            if name.endswith((".exe", ".dll")) and "/broken/" not in name:
+                self.assertLessEqual(set(PeFile(self.unpacked_world / name).imports()),
+                                     {"advapi32.dll", "bcrypt.dll", "crypt32.dll", "gdi32.dll", "kernel32.dll",
+                                      "msvcrt.dll", "ole32.dll", "psapi.dll", "shell32.dll", "shlwapi.dll",
+                                      "user32.dll", "version.dll", "ws2_32.dll"}, name)
 
     def test_symbols_are_apart_and_are_those_that_the_programs_refer_to(self):
         self.assertEqual(self.symbols.namelist(), [f"{NAME}/{name}.debug" for name in PROGRAMS])
@@ -99,14 +150,15 @@ class PackageTest(unittest.TestCase):
             self.assertEqual(zlib.crc32(self.symbols.read(f"{NAME}/{name}.debug")), checksum, name)
 
     def test_nothing_in_it_tells_when_or_where_it_was_made(self):
-        for archive in (self.zip, self.symbols):
+        for archive in (self.zip, self.symbols, self.world):
             for entry in archive.infolist():
                 self.assertEqual(entry.date_time, (1980, 1, 1, 0, 0, 0), entry.filename)
                 self.assertEqual((entry.external_attr, entry.extra, entry.comment), (0o100644 << 16, b"", b""))
-        for name in CONTENTS:
-            data = (self.unpacked / name).read_bytes()
-            for path in (SOURCE_DIR, BUILD_DIR, "/home/", "/root/", "/tmp/"):
-                self.assertNotIn(str(path).encode(), data, name)
+        for folder, names in ((self.unpacked, CONTENTS), (self.unpacked_world, WORLD_CONTENTS)):
+            for name in names:
+                data = (folder / name).read_bytes()
+                for path in (SOURCE_DIR, BUILD_DIR, "/home/", "/root/", "/tmp/"):
+                    self.assertNotIn(str(path).encode(), data, name)
 
     def test_library_needs_nothing_but_windows(self):
         library = PeFile(self.unpacked / "bin/nexlet_client.dll")
@@ -133,27 +185,90 @@ class PackageTest(unittest.TestCase):
         for name, digest in listed.items():
             self.assertEqual(sha256((OUT / name).read_bytes()), digest, name)
 
-    def test_bill_of_materials_names_what_is_inside(self):
-        self.assertEqual((self.unpacked / "sbom.cdx.json").read_bytes(), (OUT / f"{NAME}.cdx.json").read_bytes())
-        self.assertEqual((self.bill["bomFormat"], self.bill["specVersion"]), ("CycloneDX", "1.5"))
-        self.assertEqual(self.bill["metadata"]["component"]["version"], VERSION)
-        parts = {part["bom-ref"]: part for part in self.bill["components"]}
-        self.assertEqual(len(parts), len(self.bill["components"]), "a reference is used twice")
-        linked = {"JsonCpp", "libgcc", "libssp", "libstdc++", "mingw-w64 runtime", "winpthreads"}
-        self.assertEqual(set(parts), linked | set(PROGRAMS))
-        self.assertEqual(parts["JsonCpp"]["version"], "1.9.5")
-        for name in linked:
-            self.assertTrue(parts[name]["licenses"], name)
-            self.assertRegex(parts[name]["version"], r"^\d+\.\d+\.\d+$", name)
-        for name in PROGRAMS:
-            self.assertEqual(parts[name]["hashes"], [{"alg": "SHA-256", "content": sha256((self.unpacked / name).read_bytes())}])
-        for link in self.bill["dependencies"]:
-            self.assertLessEqual(set(link["dependsOn"]), set(parts))
-            self.assertTrue(link["ref"] == "nexlet" or linked <= set(link["dependsOn"]), link["ref"])
+    def test_bills_of_materials_keep_to_their_schema(self):
+        for bill, _, _, _ in self.bills:
+            self.assertLessEqual(set(bill), BILL_MEMBERS)
+            self.assertEqual((bill["bomFormat"], bill["specVersion"]), ("CycloneDX", "1.5"))
+            self.assertIs(type(bill["version"]), int)
+            self.assertGreaterEqual(bill["version"], 1)
+            self.assertEqual(set(bill["metadata"]), {"component"})
+            components = [bill["metadata"]["component"], *bill["components"]]
+            for component in components:
+                self.check_component(component)
+            references = [component["bom-ref"] for component in components]
+            self.assertEqual(len(references), len(set(references)), "a reference is used twice")
+            links = bill["dependencies"]
+            self.assertEqual(len(links), len({link["ref"] for link in links}), "two lists of dependencies of one")
+            for link in links:
+                self.assertEqual(set(link), {"ref", "dependsOn"})
+                self.assertLessEqual({link["ref"], *link["dependsOn"]}, set(references))
+                self.assertEqual(len(link["dependsOn"]), len(set(link["dependsOn"])), link["ref"])
 
-    def test_bill_of_materials_has_no_time_and_no_serial_number(self):
-        self.assertNotIn("serialNumber", self.bill)
-        self.assertNotIn("timestamp", self.bill["metadata"])
+    def check_component(self, component):
+        name = component["name"]
+        self.assertLessEqual(set(component), COMPONENT_MEMBERS, name)
+        self.assertIn(component["type"], COMPONENT_TYPES, name)
+        for member in ("name", "version", "bom-ref", "purl"):
+            if member in component:
+                self.assertRegex(component[member], r"^\S(.*\S)?$", name)
+        self.assertRegex(component.get("purl", "pkg:deb/debian/x@1"), r"^pkg:[a-z]+/[^@\s]+@[^@\s]+$")
+        self.check_hashes(component.get("hashes", []))
+        for reference in component.get("externalReferences", []):
+            self.assertLessEqual({"type", "url"}, set(reference))
+            self.assertLessEqual(set(reference), {"type", "url", "comment", "hashes"})
+            self.assertIn(reference["type"], REFERENCE_TYPES)
+            self.check_hashes(reference.get("hashes", []))
+        licenses = component.get("licenses", [])
+        for one in licenses:
+            if "expression" in one:
+                self.assertEqual((set(one), len(licenses)), ({"expression"}, 1), name)
+                ids = re.split(r" (?:AND|OR|WITH) ", one["expression"])
+                self.assertLessEqual(set(ids), LICENSE_IDS | {"GCC-exception-3.1"}, name)
+            else:
+                self.assertEqual((set(one), set(one["license"])), ({"license"}, {"id"}), name)
+                self.assertIn(one["license"]["id"], LICENSE_IDS, name)
+
+    def check_hashes(self, hashes):
+        for one in hashes:
+            self.assertEqual(set(one), {"alg", "content"})
+            self.assertRegex(one["content"], "^[0-9a-f]{%d}$" % (2 * HASH_BYTES[one["alg"]]))
+
+    def test_bills_of_materials_name_every_file_with_its_hash(self):
+        for bill, folder, contents, own in self.bills:
+            self.assertEqual(json.loads((folder / own).read_text(encoding="utf-8")), bill)
+            listed = {part["name"]: part for part in bill["components"] if "hashes" in part}
+            self.assertEqual(sorted(listed), sorted(set(contents) - {own}), "a bill cannot hold its own hash")
+            for name, part in listed.items():
+                data = (folder / name).read_bytes()
+                self.assertEqual(part["hashes"], [{"alg": "SHA-256", "content": sha256(data)}], name)
+                self.assertEqual(part["type"] == "file", data[:2] != b"MZ", name)
+
+    def test_bills_of_materials_name_what_is_linked_in(self):
+        linked = {"JsonCpp", "libgcc", "libssp", "libstdc++", "mingw-w64 runtime", "winpthreads"}
+        for bill, folder, _, _ in self.bills:
+            self.assertEqual(bill["metadata"]["component"]["version"], VERSION)
+            parts = {part["bom-ref"]: part for part in bill["components"]}
+            self.assertEqual({name for name, part in parts.items() if "hashes" not in part}, linked)
+            self.assertEqual(parts["JsonCpp"]["version"], "1.9.5")
+            for name in linked:
+                self.assertTrue(parts[name]["licenses"], name)
+                self.assertRegex(parts[name]["version"], r"^\d+\.\d+\.\d+$", name)
+            links = {link["ref"]: set(link["dependsOn"]) for link in bill["dependencies"]}
+            programs = {name for name, part in parts.items() if part["type"] != "file" and "hashes" in part}
+            self.assertEqual(set(links), programs | {bill["metadata"]["component"]["bom-ref"]})
+            for name in programs:
+                data = (folder / name).read_bytes()
+                self.assertLessEqual({"libgcc", "mingw-w64 runtime"}, links[name], name)
+                # What these two leave in every program that has them.
+                self.assertEqual("JsonCpp" in links[name], b"in Json::Value" in data, name)
+                self.assertEqual("libstdc++" in links[name], b"terminate called" in data, name)
+        self.assertIn("bin/nexlet_client.dll",
+                      {link["ref"]: link["dependsOn"] for link in self.bill["dependencies"]}["bin/nexctl.exe"])
+
+    def test_bills_of_materials_have_no_time_and_no_serial_number(self):
+        for bill, _, _, _ in self.bills:
+            self.assertNotIn("serialNumber", bill)
+            self.assertNotIn("timestamp", bill["metadata"])
 
     def test_licences_are_the_texts_and_not_a_word_about_them(self):
         for name, words in {"jsoncpp": "Permission is hereby granted, free of charge",
@@ -166,7 +281,7 @@ class PackageTest(unittest.TestCase):
             self.assertIn(f"`{name}.txt`", (self.unpacked / "licenses/THIRD-PARTY.md").read_text(encoding="utf-8"))
 
     def test_links_between_the_documents_lead_somewhere(self):
-        for page in sorted(self.unpacked.rglob("*.md")):
+        for page in sorted([*self.unpacked.rglob("*.md"), *self.unpacked_world.rglob("*.md")]):
             for target in re.findall(r"\]\(([^)#]+)[^)]*\)", page.read_text(encoding="utf-8")):
                 if not target.startswith(("http:", "https:")):
                     self.assertTrue((page.parent / target).exists(), f"{page.name} refers to {target}")
@@ -182,8 +297,10 @@ class PackageTest(unittest.TestCase):
         tool = runpy.run_path(str(SOURCE_DIR / "tools" / "package"))
         with tempfile.TemporaryDirectory(dir=BUILD_DIR) as folder:
             folder = pathlib.Path(folder)
-            linked, package, symbols, out = (folder / name for name in ("linked", "package", "symbols", "out"))
+            linked, package, symbols, world, out = (folder / name for name in
+                                                    ("linked", "package", "symbols", "world", "out"))
             tool["install"](BUILD_DIR, package, *tool["COMPONENTS"])
+            tool["install"](BUILD_DIR, world, "world")
             for name in PROGRAMS:
                 linked.mkdir(exist_ok=True)
                 again = relink(NINJA, BUILD_DIR, name, linked)
@@ -191,7 +308,7 @@ class PackageTest(unittest.TestCase):
                 (symbols / "bin").mkdir(parents=True, exist_ok=True)
                 shutil.copy(f"{again}.debug", symbols / "bin")
             shutil.copy(linked / "client/nexlet_client.dll.a", package / "lib")
-            tool["pack"](tool["read_facts"](BUILD_DIR), package, symbols, out)
+            tool["pack"](tool["read_facts"](BUILD_DIR), package, symbols, world, out)
             self.assert_same_package(out)
 
 
