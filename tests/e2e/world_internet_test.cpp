@@ -150,6 +150,26 @@ TEST_F(WorldInternet, AKilledUpGoesDownToWhatWasThere) {
     }
 }
 
+TEST_F(WorldInternet, AKilledDownIsFinishedByTheNext) {
+    const std::string before = Exports();
+    for (const DWORD afterMs : {5u, 40u, 120u}) {
+        ASSERT_EQ(
+            Up(std::string(kInternet) + "installed WeChat\nscheme nexlet-world-test clients/WeChat.exe\n").dwExitCode,
+            0u);
+        // What the world keeps has something to be taken back from.
+        const CRegistryValue stray(HKEY_CURRENT_USER, kSettings, L"stray", 0, REG_SZ, TextBytes(L"x"));
+        CHelperProcess down;
+        ASSERT_TRUE(down.Start(OwnFolder() + L"\\nexlet-world.exe", L"down \"" + m_directory.wstring() + L"\""));
+        WaitForSingleObject(down.Handle(), afterMs);
+        down.Kill();
+        // It may have been quicker, and there is no world any more.
+        const ConsoleRun again = Down();
+        EXPECT_TRUE(again.dwExitCode == 0 || (again.dwExitCode == 3 && !std::filesystem::exists(m_directory)))
+            << again.strErr;
+    }
+    ExpectNothingLeft(before);
+}
+
 TEST_F(WorldInternet, ServersThatWereKilledLeaveNoProxyBehind) {
     const std::string before = Exports();
     ASSERT_EQ(Up(kInternet).dwExitCode, 0u);

@@ -74,6 +74,28 @@ keep machine64 SOFTWARE\NexletWorldTest\None)")
     ExpectNothingLeft(before);
 }
 
+TEST_F(World, KeptKeyThatNobodyTouchedIsNotWritten) {
+    const CRegistryValue own(HKEY_CURRENT_USER, L"SOFTWARE\\NexletWorldTest\\Below", L"Own", 0, REG_SZ,
+                             TextBytes(L"mine"));
+    const auto written = [] {
+        HKEY key = nullptr;
+        EXPECT_EQ(RegOpenKeyExW(HKEY_CURRENT_USER, L"SOFTWARE\\NexletWorldTest\\Below", 0, KEY_READ, &key),
+                  ERROR_SUCCESS);
+        const CRegistryKey owner(key);
+        FILETIME time = {};
+        EXPECT_EQ(RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                                   nullptr, &time),
+                  ERROR_SUCCESS);
+        return std::uint64_t{time.dwHighDateTime} << 32 | time.dwLowDateTime;
+    };
+    const std::uint64_t before = written();
+    ASSERT_NE(before, 0u);
+    ASSERT_EQ(Up("keep user SOFTWARE\\NexletWorldTest").dwExitCode, 0u);
+    const ConsoleRun down = Down();
+    EXPECT_EQ(down.dwExitCode, 0u) << down.strErr;
+    EXPECT_EQ(written(), before);
+}
+
 TEST_F(World, SecondUpTakesTheFirstWorldDown) {
     const std::string before = Exports();
     ASSERT_EQ(Up("installed Androws\nprocess one.exe").dwExitCode, 0u);

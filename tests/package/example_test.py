@@ -2,9 +2,11 @@
 """Builds the example of a caller from the two archives of the package, as somebody does who has nothing else, and runs it
 in worlds that the package brings up.
 example_test.py SOURCE_DIR MADE CMAKE CXX RC WINE_PREFIX"""
+import http.client
 import json
 import os
 import pathlib
+import ssl
 import subprocess
 import sys
 import tempfile
@@ -115,6 +117,40 @@ class ExampleTest(unittest.TestCase):
         self.assertIn("open appId=wx0123456789abcdef appPath=pages/index/index", calls)
         request = json.loads(self.nexlet_world("requests", self.world, "info.txt", "30000"))
         self.assertEqual((request["url"], request["status"]), ("http://info.nexlet.invalid/wxzolt/info.txt", 200))
+        self.down()
+        self.assert_nothing_left()
+
+    def ask_over_tls(self, context):
+        """A request through the proxy of the world, with another TLS than the helper's."""
+        port = int((self.world / "internet_port.txt").read_text())
+        connection = http.client.HTTPSConnection("127.0.0.1", port, context=context, timeout=60)
+        connection.set_tunnel("statistics.nexlet.invalid", 443)
+        try:
+            connection.request("GET", "/static/a/1.gif?a=b")
+            return connection.getresponse().status
+        finally:
+            connection.close()
+
+    def test_tls_of_the_world_is_real_and_its_certificate_is_nobodys(self):
+        self.up("opens.scenario")
+        context = ssl.SSLContext(ssl.PROTOCOL_TLS_CLIENT)
+        context.set_ciphers("AES128-GCM-SHA256")
+        with self.assertRaises(ssl.SSLCertVerificationError):
+            self.ask_over_tls(context)
+        refused = json.loads(self.nexlet_world("requests", self.world, "fault", "30000"))
+        self.assertEqual((refused["method"], refused["url"]), ("CONNECT", "https://statistics.nexlet.invalid"))
+        context.check_hostname = False
+        context.verify_mode = ssl.CERT_NONE
+        self.assertEqual(self.ask_over_tls(context), 200)
+        seen = json.loads(self.nexlet_world("requests", self.world, "1.gif"))
+        self.assertEqual(seen["url"], "https://statistics.nexlet.invalid/static/a/1.gif?a=b")
+        # One that is offered nothing it speaks says so instead of hanging.
+        context.set_ciphers("ECDHE-RSA-AES256-GCM-SHA384")
+        context.maximum_version = ssl.TLSVersion.TLSv1_2
+        with self.assertRaises(OSError):
+            self.ask_over_tls(context)
+        self.assertIn("TLS_RSA_WITH_AES_128_GCM_SHA256",
+                      self.nexlet_world("requests", self.world, "does not offer", "30000"))
         self.down()
         self.assert_nothing_left()
 
