@@ -81,6 +81,15 @@ answer statistics.nexlet.invalid /static/a/* 204
         << beacon["url"].asString();
     EXPECT_TRUE(beacon["url"].asString().ends_with("&m=mid"));
     EXPECT_EQ(beacon["status"].asUInt(), 204u);
+
+    // And the caller's own URLs, here of a target that was never opened.
+    Json::Value follow = JsonOf(MiniAppPoll("t"));
+    follow["interval"] = 0;
+    follow["errorLog"].append("https://caller.invalid/not_opened?a=b");
+    Json::Value content = ServiceContent(m_strService);
+    content["p1"] = WriteJson(follow);
+    ASSERT_EQ(m_caller->Send(8, content, kLongMs), CallerResult::Ok);
+    EXPECT_EQ(Request("not_opened")["url"].asString(), "https://caller.invalid/not_opened?a=b");
     EXPECT_EQ(Requests("no such thing", "0").dwExitCode, 4u);
     EXPECT_EQ(Run({"requests", Utf8(m_directory)}).dwExitCode, 0u);
 

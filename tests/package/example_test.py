@@ -58,27 +58,31 @@ class ExampleTest(unittest.TestCase):
         run(CMAKE, "--build", build)
         run(CMAKE, "--install", build, "--prefix", cls.caller.parent)
 
+        cls.before = cls.exports()
+
     def setUp(self):
         self.world = self.folder / "world"
-        self.before = self.exports()
-        # Harmless where none is up any more.
-        self.addCleanup(self.down, None)
+        self.addCleanup(self.take_down_what_a_failure_left)
 
     def nexlet_world(self, *words, code=0):
         return run(WINE / "run", self.package / "bin/nexlet-world.exe", *words, code=code)
 
-    def down(self, code=0):
-        if code is not None or self.world.exists():
-            self.nexlet_world("down", self.world)
+    def down(self):
+        self.nexlet_world("down", self.world)
+
+    def take_down_what_a_failure_left(self):
+        if self.world.exists():
+            self.down()
 
     def up(self, scenario):
         self.nexlet_world("up", self.package / "examples/world" / scenario, self.world)
 
-    def exports(self):
+    @classmethod
+    def exports(cls):
         """What the whole registry holds."""
         texts = []
         for key, view in PLACES:
-            file = self.folder / "export.reg"
+            file = cls.folder / "export.reg"
             run(WINE / "run", "reg", "export", key, file, "/y", view)
             keys = file.read_text(encoding="utf-16").split("\n\n")
             texts.append("\n\n".join(key for key in keys if not key.startswith(DESKTOP_NOTES)))
@@ -169,7 +173,7 @@ class ExampleTest(unittest.TestCase):
             self.nexlet_world("check", scenario)
             self.up(scenario.name)
             self.down()
-            self.assert_nothing_left()
+        self.assert_nothing_left()
 
 
 if __name__ == "__main__":
