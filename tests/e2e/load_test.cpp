@@ -1,6 +1,11 @@
-// Many services of one helper at once.
+// Many services of one helper at once that come, open, poll and leave, over and over again.
 #include <atomic>
 #include <cstdio>
+#include <deque>
+#include <iostream>
+#include <memory>
+#include <mutex>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -9,76 +14,188 @@
 namespace {
 
 constexpr int kServices = 64;
-constexpr int kFirstRounds = 100;
-constexpr int kRounds = 900;
+// A generation of services makes so many rounds and leaves, and the next one comes without waiting for the look through
+// the table that lets the old one go. The one before that has gone by then, so that never more than two are there, and
+// two are there from the beginning: what the helper needs at once is always the same.
+constexpr int kRoundsOfAGeneration = 50;
+constexpr int kGenerations = 20;
+// A helper that keeps the machine busy in six samples in a row, one every eleven seconds, closes itself. So before that
+// can be everyone leaves, and there is a rest that holds a whole sample.
+constexpr int kFirstRest = 2;
+constexpr int kRestEvery = 5;
+constexpr ULONGLONG kLoadMs = 45000;
+constexpr DWORD kRestMs = 12500;
+constexpr DWORD kPollPauseMs = 10;
+// All open the same task. Only opens of the latest task are ever answered, so opens of different tasks at once would
+// stay under way for ever; an answer settles every open of its task so far, and each poll takes one.
+constexpr const char* kTask = "load";
 
-using Load = CEndToEnd;
+struct Sizes {
+    std::size_t handles = 0;
+    std::size_t threads = 0;
+    std::size_t bytes = 0;
+};
 
-TEST_F(Load, SixtyFourServicesAtOnceGetTheirOwnRepliesAndLeaveNothingBehind) {
-    StartHelper();
-    const auto sizes = [this](const char* when, std::size_t& handles, std::size_t& threads, std::size_t& bytes) {
-        handles = m_helper.HandleCount();
-        threads = m_helper.ThreadCount();
-        bytes = m_helper.PrivateBytes();
-        std::printf("%-12s %6zu handles %5zu threads %9zu private bytes\n", when, handles, threads, bytes);
-    };
-    std::vector<decltype(Serve(""))> callers;
-    for (int i = 0; i < kServices; ++i) {
-        callers.push_back(Serve("svc" + std::to_string(i)));
-        SendToHost(7, QuickRequest(callers.back()->ServiceId(), -1));
-        ReceivedFrame reply;
-        ASSERT_EQ(callers.back()->WaitForFrame(13, kLongMs, reply), CallerResult::Ok) << i;
+class Load : public CEndToEnd {
+  protected:
+    using Callers = std::vector<std::unique_ptr<CLibraryCaller>>;
+
+    Sizes Measure(int rounds) {
+        const Sizes sizes{m_helper.HandleCount(), m_helper.ThreadCount(), m_helper.PrivateBytes()};
+        std::printf("%4d rounds %6zu handles %5zu threads %9zu private bytes, %d opens, %d polls\n", rounds,
+                    sizes.handles, sizes.threads, sizes.bytes, m_nOpens.load(), m_nPolls.load());
+        std::fflush(stdout);
+        return sizes;
     }
-    LeaveHost();
 
-    // Every service asks for an open and how it stands, and takes the very next frame for its answer.
-    std::atomic<int> wrong{0};
-    const auto run = [&](int rounds) {
+    // A generation of services the helper has not heard of, made known through its own pipe.
+    Callers Come(int generation) {
+        Callers callers;
+        for (int i = 0; i < kServices; ++i) {
+            callers.push_back(Serve("svc" + std::to_string(generation) + "_" + std::to_string(i)));
+            SendToHost(7, QuickRequest(callers.back()->ServiceId(), -1));
+            ReceivedFrame reply;
+            EXPECT_EQ(callers.back()->WaitForFrame(13, kLongMs, reply), CallerResult::Ok) << i;
+        }
+        LeaveHost();
+        return callers;
+    }
+
+    // Sends a request, and takes the very next frame for its reply. The word of the result; anything amiss is told.
+    std::string AskForOwn(CLibraryCaller& caller, int nType, Json::Value content, int nReply, int tag) {
+        content["service_id"] = caller.ServiceId();
+        content["tag"] = tag;
+        CallerResult result = caller.Send(nType, std::move(content), kLongMs);
+        ReceivedFrame reply;
+        if (result == CallerResult::Ok) {
+            result = caller.WaitForFrame(0, kLongMs, reply);
+        }
+        if (result != CallerResult::Ok || reply.nType != nReply || reply.content["tag"] != tag ||
+            reply.content["service_id"] != caller.ServiceId()) {
+            Complain(caller, tag, std::string(DescribeCallerResult(result)) + ": " + reply.strPayload);
+            return {};
+        }
+        return reply.content["result"].asString();
+    }
+
+    // Opens, and polls until the open has settled.
+    void Round(CLibraryCaller& caller, int& tag) {
+        Json::Value open(Json::objectValue);
+        open["p1"] = JsonOf(MiniAppOpen(kTask));
+        ++m_nOpens;
+        if (const std::string word = AskForOwn(caller, 6, std::move(open), 17, ++tag); word != "1") {
+            Complain(caller, tag, "opened with " + word);
+            return;
+        }
+        std::string word;
+        const ULONGLONG openedAt = GetTickCount64();
+        do {
+            Sleep(kPollPauseMs);
+            Json::Value poll(Json::objectValue);
+            poll["p1"] = MiniAppPoll(kTask);
+            ++m_nPolls;
+            word = AskForOwn(caller, 7, std::move(poll), 13, ++tag);
+        } while (word == "Loading" && GetTickCount64() - openedAt < kLongMs);
+        if (word != "1") {
+            Complain(caller, tag, "settled with " + word);
+        }
+    }
+
+    void Complain(const CLibraryCaller& caller, int tag, const std::string& what) {
+        const std::lock_guard guard(m_lockComplaints);
+        m_bGoingOn.store(false);
+        m_strComplaints += caller.ServiceId() + ", request " + std::to_string(tag) + ": " + what + "\n";
+    }
+
+    // Every service on a thread of its own. Done when all are.
+    void RunRounds(const Callers& callers) {
         std::vector<std::thread> threads;
-        for (const auto& caller : callers) {
-            threads.emplace_back([&caller = *caller, &wrong, rounds] {
-                for (int round = 0; round < rounds; ++round) {
-                    Json::Value open = ServiceContent(caller.ServiceId());
-                    open["p1"]["type"] = "miniApp";
-                    open["tag"] = round;
-                    Json::Value poll = QuickRequest(caller.ServiceId(), round);
-                    ReceivedFrame opened;
-                    ReceivedFrame polled;
-                    const bool own =
-                        caller.Send(6, open, kLongMs) == CallerResult::Ok &&
-                        caller.WaitForFrame(0, kLongMs, opened) == CallerResult::Ok && opened.nType == 17 &&
-                        opened.content["tag"] == round && opened.content["service_id"] == caller.ServiceId() &&
-                        caller.Send(7, poll, kLongMs) == CallerResult::Ok &&
-                        caller.WaitForFrame(0, kLongMs, polled) == CallerResult::Ok && polled.nType == 13 &&
-                        polled.content["tag"] == round && polled.content["service_id"] == caller.ServiceId();
-                    wrong += own ? 0 : 1;
+        for (const auto& pCaller : callers) {
+            threads.emplace_back([this, &caller = *pCaller] {
+                int tag = 0;
+                for (int round = 0; round < kRoundsOfAGeneration && m_bGoingOn.load(); ++round) {
+                    Round(caller, tag);
                 }
             });
         }
         for (std::thread& thread : threads) {
             thread.join();
         }
-    };
-    std::size_t handles[2];
-    std::size_t threads[2];
-    std::size_t bytes[2];
-    run(kFirstRounds);
-    sizes("100 rounds", handles[0], threads[0], bytes[0]);
-    run(kRounds);
-    sizes("1000 rounds", handles[1], threads[1], bytes[1]);
-    EXPECT_EQ(wrong.load(), 0);
-    ASSERT_GT(bytes[0], 0u);
-    EXPECT_LE(handles[1], handles[0] + 8);
-    EXPECT_LE(threads[1], threads[0] + 2);
-    EXPECT_LE(bytes[1], bytes[0] + bytes[0] / 4);
-
-    for (const auto& caller : callers) {
-        ReceivedFrame stray;
-        EXPECT_EQ(caller->WaitForFrame(0, 0, stray), CallerResult::Timeout) << stray.strPayload;
-        AskToExit(*caller);
+        ASSERT_EQ(m_strComplaints, "");
     }
+
+    void Leave(Callers callers) {
+        for (const auto& pCaller : callers) {
+            ReceivedFrame stray;
+            EXPECT_EQ(pCaller->WaitForFrame(0, 0, stray), CallerResult::Timeout) << stray.strPayload;
+            AskToExit(*pCaller);
+        }
+        m_leaving.push_back(std::move(callers));
+    }
+
+    // Until the helper has let go of all who wanted to leave but the latest of them.
+    void WaitUntilLeft(std::size_t generationsBut) {
+        for (; m_leaving.size() > generationsBut; m_leaving.pop_front()) {
+            for (const auto& pCaller : m_leaving.front()) {
+                EXPECT_EQ(pCaller->WaitForLoss(kLongMs), CallerResult::Ok) << pCaller->ServiceId();
+            }
+        }
+    }
+
+    bool IsRestDue(int generation) const {
+        return generation % kRestEvery == kFirstRest || generation == kGenerations ||
+               GetTickCount64() - m_nRestedAt > kLoadMs;
+    }
+
+    std::deque<Callers> m_leaving;
+    ULONGLONG m_nRestedAt = GetTickCount64();
+    std::atomic<int> m_nOpens{0};
+    std::atomic<int> m_nPolls{0};
+    std::atomic<bool> m_bGoingOn{true};
+    std::mutex m_lockComplaints;
+    std::string m_strComplaints;  // guarded by m_lockComplaints
+};
+
+TEST_F(Load, SixtyFourServicesAtATimeOpenPollAndLeaveForAThousandRounds) {
+    m_sandbox.LayOcean(L"good");
+    ASSERT_TRUE(m_sandbox.Ready());
+    StartHelper();
+    Sizes first;
+    Sizes last;
+    for (int generation = 1; generation <= kGenerations; ++generation) {
+        WaitUntilLeft(1);
+        Callers callers = Come(generation);
+        ASSERT_FALSE(HasFailure());
+        ASSERT_NO_FATAL_FAILURE(RunRounds(callers)) << "in generation " << generation;
+        Leave(std::move(callers));
+        if (IsRestDue(generation)) {
+            Sleep(kRestMs);
+            WaitUntilLeft(0);
+            last = Measure(generation * kRoundsOfAGeneration);
+            first = generation == kFirstRest ? last : first;
+            m_nRestedAt = GetTickCount64();
+        }
+        ASSERT_FALSE(HasFailure());
+    }
+    ASSERT_GT(first.bytes, 0u);
+    // The stand-in SDK lets go of the threads of its last answers at the next open.
+    EXPECT_LE(last.handles, first.handles + 16);
+    EXPECT_LE(last.threads, first.threads + 2);
+    EXPECT_LE(last.bytes, first.bytes + first.bytes / 20);
+
+    ExpectServed();
     AskToExit();
     EXPECT_EQ(m_helper.WaitForEnd(2 * kLongMs), 0u) << "the table is empty, so the process ends";
 }
 
 }  // namespace
+
+// The mini-program application counts as installed in this test's prefix, and the log is off.
+int main(int argc, char** argv) {
+    ::testing::InitGoogleTest(&argc, argv);
+    if (!::testing::GTEST_FLAG(list_tests) && !LayMiniProgramInstalled()) {
+        std::cerr << "the registry cannot be prepared: " << GetLastError() << "\n";
+        return 1;
+    }
+    return RUN_ALL_TESTS();
+}

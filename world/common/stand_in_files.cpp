@@ -67,18 +67,31 @@ bool CStandInFiles::WaitForTurn(const std::wstring& gateName, DWORD delayMs) con
 }
 
 void CStandInFiles::RunThread(std::function<void()> work) {
+    auto pDone = std::make_shared<std::atomic<bool>>(false);
     const std::lock_guard guard(m_lock);
-    m_vecThreads.emplace_back(std::move(work));
+    // Those that have done their work leave nothing in a process that opens all day.
+    std::erase_if(m_vecThreads, [](Thread& one) {
+        if (!one.pDone->load()) {
+            return false;
+        }
+        one.thread.join();
+        return true;
+    });
+    m_vecThreads.push_back({std::thread([work = std::move(work), pDone] {
+                                work();
+                                pDone->store(true);
+                            }),
+                            pDone});
 }
 
 void CStandInFiles::StopThreads() {
     SetEvent(m_hStop);
-    std::vector<std::thread> threads;
+    std::vector<Thread> threads;
     {
         const std::lock_guard guard(m_lock);
         threads.swap(m_vecThreads);
     }
-    for (std::thread& thread : threads) {
-        thread.join();
+    for (Thread& one : threads) {
+        one.thread.join();
     }
 }

@@ -4,8 +4,10 @@
 
 #include <windows.h>
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -38,8 +40,12 @@ class CStandInFiles {
     const std::wstring m_strName;
     const std::wstring m_strFolder;  // with a backslash at the end
     const HANDLE m_hStop;
+    struct Thread {
+        std::thread thread;
+        std::shared_ptr<std::atomic<bool>> pDone;
+    };
     std::mutex m_lock;
-    std::vector<std::thread> m_vecThreads;  // guarded by m_lock
+    std::vector<Thread> m_vecThreads;  // guarded by m_lock
 };
 
 std::string Narrow(const std::wstring& wide);
