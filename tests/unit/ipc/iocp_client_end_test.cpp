@@ -237,6 +237,8 @@ TEST_F(IocpClientEndTest, ALateWorkerFindsEverythingAliveAndEndsByItself) {
         WaitForSingleObject(release.get(), kTestWaitMs);
         EXPECT_EQ(pClient->Send("a reply nobody gets"), 1);
     };
+    std::atomic<int> nLost{0};
+    m_pSink->m_onLost = [&nLost] { ++nLost; };
     ServeAndConnect();
     ASSERT_TRUE(m_server.WriteFrame("request"));
     ASSERT_EQ(WaitForSingleObject(entered.get(), kTestWaitMs), WAIT_OBJECT_0);
@@ -248,28 +250,26 @@ TEST_F(IocpClientEndTest, ALateWorkerFindsEverythingAliveAndEndsByItself) {
     EXPECT_FALSE(m_pClient->HasPort());
     const std::weak_ptr<CIOCP_Client> pWatched = m_pClient;
     const std::weak_ptr<CRecordingSink> pWatchedSink = m_pSink;
-    std::shared_ptr<CRecordingSink> pSink = m_pSink;
     m_pClient.reset();
     m_pSink.reset();
-    EXPECT_FALSE(pWatched.expired());
+    ASSERT_FALSE(pWatched.expired());
+    ASSERT_FALSE(pWatchedSink.expired());
     SetEvent(release.get());
     EXPECT_TRUE(HasEnded(worker));
-    EXPECT_EQ(pSink->LostCount(), 1);
+    EXPECT_EQ(nLost.load(), 1);
     EXPECT_TRUE(pWatched.expired());
-    pSink.reset();
     EXPECT_TRUE(pWatchedSink.expired());
 }
 
 TEST_F(IocpClientEndTest, TheWorkerDoesNotWaitForItself) {
     m_pSink->m_onReceived = [this](const std::string&) {
         m_pClient->Stop();
-        m_pClient->WaitForThread();
+        m_pClient->WaitForThread(2 * kTestWaitMs);
     };
     ServeAndConnect();
     const CKernelHandle worker = DuplicateWorker();
     ASSERT_TRUE(m_server.WriteFrame("request"));
-    // Far less than a worker needs that waits for itself and then goes on waiting on its port.
-    EXPECT_TRUE(HasEnded(worker));
+    EXPECT_TRUE(HasEnded(worker)) << "it waits for itself";
     EXPECT_EQ(m_pSink->LostCount(), 1);
 }
 

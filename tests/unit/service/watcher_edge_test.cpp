@@ -37,6 +37,32 @@ TEST(CWatcherEdgeTest, AStopWakesEveryoneWhoWaits) {
     EXPECT_EQ(stopped.load(), 4);
 }
 
+TEST(CWatcherEdgeTest, AStopAtTheMomentSomebodyBeginsToWaitIsNotLost) {
+    // Each time the stop comes at another moment between the look at it and the sleep.
+    constexpr int kRounds = 20000;
+    std::vector<std::unique_ptr<CWatcherEdge>> edges;
+    for (int round = 0; round < kRounds; ++round) {
+        edges.push_back(std::make_unique<CWatcherEdge>());
+    }
+    std::atomic<int> turn{-1};
+    std::thread waiting([&] {
+        for (int round = 0; round < kRounds; ++round) {
+            turn.store(round);
+            EXPECT_FALSE(edges[static_cast<std::size_t>(round)]->Wait(3600000));
+        }
+    });
+    for (int round = 0; round < kRounds; ++round) {
+        while (turn.load() < round) {
+            std::this_thread::yield();
+        }
+        for (std::atomic<int> n{0}; n.load() < round % 100;) {
+            n.fetch_add(1);
+        }
+        edges[static_cast<std::size_t>(round)]->RequestStop();
+    }
+    waiting.join();
+}
+
 TEST(CWatcherEdgeTest, NobodyWaitsAfterAStop) {
     CWatcherEdge edge;
     EXPECT_FALSE(edge.StopRequested());

@@ -205,6 +205,7 @@ TEST_F(DelayCheckWndThreadTest, AStopDuringAnAskEndsItWithoutAFetch) {
     Check(2000, kBothLogs);
     EXPECT_EQ(m_edge.m_vecFetched, Urls());
     EXPECT_EQ(TaskCount(), 1);
+    EXPECT_EQ(m_log.Find("print strResult"), "") << "the instance is gone, and so is its word";
 }
 
 TEST_F(DelayCheckWndThreadTest, AStopDuringAFetchEndsItWithoutAnotherFetchOrAWrite) {
@@ -278,6 +279,7 @@ TEST_F(CheckzoltDLLThreadTest, AStopDuringTheProbeLeavesTheTableAlone) {
     };
     CheckzoltDLLThread(m_edge, m_host, kId);
     EXPECT_TRUE(m_host.Param(kId).bDLLWndExist);
+    EXPECT_EQ(m_log.Find("quit process"), "") << m_log.All();
 }
 
 TEST_F(CheckzoltDLLThreadTest, AStopJustBeforeTheReportLeavesTheTableAlone) {
