@@ -10,6 +10,7 @@
 #include "foundation/text_helpers.h"
 #include "tests/e2e/end_to_end.h"
 #include "tests/e2e/killed_caller.h"
+#include "tests/support/helper_sizes.h"
 #include "tests/support/unique_name.h"
 
 namespace {
@@ -26,19 +27,10 @@ constexpr std::uint32_t kLetGoMs = 60000 + kPruneMs + kLongMs;
 // What the helper's log says at every look through the table, with the number of services behind it.
 constexpr const char* kLook = "m_mWxExInstance = ";
 
-// What Wine's heap takes at once when more than ever is in use.
-constexpr std::size_t kHeapSegmentBytes = 10 << 20;
-
-struct Sizes {
-    std::size_t handles = 0;
-    std::size_t threads = 0;
-    std::size_t bytes = 0;
-};
-
 class KilledCallers : public CEndToEnd {
   protected:
-    Sizes Measure(const char* when) {
-        const Sizes sizes{m_helper.HandleCount(), m_helper.ThreadCount(), m_helper.PrivateBytes()};
+    HelperSizes Measure(const char* when) {
+        const HelperSizes sizes(m_helper);
         std::printf("%-16s %4zu handles %3zu threads %9zu private bytes\n", when, sizes.handles, sizes.threads,
                     sizes.bytes);
         std::fflush(stdout);
@@ -64,7 +56,7 @@ class KilledCallers : public CEndToEnd {
         }
     }
 
-    std::string Trouble(const Sizes& before) const {
+    std::string Trouble(const HelperSizes& before) const {
         return std::to_string(m_helper.ThreadCount()) + " threads, before " + std::to_string(before.threads) +
                "; exit code " + std::to_string(m_helper.WaitForEnd(0));
     }
@@ -125,19 +117,19 @@ TEST_F(KilledCallers, TwoHundredAtRandomMomentsLeaveAHelperThatServesTheNext) {
     std::mt19937 random(seed);
     StartHelper();
     ExpectServed();
-    const Sizes start = Measure("before");
+    const HelperSizes start = Measure("before");
     ASSERT_GT(start.handles, 0u);
     ASSERT_GT(start.bytes, 0u);
 
     ASSERT_NO_FATAL_FAILURE(KillMany(0, kFirstKills, random));
     ASSERT_TRUE(WaitUntilLetGo(start.threads)) << Trouble(start);
-    const Sizes first = Measure("after 20 kills");
+    const HelperSizes first = Measure("after 20 kills");
     ASSERT_NO_FATAL_FAILURE(KillMany(kFirstKills, kHalf, random));
     ASSERT_TRUE(WaitUntilLetGo(first.threads)) << Trouble(first);
-    const Sizes half = Measure("after 110 kills");
+    const HelperSizes half = Measure("after 110 kills");
     ASSERT_NO_FATAL_FAILURE(KillMany(kHalf, kKills, random));
     ASSERT_TRUE(WaitUntilLetGo(first.threads)) << Trouble(first);
-    const Sizes last = Measure("after 200 kills");
+    const HelperSizes last = Measure("after 200 kills");
     std::printf("killed while starting %d, serving %d, handing over %d, handed over %d, talking %d\n", m_kills[0],
                 m_kills[1], m_kills[2], m_kills[3], m_kills[4]);
     EXPECT_LE(last.handles, first.handles + 4);

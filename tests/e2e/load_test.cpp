@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "tests/e2e/end_to_end.h"
+#include "tests/support/helper_sizes.h"
 
 namespace {
 
@@ -31,20 +32,13 @@ constexpr DWORD kPollPauseMs = 10;
 constexpr const char* kTask = "load";
 
 constexpr std::size_t kSlackBytes = 1 << 20;
-constexpr std::size_t kHeapSegmentBytes = 10 << 20;
-
-struct Sizes {
-    std::size_t handles = 0;
-    std::size_t threads = 0;
-    std::size_t bytes = 0;
-};
 
 class Load : public CEndToEnd {
   protected:
     using Callers = std::vector<std::unique_ptr<CLibraryCaller>>;
 
-    Sizes Measure(int rounds) {
-        const Sizes sizes{m_helper.HandleCount(), m_helper.ThreadCount(), m_helper.PrivateBytes()};
+    HelperSizes Measure(int rounds) {
+        const HelperSizes sizes(m_helper);
         std::printf("%4d rounds %6zu handles %5zu threads %9zu private bytes, %d opens, %d polls\n", rounds,
                     sizes.handles, sizes.threads, sizes.bytes, m_nOpens.load(), m_nPolls.load());
         std::fflush(stdout);
@@ -163,7 +157,7 @@ TEST_F(Load, SixtyFourServicesAtATimeOpenPollAndLeaveForAThousandRounds) {
     m_sandbox.LayOcean(L"good");
     ASSERT_TRUE(m_sandbox.Ready());
     StartHelper();
-    std::vector<Sizes> rests;
+    std::vector<HelperSizes> rests;
     for (int generation = 1; generation <= kGenerations; ++generation) {
         WaitUntilLeft(1);
         Callers callers = Come(generation);
@@ -173,7 +167,7 @@ TEST_F(Load, SixtyFourServicesAtATimeOpenPollAndLeaveForAThousandRounds) {
         if (IsRestDue(generation)) {
             Sleep(kRestMs);
             WaitUntilLeft(0);
-            const Sizes sizes = Measure(generation * kRoundsOfAGeneration);
+            const HelperSizes sizes = Measure(generation * kRoundsOfAGeneration);
             if (generation >= kFirstRest) {
                 rests.push_back(sizes);
             }
@@ -182,8 +176,8 @@ TEST_F(Load, SixtyFourServicesAtATimeOpenPollAndLeaveForAThousandRounds) {
         ASSERT_FALSE(HasFailure());
     }
     ASSERT_GE(rests.size(), 4u);
-    const Sizes& first = rests.front();
-    const Sizes& last = rests.back();
+    const HelperSizes& first = rests.front();
+    const HelperSizes& last = rests.back();
     ASSERT_GT(first.bytes, 0u);
     // The stand-in SDK lets go of the threads of its last answers at the next open.
     EXPECT_LE(last.handles, first.handles + 16);

@@ -3,6 +3,7 @@
 #include <thread>
 #include <vector>
 
+#include "foundation/handle.h"
 #include "foundation/json_text.h"
 #include "foundation/text_helpers.h"
 #include "tests/e2e/end_to_end.h"
@@ -51,6 +52,24 @@ class Nexctl : public CEndToEnd {
     static std::vector<Json::Value> JsonLinesIfAny(const std::string& text) {
         return text.starts_with('{') ? JsonLines(text) : std::vector<Json::Value>();
     }
+};
+
+// The helper keeps the identity in the registry, which tests that run at the same time share.
+class CIdentityTurn {
+  public:
+    CIdentityTurn() : m_mutex(CreateMutexW(nullptr, FALSE, L"nexlet_e2e_identity")) {
+        WaitForSingleObject(m_mutex.get(), INFINITE);
+        RegDeleteTreeW(HKEY_CURRENT_USER, L"SOFTWARE\\qimei");
+    }
+    ~CIdentityTurn() {
+        RegDeleteTreeW(HKEY_CURRENT_USER, L"SOFTWARE\\qimei");
+        ReleaseMutex(m_mutex.get());
+    }
+    CIdentityTurn(const CIdentityTurn&) = delete;
+    CIdentityTurn& operator=(const CIdentityTurn&) = delete;
+
+  private:
+    CKernelHandle m_mutex;
 };
 
 TEST_F(Nexctl, HelpIsPrintedForEveryWayOfAskingAndEndsWithZero) {
@@ -144,6 +163,7 @@ TEST_F(Nexctl, OneRunTakesAWholeExchangeToItsEnd) {
 }
 
 TEST_F(Nexctl, EveryRequestVerbGetsItsReply) {
+    const CIdentityTurn turn;
     // Without an SDK there is no identity, and that ends with a code of its own.
     const CStandInYyb sdk(std::filesystem::path(m_sandbox.SdkPath()) / L"yybsdk");
     const ConsoleRun run = Run({"start", "status", "status-encrypted", "encrypt", "a text", "send", "4", "{}", "send",
@@ -158,10 +178,10 @@ TEST_F(Nexctl, EveryRequestVerbGetsItsReply) {
     EXPECT_EQ(lines[4]["reply"]["content"]["strQ32"].asString(), "qone_32");
     EXPECT_EQ(lines[5]["reply"]["content"]["mine"].asInt(), 1);
     EXPECT_FALSE(lines[6].isMember("reply"));
-    RegDeleteTreeW(HKEY_CURRENT_USER, L"SOFTWARE\\qimei");
 }
 
 TEST_F(Nexctl, IdentityThatIsNotThereEndsWithFive) {
+    const CIdentityTurn turn;
     const ConsoleRun run = Run({"start", "qimei"});
     EXPECT_EQ(run.dwExitCode, 5u);
     EXPECT_EQ(JsonLines(run.strOut).at(1)["reply"]["content"]["strQ32"].asString(), "");
