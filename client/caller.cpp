@@ -342,7 +342,9 @@ CallerResult CCaller::SendBytes(std::string_view bytes, std::uint32_t timeoutMs)
     if (result != CallerResult::NotConnected && result != CallerResult::Gone) {
         return result;
     }
-    // A write that breaks because this side closes is no loss of the helper.
+    // A write that breaks because this side closes is no loss of the helper. The pipe knows of a loss a moment before
+    // OnLost tells it here.
     const CNativeGuard lock(m_lock);
-    return m_bClosed ? CallerResult::Closed : IsGone() ? CallerResult::Gone : result;
+    const bool beingLost = m_bConnected && m_bSpoke;
+    return m_bClosed ? CallerResult::Closed : beingLost || IsGone() ? CallerResult::Gone : result;
 }
