@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-// Keeps the compiler from dropping work whose result nobody reads, and from reading memory only once.
+// Keeps the compiler from dropping work whose result is not read, and from reading memory only once.
 template <typename T>
 inline void Keep(const T& value) {
     asm volatile("" : : "g"(&value) : "memory");
@@ -21,7 +21,7 @@ inline void Barrier() {
     asm volatile("" : : : "memory");
 }
 
-// Of a clock that only goes on.
+// Of a monotonic clock.
 double Milliseconds();
 
 class BenchTable {

@@ -6,9 +6,9 @@
 #include <string>
 
 #include "bench/bench_table.h"
-#include "support/base64_encode.h"
-#include "support/rsa_envelope.h"
-#include "support/rsa_public.h"
+#include "support/envelope/base64_encode.h"
+#include "support/envelope/rsa_envelope.h"
+#include "support/envelope/rsa_public.h"
 
 #ifndef _WIN32
 #include <openssl/bn.h>

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "bench/bench_table.h"
-#include "ipc/frame.h"
-#include "ipc/frame_cutter.h"
+#include "ipc/transport/frame.h"
+#include "ipc/transport/frame_cutter.h"
 
 namespace {
 
@@ -74,7 +74,7 @@ void BenchPayload(std::size_t nPayload) {
     table.Run();
 }
 
-// Nanoseconds for each of nFrames empty frames that lie in one buffer; the best of some rounds.
+// Nanoseconds for each of nFrames empty frames in one buffer; the best of some rounds.
 double NanosecondsPerFrame(std::size_t nFrames) {
     const std::string bytes = Frames(nFrames, 0);
     double best = 1e300;

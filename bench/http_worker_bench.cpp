@@ -9,9 +9,9 @@
 #include <cstdlib>
 #include <iterator>
 
-#include "support/beacons.h"
-#include "support/http_transfer.h"
-#include "support/wininet_api.h"
+#include "support/http/beacons.h"
+#include "support/http/http_transfer.h"
+#include "support/http/wininet_api.h"
 
 namespace {
 

@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "bench/bench_table.h"
-#include "support/cos_op.h"
-#include "support/ico_writer.h"
+#include "support/picture/cos_op.h"
+#include "support/picture/ico_writer.h"
 
 namespace {
 

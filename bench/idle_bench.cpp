@@ -12,7 +12,7 @@
 
 #include "foundation/handle.h"
 #include "host/cpu_sample.h"
-#include "ipc/pipe_names.h"
+#include "ipc/transport/pipe_names.h"
 #include "tests/support/helper_process.h"
 #include "tests/support/raw_pipe.h"
 

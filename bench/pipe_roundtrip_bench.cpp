@@ -18,11 +18,12 @@
 
 #include "foundation/handle.h"
 #include "foundation/json_text.h"
-#include "ipc/envelope.h"
-#include "ipc/frame.h"
-#include "ipc/iocp_client.h"
-#include "ipc/message_type.h"
-#include "ipc/pipe_callbacks.h"
+#include "ipc/protocol/envelope.h"
+#include "ipc/protocol/pipe_callbacks.h"
+#include "ipc/protocol/request_handlers.h"
+#include "ipc/protocol/request_table.h"
+#include "ipc/transport/frame.h"
+#include "ipc/transport/iocp_client.h"
 #include "tests/support/raw_pipe.h"
 
 namespace {
@@ -119,26 +120,21 @@ class CRawResponder final : public IResponder {
 };
 
 // The reply of one request, made as an instance makes it.
-std::string ReplyTo(const std::string& strBody) {
-    Json::Value body;
-    ParseJson(strBody, body);
-    Json::Value content(Json::objectValue);
-    content["result"] = "1";
-    content["p1"] = body["p1"];
-    content["service_id"] = body["service_id"];
-    return WriteEnvelope(static_cast<int>(MessageType::S_MT_RSAEncryptReply), std::move(content));
+std::string ReplyTo(Request& request) {
+    request.content["result"] = "1";
+    return WriteEnvelope(ReplyTypeOf(request.nType), std::move(request.content));
 }
 
 class CReplyingHandlers final : public IRequestHandlers {
   public:
-    void GetRSAEncrypt(const std::string& strBody) override { m_pClient->Send(ReplyTo(strBody)); }
-    void GetWxAppStatus(const std::string&) override {}
-    void GetWxAppStatusEncrypt(const std::string&) override {}
-    void GetWxAppQIMEI(const std::string&) override {}
-    void OpenMiniApp(const std::string&) override {}
-    void OpenMiniAppSuccessfully(const std::string&) override {}
-    void DelayCheckWndStatus(const std::string&) override {}
-    void DestroyWxServiceItme(const std::string&) override {}
+    void GetRSAEncrypt(Request& request) override { m_pClient->Send(ReplyTo(request)); }
+    void GetWxAppStatus(Request&) override {}
+    void GetWxAppStatusEncrypt(Request&) override {}
+    void GetWxAppQIMEI(Request&) override {}
+    void OpenMiniApp(Request&) override {}
+    void OpenMiniAppSuccessfully(Request&) override {}
+    void DelayCheckWndStatus(Request&) override {}
+    void DestroyWxServiceItme(Request&) override {}
 
     CIOCP_Client* m_pClient = nullptr;  // weak
 };
@@ -313,9 +309,9 @@ void Bench(std::size_t nConnections, int nRounds, const std::string& reply) {
 int main(int argc, char** argv) {
     const int nRounds = argc > 1 ? std::max(1, std::atoi(argv[1])) : 10;
     // What the handler answers to kRequest, for the raw side and the comparison.
-    Json::Value request;
-    ParseJson(std::string_view(kRequest).substr(kFrameHeaderSize), request);
-    const std::string reply = BuildFrame(ReplyTo(WriteJson(request["content"])));
+    Request request;
+    ReadEnvelope(std::string_view(kRequest).substr(kFrameHeaderSize), request);
+    const std::string reply = BuildFrame(ReplyTo(request));
     for (const std::size_t nConnections : {1u, 16u, 64u}) {
         Bench(nConnections, nRounds, reply);
     }

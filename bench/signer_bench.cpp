@@ -11,7 +11,7 @@
 
 #include "bench/bench_table.h"
 #include "foundation/text_helpers.h"
-#include "support/sign_info.h"
+#include "support/signer/sign_info.h"
 
 int main(int argc, char** argv) {
     const std::string path = argc > 1 ? argv[1] : std::string(NEXLET_SIGNED_FILES) + "/countersigned.dll";

@@ -15,9 +15,9 @@
 #include "bench/bench_table.h"
 #include "foundation/handle.h"
 #include "foundation/text_helpers.h"
-#include "support/loading_layout.h"
-#include "support/loading_window.h"
-#include "support/wx_loading_wnd.h"
+#include "support/loading/loading_layout.h"
+#include "support/loading/loading_window.h"
+#include "support/loading/wx_loading_wnd.h"
 
 namespace {
 
@@ -46,7 +46,7 @@ bool WaitForScreen(bool bLit) {
     return false;
 }
 
-// The least that puts a layered window of that size on the screen; it stays until its thread is told to end.
+// The least that puts a layered window of that size on the screen; it stays until its thread is asked to end.
 void ShowBareWindow() {
     const int side = Side();
     const HWND window =

@@ -13,7 +13,7 @@
 #include "bench/bench_table.h"
 #include "foundation/handle.h"
 #include "foundation/text_helpers.h"
-#include "ipc/pipe_names.h"
+#include "ipc/transport/pipe_names.h"
 
 namespace {
 

@@ -10,7 +10,7 @@
 
 #include "bench/bench_table.h"
 #include "foundation/handle.h"
-#include "open/mini_program_service.h"
+#include "open/request/mini_program_service.h"
 #include "tests/support/private_registry.h"
 #include "tests/support/stand_in_process.h"
 #include "tests/support/temp_folder.h"
@@ -35,7 +35,7 @@ std::size_t WalkProcesses() {
 }  // namespace
 
 int main() {
-    // Client and application are installed, so every probe has its work to do; nobody's real registry is touched.
+    // Client and application are installed, so every probe has work to do. The user's registry is not touched.
     const CPrivateRegistry registry;
     const CTempFolder folder;
     const std::wstring uninstaller = (folder.Path() / L"uninstall.exe").wstring();

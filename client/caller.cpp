@@ -7,9 +7,10 @@
 #include "client/payload_sink.h"
 #include "foundation/json_text.h"
 #include "foundation/text_helpers.h"
-#include "ipc/envelope.h"
-#include "ipc/frame.h"
-#include "ipc/pipe_names.h"
+#include "ipc/protocol/envelope.h"
+#include "ipc/protocol/message_type.h"
+#include "ipc/transport/frame.h"
+#include "ipc/transport/pipe_names.h"
 
 namespace {
 
@@ -25,11 +26,13 @@ ReceivedFrame ReadFrame(std::string payload) {
     Json::Value root;
     if (ParseJson(payload, root) && root.isObject()) {
         const Json::Value* type = FindJsonMember(root, "message_type");
-        if (type != nullptr && IsJsonInteger(*type) && type->isInt()) {
+        if (type != nullptr && IsJsonInteger(*type)) {
             frame.nType = type->asInt();
             frame.content = root["content"];
             const Json::Value* call = frame.content.isObject() ? FindJsonMember(frame.content, kCallKey) : nullptr;
-            frame.nCall = call != nullptr && IsJsonInteger(*call) ? call->asInt64() : 0;
+            // Numbers of calls are our own and have 64 bits.
+            const bool bNumber = call != nullptr && (call->type() == Json::intValue || call->type() == Json::uintValue);
+            frame.nCall = bNumber && call->isInt64() ? call->asInt64() : 0;
         }
     }
     frame.strPayload = std::move(payload);
@@ -43,7 +46,10 @@ CCaller::CCaller(std::wstring strMark, std::string strServiceId)
       m_strServiceId(std::move(strServiceId)),
       m_strPipeName(ServicePipeName(m_strMark, m_strServiceId)),
       m_strGateName(ServiceEventName(m_strMark, m_strServiceId)),
-      m_pipe(m_strPipeName, m_strGateName, *this) {}
+      m_grantForeground([](DWORD processId) { AllowSetForegroundWindow(processId); }),
+      m_pipe(m_strPipeName, m_strGateName, *this),
+      m_watchStarted([this] { OnProcessEnded(); }),
+      m_watchPeer([this] { m_changed.NotifyAll(); }) {}
 
 CCaller::~CCaller() {
     Close();
@@ -67,9 +73,12 @@ void CCaller::Shutdown() {
 
 void CCaller::Close() {
     Shutdown();
-    const CNativeGuard lock(m_lockStart);
+    const CNativeGuard closeLock(m_lockClose);
+    // Not under m_lockStart, which the pipe's thread takes for a process to watch.
     m_pipe.Stop();
-    StopWatchingProcess();
+    const CNativeGuard startLock(m_lockStart);
+    m_watchStarted.Stop();
+    m_watchPeer.Stop();
 }
 
 CallerResult CCaller::StartHelper(HelperStart start) {
@@ -90,53 +99,72 @@ CallerResult CCaller::StartHelper(HelperStart start) {
 
 void CCaller::ExpectHelper() {
     const CNativeGuard startLock(m_lockStart);
-    StopWatchingProcess();
+    m_watchStarted.Stop();
     const CNativeGuard lock(m_lock);
-    m_pProcess.reset();
+    m_pStarted.reset();
+    m_bFound = false;
+    if (!m_bConnected) {
+        m_pPeer.reset();
+    }
     m_bProcessEnded = false;
     m_bLost = false;
 }
 
-CallerResult CCaller::WatchProcess(StartedProcess process) {
+CallerResult CCaller::WatchProcess(StartedProcess process, bool found) {
     const CNativeGuard startLock(m_lockStart);
-    StopWatchingProcess();
+    m_watchStarted.Stop();
     const auto watched = std::make_shared<const StartedProcess>(std::move(process));
     {
         const CNativeGuard lock(m_lock);
         if (m_bClosed) {
             return CallerResult::Closed;
         }
-        m_pProcess = watched;
+        m_pStarted = watched;
+        m_bFound = found;
+        m_bProcessEnded = false;
     }
-    if (watched->hProcess && RegisterWaitForSingleObject(&m_hProcessWait, watched->hProcess.get(), ProcessEnded, this,
-                                                         INFINITE, WT_EXECUTEONLYONCE) == FALSE) {
+    if (watched->hProcess && !m_watchStarted.Begin(watched->hProcess.get())) {
         m_dwSystemError = GetLastError();
-        m_hProcessWait = nullptr;
         return CallerResult::SystemError;
     }
     return CallerResult::Ok;
 }
 
-void CCaller::StopWatchingProcess() {
-    if (m_hProcessWait != nullptr) {
-        // Waits for a callback that is under way.
-        UnregisterWaitEx(m_hProcessWait, INVALID_HANDLE_VALUE);
-        m_hProcessWait = nullptr;
+void CCaller::OnProcessEnded() {
+    {
+        const CNativeGuard lock(m_lock);
+        m_bProcessEnded = true;
+        m_nProcessEndedAt = GetTickCount64();
     }
+    m_changed.NotifyAll();
 }
 
-void CALLBACK CCaller::ProcessEnded(void* self, BOOLEAN /*timedOut*/) {
-    auto* caller = static_cast<CCaller*>(self);
-    {
-        const CNativeGuard lock(caller->m_lock);
-        caller->m_bProcessEnded = true;
-        caller->m_nProcessEndedAt = GetTickCount64();
+void CCaller::TakePeer() {
+    StartedProcess process;
+    process.dwProcessId = m_pipe.ClientProcessId();
+    if (process.dwProcessId == 0) {
+        return;
     }
-    caller->m_changed.NotifyAll();
+    process.hProcess.reset(OpenProcess(SYNCHRONIZE | PROCESS_QUERY_LIMITED_INFORMATION, FALSE, process.dwProcessId));
+    const auto peer = std::make_shared<const StartedProcess>(std::move(process));
+    const CNativeGuard startLock(m_lockStart);
+    m_watchPeer.Stop();
+    {
+        const CNativeGuard lock(m_lock);
+        if (m_bClosed) {
+            return;
+        }
+        m_pPeer = peer;
+    }
+    if (peer->hProcess) {
+        // Without the watch the end is told by the loss of the connection.
+        m_watchPeer.Begin(peer->hProcess.get());
+    }
 }
 
 void CCaller::OnConnected() {
     m_cutter = CFrameCutter();
+    m_bTookPeer = false;
     {
         const CNativeGuard lock(m_lock);
         ++m_nConnections;
@@ -160,6 +188,10 @@ void CCaller::OnBytes(const char* data, std::size_t size) {
 }
 
 void CCaller::OnPayload(std::string payload) {
+    if (!m_bTookPeer) {
+        m_bTookPeer = true;
+        TakePeer();
+    }
     if (m_observer) {
         m_observer(FrameDirection::Received, payload);
     }
@@ -282,9 +314,9 @@ CallerResult CCaller::WaitForClose(std::uint32_t timeoutMs) {
 CallerResult CCaller::WaitForProcessEnd(std::uint32_t timeoutMs, DWORD& exitCode) {
     std::shared_ptr<const StartedProcess> process;
     const CallerResult result = WaitUntil(CDeadline(timeoutMs), /*endsWhenGone=*/false, [&] {
-        process = m_pProcess;
-        // The handle itself is asked as well: the callback comes a moment later.
-        return process == nullptr || !process->hProcess || m_bProcessEnded ||
+        process = m_pPeer != nullptr ? m_pPeer : m_pStarted;
+        // The handle itself is asked: the callback comes a moment later.
+        return process == nullptr || !process->hProcess ||
                WaitForSingleObject(process->hProcess.get(), 0) == WAIT_OBJECT_0;
     });
     if (result != CallerResult::Ok) {
@@ -297,25 +329,27 @@ CallerResult CCaller::WaitForProcessEnd(std::uint32_t timeoutMs, DWORD& exitCode
                                                                            : CallerResult::SystemError;
 }
 
+std::shared_ptr<const StartedProcess> CCaller::HelperProcess() const {
+    const CNativeGuard lock(m_lock);
+    return m_pPeer != nullptr ? m_pPeer : m_pStarted;
+}
+
 bool CCaller::ProcessHasEnded(DWORD& exitCode) const {
-    std::shared_ptr<const StartedProcess> process;
-    {
-        const CNativeGuard lock(m_lock);
-        process = m_pProcess;
-    }
+    const std::shared_ptr<const StartedProcess> process = HelperProcess();
     return process != nullptr && process->hProcess &&
            WaitForSingleObject(process->hProcess.get(), 0) == WAIT_OBJECT_0 &&
            GetExitCodeProcess(process->hProcess.get(), &exitCode) != FALSE;
 }
 
 DWORD CCaller::ProcessId() const {
-    const CNativeGuard lock(m_lock);
-    return m_pProcess != nullptr ? m_pProcess->dwProcessId : 0;
+    const std::shared_ptr<const StartedProcess> process = HelperProcess();
+    return process != nullptr ? process->dwProcessId : 0;
 }
 
-HANDLE CCaller::ProcessHandle() const {
+bool CCaller::Forwarded() const {
     const CNativeGuard lock(m_lock);
-    return m_pProcess != nullptr ? m_pProcess->hProcess.get() : nullptr;
+    return m_pStarted != nullptr &&
+           (m_bFound || (m_pPeer != nullptr && m_pPeer->dwProcessId != m_pStarted->dwProcessId));
 }
 
 std::uint32_t CCaller::Connections() const {
@@ -324,6 +358,11 @@ std::uint32_t CCaller::Connections() const {
 }
 
 CallerResult CCaller::Send(int nType, Json::Value content, std::uint32_t timeoutMs) {
+    if (nType == static_cast<int>(MessageType::WM_COPY_DATA_MSG_IPC_GET_OPEN)) {
+        if (const DWORD helper = ProcessId(); helper != 0) {
+            m_grantForeground(helper);
+        }
+    }
     return SendPayload(WriteEnvelope(nType, std::move(content)), timeoutMs);
 }
 

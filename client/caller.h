@@ -18,8 +18,9 @@
 #include "client/frame_direction.h"
 #include "client/helper_start.h"
 #include "client/native_lock.h"
+#include "client/process_watch.h"
 #include "foundation/handle.h"
-#include "ipc/frame_cutter.h"
+#include "ipc/transport/frame_cutter.h"
 
 // A frame from the helper. nType is 0 when the payload is no envelope; content is null then.
 struct ReceivedFrame {
@@ -54,6 +55,10 @@ class CCaller final : private ICallerPipeSink {
     // this side ends it by Shutdown or Close.
     void SetGoneHandler(std::function<void()> handler) { m_gone = std::move(handler); }
 
+    // Before Open. Called with the helper's process before an open is sent, so that it may bring the target's window to
+    // the front. The system's AllowSetForegroundWindow unless it is set.
+    void SetForegroundGrant(std::function<void(DWORD processId)> grant) { m_grantForeground = std::move(grant); }
+
     // Serves the pipe and the gate of the mark and service id.
     CallerResult Open();
     // Lets the helper's connection and the pipe go and wakes every waiter. The helper notices within its minute.
@@ -66,15 +71,16 @@ class CCaller final : private ICallerPipeSink {
     CallerResult StartHelper(HelperStart start);
 
     // For a helper that runs already and is told of this service in another way: what was lost before no longer counts,
-    // and the process, when its handle is known, takes the place of the one that StartHelper makes.
+    // and the process, when its handle is known, takes the place of the one that StartHelper makes. found: it ran
+    // already.
     void ExpectHelper();
-    CallerResult WatchProcess(StartedProcess process);
+    CallerResult WatchProcess(StartedProcess process, bool found = false);
 
     // A call: its number is put into content under kCallKey, and the reply is the frame of this type with the same
     // number. One that comes after the call is over is dropped.
     CallerResult Call(int nType, Json::Value content, int nReplyType, std::uint32_t timeoutMs, ReceivedFrame& reply);
 
-    // Sends one envelope; Ok means the helper has read it.
+    // Sends one envelope; Ok means that the system has taken it for the helper, which can read it even after Close.
     CallerResult Send(int nType, Json::Value content, std::uint32_t timeoutMs);
     // Sends one frame with this payload, whatever it is.
     CallerResult SendPayload(std::string_view payload, std::uint32_t timeoutMs);
@@ -102,9 +108,12 @@ class CCaller final : private ICallerPipeSink {
     bool Connected() const { return m_pipe.Connected(); }
     // How many connections there have been, probes included.
     std::uint32_t Connections() const;
-    // Of the last process started; 0 and null before.
+    // The helper's process: the one at the other end of the pipe once that has sent something, until then the last one
+    // started or found; 0 before. A process that was started and hands its command line over is so replaced by the one
+    // that takes it.
     DWORD ProcessId() const;
-    HANDLE ProcessHandle() const;
+    // Whether that process ran before StartHelper or WatchProcess.
+    bool Forwarded() const;
     // The system's error number behind the last failure of Open or StartHelper.
     DWORD SystemError() const { return m_dwSystemError; }
 
@@ -118,10 +127,11 @@ class CCaller final : private ICallerPipeSink {
     void OnBytes(const char* data, std::size_t size) override;
     void OnLost() override;
     void OnPayload(std::string payload);
+    // The process at the other end has shown that it is the helper. On the pipe's thread.
+    void TakePeer();
 
-    static void CALLBACK ProcessEnded(void* self, BOOLEAN timedOut);
-    // Needs m_lockStart.
-    void StopWatchingProcess();
+    void OnProcessEnded();
+    std::shared_ptr<const StartedProcess> HelperProcess() const;
     // Whether nothing more can come. Needs m_lock.
     bool IsGone() const;
     template <typename Ready>
@@ -133,25 +143,31 @@ class CCaller final : private ICallerPipeSink {
     const std::wstring m_strGateName;
     FrameObserver m_observer;
     std::function<void()> m_gone;
+    std::function<void(DWORD processId)> m_grantForeground;
 
-    CFrameCutter m_cutter;  // the pipe's thread alone
+    CFrameCutter m_cutter;     // the pipe's thread alone
+    bool m_bTookPeer = false;  // likewise: TakePeer has run for this connection
     CCallerPipe m_pipe;
 
-    CNativeLock m_lockStart;          // one start or close at a time; taken before m_lock
-    HANDLE m_hProcessWait = nullptr;  // the registered wait; unregistered by StopWatchingProcess
+    CNativeLock m_lockClose;  // one close at a time; taken before m_lockStart
+    CNativeLock m_lockStart;  // guards the watches; taken before m_lock
+    CProcessWatch m_watchStarted;
+    CProcessWatch m_watchPeer;
     std::atomic<DWORD> m_dwSystemError{0};
 
     mutable CNativeLock m_lock;  // guards what follows
     CNativeCondition m_changed;
-    std::shared_ptr<const StartedProcess> m_pProcess;
+    std::shared_ptr<const StartedProcess> m_pStarted;  // or found
+    std::shared_ptr<const StartedProcess> m_pPeer;     // at the other end of the connection that spoke last
+    bool m_bFound = false;                             // m_pStarted ran already
     std::deque<ReceivedFrame> m_frames;
     std::set<std::int64_t> m_calls;  // the numbers of calls under way
     std::int64_t m_nLastCall = 0;
     std::uint32_t m_nConnections = 0;
     bool m_bConnected = false;
-    bool m_bSpoke = false;  // this connection has sent something, so it is the helper's and no probe
-    bool m_bLost = false;   // a connection that had spoken was lost and no other has come
-    bool m_bProcessEnded = false;
+    bool m_bSpoke = false;                // this connection has sent something, so it is the helper's and no probe
+    bool m_bLost = false;                 // a connection that had spoken was lost and no other has come
+    bool m_bProcessEnded = false;         // m_pStarted has
     std::uint64_t m_nProcessEndedAt = 0;  // tick count
     bool m_bClosed = false;
 };

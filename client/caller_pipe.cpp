@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "client/caller_security.h"
+
 namespace {
 
 constexpr DWORD kPipeBufferBytes = 64 * 1024;
@@ -37,15 +39,22 @@ CallerResult CCallerPipe::Start(DWORD& systemError) {
         return failed(CallerResult::SystemError);
     }
     // The gate stands before the pipe: a helper that connects at once finds both.
-    m_hGate.reset(CreateEventW(nullptr, /*bManualReset=*/TRUE, /*bInitialState=*/TRUE, m_strGateName.c_str()));
-    if (!m_hGate) {
+    CCallerSecurity security;
+    if (security.attributes() == nullptr) {
         return failed(CallerResult::SystemError);
     }
-    // Without an outgoing buffer a write is done when the helper has read it, so nothing sent is lost by closing.
+    m_hGate.reset(
+        CreateEventW(security.attributes(), /*bManualReset=*/TRUE, /*bInitialState=*/TRUE, m_strGateName.c_str()));
+    if (!m_hGate) {
+        // The system gives the same number for a pipe that is taken by whoever. Here it means a gate of somebody else's
+        // that this process may not open.
+        return failed(GetLastError() == ERROR_ACCESS_DENIED ? CallerResult::AccessDenied : CallerResult::SystemError);
+    }
+    // With room for the requests: a write is then done without the helper, which may be waiting for the gate itself.
     m_hPipe.reset(CreateNamedPipeW(m_strPipeName.c_str(),
                                    PIPE_ACCESS_DUPLEX | FILE_FLAG_OVERLAPPED | FILE_FLAG_FIRST_PIPE_INSTANCE,
                                    PIPE_TYPE_BYTE | PIPE_READMODE_BYTE | PIPE_WAIT | PIPE_REJECT_REMOTE_CLIENTS,
-                                   /*nMaxInstances=*/1, /*nOutBufferSize=*/0, kPipeBufferBytes, 0, nullptr));
+                                   /*nMaxInstances=*/1, kPipeBufferBytes, kPipeBufferBytes, 0, security.attributes()));
     if (!m_hPipe) {
         const DWORD error = GetLastError();
         const bool taken = error == ERROR_ACCESS_DENIED || error == ERROR_PIPE_BUSY;
@@ -79,6 +88,11 @@ void CCallerPipe::Stop() {
     m_hGate.reset();
 }
 
+DWORD CCallerPipe::ClientProcessId() const {
+    ULONG id = 0;
+    return GetNamedPipeClientProcessId(m_hPipe.get(), &id) != FALSE ? id : 0;
+}
+
 void CCallerPipe::Disconnect() {
     if (m_hDrop) {
         SetEvent(m_hDrop.get());
@@ -94,19 +108,38 @@ void CCallerPipe::Serve() {
     while (Accept()) {
         // A drop that was asked for before this connection is not meant for it.
         ResetEvent(m_hDrop.get());
+        ++m_nConnection;
         m_bConnected = true;
         m_sink.OnConnected();
         ReadUntilLost();
         m_bConnected = false;
-        DisconnectNamedPipe(m_hPipe.get());
+        if (Stopping()) {
+            ClosePipe();
+        } else {
+            // Also drops what the other end has not read.
+            DisconnectNamedPipe(m_hPipe.get());
+        }
         m_sink.OnLost();
     }
+    if (Stopping()) {
+        ClosePipe();
+    }
+}
+
+bool CCallerPipe::Stopping() const {
+    return WaitForSingleObject(m_hStop.get(), 0) == WAIT_OBJECT_0;
+}
+
+// The other end can read on what it was sent, which a disconnection would take from it.
+void CCallerPipe::ClosePipe() {
+    m_turnSend.CloseAndWait();
+    m_hPipe.reset();
 }
 
 // True when somebody has connected, false when the pipe is to stop.
 bool CCallerPipe::Accept() {
     const HANDLE pipe = m_hPipe.get();
-    while (WaitForSingleObject(m_hStop.get(), 0) == WAIT_TIMEOUT) {
+    while (!Stopping()) {
         OVERLAPPED overlapped = {};
         overlapped.hEvent = m_hRead.get();
         if (ConnectNamedPipe(pipe, &overlapped) != FALSE) {
@@ -176,34 +209,43 @@ CallerResult CCallerPipe::Send(std::string_view bytes, DWORD timeoutMs) {
     if (WaitForMultipleObjects(2, handles, FALSE, std::min(kGateWaitMs, left)) == WAIT_TIMEOUT && left < kGateWaitMs) {
         return CallerResult::Timeout;
     }
+    const std::uint64_t connection = m_nConnection;
+    if (connection == m_nCutOff) {
+        return CallerResult::Gone;
+    }
     ResetEvent(m_hGate.get());
-    const CallerResult result = Write(bytes, deadline.RemainingMs());
+    OVERLAPPED overlapped = {};
+    overlapped.hEvent = m_hWrite.get();
+    const BOOL started = WriteFile(m_hPipe.get(), bytes.data(), static_cast<DWORD>(bytes.size()), nullptr, &overlapped);
+    const bool failed = started == FALSE && GetLastError() != ERROR_IO_PENDING;
+    // The write has its place in the stream. The helper needs the gate for its reply while it reads, so nothing that
+    // waits for the helper happens before this.
     SetEvent(m_hGate.get());
+    if (failed) {
+        return CallerResult::Gone;
+    }
+    const CallerResult result = Finish(overlapped, bytes.size(), deadline.RemainingMs());
+    if (result == CallerResult::Timeout) {
+        m_nCutOff = connection;
+        Disconnect();
+    }
     return result;
 }
 
-CallerResult CCallerPipe::Write(std::string_view bytes, DWORD timeoutMs) {
+CallerResult CCallerPipe::Finish(OVERLAPPED& overlapped, std::size_t size, DWORD timeoutMs) {
     const HANDLE pipe = m_hPipe.get();
-    OVERLAPPED overlapped = {};
-    overlapped.hEvent = m_hWrite.get();
     DWORD written = 0;
-    if (WriteFile(pipe, bytes.data(), static_cast<DWORD>(bytes.size()), nullptr, &overlapped) == FALSE &&
-        GetLastError() != ERROR_IO_PENDING) {
-        return CallerResult::Gone;
-    }
     const HANDLE handles[] = {m_hStop.get(), m_hWrite.get()};
     const DWORD wait = WaitForMultipleObjects(2, handles, FALSE, timeoutMs);
     if (wait != WAIT_OBJECT_0 + 1) {
-        written = CancelAndWait(pipe, overlapped);
-        if (written == bytes.size()) {
+        // The count is of use only when the write was done after all: of one that was cut off the system may have taken
+        // a part and say none.
+        if (CancelAndWait(pipe, overlapped) == size) {
             return CallerResult::Ok;
-        }
-        if (written != 0) {
-            Disconnect();
         }
         return wait == WAIT_OBJECT_0 ? CallerResult::Closed : CallerResult::Timeout;
     }
-    if (GetOverlappedResult(pipe, &overlapped, &written, FALSE) == FALSE || written != bytes.size()) {
+    if (GetOverlappedResult(pipe, &overlapped, &written, FALSE) == FALSE || written != size) {
         return CallerResult::Gone;
     }
     return CallerResult::Ok;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -34,38 +35,45 @@ class CCallerPipe {
     CCallerPipe& operator=(const CCallerPipe&) = delete;
 
     // Makes the gate, manual-reset and signalled, and the pipe, and begins to listen. NameTaken when the pipe has a
-    // server already; on any failure systemError holds the system's reason.
+    // server already, AccessDenied when the gate is somebody else's who keeps this process out; on any failure
+    // systemError holds the system's reason. Who may open either: CallerRights.
     CallerResult Start(DWORD& systemError);
 
     // Ends the connection and the listening, for good. When it returns no sink call and no send is under way and none
-    // will come.
+    // will come. What was sent can still be read at the other end.
     void Stop();
 
     // Begins what Stop does and does not wait: for any thread, the sink's among them.
     void RequestStop();
 
-    // Writes the bytes and returns when the helper has read them all. They pass the gate, which is waited for up to a
-    // second and then passed whatever the wait said. Senders wait for each other. All of that takes timeoutMs at most.
-    // A write that times out half way ends the connection, since what follows would no longer begin at a frame.
+    // Writes the bytes and returns when the system has taken them all, which for more than the pipe's buffer means that
+    // the helper has read the first of them. The write begins under the gate, which is waited for up to a second and
+    // then passed whatever the wait said. Senders wait for each other. All of that takes timeoutMs at most. A write
+    // that is cut off ends the connection, since what followed would not begin at a frame.
     CallerResult Send(std::string_view bytes, DWORD timeoutMs);
 
     // Ends the connection of the moment, if there is one, and listens again.
     void Disconnect();
 
     bool Connected() const { return m_bConnected; }
+    // The process at the other end of the connection, 0 when the system does not tell. For the sink's calls alone.
+    DWORD ClientProcessId() const;
 
   private:
     static DWORD WINAPI ThreadEntry(void* self);
     void Serve();
     bool Accept();
     void ReadUntilLost();
-    CallerResult Write(std::string_view bytes, DWORD timeoutMs);
+    bool Stopping() const;
+    void ClosePipe();
+    // Waits for the write that was started.
+    CallerResult Finish(OVERLAPPED& overlapped, std::size_t size, DWORD timeoutMs);
 
     const std::wstring m_strPipeName;
     const std::wstring m_strGateName;
     ICallerPipeSink& m_sink;
 
-    // Made by Start, closed by Stop once the thread has ended and nobody sends.
+    // Made by Start, closed once nobody sends: by the thread at its end, or by Stop.
     CFileHandle m_hPipe;
     CKernelHandle m_hGate;
     CKernelHandle m_hStop;   // manual-reset: the thread ends
@@ -76,5 +84,7 @@ class CCallerPipe {
 
     CTurn m_turnSend;  // one sender at a time
     std::atomic<bool> m_bConnected{false};
+    std::atomic<std::uint64_t> m_nConnection{0};  // the number of the connection of the moment, or of the last one
+    std::atomic<std::uint64_t> m_nCutOff{0};      // of the last one in which a write was cut off
     std::vector<char> m_vecChunk;
 };

@@ -20,6 +20,8 @@ const char* DescribeCallerResult(CallerResult result) {
             return "a call of the system failed";
         case CallerResult::Closed:
             return "the caller was closed";
+        case CallerResult::AccessDenied:
+            return "the name is held by another user's process, or by one with other rights, which keeps this one out";
     }
     return "unknown result";
 }

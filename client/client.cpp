@@ -1,15 +1,31 @@
 #include "client/client.h"
 
 #include <algorithm>
+#include <atomic>
+#include <cstdio>
 
-#include "client/helper_forward.h"
+#include "client/mark_turn.h"
 #include "foundation/text_helpers.h"
-#include "ipc/message_type.h"
+#include "ipc/protocol/request_table.h"
 
 namespace {
 
 // The last instance and the process go within the same look; what comes between is the SDKs' own end.
 constexpr std::uint32_t kProcessEndMs = 5000;
+
+// One that no other client of the machine has: the process, when it began, and a number within it. A process id comes
+// again, a process id of the same beginning does not.
+std::string UniqueServiceId() {
+    static std::atomic<std::uint32_t> counter{0};
+    FILETIME began = {};
+    FILETIME unused[3] = {};
+    GetProcessTimes(GetCurrentProcess(), &began, &unused[0], &unused[1], &unused[2]);
+    const std::uint64_t ticks = std::uint64_t{began.dwHighDateTime} << 32 | began.dwLowDateTime;
+    char text[64];
+    std::snprintf(text, sizeof text, "p%lu-%llx-%u", GetCurrentProcessId(),
+                  static_cast<unsigned long long>(ticks / 10000 & 0xFFFFFFFF), ++counter);
+    return text;
+}
 
 }  // namespace
 
@@ -37,7 +53,7 @@ CClient::CClient(nexlet_client nHandle, const nexlet_options& options)
       m_pContext(options.context),
       m_pfnGone(options.on_gone),
       m_pfnFrame(options.on_frame),
-      m_caller(Utf8ToUtf16(options.mark), options.service_id) {
+      m_caller(Utf8ToUtf16(options.mark), options.service_id != nullptr ? options.service_id : UniqueServiceId()) {
     if (m_pfnFrame != nullptr) {
         m_caller.SetObserver([this](FrameDirection direction, std::string_view payload) {
             const CCallbackScope scope(*this);
@@ -58,40 +74,6 @@ bool CClient::InCallback() const {
     const CNativeGuard lock(m_lockCallbacks);
     return std::find(m_vecCallbackThreads.begin(), m_vecCallbackThreads.end(), GetCurrentThreadId()) !=
            m_vecCallbackThreads.end();
-}
-
-CallerResult CClient::Start(const ClientStart& start, std::uint32_t timeoutMs) {
-    const CDeadline deadline(timeoutMs);
-    const CTurnScope turn(m_turnStart, deadline);
-    if (turn.Result() != CallerResult::Ok) {
-        return turn.Result();
-    }
-    HelperStart whole = start.start;
-    whole.strMark = m_caller.Mark();
-    whole.strServiceId = m_caller.ServiceId();
-    std::wstring commandLine;
-    CallerResult result = BuildHelperCommandLine(whole, commandLine);
-    if (result != CallerResult::Ok) {
-        return result;
-    }
-    m_bForwarded = false;
-    // A request to run at the start is none that a running helper takes from a second start; leave that to the program.
-    if ((start.nFlags & NEXLET_START_PROCESS) == 0 && whole.strType.empty()) {
-        m_caller.ExpectHelper();
-        StartedProcess process;
-        if (ForwardCommandLine(m_caller.Mark(), commandLine, deadline, process) == CallerResult::Ok) {
-            m_bForwarded = true;
-            result = m_caller.WatchProcess(std::move(process));
-        }
-    }
-    if (!m_bForwarded) {
-        result = m_caller.StartHelper(std::move(whole));
-    }
-    if (result != CallerResult::Ok || (start.nFlags & NEXLET_START_NO_WAIT) != 0) {
-        return result;
-    }
-    ReceivedFrame notice;
-    return m_caller.WaitForFrame(static_cast<int>(MessageType::S_MT_InitReply), deadline.RemainingMs(), notice);
 }
 
 CallerResult CClient::Call(int nType, Json::Value content, std::uint32_t timeoutMs, Json::Value& reply) {
@@ -131,7 +113,9 @@ CallerResult CClient::Exit(std::uint32_t timeoutMs, bool& ended) {
 }
 
 void CClient::CloseTurns() {
+    m_bClosed = true;
     m_turnStart.Close();
+    CMarkTurn::Wake();
     for (CTurn& turn : m_turns) {
         turn.Close();
     }

@@ -11,6 +11,9 @@
 #include "client/include/nexlet_client.h"
 #include "client/turn.h"
 
+// The longest service id that a client makes for itself.
+inline constexpr std::size_t kUniqueIdChars = 32;
+
 struct ClientStart {
     HelperStart start;  // mark and service id are the client's own
     std::uint32_t nFlags = 0;
@@ -34,7 +37,7 @@ class CClient {
     CallerResult Call(int nType, Json::Value content, std::uint32_t timeoutMs, Json::Value& reply);
 
     CCaller& Caller() { return m_caller; }
-    bool Forwarded() const { return m_bForwarded; }
+    bool Forwarded() const { return m_caller.Forwarded(); }
     // Whether the calling thread is inside a callback of this client.
     bool InCallback() const;
 
@@ -43,6 +46,12 @@ class CClient {
     static constexpr int kLastCall = 7;
 
     class CCallbackScope;
+
+    // Whether the notice that ends a start has come.
+    CallerResult WaitForNotice(std::uint32_t timeoutMs);
+    bool Forward(const std::wstring& commandLine, const CDeadline& deadline);
+    // Until the helper has connected, for which it may have to let go of an earlier run of this service.
+    CallerResult Bring(const HelperStart& start, const std::wstring& commandLine, const CDeadline& deadline);
 
     void CloseTurns();
 
@@ -53,7 +62,7 @@ class CClient {
 
     CTurn m_turnStart;
     std::array<CTurn, kLastCall - kFirstCall + 1> m_turns;  // one a type of request
-    std::atomic<bool> m_bForwarded{false};
+    std::atomic<bool> m_bClosed{false};
 
     mutable CNativeLock m_lockCallbacks;
     std::vector<DWORD> m_vecCallbackThreads;  // guarded by m_lockCallbacks

@@ -8,11 +8,13 @@
 #include "client/requests.h"
 #include "foundation/json_text.h"
 #include "foundation/text_helpers.h"
+#include "ipc/transport/pipe_names.h"
 
 namespace {
 
-// What the helper reads of a mark and a service id.
-constexpr std::size_t kMaxNameChars = 258;
+// The longest name of a pipe, all of it, and of a window class that the system takes. A helper whose class name does
+// not fit has no window and no host's pipe.
+constexpr std::size_t kMaxPipeNameChars = 256;
 
 struct Described {
     nexlet_result result;
@@ -33,13 +35,16 @@ constexpr Described kResults[] = {
     {NEXLET_WRONG_THREAD, "NEXLET_WRONG_THREAD"},
     {NEXLET_BAD_REPLY, "NEXLET_BAD_REPLY"},
     {NEXLET_BAD_SIZE, "NEXLET_BAD_SIZE"},
+    {NEXLET_ACCESS_DENIED, "NEXLET_ACCESS_DENIED"},
 };
 
-bool IsName(const char* text) {
-    if (text == nullptr || *text == 0) {
+// Whether mark and service id give a name that the system takes. No service id: one will be made.
+bool AreNames(const char* mark, const char* serviceId) {
+    if (mark == nullptr || *mark == 0 || (serviceId != nullptr && *serviceId == 0)) {
         return false;
     }
-    return Utf8ToUtf16(text).size() <= kMaxNameChars;
+    const std::string id = serviceId != nullptr ? serviceId : std::string(kUniqueIdChars, 'x');
+    return ServicePipeName(Utf8ToUtf16(mark), id).size() <= kMaxPipeNameChars;
 }
 
 std::string TextOrEmpty(const char* text) {
@@ -95,7 +100,7 @@ nexlet_result ReadStart(const CCaller& caller, const nexlet_start_options* optio
 // With the failures that have one, leaves the system's reason where a caller looks for it.
 nexlet_result WithReason(CallerResult result, DWORD systemError) {
     if (result == CallerResult::SystemError || result == CallerResult::NotStarted ||
-        result == CallerResult::NameTaken) {
+        result == CallerResult::NameTaken || result == CallerResult::AccessDenied) {
         SetLastError(systemError);
     }
     return ResultOf(result);
@@ -159,13 +164,28 @@ nexlet_result nexlet_open(const nexlet_options* options, nexlet_client* client) 
         if (!SizeIsKnown(options)) {
             return NEXLET_BAD_SIZE;
         }
-        if (!IsName(options->mark) || !IsName(options->service_id)) {
+        if (!AreNames(options->mark, options->service_id)) {
             return NEXLET_BAD_ARGUMENT;
         }
         StayLoaded();
         DWORD systemError = 0;
         const CallerResult result = AddClient(*options, *client, systemError);
         return WithReason(result, systemError);
+    });
+}
+
+nexlet_result nexlet_service_id(nexlet_client client, char** service_id) {
+    if (service_id == nullptr) {
+        return NEXLET_BAD_ARGUMENT;
+    }
+    *service_id = nullptr;
+    return Guarded([&]() -> nexlet_result {
+        const CClientUse one(client);
+        if (!one) {
+            return NEXLET_BAD_HANDLE;
+        }
+        *service_id = NewText(one->Caller().ServiceId());
+        return NEXLET_OK;
     });
 }
 
@@ -305,7 +325,7 @@ nexlet_result nexlet_host_send(const char* mark, const void* payload, size_t siz
         *answer = nullptr;
     }
     return Guarded([&]() -> nexlet_result {
-        if (!IsName(mark) || (payload == nullptr && size != 0)) {
+        if (!AreNames(mark, "x") || (payload == nullptr && size != 0)) {
             return NEXLET_BAD_ARGUMENT;
         }
         const CDeadline deadline(timeout_ms);

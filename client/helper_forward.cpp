@@ -4,22 +4,36 @@
 
 #include "client/host_pipe.h"
 #include "foundation/text_helpers.h"
-#include "ipc/message_type.h"
-#include "ipc/pipe_names.h"
+#include "ipc/protocol/message_type.h"
+#include "ipc/transport/pipe_names.h"
 
 namespace {
 
 constexpr std::uint32_t kAcknowledgeMs = 2000;
 
+// One look: a busy pipe is left to whoever has it, since a client that comes close behind another may cost the host its
+// ear, and a helper that is just starting is found by the program.
+CallerResult ConnectInSession(CHostPipe& host, const std::wstring& strMark, DWORD ownSession) {
+    DWORD systemError = 0;
+    const CallerResult result = host.Connect(strMark, 0, systemError);
+    if (result != CallerResult::Ok) {
+        return result;
+    }
+    const DWORD session = host.ServerSessionId();
+    return session == kNoSession || session == ownSession ? CallerResult::Ok : CallerResult::NotConnected;
+}
+
 }  // namespace
 
+DWORD OwnSession() {
+    DWORD session = kNoSession;
+    return ProcessIdToSessionId(GetCurrentProcessId(), &session) != FALSE ? session : kNoSession;
+}
+
 CallerResult ForwardCommandLine(const std::wstring& strMark, const std::wstring& commandLine, const CDeadline& deadline,
-                                StartedProcess& process) {
+                                StartedProcess& process, DWORD ownSession) {
     CHostPipe host;
-    DWORD systemError = 0;
-    // One look: a busy pipe is left to whoever has it, since a client that comes close behind another may cost the host
-    // its ear, and a helper that is just starting is found by the program.
-    CallerResult result = host.Connect(strMark, 0, systemError);
+    CallerResult result = ConnectInSession(host, strMark, ownSession);
     if (result != CallerResult::Ok) {
         return result;
     }
@@ -35,4 +49,17 @@ CallerResult ForwardCommandLine(const std::wstring& strMark, const std::wstring&
         result = host.WaitForPayload(std::min(kAcknowledgeMs, deadline.RemainingMs()), answer);
     }
     return result != CallerResult::Ok || answer == kHostAcknowledgement ? result : CallerResult::Gone;
+}
+
+CallerResult ReleaseService(const std::wstring& strMark, const std::string& strServiceId, const CDeadline& deadline,
+                            DWORD ownSession) {
+    CHostPipe host;
+    const CallerResult result = ConnectInSession(host, strMark, ownSession);
+    if (result != CallerResult::Ok) {
+        return result;
+    }
+    Json::Value content(Json::objectValue);
+    content["service_id"] = strServiceId;
+    return host.Send(static_cast<int>(MessageType::S_MT_ExitExeProcess), std::move(content),
+                     std::min(kAcknowledgeMs, deadline.RemainingMs()));
 }

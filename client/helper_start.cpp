@@ -110,6 +110,8 @@ CallerResult StartProgram(const std::wstring& strExe, const std::wstring& comman
     std::wstring line = commandLine;
     STARTUPINFOW startup = {};
     startup.cb = sizeof startup;
+    // It shows nothing of its own at the start: no pointer that looks busy for seconds.
+    startup.dwFlags = STARTF_FORCEOFFFEEDBACK;
     PROCESS_INFORMATION made = {};
     if (CreateProcessW(strExe.c_str(), line.data(), nullptr, nullptr, /*bInheritHandles=*/FALSE, 0, nullptr,
                        folder.empty() ? nullptr : folder.c_str(), &startup, &made) == FALSE) {

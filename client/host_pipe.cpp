@@ -5,9 +5,9 @@
 #include <utility>
 
 #include "client/payload_sink.h"
-#include "ipc/envelope.h"
-#include "ipc/frame.h"
-#include "ipc/pipe_names.h"
+#include "ipc/protocol/envelope.h"
+#include "ipc/transport/frame.h"
+#include "ipc/transport/pipe_names.h"
 
 namespace {
 
@@ -46,11 +46,11 @@ CallerResult CHostPipe::Connect(const std::wstring& strMark, std::uint32_t timeo
         systemError = GetLastError();
         const DWORD remaining = Remaining(startedAt, timeoutMs);
         const bool busy = systemError == ERROR_PIPE_BUSY;
+        if (!busy && systemError != ERROR_FILE_NOT_FOUND) {
+            return systemError == ERROR_ACCESS_DENIED ? CallerResult::AccessDenied : CallerResult::SystemError;
+        }
         if (remaining == 0) {
             return busy ? CallerResult::Timeout : CallerResult::NotConnected;
-        }
-        if (!busy && systemError != ERROR_FILE_NOT_FOUND) {
-            return CallerResult::SystemError;
         }
         Sleep(std::min(remaining, kRetryMs));
     }
@@ -73,6 +73,11 @@ void CHostPipe::Close() {
 DWORD CHostPipe::ServerProcessId() const {
     ULONG id = 0;
     return m_hPipe && GetNamedPipeServerProcessId(m_hPipe.get(), &id) != FALSE ? id : 0;
+}
+
+DWORD CHostPipe::ServerSessionId() const {
+    ULONG id = kNoSession;
+    return m_hPipe && GetNamedPipeServerSessionId(m_hPipe.get(), &id) != FALSE ? id : kNoSession;
 }
 
 CallerResult CHostPipe::Finish(OVERLAPPED& overlapped, BOOL started, std::uint32_t timeoutMs, DWORD& moved) {
@@ -106,15 +111,22 @@ CallerResult CHostPipe::SendBytes(std::string_view bytes, std::uint32_t timeoutM
     }
     OVERLAPPED overlapped = {};
     overlapped.hEvent = m_hIo.get();
+    const BOOL started = WriteFile(m_hPipe.get(), bytes.data(), static_cast<DWORD>(bytes.size()), nullptr, &overlapped);
+    const DWORD error = started != FALSE ? ERROR_SUCCESS : GetLastError();
+    if (m_hGate) {
+        // The write has its place in the stream. The host needs the gate for its answers while it reads.
+        SetEvent(m_hGate.get());
+    }
+    SetLastError(error);
     DWORD moved = 0;
-    CallerResult result = Finish(
-        overlapped, WriteFile(m_hPipe.get(), bytes.data(), static_cast<DWORD>(bytes.size()), nullptr, &overlapped),
-        timeoutMs, moved);
+    CallerResult result = Finish(overlapped, started, timeoutMs, moved);
     if (result == CallerResult::Ok && moved != bytes.size()) {
         result = CallerResult::Timeout;
     }
-    if (m_hGate) {
-        SetEvent(m_hGate.get());
+    if (result != CallerResult::Ok) {
+        // A write that was cut off may have been taken in part, whatever count the system gives for it, and what
+        // followed would not begin at a frame.
+        Close();
     }
     return result;
 }

@@ -10,10 +10,13 @@
 
 #include "client/caller_result.h"
 #include "foundation/handle.h"
-#include "ipc/frame_cutter.h"
+#include "ipc/transport/frame_cutter.h"
 
 // What the host sends back for a command line it has taken over: one byte, no JSON.
 inline constexpr std::string_view kHostAcknowledgement = "1";
+
+// No session has this number.
+inline constexpr DWORD kNoSession = 0xFFFFFFFF;
 
 // One connection to the host of one mark. The host serves one connection at a time, so keep it short: while it stands
 // a second start cannot forward. Not locked: one thread uses it.
@@ -25,15 +28,17 @@ class CHostPipe {
     CHostPipe& operator=(const CHostPipe&) = delete;
 
     // Waits until the host listens and nobody else is connected. NotConnected when there is no host in time, Timeout
-    // when it was busy all the time. systemError holds the system's reason.
+    // when it was busy all the time, AccessDenied when it is another user's. systemError holds the system's reason.
     CallerResult Connect(const std::wstring& strMark, std::uint32_t timeoutMs, DWORD& systemError);
     void Close();
     // The process that serves the pipe, 0 when the system does not tell.
     DWORD ServerProcessId() const;
+    // The session of that process, kNoSession when the system does not tell.
+    DWORD ServerSessionId() const;
     bool IsConnected() const { return m_hPipe.valid(); }
 
     // Sends one envelope, or one frame with this payload, or bytes as they stand, through the host's gate. Ok means
-    // that the system has taken the bytes.
+    // that the system has taken the bytes; after anything else the connection is over.
     CallerResult Send(int nType, Json::Value content, std::uint32_t timeoutMs);
     CallerResult SendPayload(std::string_view payload, std::uint32_t timeoutMs);
     CallerResult SendBytes(std::string_view bytes, std::uint32_t timeoutMs);

@@ -5,7 +5,7 @@
 #include <string>
 #include <utility>
 
-#include "ipc/pipe_connect_callback.h"
+#include "ipc/transport/pipe_connect_callback.h"
 
 class CPayloadSink final : public IPipeConnectCallback {
   public:

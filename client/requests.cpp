@@ -18,7 +18,7 @@ bool KindsAreSafe(const Json::Value& object) {
     }
     for (const char* key : kFlags) {
         const Json::Value* value = FindJsonMember(object, key);
-        if (value != nullptr && !value->isBool() && !(IsJsonInteger(*value) && value->isInt())) {
+        if (value != nullptr && !value->isBool() && !IsJsonInteger(*value)) {
             return false;
         }
     }
@@ -42,7 +42,7 @@ constexpr struct {
     {"OpenWithWeChat lack param", "weChat needs urlScheme, wndname and taskId"},
     {"OpenWithWxSDK lack param", "miniApp needs appId and taskId"},
     {"OpenWidthYybSDK lack param", "yyb needs appId, yybParam and taskId"},
-    {"InitWxApi error", "the library of the mini-program route is missing, unsigned or unusable"},
+    {"InitWxApi error", "the library of the mini-program route is missing or cannot be used"},
     {"InitYybApi error", "the library of the yyb route is missing, unsigned or unusable"},
 };
 
@@ -58,7 +58,7 @@ bool CheckQuestion(std::string_view json) {
         return false;
     }
     const Json::Value* interval = FindJsonMember(question, "interval");
-    return interval == nullptr || (IsJsonInteger(*interval) && interval->isInt() && interval->asInt() >= 0);
+    return interval == nullptr || (IsJsonInteger(*interval) && interval->asInt() >= 0);
 }
 
 const char* DescribeResultWord(std::string_view word) {

@@ -1,5 +1,6 @@
 # The compiler and linker flags of every target of this tree, as one interface target.
 option(NEXLET_WARNINGS_AS_ERRORS "Treat compiler warnings as errors" OFF)
+option(NEXLET_SIMULATION "Build what runs on the simulated machine, and nothing else" OFF)
 set(NEXLET_SANITIZE "" CACHE STRING "Sanitizers for native builds, for example address,undefined or thread")
 
 find_program(NEXLET_CCACHE ccache)
@@ -42,7 +43,7 @@ elseif(NEXLET_SANITIZE)
   add_compile_options(-fsanitize=${NEXLET_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -O1 -g1)
   add_link_options(-fsanitize=${NEXLET_SANITIZE})
   # Fuzzers see which branches they reach, in the JSON library as in our own code.
-  if(CMAKE_CXX_COMPILER_ID MATCHES Clang AND NOT NEXLET_SANITIZE STREQUAL thread)
+  if(CMAKE_CXX_COMPILER_ID MATCHES Clang AND NOT NEXLET_SANITIZE STREQUAL thread AND NOT NEXLET_SIMULATION)
     add_compile_options(-fsanitize=fuzzer-no-link)
     add_link_options(-fsanitize=fuzzer-no-link)
   endif()

@@ -24,6 +24,9 @@ target_include_directories(jsoncpp SYSTEM PUBLIC ${jsoncpp_source}/include)
 # The process must end on a conversion the library refuses, so its exceptions stay on.
 target_compile_options(jsoncpp PRIVATE -w)
 
+if(NOT NEXLET_BUILD_TESTS)
+  return()
+endif()
 set(NEXLET_GOOGLETEST_DIR /usr/src/googletest CACHE PATH "GoogleTest sources")
 if(NOT EXISTS ${NEXLET_GOOGLETEST_DIR}/CMakeLists.txt)
   message(FATAL_ERROR "No GoogleTest sources at ${NEXLET_GOOGLETEST_DIR}: run tools/setup first.")

@@ -1,10 +1,10 @@
 # What the package holds, as install rules by component, and what tools/package must know to describe it.
 #
 #   program    bin/nexlet.exe, bin/nexctl.exe
-#   client     the caller's library with headers, import library and CMake package
+#   client     the caller's library with headers, import libraries and CMake package
 #   documents  docs/, licenses/ and the example of a caller
 #   symbols    the debug information of all three, under the names that they refer to
-#   world      bin/nexlet-world.exe, bin/nexlet-standin.exe, what they bring up, and examples of scenarios
+#   world      bin/nexlet-world.exe, bin/nexlet-standin.exe, the stand-ins that they start, and example scenarios
 include(CMakePackageConfigHelpers)
 
 install(TARGETS nexlet nexctl RUNTIME DESTINATION bin COMPONENT program)
@@ -14,8 +14,9 @@ install(TARGETS nexlet_client EXPORT nexlet
   ARCHIVE DESTINATION lib COMPONENT client
   PUBLIC_HEADER DESTINATION include COMPONENT client)
 set_target_properties(nexlet_client PROPERTIES EXPORT_NAME client)
-# For compilers that make an import library of their own.
-install(FILES ${CMAKE_SOURCE_DIR}/client/nexlet_client.def DESTINATION lib COMPONENT client)
+# For Microsoft's linker, and for compilers that make an import library of their own.
+install(FILES ${CMAKE_BINARY_DIR}/client/nexlet_client.lib ${CMAKE_SOURCE_DIR}/client/nexlet_client.def
+  DESTINATION lib COMPONENT client)
 
 set(package_folder ${CMAKE_BINARY_DIR}/package)
 configure_package_config_file(${CMAKE_SOURCE_DIR}/cmake/nexlet-config.cmake.in ${package_folder}/nexlet-config.cmake
@@ -36,7 +37,7 @@ install(DIRECTORY ${CMAKE_SOURCE_DIR}/examples/world DESTINATION examples COMPON
 install(FILES ${CMAKE_SOURCE_DIR}/resources/THIRD-PARTY.md DESTINATION licenses COMPONENT world)
 
 # The pages that are of use without the sources.
-foreach(page package client protocol troubleshooting refusals registry beacons envelope signer-check threats)
+foreach(page package client nexlet glossary protocol troubleshooting refusals log-lines registry beacons envelope signer-check threats windows)
   install(FILES ${CMAKE_SOURCE_DIR}/docs/${page}.md DESTINATION docs COMPONENT documents)
 endforeach()
 install(FILES ${CMAKE_SOURCE_DIR}/docs/pictures/doctor.png ${CMAKE_SOURCE_DIR}/docs/pictures/timeline.png

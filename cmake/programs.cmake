@@ -10,6 +10,28 @@ function(nexlet_split_symbols target)
     VERBATIM)
 endfunction()
 
+# nexlet_add_version(TARGET FILE DESCRIPTION): the version information of a program or library; FILE is its name.
+function(nexlet_add_version target version_file version_description)
+  get_target_property(type ${target} TYPE)
+  set(version_file_type VFT_APP)
+  if(type STREQUAL SHARED_LIBRARY)
+    set(version_file_type VFT_DLL)
+  endif()
+  cmake_path(GET version_file STEM version_internal_name)
+  set(resource ${CMAKE_BINARY_DIR}/resources/${target}_version.rc)
+  configure_file(${CMAKE_SOURCE_DIR}/resources/version.rc.in ${resource} @ONLY)
+  target_sources(${target} PRIVATE ${resource})
+endfunction()
+
+# nexlet_add_console_manifest(TARGET): the manifest of a program for the console.
+function(nexlet_add_console_manifest target)
+  set(resource ${CMAKE_BINARY_DIR}/resources/console.rc)
+  configure_file(${CMAKE_SOURCE_DIR}/resources/console.rc.in ${resource} @ONLY)
+  target_sources(${target} PRIVATE ${resource})
+  set_source_files_properties(${resource} TARGET_DIRECTORY ${target} PROPERTIES
+    OBJECT_DEPENDS ${CMAKE_SOURCE_DIR}/resources/console.manifest)
+endfunction()
+
 # nexlet_quick(TARGET...): test code is compiled and linked for a short build, not for speed: it runs once. What it tests
 # is compiled as the product is.
 set(nexlet_quick_options -O0 -g1)

@@ -1,12 +1,17 @@
 # What a build may set, and the one header that carries it (settings.h in the build folder).
-# Each host is a name, optionally with a port; the scheme stands in the code that builds the URL. The defaults are
-# reserved names, so that a build nobody configured sends nothing to anyone.
+# Each host is a name, optionally with a port; the code that builds the URL adds the scheme. The defaults are
+# reserved names, so that a build without settings sends nothing to any host.
 set(NEXLET_STATISTICS_HOST "statistics.nexlet.invalid" CACHE STRING "Host of the statistics beacons (https)")
 set(NEXLET_INSTALL_STATISTICS_HOST "install.nexlet.invalid" CACHE STRING "Host of the install beacon (https)")
 set(NEXLET_INFO_HOST "info.nexlet.invalid" CACHE STRING "Host of the daily configuration (http)")
 set(NEXLET_PROXY_ERROR_HOST "proxyerror.nexlet.invalid" CACHE STRING "Host of the proxy error report (http)")
 
-# nexlet_add_settings(TARGET ...): an interface target that brings settings.h with the given hosts.
+# What the properties of every file show beside its version.
+set(NEXLET_COMPANY_NAME "Nexlet" CACHE STRING "Company in the version information of all files")
+set(NEXLET_PRODUCT_NAME "Nexlet" CACHE STRING "Product in the version information of all files")
+set(NEXLET_COPYRIGHT "" CACHE STRING "Copyright line in the version information of all files")
+
+# nexlet_add_settings(TARGET ...): an interface target that provides settings.h with the given hosts.
 function(nexlet_add_settings target statistics install info proxy_error)
   set(NEXLET_SETTING_STATISTICS_HOST ${statistics})
   set(NEXLET_SETTING_INSTALL_STATISTICS_HOST ${install})

@@ -1,7 +1,11 @@
 #include "foundation/json_text.h"
 
+#include <optional>
+
 #include <json/reader.h>
 #include <json/writer.h>
+
+#include "foundation/json_numbers.h"
 
 namespace {
 
@@ -108,13 +112,19 @@ void Append(std::string& out, const Json::Value& value) {
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 
-bool ParseJson(std::string_view text, Json::Value& value, JsonComments comments) {
+bool ParseJson(std::string_view text, Json::Value& value) {
+    const std::optional<std::string> shortened = WithShortNumbers(text);
+    if (shortened) {
+        text = *shortened;
+    }
     Json::Reader reader;
     bool parsed = false;
     try {
-        parsed = reader.parse(text.data(), text.data() + text.size(), value, comments == JsonComments::Collected);
+        // For each comment that it keeps the library looks again at all the text since the last value: half a mebibyte
+        // of comments would take it many seconds.
+        parsed = reader.parse(text.data(), text.data() + text.size(), value, /*collectComments=*/false);
     } catch (const Json::RuntimeError&) {
-        // Nested deeper than the reader goes: no caller may end the process by that.
+        // Nested deeper than the reader's limit: a caller must not be able to end the process with that.
     }
     if (!parsed) {
         // What the reader had made so far is of no use to anyone.

@@ -7,20 +7,20 @@
 
 #include <json/value.h>
 
-enum class JsonComments { Ignored, Collected };
-
 // Parses text into value. False, with value null, when the reader refuses it: broken text, a byte-order mark, nesting
-// deeper than 1000. Comments are skipped, and text behind a whole root is ignored. Any thread.
-bool ParseJson(std::string_view text, Json::Value& value, JsonComments comments = JsonComments::Collected);
+// deeper than 1000. Comments are skipped, and text after a whole root is ignored. The time is linear in the text, but
+// for the search among the members of an object. Any thread.
+bool ParseJson(std::string_view text, Json::Value& value);
 
 // The compact form: keys sorted bytewise, no blanks, no line end, bytes above 0x7F as they are; a value that is no
 // number is written as the reader cannot read it back (null, 1e+9999, -1e+9999 for NaN and the infinities). Any thread.
 std::string WriteJson(const Json::Value& value);
 
-// The value was written as a signed integer: not what merely converts to one (1.0, 1e3, true and 3000000000 do not
-// count).
+// The value was written as an integer and fits into 32 bits with its sign: JsonToInt converts it. What merely converts
+// to one (1.0, 1e3, true) does not count, and neither does a number outside -2147483648 to 2147483647: the library
+// gives every negative number down to -2^63 the type of a signed integer.
 inline bool IsJsonInteger(const Json::Value& value) {
-    return value.type() == Json::intValue;
+    return value.type() == Json::intValue && value.isInt();
 }
 
 // Conversions. What cannot be converted throws Json::LogicError, which nothing catches: the process ends.

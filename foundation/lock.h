@@ -13,7 +13,9 @@ class CLock {
 
   private:
     friend class CAutoLock;
+    friend class CAutoTryLock;
     void Enter();
+    bool TryEnter();
     void Leave();
 
     struct Section;
@@ -30,4 +32,22 @@ class CAutoLock {
 
   private:
     CLock* m_pLock;  // weak
+};
+
+// The same for a thread that must not wait: holds the lock when no other thread has it, and otherwise nothing.
+class CAutoTryLock {
+  public:
+    explicit CAutoTryLock(CLock* lock) : m_pLock(lock->TryEnter() ? lock : nullptr) {}
+    ~CAutoTryLock() {
+        if (m_pLock != nullptr) {
+            m_pLock->Leave();
+        }
+    }
+    CAutoTryLock(const CAutoTryLock&) = delete;
+    CAutoTryLock& operator=(const CAutoTryLock&) = delete;
+
+    bool IsHeld() const { return m_pLock != nullptr; }
+
+  private:
+    CLock* m_pLock;  // weak; null when it is not held
 };

@@ -14,6 +14,10 @@ void CLock::Enter() {
     m_pSection->mutex.lock();
 }
 
+bool CLock::TryEnter() {
+    return m_pSection->mutex.try_lock();
+}
+
 void CLock::Leave() {
     m_pSection->mutex.unlock();
 }

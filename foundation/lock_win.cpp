@@ -23,6 +23,10 @@ void CLock::Enter() {
     EnterCriticalSection(&m_pSection->section);
 }
 
+bool CLock::TryEnter() {
+    return TryEnterCriticalSection(&m_pSection->section) != FALSE;
+}
+
 void CLock::Leave() {
     LeaveCriticalSection(&m_pSection->section);
 }

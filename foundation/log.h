@@ -3,7 +3,7 @@
 //   NXL_LOG(L"[%s(%d)] enter mark=%s", m_mark.c_str());
 //
 // A format that begins with "[%s(%d)]" gets the qualified name of the enclosing function and the source line as its
-// first two arguments; a few texts stand without that prefix and get nothing. %s is wide everywhere, also natively.
+// first two arguments; a few texts have no prefix and get neither. %s is wide everywhere, also natively.
 // Arguments are evaluated only while the log is on. That they fit the format is checked by the compiler.
 #pragma once
 
@@ -36,3 +36,28 @@ void SetLogObserver(LogObserver observer);
             }                                                                                                    \
         }                                                                                                        \
     } while (false)
+
+// Lines of a function that is a part of another one, and is not what people look for in a log:
+//
+//   NXL_LOG_AS(L"CommzoltHelperS::OnTimer", L"[%s(%d)] is ml");
+//
+// operation: wide text, evaluated only while the log is on; the name that the line gets. The format must begin with
+// "[%s(%d)]".
+#define NXL_LOG_AS(operation, format, ...)                                                                  \
+    do {                                                                                                    \
+        static_assert(log_detail::HasOrigin(format), "a line without its origin carries no name");          \
+        static_assert(log_detail::FormatFits(format, decltype(log_detail::TypesOf(__VA_ARGS__)){}),         \
+                      "the arguments of this log call do not fit its format");                              \
+        if (g_bDebugLog.load(std::memory_order_relaxed) != 0) [[unlikely]] {                                \
+            LogPrintf(format, static_cast<const wchar_t*>(operation), __LINE__ __VA_OPT__(, ) __VA_ARGS__); \
+        }                                                                                                   \
+    } while (false)
+
+// The name that a line of the enclosing function carries, as wide text that stays: to be handed to a function that logs
+// in its name.
+#define NXL_LOG_NAME                                                                                     \
+    ([]() -> const wchar_t* {                                                                            \
+        static constexpr auto name_ =                                                                    \
+            log_detail::QualifiedName<log_detail::NameLength(__PRETTY_FUNCTION__)>(__PRETTY_FUNCTION__); \
+        return name_.text;                                                                               \
+    }())

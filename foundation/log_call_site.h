@@ -36,7 +36,7 @@ struct NameRange {
     std::size_t end;
 };
 
-// Where the qualified name stands in a compiler's description of a function: "NS::C::f" in
+// Where the qualified name is in a compiler's description of a function: "NS::C::f" in
 // "void NS::C::f(int) const [with T = int]". A lambda counts as the function around it.
 constexpr NameRange FindName(std::string_view text) {
     std::size_t lastWord = 0;
@@ -137,7 +137,7 @@ constexpr ArgumentKind KindOf() {
     }
 }
 
-// Reads one conversion behind its percent sign, moves at behind it and says what it takes.
+// Reads one conversion after its percent sign, moves at to its end and returns what it takes.
 constexpr ArgumentKind NextConversion(std::wstring_view format, std::size_t& at) {
     while (at < format.size() && std::wstring_view(L"-+ #0123456789.").find(format[at]) != std::wstring_view::npos) {
         ++at;

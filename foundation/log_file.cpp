@@ -9,21 +9,19 @@
 namespace {
 
 constexpr wchar_t kSwitchKey[] = L"Software\\Ovrin\\zolt";
-constexpr wchar_t kLogFolder[] = L"C:\\temp\\zolt";
 constexpr wchar_t kLogFileFormat[] = L"C:\\temp\\zolt\\Nexlet%d.log";
 
 // Never destroyed: a thread may still log while the process ends.
 std::shared_ptr<Log>& g_pLog = *new std::shared_ptr<Log>(std::make_shared<Log>());
 
-// The value's type is not looked at: four bytes that equal 1 switch the log on.
-bool IsSwitchOn(const wchar_t* name) {
+}  // namespace
+
+bool IsDebugValueOn(const wchar_t* name) {
     DWORD value = 0;
     DWORD size = sizeof(value);
     const LSTATUS status = RegGetValueW(HKEY_CURRENT_USER, kSwitchKey, name, RRF_RT_ANY, nullptr, &value, &size);
     return status == ERROR_SUCCESS && size == sizeof(value) && value == 1;
 }
-
-}  // namespace
 
 void WriteLogText(const wchar_t* text) {
     g_pLog->Write(text);
@@ -47,14 +45,14 @@ void Log::Open(const wchar_t* path) {
     m_hFile.reset(CreateFileW(path, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, nullptr, OPEN_ALWAYS,
                               FILE_FLAG_WRITE_THROUGH, nullptr));
     if (m_hFile.valid()) {
-        // A process id is used again: what stands in the file stays.
+        // Process ids are reused: the file keeps what it holds.
         SetFilePointer(m_hFile.get(), 0, nullptr, FILE_END);
     }
 }
 
 void TurnLogOn() {
-    const bool mode = IsSwitchOn(L"debug_modle");
-    const bool log = IsSwitchOn(L"debug_log");
+    const bool mode = IsDebugValueOn(L"debug_modle");
+    const bool log = IsDebugValueOn(L"debug_log");
     if (!mode && !log) {
         return;
     }

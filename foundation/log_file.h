@@ -4,6 +4,12 @@
 #include "foundation/handle.h"
 #include "foundation/windows_headers.h"
 
+// Where the log is written, and what else is kept for a developer. Made without its parent.
+inline constexpr wchar_t kLogFolder[] = L"C:\\temp\\zolt";
+
+// Whether the developer's value of this name is there and its four bytes, of whatever type, equal 1.
+bool IsDebugValueOn(const wchar_t* name);
+
 // One shared object, made before wWinMain starts. It lives, and its file stays open, until the process ends.
 class Log {
   public:
@@ -19,5 +25,5 @@ class Log {
 };
 
 // Reads the two switches from the registry and, when either is on, sets g_bDebugLog, opens the log file of this
-// process and writes the first two lines. A file that cannot be made is no failure: the debug output still works.
+// process and writes the first two lines. A file that cannot be made is not a failure: the debug output still works.
 void TurnLogOn();

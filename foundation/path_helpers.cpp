@@ -1,5 +1,6 @@
 #include "foundation/path_helpers.h"
 
+#include "foundation/late_shlwapi.h"
 #include "foundation/windows_headers.h"
 
 namespace {
@@ -14,7 +15,7 @@ std::wstring CanonicalizePath(const std::wstring& path) {
         return {};
     }
     wchar_t canonical[kPathCharacters] = {};
-    PathCanonicalizeW(canonical, path.c_str());
+    Late::PathCanonicalizeW(canonical, path.c_str());
     wchar_t expanded[kPathCharacters] = {};
     const DWORD length = GetLongPathNameW(canonical, expanded, kPathCharacters);
     return length > 0 && length < kPathCharacters ? expanded : canonical;
@@ -33,25 +34,27 @@ std::wstring TwoStepsUp(const std::wstring& path) {
         return {};
     }
     path.copy(shortened, path.size());
-    PathAppendW(shortened, LR"(..\..)");
+    Late::PathAppendW(shortened, LR"(..\..)");
     return shortened;
 }
 
 std::wstring TemporarySubfolder(const wchar_t* name) {
     wchar_t path[MAX_PATH] = {};
     GetTempPathW(MAX_PATH, path);
-    PathAppendW(path, name);
-    return path;
+    return Late::PathAppendW(path, name) ? path : std::wstring();
 }
 
 int IsPathUnderDirectory(const std::wstring& directory, const std::wstring& path) {
-    std::wstring prefix = CanonicalizePath(directory);
-    const std::wstring whole = CanonicalizePath(path);
-    if (prefix.empty() || whole.empty()) {
+    return IsCanonicalPathUnder(CanonicalizePath(directory), CanonicalizePath(path));
+}
+
+int IsCanonicalPathUnder(const std::wstring& directory, const std::wstring& path) {
+    if (directory.empty() || path.empty()) {
         // An empty prefix would count as a prefix of everything.
         return 0;
     }
+    std::wstring prefix = directory;
     prefix.resize(prefix.size() + 1);
-    PathRemoveBackslashW(prefix.data());
-    return PathIsPrefixW(prefix.c_str(), whole.c_str());
+    Late::PathRemoveBackslashW(prefix.data());
+    return Late::PathIsPrefixW(prefix.c_str(), path.c_str());
 }

@@ -27,8 +27,8 @@ void AppendUtf8(std::string& out, char32_t c) {
     }
 }
 
-// One code point at *at, which moves behind it. A broken sequence gives one replacement for as much of it as could have
-// begun a good one, as the platform's own conversion does.
+// One code point at *at, which moves to its end. A broken sequence gives one replacement for as much of it as could
+// have begun a good one, as the platform's own conversion does.
 char32_t NextCodePoint(const unsigned char*& at, const unsigned char* end) {
     const unsigned char lead = *at++;
     if (lead < 0x80) {

@@ -118,7 +118,7 @@ void Base64Decode(const std::string& source, std::string& target) {
     std::size_t counter = 0;
     std::uint32_t bits = 0;
     while (at < end) {
-        // Four good characters at a time, as long as they last; everything else goes one by one.
+        // Four good characters at a time, as long as there are any; everything else one by one.
         while (counter == 0 && end - at >= 4) {
             const std::uint32_t block =
                 kBase64Tables[0][at[0]] | kBase64Tables[1][at[1]] | kBase64Tables[2][at[2]] | kBase64Tables[3][at[3]];
@@ -175,18 +175,27 @@ std::size_t SplitByDelimiters(const std::wstring& text, const std::vector<std::w
     if (text.empty()) {
         return parts.size();
     }
+    // Where each delimiter was found last. It is looked for again only when that place was passed: one that does not
+    // occur would otherwise be sought to the end of the text for every piece.
+    std::vector<std::size_t> found(delimiters.size(), 0);
+    bool bFirst = true;
     std::size_t at = 0;
-    for (;;) {
+    for (;; bFirst = false) {
         std::size_t nearest = std::wstring::npos;
         std::size_t skipped = 0;
-        for (const std::wstring& delimiter : delimiters) {
-            const std::size_t found = text.find(delimiter, at);
-            if (found == std::wstring::npos || delimiter.empty()) {
+        for (std::size_t i = 0; i < delimiters.size(); ++i) {
+            if (delimiters[i].empty()) {
                 continue;
             }
-            nearest = found < nearest ? found : nearest;
+            if (bFirst || found[i] < at) {
+                found[i] = text.find(delimiters[i], at);
+            }
+            if (found[i] == std::wstring::npos) {
+                continue;
+            }
+            nearest = found[i] < nearest ? found[i] : nearest;
             // Kept as it is: the length held changes only to a longer one, even when a shorter delimiter is nearer.
-            skipped = delimiter.size() > skipped ? delimiter.size() : skipped;
+            skipped = delimiters[i].size() > skipped ? delimiters[i].size() : skipped;
         }
         const std::size_t end = nearest == std::wstring::npos ? text.size() : nearest;
         if (end > at) {

@@ -14,7 +14,7 @@ std::wstring Utf8ToUtf16(const std::string& text);
 // Escapes sourceLength bytes of source as a query value: a blank becomes "+", an ASCII letter or digit stays, every
 // other byte becomes a percent sign and two upper-case hexadecimal digits.
 //
-// A sourceLength above 0xFFFFFFFE stands for the source's own length up to its NUL. A targetSize of 0 measures: the
+// A sourceLength above 0xFFFFFFFE means the source's own length up to its NUL. A targetSize of 0 measures: the
 // result is the size needed with its terminator, and the target is not touched. Otherwise the result is the length of
 // the target's text; a piece that would reach the target's size is not begun, and an empty source leaves the target
 // as it is. The target must hold a terminated text, empty in a zeroed buffer.

@@ -4,15 +4,17 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 
 #include <json/value.h>
 
 #include "fuzz/fuzz_check.h"
-#include "open/channel_config.h"
-#include "open/mini_program_service.h"
-#include "open/open_request.h"
+#include "fuzz/settled_throw.h"
+#include "open/record/channel_config.h"
+#include "open/request/mini_program_service.h"
+#include "open/request/open_request.h"
 
 namespace {
 
@@ -82,13 +84,50 @@ void CheckWord(const std::string& result, bool bReached) {
 
 void CheckParsed(const std::string& text) {
     AppOpenInfo info;
-    if (!WxMiniProgramService::ParseAppOpenInfo(text, info)) {
+    if (!WxMiniProgramService::ParseAppOpenInfo(ValueOf(text), info)) {
         FUZZ_CHECK(info == AppOpenInfo());
         return;
     }
     FUZZ_CHECK(info.show || (info.timeOut == 2000 && info.name.empty() && info.iconUrl.empty()));
     FUZZ_CHECK(info.create || (info.imageUrl.empty() && info.shortcutName.empty() && info.successDot.empty() &&
                                info.errorDot.empty()));
+}
+
+// What a text says as a number of 32 bits.
+enum class Decimal { Fits, None, TooLarge };
+
+Decimal Judge(const std::string& text) {
+    std::size_t at = std::min(text.find_first_not_of(" \t\n\v\f\r"), text.size());
+    if (at < text.size() && (text[at] == '+' || text[at] == '-')) {
+        ++at;
+    }
+    const std::size_t end = std::min(text.find_first_not_of("0123456789", at), text.size());
+    if (end == at) {
+        return Decimal::None;
+    }
+    const std::string digits = text.substr(std::min(text.find_first_not_of('0', at), end), end - at);
+    const std::string significant = digits.substr(0, digits.find_first_not_of("0123456789"));
+    return significant.size() < 10 || (significant.size() == 10 && significant <= "4294967295") ? Decimal::Fits
+                                                                                                : Decimal::TooLarge;
+}
+
+// A channel ends the process by a channel_id of the wrong form, or by another member that is not a text.
+void CheckChannel(const std::string& text, const Json::Value& root, bool bMlHost) {
+    const Json::Value& id = JsonMember(root, "channel_id");
+    const Decimal decimal = root.isObject() && !bMlHost && ConvertsToText(id) ? Judge(JsonToText(id)) : Decimal::Fits;
+    const bool bIdConverts = bMlHost ? ConvertsToUInt(id) : ConvertsToText(id);
+    Decimal thrown = Decimal::Fits;
+    ChannelConfig config;
+    DoneOrSettled(decimal == Decimal::Fits && (!bIdConverts || !AllConvertToText(root, {"product", "from"})), [&] {
+        try {
+            ParseChannelConfig(text, bMlHost, config);
+        } catch (const std::invalid_argument&) {
+            thrown = Decimal::None;
+        } catch (const std::out_of_range&) {
+            thrown = Decimal::TooLarge;
+        }
+    });
+    FUZZ_CHECK(thrown == decimal);
 }
 
 }  // namespace
@@ -98,29 +137,29 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         return 0;
     }
     const std::string text(reinterpret_cast<const char*>(data) + 1, size - 1);
-    try {
-        CheckParsed(text);
+    const Json::Value root = ObjectIn(text);
+
+    const bool bOpenSettled =
+        !AllConvertToText(root, {"type", "appId", "appPath", "wndname", "urlScheme", "yybParam", "taskId", "from"}) ||
+        !ConvertsToInt(JsonMember(root, "try_install")) || !ConvertsToInt(JsonMember(root, "AllowInstallYYB")) ||
+        !ConvertsToInt(JsonMember(root, "OvrinSafeExist"));
+    DoneOrSettled(bOpenSettled, [&] { CheckParsed(text); });
+    DoneOrSettled(bOpenSettled, [&] {
         CCheckingRoutes routes(data[0]);
         std::string result;
-        DecideOpen(text, routes, result);
+        DecideOpen(ValueOf(text), routes, result);
         CheckWord(result, routes.Reached());
-    } catch (const Json::LogicError&) {
-        // Settled: this ends the process.
-    }
-    try {
+    });
+    OpenPollInfo info;
+    bool bRead = false;
+    if (DoneOrSettled(!ConvertsToInt(JsonMember(root, "mon_wndexists")),
+                      [&] { bRead = ParseOpenPollInfo(ValueOf(text), info); })) {
         CCheckingRoutes routes(data[0]);
         std::string result;
-        const bool bEnded = DecideOpenPoll(text, routes, result, (data[0] & 8) != 0);
+        const bool bEnded = DecideOpenPoll(bRead ? &info : nullptr, routes, result, (data[0] & 8) != 0);
         FUZZ_CHECK(bEnded == routes.Reached());
         CheckWord(result, routes.Reached());
-    } catch (const Json::LogicError&) {
     }
-    try {
-        ChannelConfig config;
-        ParseChannelConfig(text, (data[0] & 16) != 0, config);
-    } catch (const Json::LogicError&) {
-    } catch (const std::invalid_argument&) {
-    } catch (const std::out_of_range&) {
-    }
+    CheckChannel(text, root, (data[0] & 16) != 0);
     return 0;
 }

@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "support/beacon_url.h"
+#include "support/http/beacon_url.h"
 
 namespace {
 
@@ -36,7 +36,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::size_t cut = data[0] * url.size() / 256;
     const std::wstring machineId = url.substr(cut);
     for (const bool hasQuery : {false, true}) {
-        const std::wstring whole = url + (hasQuery ? L"&t=" : L"?t=") + L"12345&m=" + machineId;
+        std::wstring whole = url;
+        whole += hasQuery ? L"&t=" : L"?t=";
+        whole += L"12345&m=";
+        whole += machineId;
         if (StatisticsBeaconUrl(url, hasQuery, 12345, machineId) != whole.substr(0, 1023)) {
             std::abort();
         }

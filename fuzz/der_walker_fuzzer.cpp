@@ -5,13 +5,13 @@
 #include <vector>
 
 #include "fuzz/fuzz_check.h"
-#include "support/der_walker.h"
-#include "support/sign_info.h"
-#include "support/sign_info_collecter.h"
+#include "support/signer/der_walker.h"
+#include "support/signer/sign_info.h"
+#include "support/signer/sign_info_collecter.h"
 
 namespace {
 
-// Checks that every element lies within the region and that starts move forward; the answers come from the input, so
+// Checks that every element is within the region and that starts move forward; the answers come from the input, so
 // that stopping and not entering are tried everywhere.
 class CBoundsChecker : public IASN1ParserCallback {
   public:
@@ -45,15 +45,18 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     CBoundsChecker bounds(region);
     Asn1Parser(region, &bounds).Parse();
 
-    SignInfoCollecter collected;
+    SignInfoCollecter collected(region);
     Asn1Parser(region, &collected).Parse();
-    const std::size_t count = collected.SubjectNames().size();
-    FUZZ_CHECK(collected.IssuerNames().size() == count);
-    FUZZ_CHECK(collected.IssuerBytes().size() == count);
-    FUZZ_CHECK(collected.Serials().size() == count);
-    for (std::size_t i = 0; i < count; ++i) {
+    const std::size_t kept = collected.Kept();
+    FUZZ_CHECK(kept <= collected.Certificates() && (kept > 0) == (collected.Certificates() > 0));
+    for (std::size_t i = 0; i < kept; ++i) {
         FUZZ_CHECK(collected.Thumbprint(i).size() == 40);
+        FUZZ_CHECK(collected.HasIssuerName(i) == !collected.IssuerName(i).empty());
+        FUZZ_CHECK(collected.IssuerBytes(i).size() + collected.Serial(i).size() <= size);
+        // Between the first and the last only what a selection can choose.
+        FUZZ_CHECK(i == 0 || i + 1 == kept || !collected.SubjectName(i).empty() || !collected.IssuerName(i).empty() ||
+                   (!collected.IssuerBytes(i).empty() && !collected.Serial(i).empty()));
     }
-    FUZZ_CHECK(collected.SignerSerial().empty() || count == 0 || collected.SignerIssuer().size() <= size);
+    FUZZ_CHECK(collected.SignerIssuer().size() + collected.SignerSerial().size() <= size);
     return 0;
 }

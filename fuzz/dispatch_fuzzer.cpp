@@ -1,15 +1,19 @@
-// From the bytes of a message to what the host asks of an instance and tells the monitor: nothing crashes, and what is
-// written reads back as the same.
+// From the bytes of a pipe through frames, envelope and dispatch to the handlers, and to what the host asks of an
+// instance and tells the monitor: nothing crashes, and every request reaches the handler of its type.
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <stdexcept>
+#include <memory>
 #include <string>
 
 #include "foundation/json_text.h"
 #include "fuzz/fuzz_check.h"
+#include "fuzz/settled_throw.h"
 #include "host/monitor_notice.h"
 #include "host/request_rules.h"
-#include "ipc/envelope.h"
+#include "ipc/protocol/pipe_callbacks.h"
+#include "ipc/protocol/request_table.h"
+#include "ipc/transport/frame_cutter.h"
 
 namespace {
 
@@ -33,40 +37,96 @@ void CheckNotice(const std::string& notice) {
     FUZZ_CHECK(at + 4 == notice.size() && notice.compare(at, 4, "\x7D\x92\x5F\x3E") == 0);
 }
 
-void CheckBody(int type, const std::string& body) {
-    const bool needsP1 = RulesOfRequest(static_cast<MessageType>(type)).bNeedsP1;
+void CheckContentOf(int nType, const Json::Value& content) {
+    const bool needsP1 = RulesOfRequest(static_cast<MessageType>(nType)).bNeedsP1;
     std::string id = "unset";
-    const RequestStatus status = ReadRequestServiceId(body, needsP1, id);
-    FUZZ_CHECK(status == RequestStatus::Ok || id == "unset");
-    // A body comes out of an envelope, so it parses; only null is no object.
-    FUZZ_CHECK((status == RequestStatus::ParseError) == (body == "null"));
-
+    const ContentStatus status = ReadRequestServiceId(content, needsP1, id);
+    FUZZ_CHECK(status == ContentStatus::Ok || id == "unset");
+    FUZZ_CHECK((status == ContentStatus::ParseError) == content.isNull());
+    if (content.isNull()) {
+        return;
+    }
+    const Json::Value& show = JsonMember(content, "isWxPopShow");
+    const Json::Value& data = JsonMember(content, "wxPopData");
+    bool bSettled = !ConvertsToInt(show);
+    if (!bSettled && JsonToInt(show) == 1) {
+        bSettled = !(data.isObject() || data.isNull()) ||
+                   !AllConvertToText(data, {"name", "appid", "icon", "impressionid"}) ||
+                   !ConvertsToInt(JsonMember(data, "style_id"));
+    }
     MonitorRequest request;
-    if (ReadMonitorRequest(body, request) == MonitorRequestStatus::Ok) {
+    MonitorRequestStatus read = MonitorRequestStatus::BadText;
+    if (DoneOrSettled(bSettled, [&] { read = ReadMonitorRequest(content, request); }) &&
+        read == MonitorRequestStatus::Ok) {
         if (const auto notice = request.bag.Serialize()) {
             CheckNotice(*notice);
         }
     }
 }
 
+// An owner whose handlers check what reaches them.
+class COwner final : public IRequestOwner, public IRequestHandlers {
+  public:
+    std::shared_ptr<IRequestHandlers> Owner() const override { return m_pSelf.lock(); }
+
+    void GetWxAppStatus(Request& request) override { Take(request, 2); }
+    void GetWxAppStatusEncrypt(Request& request) override { Take(request, 3); }
+    void GetWxAppQIMEI(Request& request) override { Take(request, 4); }
+    void GetRSAEncrypt(Request& request) override { Take(request, 5); }
+    void OpenMiniApp(Request& request) override { Take(request, 6); }
+    void OpenMiniAppSuccessfully(Request& request) override { Take(request, 7); }
+    void DelayCheckWndStatus(Request& request) override { Take(request, 8); }
+    void DestroyWxServiceItme(Request& request) override { Take(request, 9); }
+
+    std::weak_ptr<COwner> m_pSelf;
+    int m_nTaken = 0;
+
+  private:
+    void Take(Request& request, int nType) {
+        FUZZ_CHECK(request.nType == nType);
+        FUZZ_CHECK(request.content.isNull() || request.content.isObject());
+        CheckContentOf(nType, request.content);
+        CheckContent(*FindRequest(nType), request.content);
+        ++m_nTaken;
+    }
+};
+
+// Between the frame cutter and the sink of a caller's pipe: allows the one throw that is settled.
+class CToSink final : public IPipeConnectCallback {
+  public:
+    explicit CToSink(CPipeClientCallback& sink) : m_sink(sink) {}
+
+    void Connected() override {}
+    void Lost() override {}
+    std::uint32_t Received(const unsigned char* data, std::int32_t length) override {
+        const Json::Value root = length > 0 ? ObjectIn(reinterpret_cast<const char*>(data)) : Json::Value();
+        const Json::Value& type = JsonMember(root, "message_type");
+        const bool bInit = IsJsonInteger(type) && type == 1;
+        DoneOrSettled(bInit && !ConvertsToText(JsonMember(root, "content")), [&] { m_sink.Received(data, length); });
+        return 0;
+    }
+
+  private:
+    CPipeClientCallback& m_sink;
+};
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const std::string bytes(data, data + size);
-    const std::string message = bytes.c_str();
-    try {
-        Envelope envelope;
-        if (ReadEnvelope(message, envelope) != EnvelopeStatus::Ok || envelope.nType == 1) {
-            return 0;
-        }
-        Json::Value content;
-        FUZZ_CHECK(ParseJson(envelope.strBody, content));
-        Envelope again;
-        FUZZ_CHECK(ReadEnvelope(WriteEnvelope(envelope.nType, content), again) == EnvelopeStatus::Ok);
-        FUZZ_CHECK(again.nType == envelope.nType && again.strBody == envelope.strBody);
-        CheckBody(envelope.nType, envelope.strBody);
-    } catch (const std::exception&) {
-        // A conversion that the JSON library refuses ends the process.
+    const auto pOwner = std::make_shared<COwner>();
+    pOwner->m_pSelf = pOwner;
+    CPipeClientCallback sink;
+    sink.SetClient(pOwner);
+    CToSink toSink(sink);
+    // As the payload of one frame.
+    const std::string payload(data, data + size);
+    toSink.Received(reinterpret_cast<const unsigned char*>(payload.c_str()), static_cast<std::int32_t>(size));
+    // As what a pipe delivers, in pieces.
+    CFrameCutter cutter;
+    const std::size_t piece = size > 0 ? data[0] + std::size_t{1} : 1;
+    for (std::size_t at = 0; at < size; at += piece) {
+        cutter.Append(data + at, std::min(piece, size - at));
+        cutter.DispatchFrames(&toSink);
     }
     return 0;
 }

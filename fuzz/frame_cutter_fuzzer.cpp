@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "fuzz/fuzz_check.h"
-#include "ipc/frame.h"
-#include "ipc/frame_cutter.h"
+#include "ipc/transport/frame.h"
+#include "ipc/transport/frame_cutter.h"
 
 namespace {
 

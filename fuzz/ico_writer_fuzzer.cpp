@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "fuzz/fuzz_check.h"
-#include "support/ico_writer.h"
-#include "support/image_format.h"
+#include "support/picture/ico_writer.h"
+#include "support/picture/image_format.h"
 
 namespace {
 

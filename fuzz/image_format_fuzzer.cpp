@@ -4,10 +4,10 @@
 #include <vector>
 
 #include "fuzz/fuzz_check.h"
-#include "support/image_format.h"
+#include "support/picture/image_format.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const std::vector<std::uint8_t> head(data, data + size);  // of its own, so that a read behind it is seen
+    const std::vector<std::uint8_t> head(data, data + size);  // a copy, so that a read past its end is detected
     const ImageFormat format = ImageFormatOfBytes(head);
     FUZZ_CHECK(format >= ImageFormatUnknown && format <= ImageFormatWebp);
     constexpr std::uint8_t kFirst[] = {0, 0x89, 0xFF, 'B', 'G', 0x00, 'R'};

@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "fuzz/fuzz_check.h"
-#include "open/login_rules.h"
+#include "open/probes/login_rules.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     LoginMark mark;

@@ -22,7 +22,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         std::abort();
     }
     const Json::Value& create = root["appShortcut"]["create"];
-    if (create.type() != Json::intValue || (create.asLargestInt() == 1) != (*config.nAppShortcutCreate == 1)) {
+    if (!IsJsonInteger(create) || (create == 1) != (*config.nAppShortcutCreate == 1)) {
         std::abort();
     }
     return 0;

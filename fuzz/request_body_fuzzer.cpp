@@ -6,43 +6,47 @@
 #include <json/value.h>
 
 #include "foundation/json_text.h"
+#include "foundation/shared_json.h"
 #include "fuzz/fuzz_check.h"
+#include "fuzz/settled_throw.h"
+#include "ipc/protocol/request_table.h"
 #include "service/delay_check.h"
 #include "service/request_body.h"
 
 namespace {
 
-void CheckOpen(Json::Value root) {
-    std::string openText;
-    if (!ReadOpenMiniApp(root, openText)) {
+void CheckOpen(const Json::Value& before) {
+    if (CheckContent(*FindRequest(6), before) != ContentStatus::Ok) {
         return;
     }
-    Json::Value p1;
-    FUZZ_CHECK(ParseJson(openText, p1));
-    FUZZ_CHECK(p1.isNull() || p1.type() == Json::objectValue);
-    const Json::Value before = root;
-    AddOpenResult(root, "word", false);
-    FUZZ_CHECK(root["result"] == "word" && root["ret"] == "0");
+    FUZZ_CHECK(before["p1"].isNull() || before["p1"].type() == Json::objectValue);
+    Json::Value content = before;
+    AddOpenResult(content, "word", false);
+    FUZZ_CHECK(content["result"] == "word" && content["ret"] == "0");
     for (const std::string& key : before.getMemberNames()) {
-        FUZZ_CHECK(key == "result" || key == "ret" || root[key] == before[key]);
+        FUZZ_CHECK(key == "result" || key == "ret" || content[key] == before[key]);
     }
 }
 
-void CheckPoll(Json::Value root) {
-    std::string text;
-    if (!TakeOpenMiniAppSuccessfully(root, text)) {
+void CheckPoll(Json::Value content) {
+    if (CheckContent(*FindRequest(7), content) != ContentStatus::Ok) {
         return;
     }
+    const std::string text = JsonToText(content["p1"]);
+    const Json::Value& question = TakeOpenMiniAppSuccessfully(content);
     Json::Value value;
     FUZZ_CHECK(ParseJsonText(text.data(), text.size(), value) || value.isNull());
-    FUZZ_CHECK(root["p1"] == value);
+    FUZZ_CHECK(question == value && content["p1"] == value);
 }
 
 void CheckDelayedCheck(const std::string& text) {
-    const std::int32_t interval = DelayInterval(text, 2000);
+    const CSharedJson question(text);
+    const Json::Value& root = question.Value();
+    const std::int32_t interval = DelayInterval(root).value_or(2000);
     FUZZ_CHECK(interval != 0);
-    Json::Value root;
-    if (!ParseRunStatusParam(text, root)) {
+    FUZZ_CHECK(question.Text() == text);
+    if (!root.isObject()) {
+        FUZZ_CHECK(!DelayInterval(root).has_value());
         return;
     }
     for (const bool success : {true, false}) {
@@ -66,19 +70,21 @@ void CheckDelayedCheck(const std::string& text) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string text(data, data + size);
     CheckDelayedCheck(text);
-    Json::Value root;
-    if (!ParseRequestBody(text, root)) {
+    const Json::Value root = ObjectIn(text);
+    if (!root.isObject()) {
         return 0;
     }
     CheckOpen(root);
     CheckPoll(root);
     if (const Json::Value* p1 = FindJsonMember(root, "p1")) {
-        try {
-            CheckDelayedCheck(JsonToText(*p1));
-            TextToEncrypt(*p1);
-        } catch (const Json::LogicError&) {
-            // What is no text where a text is asked for: the process ends there by decision.
+        const bool bText = ConvertsToText(*p1);
+        bool bInnerText = true;
+        if (bText) {
+            const std::string inner = JsonToText(*p1);
+            CheckDelayedCheck(inner);
+            bInnerText = ConvertsToText(JsonMember(ObjectIn(inner), "text"));
         }
+        DoneOrSettled(!bText || !bInnerText, [&] { TextToEncrypt(*p1); });
     }
     return 0;
 }

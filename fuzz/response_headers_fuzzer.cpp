@@ -7,11 +7,11 @@
 #include <cstring>
 #include <string>
 
-#include "support/response_headers.h"
+#include "support/http/response_headers.h"
 
 namespace {
 
-// Hands out the input byte by byte, zeros behind its end.
+// Returns the input byte by byte, and zeros after its end.
 class CBytes {
   public:
     CBytes(const std::uint8_t* data, std::size_t size) : m_pData(data), m_nLeft(size) {}

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "fuzz/fuzz_check.h"
-#include "support/sign_info.h"
+#include "support/signer/sign_info.h"
 
 namespace {
 
@@ -50,7 +50,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (ReadCertificateTable(source, table)) {
         FUZZ_CHECK(std::search(file.begin(), file.end(), table.begin(), table.end()) != file.end());
         FUZZ_CHECK(OfTable(table) == info);
-        // Bytes behind what the entry's length covers say nothing.
+        // Bytes after the length of the entry change nothing.
         const std::size_t length = table.size() < 9 ? 0
                                                     : table[0] | static_cast<std::size_t>(table[1]) << 8 |
                                                           static_cast<std::size_t>(table[2]) << 16 |
@@ -62,7 +62,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     } else {
         FUZZ_CHECK(info.code == -1);
     }
-    // Bytes behind the end of the file change nothing for a table within it.
+    // Bytes after the end of the file change nothing for a table within it.
     if (info.code != -1) {
         file.insert(file.end(), 100, 0xA5);
         FUZZ_CHECK(OfFile(file) == info);

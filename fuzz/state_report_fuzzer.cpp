@@ -7,8 +7,9 @@
 #include <json/value.h>
 
 #include "fuzz/fuzz_check.h"
-#include "open/qimei.h"
-#include "open/yyb_tasks.h"
+#include "fuzz/settled_throw.h"
+#include "open/yyb/qimei.h"
+#include "open/yyb/yyb_tasks.h"
 
 namespace {
 
@@ -48,21 +49,20 @@ class CCheckingSettler final : public IYybSettler {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string text(reinterpret_cast<const char*>(data), size);
-    try {
-        CCheckingSettler settler;
-        OnDownloadStatus(settler, text.c_str(), 0);
-        // Only a text that holds one of the two words can settle anything; escapes may hide it.
-        FUZZ_CHECK(!settler.Settled() || text.find("Launch") != std::string::npos ||
-                   text.find('\\') != std::string::npos);
-    } catch (const Json::LogicError&) {
-        // Settled: this ends the process.
+    const Json::Value report = ObjectIn(text.c_str());
+    const Json::Value& status = JsonMember(report, "status");
+    const bool bLaunch = status == "CompleteLaunch" || status == "LaunchError";
+    CCheckingSettler settler;
+    if (DoneOrSettled(!ConvertsToText(status) || (bLaunch && !ConvertsToText(JsonMember(report, "pkgname"))),
+                      [&] { OnDownloadStatus(settler, text.c_str(), 0); })) {
+        FUZZ_CHECK(settler.Settled() == (bLaunch && !JsonToText(JsonMember(report, "pkgname")).empty()));
     }
-    try {
-        QimeiPair pair{"kept", "kept"};
-        if (!ParseQimeiAnswer(text, pair)) {
-            FUZZ_CHECK((pair == QimeiPair{"kept", "kept"}));
-        }
-    } catch (const Json::LogicError&) {
+    const Json::Value answer = ObjectIn(text);
+    QimeiPair pair{"kept", "kept"};
+    bool bRead = false;
+    if (DoneOrSettled(!AllConvertToText(answer, {"qimei32", "qimei36"}),
+                      [&] { bRead = ParseQimeiAnswer(text, pair); })) {
+        FUZZ_CHECK(bRead || (pair == QimeiPair{"kept", "kept"}));
     }
     return 0;
 }

@@ -8,11 +8,11 @@
 #include "foundation/log.h"
 #include "foundation/text_helpers.h"
 #include "host/command_line.h"
-#include "ipc/envelope.h"
-#include "ipc/iocp_client.h"
-#include "ipc/message_type.h"
-#include "ipc/pipe_callbacks.h"
-#include "ipc/pipe_names.h"
+#include "ipc/protocol/envelope.h"
+#include "ipc/protocol/message_type.h"
+#include "ipc/protocol/reply_callback.h"
+#include "ipc/transport/iocp_client.h"
+#include "ipc/transport/pipe_names.h"
 
 namespace {
 
@@ -55,7 +55,7 @@ void ExistzoltExcute(const std::wstring& commandLine) {
     // Nothing can signal the reply yet, so this is a plain delay, and the ready event is only held open. It gives a
     // first start that has just begun the time to bring its server up, which callers rely on;
     // ForwarderTest.ItDelaysForTwoSecondsEvenWhenTheServerIsReady holds it.
-    switch (WaitForSingleObject(hReply, kServerWaitMs)) {
+    switch (g_pfnForwarderWait(hReply, kServerWaitMs)) {
         case WAIT_OBJECT_0:
             NXL_LOG(L"[%s(%d)] SIPC event signaled!");
             break;
@@ -77,7 +77,7 @@ void ExistzoltExcute(const std::wstring& commandLine) {
     if (pClient->HasContext() && pClient->PostRead() == 1) {
         NXL_LOG(L"[%s(%d)] PostRead yse");
         pClient->Send(message);
-        const DWORD dwWaitResult = WaitForSingleObject(hReply, kReplyWaitMs);
+        const DWORD dwWaitResult = g_pfnForwarderWait(hReply, kReplyWaitMs);
         if (dwWaitResult == WAIT_OBJECT_0) {
             NXL_LOG(L"[%s(%d)] SPIC Received message");
             pClient->Stop();

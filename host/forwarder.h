@@ -3,9 +3,14 @@
 
 #include <string>
 
+#include "foundation/windows_headers.h"
+
 // Hands the command line to the running helper of its mark, through that helper's pipe, and waits briefly for it to be
 // taken. Main thread of the second process, which ends right afterwards whatever came of it: the caller of the process
 // learns nothing, the log everything. Takes two seconds at least.
 //
 // A /type: that is no number throws what nothing catches: the process ends.
 void ExistzoltExcute(const std::wstring& commandLine);
+
+// What it waits for the reply with; tests put one in its place that notes the times.
+inline DWORD(WINAPI* g_pfnForwarderWait)(HANDLE handle, DWORD milliseconds) = &WaitForSingleObject;

@@ -1,5 +1,7 @@
 #include "host/helper_host.h"
 
+#include <optional>
+
 #include "foundation/json_text.h"
 #include "foundation/log.h"
 #include "foundation/path_helpers.h"
@@ -7,14 +9,14 @@
 #include "host/command_line.h"
 #include "host/message_window.h"
 #include "host/request_rules.h"
-#include "ipc/envelope.h"
-#include "ipc/iocp_server.h"
-#include "ipc/pipe_callbacks.h"
-#include "ipc/pipe_names.h"
-#include "open/mini_program_service.h"
-#include "support/beacons.h"
-#include "support/gdiplus_start.h"
-#include "support/http_transfer.h"
+#include "ipc/protocol/envelope.h"
+#include "ipc/protocol/pipe_callbacks.h"
+#include "ipc/transport/iocp_server.h"
+#include "ipc/transport/pipe_names.h"
+#include "open/request/mini_program_service.h"
+#include "support/http/beacons.h"
+#include "support/http/http_transfer.h"
+#include "support/picture/gdiplus_start.h"
 
 namespace {
 
@@ -47,25 +49,28 @@ CommzoltHelperS::~CommzoltHelperS() {
 void CommzoltHelperS::Init(const std::wstring& commandLine) {
     const CAutoLock lock(&m_lockInit);
     const bool first = !m_bInited.load();
+    std::optional<CHangWatcherStart> hangWatcher;
     if (first) {
         NXL_LOG(L"[%s(%d)] For the first time!");
+        hangWatcher.emplace(m_threads, this);
         m_hInitEvent.reset(
             CreateEventW(/*attributes=*/nullptr, /*bManualReset=*/TRUE, /*bInitialState=*/FALSE, kReadyEventName));
+        // InitData connects the instance, and its caller may ask at once for what sends a beacon.
+        GetSharedHttpTransfer()->StartWorkerAtNeed();
     } else {
         NXL_LOG(L"[%s(%d)] Not the first time");
     }
-    InitData(commandLine);
+    InitData(commandLine, hangWatcher ? &*hangWatcher : nullptr);
     InitMsgWnd();
-    if (first) {
-        GetSharedHttpTransfer()->StartWorkerAtNeed();
-        InitHangWatcherThread();
+    if (hangWatcher) {
+        InitHangWatcherThread(*hangWatcher);
         InitMonCPUUsageThread();
         InitConfInfoThread();
     } else if (m_pPipeServer) {
         m_pPipeServer->Send(kForwardAcknowledged);
     }
     if (IsDispatchedAtStart(Type())) {
-        // A request of the command line may take its time, and that time is watched.
+        // A request of the command line may take its time.
         ReleaseThreads();
     }
     DealWithMsg(Type(), Param());
@@ -79,7 +84,7 @@ void CommzoltHelperS::Init(const std::wstring& commandLine) {
     }
 }
 
-void CommzoltHelperS::InitData(const std::wstring& commandLine) {
+void CommzoltHelperS::InitData(const std::wstring& commandLine, const CHangWatcherStart* start) {
     std::int32_t type = 0;
     std::string channel;
     std::string param;
@@ -116,17 +121,20 @@ void CommzoltHelperS::InitData(const std::wstring& commandLine) {
         const CAutoLock lock(&m_lockState);
         m_sdkPath = TwoStepsUp(path);
     }
-    {
+    if (start != nullptr) {
+        // From here on the caller is connected, and what it asks for may stop this thread.
+        start->WaitUntilItRuns();
+    }
+    // Read without a lock: a forwarded command line is as long as its sender made it.
+    if (const auto value = ReadSwitch(commandLine, kSwitchServiceId, kShortSwitchSize)) {
         const CAutoLock lock(&m_lockInstance);
-        if (const auto value = ReadSwitch(commandLine, kSwitchServiceId, kShortSwitchSize)) {
-            NXL_LOG(L"[%s(%d)] enter szServiceId=%s", value->c_str());
-            const std::string serviceId = Utf16ToUtf8(*value);
-            {
-                const CAutoLock lockState(&m_lockState);
-                m_strServiceId = serviceId;
-            }
-            FindOrCreateInstance(serviceId);
+        NXL_LOG(L"[%s(%d)] enter szServiceId=%s", value->c_str());
+        const std::string serviceId = Utf16ToUtf8(*value);
+        {
+            const CAutoLock lockState(&m_lockState);
+            m_strServiceId = serviceId;
         }
+        FindOrCreateInstance(serviceId);
     }
     NXL_LOG(L"[%s(%d)] enter m_sdkPath=%s", SdkPath().c_str());
 }
@@ -245,16 +253,13 @@ bool CommzoltHelperS::GetInstanceParam(const std::string& strServiceId, Instance
     return GetInstanceParamFrom(m_mInstanceParam, strServiceId, param);
 }
 
-bool CommzoltHelperS::SetInstanceParam(const std::string& strServiceId, const std::wstring& strPipeName,
-                                       const std::string& strRunStatusParam, std::int32_t nInterval,
-                                       std::int32_t nTaskOp, std::int32_t nDllOp, std::int32_t nDestroyOp,
+bool CommzoltHelperS::SetInstanceParam(const std::string& strServiceId, const InstanceParamChange& change,
                                        const IStopToken& stop) {
     const CAutoLock lock(&m_lockParam);
     if (stop.StopRequested()) {
         return false;
     }
-    SetInstanceParamIn(m_mInstanceParam, strServiceId, strPipeName, strRunStatusParam, nInterval, nTaskOp, nDllOp,
-                       nDestroyOp);
+    SetInstanceParamIn(m_mInstanceParam, strServiceId, change);
     return true;
 }
 

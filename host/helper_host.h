@@ -9,13 +9,12 @@
 #include <map>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "foundation/handle.h"
 #include "foundation/lock.h"
 #include "host/background_threads.h"
-#include "ipc/message_receiver.h"
-#include "ipc/message_type.h"
+#include "ipc/protocol/message_receiver.h"
+#include "ipc/protocol/request_handlers.h"
 #include "service/service_host.h"
 #include "service/service_instance.h"
 
@@ -31,7 +30,7 @@ class WxMiniProgramService;
 //
 // The process's object lives until TerminateProcess; its destructor serves tests. What Init starts outlives no host of
 // a test either: such a host must stay until the test process ends.
-class CommzoltHelperS final : public IServiceHost, public IMessageReceiver {
+class CommzoltHelperS final : public IServiceHost, public IMessageReceiver, public IRequestHandlers {
   public:
     // The process's host, made at first use. Any thread.
     static CommzoltHelperS* GetInstance();
@@ -52,30 +51,30 @@ class CommzoltHelperS final : public IServiceHost, public IMessageReceiver {
     // One frame of the host's pipe, or the /param: of a start. 1 when a message was dispatched, else 0.
     int ReceiveIPCMessage(const unsigned char* data, int length) override;
 
-    // The handlers of the requests. Each takes the content as JSON text, finds or makes the instance of its
-    // service_id, and calls the instance's handler of the same name. A refusal is a log line and no reply.
-    void GetWxAppStatus(const std::string& strBody);
-    void GetWxAppStatusEncrypt(const std::string& strBody);
-    void GetWxAppQIMEI(const std::string& strBody);
-    void GetRSAEncrypt(const std::string& strBody);
-    void OpenMiniApp(const std::string& strBody);
-    void OpenMiniAppSuccessfully(const std::string& strBody);
-    void DelayCheckWndStatus(const std::string& strBody);
-    void DestroyWxServiceItme(const std::string& strBody) override;
+    // The handlers of the requests that come on the host's pipe or in /param:. Each finds or makes the instance of the
+    // request's service_id, and calls the instance's handler of the same name. A refusal is a log line and no reply.
+    void GetWxAppStatus(Request& request) override;
+    void GetWxAppStatusEncrypt(Request& request) override;
+    void GetWxAppQIMEI(Request& request) override;
+    void GetRSAEncrypt(Request& request) override;
+    void OpenMiniApp(Request& request) override;
+    void OpenMiniAppSuccessfully(Request& request) override;
+    void DelayCheckWndStatus(Request& request) override;
+    void DestroyWxServiceItme(Request& request) override;
+    void DestroyWxServiceItme(const Request& request, const IStopToken& stop) override;
 
     // One WM_TIMER. Main thread.
     void OnTimer(HWND window, UINT_PTR timerId);
 
     bool GetInstanceParam(const std::string& strServiceId, InstanceParam& param) override;
-    bool SetInstanceParam(const std::string& strServiceId, const std::wstring& strPipeName,
-                          const std::string& strRunStatusParam, std::int32_t nInterval, std::int32_t nTaskOp,
-                          std::int32_t nDllOp, std::int32_t nDestroyOp, const IStopToken& stop) override;
-    void OpenMiniAppSuccessfullyByServiceId(const std::string& strServiceId, const std::string& strText,
+    bool SetInstanceParam(const std::string& strServiceId, const InstanceParamChange& change,
+                          const IStopToken& stop) override;
+    void OpenMiniAppSuccessfullyByServiceId(const std::string& strServiceId, const CSharedJson& question,
                                             std::string& strResult, bool bLastCall, const IStopToken& stop) override;
 
     // Tells the monitor program about an open that ended well, for the mark "ml" alone. True when the monitor took the
     // notice; strReferer then says which app it was. Waits up to a second for the monitor. Any thread.
-    bool NotifyWDMonitorMsg(const std::string& strResult, const std::string& strText, std::string& strReferer);
+    bool NotifyWDMonitorMsg(const std::string& strResult, const CSharedJson& question, std::string& strReferer);
 
     // Copies of what the command lines said so far. Any thread.
     bool IsInited() const { return m_bInited.load(); }
@@ -95,27 +94,24 @@ class CommzoltHelperS final : public IServiceHost, public IMessageReceiver {
     std::size_t InstanceCount() const;
 
   private:
-    using Handler = void (WxMiniProgramServiceEx::*)(const std::string& strBody);
-
-    void BeginFirstInit();
-    void InitData(const std::wstring& commandLine);
+    // start: the hang watcher of a first start, null otherwise; it runs before anybody else can be waited for.
+    void InitData(const std::wstring& commandLine, const CHangWatcherStart* start);
     void InitMsgWnd();
     void InitZOLTSIPC();
     void GetMid();
-    void InitHangWatcherThread();
+    void InitHangWatcherThread(const CHangWatcherStart& start);
     void InitMonCPUUsageThread();
     void InitConfInfoThread();
-    // Starts a thread that waits for ReleaseThreads and that nobody will wait for. 0, or the system's error.
-    DWORD StartHeld(LPTHREAD_START_ROUTINE procedure, void* argument);
-    // The background threads and the beacons' worker begin their work. Whoever waits for the ready notice does not wait
-    // for them as well.
+    // The thread of the configuration and the beacons' worker begin their work. Whoever waits for the ready notice does
+    // not wait for them as well.
     void ReleaseThreads();
     void DealWithMsg(std::int32_t type, const std::string& param);
     void SendReadyNotice();
 
-    void HandleRequest(MessageType type, const std::string& strBody, Handler handler);
+    // operation: the name that the lines of a refusal carry.
+    void HandleRequest(const wchar_t* operation, Request& request);
     void ReArmExitTimer();
-    void StartStatusTimer();
+    void StartStatusTimer(const wchar_t* operation);
 
     // With m_lockInstance held: the instance of an id, initialised with the host's present channel, path and mark;
     // made when there is none.
@@ -140,9 +136,9 @@ class CommzoltHelperS final : public IServiceHost, public IMessageReceiver {
     CLock m_lockInit;  // guards what follows
     std::shared_ptr<CIOCP_Server> m_pPipeServer;
     std::shared_ptr<CPipeServerCallback> m_pServerCallback;
-    std::vector<CKernelHandle> m_vecHeldThreads;  // started and not yet released
-    CKernelHandle m_hInitEvent;                   // the ready event, signalled once the pipe listens
-    ULONG_PTR m_gdiplusToken = 0;                 // GDI+ stays up to the process's end
+    CKernelHandle m_hHeldThread;   // the configuration's, started and not yet released
+    CKernelHandle m_hInitEvent;    // the ready event, signalled once the pipe listens
+    ULONG_PTR m_gdiplusToken = 0;  // GDI+ stays up to the process's end
 
     mutable CLock m_lockInstance;
     std::map<std::string, std::shared_ptr<WxMiniProgramServiceEx>> m_mWxExInstance;  // guarded by m_lockInstance

@@ -10,10 +10,13 @@
 #include "foundation/log.h"
 #include "foundation/log_file.h"
 #include "host/command_line.h"
+#include "host/crash_dump.h"
 #include "host/forwarder.h"
 #include "host/helper_host.h"
 #include "host/process_end.h"
-#include "ipc/pipe_names.h"
+#include "host/request_rules.h"
+#include "ipc/transport/pipe_names.h"
+#include "support/system/late_ole32.h"
 
 namespace {
 
@@ -39,6 +42,7 @@ int WINAPI wWinMain(HINSTANCE, HINSTANCE, LPWSTR arguments, int) {
     const std::wstring commandLine = arguments;
     bool bApartment = false;
     TurnLogOn();
+    KeepCrashDumps();
     ImmDisableIME(0);
     NXL_LOG(L"[%s(%d)] zolt strCmd=%s", commandLine.c_str());
     if (const auto mark = ReadSwitch(commandLine, kSwitchFrom, kShortSwitchSize)) {
@@ -51,9 +55,17 @@ int WINAPI wWinMain(HINSTANCE, HINSTANCE, LPWSTR arguments, int) {
             ExistzoltExcute(commandLine);
         } else {
             NXL_LOG(L"[%s(%d)] start init");
+            // The ready notice needs nothing of COM, and loading it takes a tenth of the start. A request of the
+            // command line comes before the notice: an SDK that entered COM first would settle the apartment of this
+            // thread.
+            const bool bComFirst = CarriesRequest(commandLine);
+            if (bComFirst) {
+                Late::CoInitialize(nullptr);
+            }
             CommzoltHelperS::GetInstance()->Init(commandLine);
-            // Behind the ready notice, which needs nothing of COM: loading it takes a tenth of the start.
-            CoInitialize(nullptr);
+            if (!bComFirst) {
+                Late::CoInitialize(nullptr);
+            }
             bApartment = true;
             RunMessageLoop();
         }
@@ -61,7 +73,7 @@ int WINAPI wWinMain(HINSTANCE, HINSTANCE, LPWSTR arguments, int) {
     }
     UninitializeSdks();
     if (bApartment) {
-        CoUninitialize();
+        Late::CoUninitialize();
     }
     TerminateProcess(GetCurrentProcess(), 0);
     NXL_LOG(L"[%s(%d)] process exit!");

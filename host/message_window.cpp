@@ -2,6 +2,7 @@
 
 #include "foundation/log.h"
 #include "host/helper_host.h"
+#include "host/window_calls.h"
 
 std::atomic<HWND> g_hWnd{nullptr};
 std::atomic<HWND> g_hMsgWnd{nullptr};
@@ -17,7 +18,7 @@ std::atomic<CommzoltHelperS*> g_pWindowHost{nullptr};
 
 void ArmOnce(std::atomic<UINT_PTR>& stored, HWND window, UINT_PTR id, UINT periodMs) {
     if (stored.load() == 0) {
-        stored.store(SetTimer(window, id, periodMs, nullptr));
+        stored.store(GetWindowCalls().pfnSetTimer(window, id, periodMs, nullptr));
     }
 }
 

@@ -39,7 +39,7 @@ void MonitorBag::AddText(std::string_view key, std::string_view text) {
 void MonitorBag::AddNumber(std::string_view key, std::int32_t number) {
     const auto bits = static_cast<std::uint32_t>(number);
     std::string value;
-    AppendWord(value, bits & 0xFFFF);
+    AppendWord(value, bits);
     AppendWord(value, bits >> 16);
     m_vecEntries.push_back({std::string(key), kTypeNumber, std::move(value)});
 }
@@ -62,9 +62,8 @@ std::optional<std::string> MonitorBag::Serialize() const {
     return bytes;
 }
 
-MonitorRequestStatus ReadMonitorRequest(const std::string& text, MonitorRequest& request) {
-    Json::Value root;
-    if (!ParseJson(text, root) || !root.isObject()) {
+MonitorRequestStatus ReadMonitorRequest(const Json::Value& root, MonitorRequest& request) {
+    if (!root.isObject()) {
         return MonitorRequestStatus::BadText;
     }
     if (JsonToInt(JsonMember(root, "isWxPopShow")) != 1) {

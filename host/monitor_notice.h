@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include <json/value.h>
+
 // A sequence of keys with typed values, in the order they were added.
 class MonitorBag {
   public:
@@ -27,7 +29,7 @@ class MonitorBag {
 
 enum class MonitorRequestStatus {
     Ok,
-    BadText,   // not JSON, or the root is no object
+    BadText,   // not an object
     NotShown,  // isWxPopShow is not 1
 };
 
@@ -36,6 +38,6 @@ struct MonitorRequest {
     std::string strReferer;  // the app's id and name, escaped, for the beacon
 };
 
-// Reads the text of a delayed check into request. A member of a type that does not convert throws Json::LogicError,
+// Reads the question of a delayed check into request. A member of a type that does not convert throws Json::LogicError,
 // which nothing catches.
-MonitorRequestStatus ReadMonitorRequest(const std::string& text, MonitorRequest& request);
+MonitorRequestStatus ReadMonitorRequest(const Json::Value& question, MonitorRequest& request);

@@ -1,12 +1,16 @@
 // How an open ended: asked of the instance, and told to the monitor program.
 #include "host/helper_host.h"
 
+#include <optional>
+
 #include "foundation/log.h"
 #include "foundation/text_helpers.h"
 #include "host/monitor_notice.h"
-#include "open/mini_program_service.h"
+#include "host/window_calls.h"
+#include "open/request/mini_program_service.h"
+#include "open/request/open_request.h"
 #include "settings.h"
-#include "support/beacons.h"
+#include "support/http/beacons.h"
 
 namespace {
 
@@ -20,29 +24,37 @@ constexpr wchar_t kMonitoredMark[] = L"ml";
 
 }  // namespace
 
-static bool SendTrayCopyData(const std::string& notice) {
+// notice: nothing when it cannot be written down, which fails like a notice that nobody takes.
+static bool SendTrayCopyData(const std::optional<std::string>& notice) {
+    if (!notice) {
+        NXL_LOG(L"[%s(%d)] send WD MSG failed");
+        return false;
+    }
     const HWND window = FindWindowW(kMonitorWindowClass, nullptr);
     if (window == nullptr) {
         NXL_LOG(L"[%s(%d)] send WD MSG failed");
         return false;
     }
-    std::string bytes = notice;
+    std::string bytes = *notice;
     COPYDATASTRUCT record = {};
     record.dwData = kNoticeKind;
     record.cbData = static_cast<DWORD>(bytes.size());
     record.lpData = bytes.data();
     DWORD_PTR reply = 0;  // what the monitor answers does not count
-    if (SendMessageTimeoutW(window, WM_COPYDATA, /*wParam=*/0, reinterpret_cast<LPARAM>(&record), SMTO_NORMAL,
-                            kMonitorWaitMs, &reply) == 0) {
+    if (GetWindowCalls().pfnSendMessageTimeout(window, WM_COPYDATA, /*wParam=*/0, reinterpret_cast<LPARAM>(&record),
+                                               SMTO_NORMAL, kMonitorWaitMs, &reply) == 0) {
         NXL_LOG(L"[%s(%d)] send WD MSG failed");
         return false;
     }
     return true;
 }
 
-void CommzoltHelperS::OpenMiniAppSuccessfullyByServiceId(const std::string& strServiceId, const std::string& strText,
+void CommzoltHelperS::OpenMiniAppSuccessfullyByServiceId(const std::string& strServiceId, const CSharedJson& question,
                                                          std::string& strResult, bool bLastCall,
                                                          const IStopToken& stop) {
+    // Before the lock: the texts in it are as long as the caller made them.
+    OpenPollInfo info;
+    const bool read = ParseOpenPollInfo(question.Value(), info);
     {
         const CAutoLock lock(&m_lockInstance);
         if (stop.StopRequested()) {
@@ -50,12 +62,12 @@ void CommzoltHelperS::OpenMiniAppSuccessfullyByServiceId(const std::string& strS
         }
         const auto entry = m_mWxExInstance.find(strServiceId);
         if (entry != m_mWxExInstance.end()) {
-            entry->second->GetService()->OpenMiniAppSuccessfully(strText, strResult, bLastCall);
+            entry->second->GetService()->OpenMiniAppSuccessfully(read ? &info : nullptr, strResult, bLastCall);
         }
     }
     // Without the lock: the monitor may take its time.
     std::string referer;
-    if (NotifyWDMonitorMsg(strResult, strText, referer)) {
+    if (NotifyWDMonitorMsg(strResult, question, referer)) {
         NXL_LOG(L"[%s(%d)] send to WD success");
         ReportStaticWithMIDImp(
             L"https://" NEXLET_STATISTICS_HOST L"/static/a/1687.8948.gif?_referer=" + Utf8ToUtf16(referer),
@@ -63,7 +75,7 @@ void CommzoltHelperS::OpenMiniAppSuccessfullyByServiceId(const std::string& strS
     }
 }
 
-bool CommzoltHelperS::NotifyWDMonitorMsg(const std::string& strResult, const std::string& strText,
+bool CommzoltHelperS::NotifyWDMonitorMsg(const std::string& strResult, const CSharedJson& question,
                                          std::string& strReferer) {
     NXL_LOG(L"[%s(%d)] enter to NotifyWDMonitorMsg");
     const std::wstring mark = Mark();
@@ -73,7 +85,7 @@ bool CommzoltHelperS::NotifyWDMonitorMsg(const std::string& strResult, const std
     }
     bool sent = false;
     MonitorRequest request;
-    switch (ReadMonitorRequest(strText, request)) {
+    switch (ReadMonitorRequest(question.Value(), request)) {
         case MonitorRequestStatus::BadText:
             break;
         case MonitorRequestStatus::NotShown:
@@ -81,9 +93,7 @@ bool CommzoltHelperS::NotifyWDMonitorMsg(const std::string& strResult, const std
             break;
         case MonitorRequestStatus::Ok:
             strReferer = request.strReferer;
-            if (const auto notice = request.bag.Serialize()) {
-                sent = SendTrayCopyData(*notice);
-            }
+            sent = SendTrayCopyData(request.bag.Serialize());
             break;
     }
     NXL_LOG(L"[%s(%d)] send WD MSG ret=%d", sent ? 1 : 0);

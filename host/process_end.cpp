@@ -8,8 +8,9 @@
 
 #include "foundation/log.h"
 #include "foundation/text_helpers.h"
-#include "open/wx_api.h"
-#include "open/yyb_api.h"
+#include "host/crash_dump.h"
+#include "open/wx_sdk/wx_api.h"
+#include "open/yyb/yyb_api.h"
 
 namespace {
 
@@ -30,6 +31,7 @@ void OnInvalidParameter(const wchar_t*, const wchar_t*, const wchar_t*, unsigned
             NXL_LOG(L"[%s(%d)] uncaught exception");
         }
     }
+    DumpThisThread(kUncaughtExceptionCode);
     TerminateProcess(GetCurrentProcess(), kUncaughtExceptionCode);
     std::abort();
 }

@@ -4,10 +4,11 @@
 #include <ctime>
 
 #include "foundation/handle.h"
+#include "foundation/late_shlwapi.h"
 #include "foundation/log.h"
 #include "foundation/text_helpers.h"
 #include "host/remote_config_rule.h"
-#include "support/http_transfer.h"
+#include "support/http/http_transfer.h"
 
 #include <settings.h>
 
@@ -18,14 +19,15 @@ constexpr DWORD kWakeUpMs = 3 * 60 * 60 * 1000;
 static_assert(kWakeUpMs == 10800000);
 
 void WriteConfigValue(const wchar_t* name, DWORD value) {
-    SHSetValueW(HKEY_CURRENT_USER, kRemoteConfigKey, name, REG_DWORD, &value, sizeof(value));
+    Late::SHSetValueW(HKEY_CURRENT_USER, kRemoteConfigKey, name, REG_DWORD, &value, sizeof(value));
 }
 
 // 0 when nothing was stored yet.
 std::uint32_t ReadLastInfoTime() {
     DWORD value = 0;
     DWORD size = sizeof(value);
-    const LSTATUS status = SHGetValueW(HKEY_CURRENT_USER, kRemoteConfigKey, kLastInfoTimeValue, nullptr, &value, &size);
+    const LSTATUS status =
+        Late::SHGetValueW(HKEY_CURRENT_USER, kRemoteConfigKey, kLastInfoTimeValue, nullptr, &value, &size);
     return status == ERROR_SUCCESS ? value : 0;
 }
 
@@ -48,7 +50,10 @@ std::uint32_t HttpContextText(std::uint32_t status, const void* data, std::uint3
         return 1;
     }
     static_cast<std::string*>(context)->append(static_cast<const char*>(data), size);
-    std::printf("Received text chunk, size: %u\n", static_cast<unsigned>(size));
+    const std::string line = "Received text chunk, size: " + std::to_string(size) + "\n";
+    std::fwrite(line.data(), 1, line.size(), stdout);
+    // The process ends without writing out what the run-time holds.
+    std::fflush(stdout);
     NXL_LOG(L"[%s(%d)] IReceived text chunk, size:  %d", size);
     return 0;
 }

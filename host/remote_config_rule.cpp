@@ -15,7 +15,7 @@ RemoteConfig ReadRemoteConfig(std::string_view text) {
     }
     const Json::Value* const create = FindJsonMember(*appShortcut, "create");
     if (create != nullptr && IsJsonInteger(*create)) {
-        config.nAppShortcutCreate = create->asLargestInt() == 1 ? 1u : 0u;
+        config.nAppShortcutCreate = JsonToInt(*create) == 1 ? 1u : 0u;
     }
     return config;
 }

@@ -1,8 +1,11 @@
 #include "host/request_rules.h"
 
+#include <stdexcept>
+
 #include <json/value.h>
 
 #include "foundation/json_text.h"
+#include "host/command_line.h"
 
 RequestRules RulesOfRequest(MessageType type) {
     RequestRules rules;
@@ -30,18 +33,29 @@ bool IsDispatchedAtStart(int type) {
            type <= static_cast<int>(MessageType::S_MT_DelayCheckWndStatus);
 }
 
-RequestStatus ReadRequestServiceId(const std::string& body, bool bNeedsP1, std::string& serviceId) {
-    Json::Value root;
-    if (!ParseJson(body, root) || !root.isObject()) {
-        return RequestStatus::ParseError;
+bool CarriesRequest(const std::wstring& commandLine) {
+    const auto type = ReadSwitch(commandLine, kSwitchType, kShortSwitchSize);
+    if (!type) {
+        return false;
     }
-    if (bNeedsP1 && FindJsonMember(root, "p1") == nullptr) {
-        return RequestStatus::NoP1;
+    try {
+        return IsDispatchedAtStart(TypeFromSwitch(*type));
+    } catch (const std::logic_error&) {
+        return false;
     }
-    const Json::Value* member = FindJsonMember(root, "service_id");
+}
+
+ContentStatus ReadRequestServiceId(const Json::Value& content, bool bNeedsP1, std::string& serviceId) {
+    if (!content.isObject()) {
+        return ContentStatus::ParseError;
+    }
+    if (bNeedsP1 && FindJsonMember(content, "p1") == nullptr) {
+        return ContentStatus::NotContainP1;
+    }
+    const Json::Value* member = FindJsonMember(content, "service_id");
     if (member == nullptr || !member->isString()) {
-        return RequestStatus::NoServiceId;
+        return ContentStatus::Silent;
     }
     serviceId = member->asString();
-    return RequestStatus::Ok;
+    return ContentStatus::Ok;
 }

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "ipc/message_type.h"
+#include "ipc/protocol/request_table.h"
 
 struct RequestRules {
     bool bReArmsExitTimer = false;
@@ -17,12 +17,11 @@ RequestRules RulesOfRequest(MessageType type);
 // The start of the process and of a forwarded one dispatches the requests 2 to 8 of its /param:.
 bool IsDispatchedAtStart(int type);
 
-enum class RequestStatus {
-    Ok,
-    ParseError,   // not JSON, or the root is no object
-    NoP1,         // a request that needs p1 has none
-    NoServiceId,  // service_id is missing or no text
-};
+// Whether Init will dispatch a request of this command line. False also for a /type: that does not convert: Init ends
+// the process then.
+bool CarriesRequest(const std::wstring& commandLine);
 
-// Reads the service id of a request's body into serviceId, which is left alone by a refusal.
-RequestStatus ReadRequestServiceId(const std::string& body, bool bNeedsP1, std::string& serviceId);
+// Reads the service id of a request's content into serviceId, which keeps its value when the request is refused: as
+// ParseError when the content is not an object, as NotContainP1 when a request that needs p1 has none, as Silent when
+// service_id is missing or not a text.
+ContentStatus ReadRequestServiceId(const Json::Value& content, bool bNeedsP1, std::string& serviceId);

@@ -5,23 +5,21 @@
 #include "foundation/text_helpers.h"
 #include "host/message_window.h"
 #include "host/prune_rule.h"
-#include "open/mini_program_service.h"
+#include "host/window_calls.h"
+#include "open/request/mini_program_service.h"
 
 namespace {
+
+// The functions here are the parts of one operation, by whose name people know its lines.
+constexpr wchar_t kOnTimer[] = L"CommzoltHelperS::OnTimer";
 
 // A helper of this mark stays for the longer timer when its last instance has gone.
 constexpr wchar_t kPatientMark[] = L"ml";
 
 // Makes the message loop end; the shutdown follows it.
 void LeaveMessageLoop(HWND window) {
-    KillTimer(window, g_nExitTimerId.load());
+    GetWindowCalls().pfnKillTimer(window, g_nExitTimerId.load());
     PostQuitMessage(0);
-}
-
-// How long a walk that began at start may still wait for what it ends.
-std::uint32_t WaitThatIsLeft(ULONGLONG start) {
-    const ULONGLONG passed = GetTickCount64() - start;
-    return passed < kDestroyWaitMs ? static_cast<std::uint32_t>(kDestroyWaitMs - passed) : 0;
 }
 
 }  // namespace
@@ -37,39 +35,39 @@ void CommzoltHelperS::OnTimer(HWND window, UINT_PTR timerId) {
 }
 
 void CommzoltHelperS::OnCheckTimeout(HWND window) {
-    NXL_LOG(L"[%s(%d)] Check timeout, exit process begin");
+    NXL_LOG_AS(kOnTimer, L"[%s(%d)] Check timeout, exit process begin");
     {
         const CAutoLock lock(&m_lockInstance);
         PruneInstances();
         if (!m_mWxExInstance.empty()) {
-            NXL_LOG(L"[%s(%d)] has instance");
+            NXL_LOG_AS(kOnTimer, L"[%s(%d)] has instance");
             return;
         }
     }
-    NXL_LOG(L"[%s(%d)] Check timeout, exit process end");
+    NXL_LOG_AS(kOnTimer, L"[%s(%d)] Check timeout, exit process end");
     LeaveMessageLoop(window);
 }
 
 void CommzoltHelperS::OnCheckExit(HWND window) {
-    NXL_LOG(L"[%s(%d)] Check procee exit begin");
+    NXL_LOG_AS(kOnTimer, L"[%s(%d)] Check procee exit begin");
     {
         const CAutoLock lock(&m_lockInstance);
         PruneInstances();
         if (!m_mWxExInstance.empty()) {
-            NXL_LOG(L"[%s(%d)] m_mWxExInstance = %d", static_cast<int>(m_mWxExInstance.size()));
+            NXL_LOG_AS(kOnTimer, L"[%s(%d)] m_mWxExInstance = %d", static_cast<int>(m_mWxExInstance.size()));
             return;
         }
     }
     if (Mark() == kPatientMark) {
-        NXL_LOG(L"[%s(%d)] is ml");
+        NXL_LOG_AS(kOnTimer, L"[%s(%d)] is ml");
         return;
     }
-    NXL_LOG(L"[%s(%d)] ovrinse Check procee exit begin");
+    NXL_LOG_AS(kOnTimer, L"[%s(%d)] ovrinse Check procee exit begin");
     LeaveMessageLoop(window);
 }
 
 void CommzoltHelperS::OnUpdateStatus() {
-    NXL_LOG(L"[%s(%d)] update zolt status");
+    NXL_LOG_AS(kOnTimer, L"[%s(%d)] update zolt status");
     if (!m_pStatusRecord) {
         m_pStatusRecord = std::make_unique<WxMiniProgramService>();
     }
@@ -85,21 +83,20 @@ void CommzoltHelperS::PruneInstances() {
         const std::string& id = instance->ServiceId();
         // Held while the instance is destroyed, so that none of its threads can write the table afterwards.
         const CAutoLock lock(&m_lockParam);
-        InstanceParam param;
-        const InstanceFate fate = JudgeInstance(m_mInstanceParam, id, param);
+        const auto [fate, pParam] = JudgeInstance(m_mInstanceParam, id);
         if (fate == InstanceFate::Keep) {
             ++entry;
             continue;
         }
         if (fate == InstanceFate::EraseFinished) {
-            NXL_LOG(
-                L"[%s(%d)] erase it ,is service id %s, nDelayedTaskCount = %d, bDLLWndExist = %d, "
-                L"bIsDelayedDestroy = %d",
-                Utf8ToUtf16(id).c_str(), param.nDelayedTaskCount, param.bDLLWndExist ? 1 : 0,
-                param.bIsDelayedDestroy ? 1 : 0);
+            NXL_LOG_AS(kOnTimer,
+                       L"[%s(%d)] erase it ,is service id %s, nDelayedTaskCount = %d, bDLLWndExist = %d, "
+                       L"bIsDelayedDestroy = %d",
+                       Utf8ToUtf16(id).c_str(), pParam->nDelayedTaskCount, pParam->bDLLWndExist ? 1 : 0,
+                       pParam->bIsDelayedDestroy ? 1 : 0);
         }
         entry = m_mWxExInstance.erase(entry);
-        instance->Destroy(WaitThatIsLeft(start));
+        instance->Destroy(WaitThatIsLeft(kDestroyWaitMs, GetTickCount64() - start));
         m_mInstanceParam.erase(id);
     }
 }

@@ -12,10 +12,12 @@
 #include "foundation/wide_format.h"
 #include "host/cpu_rule.h"
 #include "host/cpu_sample.h"
+#include "host/crash_dump.h"
 #include "host/helper_host.h"
 #include "host/message_window.h"
+#include "host/window_calls.h"
 #include "settings.h"
-#include "support/beacons.h"
+#include "support/http/beacons.h"
 
 std::atomic<std::uint8_t> g_bHangCheckPaused{0};
 
@@ -26,6 +28,10 @@ constexpr wchar_t kHangBeacon[] = L"https://" NEXLET_STATISTICS_HOST L"/static/a
 // Marks the beacon of the forced exit.
 constexpr wchar_t kForcedExitSuffix[] = L"_C12";
 
+// The functions here are parts of two operations, by whose names people know their lines.
+constexpr wchar_t kMonCPUUsage[] = L"MonCPUUsageThreadFunc";
+constexpr wchar_t kHangWatcher[] = L"HangWatcherThreadFunc";
+
 constexpr DWORD kCpuPauseMs = 10000;
 constexpr DWORD kCpuMeasureMs = 1000;
 constexpr ULONG kFirstListBytes = 65536;
@@ -34,31 +40,56 @@ constexpr ULONG kSystemProcessorPerformanceInformation = 8;
 constexpr auto kInfoLengthMismatch = static_cast<LONG>(0xC0000004);
 
 constexpr UINT kProbeMessage = 1384;
-constexpr UINT kProbeTimeoutMs = 15000;
 constexpr DWORD kProbePauseMs = 1000;
+// A probe that ran out of time earlier than this was interrupted by a sleep of the machine.
+constexpr std::uint64_t kShortestTimeoutMs = kProbeTimeoutMs - 1000;
 
 bool SleepPause(void*, DWORD milliseconds) {
     Sleep(milliseconds);
     return true;
 }
 
-void EndProcess(void*) {
+void EndProcess(const wchar_t* operation) {
     const HANDLE process = GetCurrentProcess();
     if (process == nullptr) {
-        NXL_LOG(L"[%s(%d)] GetCurrentProcess failed. Error: %d", GetLastError());
+        NXL_LOG_AS(operation, L"[%s(%d)] GetCurrentProcess failed. Error: %d", GetLastError());
         return;
     }
     if (!TerminateProcess(process, 0)) {
-        NXL_LOG(L"[%s(%d)] TerminateProcess failed. Error: %d", GetLastError());
+        NXL_LOG_AS(operation, L"[%s(%d)] TerminateProcess failed. Error: %d", GetLastError());
     }
 }
 
+void EndBurningProcess(void*) {
+    EndProcess(kMonCPUUsage);
+}
+
+void EndHungProcess(void*) {
+    EndProcess(kHangWatcher);
+}
+
 bool ProbeWindow(void*, HWND window, DWORD_PTR& result) {
-    return SendMessageTimeoutW(window, kProbeMessage, 0, 0, SMTO_BLOCK, kProbeTimeoutMs, &result) != 0;
+    return GetWindowCalls().pfnSendMessageTimeout(window, kProbeMessage, 0, 0, SMTO_BLOCK, kProbeTimeoutMs, &result) !=
+           0;
+}
+
+std::uint64_t AwakeMs(void*) {
+    ULONGLONG units = 0;  // of 100 ns
+    QueryUnbiasedInterruptTime(&units);
+    return units / 10000;
 }
 
 bool SampleThisProcess(void* query, double& usage) {
     return CalculateCpuUsage(GetCurrentProcessId(), reinterpret_cast<NtQuerySystemInformationFunction>(query), &usage);
+}
+
+// From here to the end of the process nothing is done that can need the loader's lock: the main thread may hang in the
+// midst of loading a library, which holds it. So no thread is started for the beacon and no library loaded.
+void ReportAndEnd(std::int64_t elapsedSeconds, DWORD error, void (*kill)(void* context), void* context) {
+    NXL_LOG_AS(kHangWatcher, L"[%s(%d)] wnd Hang error time is %lld last error %d", elapsedSeconds, error);
+    // Kept: like the forced exit's, this beacon normally never leaves the process.
+    ReportStaticWithMIDImp(kHangBeacon, /*bHasQuery=*/false, BeaconWorker::AsItIs);
+    kill(context);
 }
 
 void ReportCpu(double usage, const wchar_t* suffix) {
@@ -70,12 +101,13 @@ void ReportCpu(double usage, const wchar_t* suffix) {
 void AskWindowToClose(const CommzoltHelperS& host, double usage) {
     const std::wstring title = host.ExeWndTitle();
     if (title.empty()) {
-        NXL_LOG(L"[%s(%d)] strExeTitle is empty");
+        NXL_LOG_AS(kMonCPUUsage, L"[%s(%d)] strExeTitle is empty");
         return;
     }
     const HWND window = g_hWnd.load();
     if (window == nullptr) {
-        NXL_LOG(L"[%s(%d)] FindWindow failed.strExeTitle=%s, Error: %d", title.c_str(), GetLastError());
+        NXL_LOG_AS(kMonCPUUsage, L"[%s(%d)] FindWindow failed.strExeTitle=%s, Error: %d", title.c_str(),
+                   GetLastError());
         return;
     }
     ReportCpu(usage, L"");
@@ -166,26 +198,35 @@ void RunCpuWatch(const CpuWatchSteps& steps) {
 void RunHangWatch(const HangWatchSteps& steps) {
     while (const HWND window = g_hMsgWnd.load()) {
         const std::int64_t begin = std::time(nullptr);
-        NXL_LOG(L"[%s(%d)] start hang check.");
+        const std::uint64_t awakeAt = steps.pfnAwakeMs(steps.pContext);
+        NXL_LOG_AS(kHangWatcher, L"[%s(%d)] start hang check.");
         if (g_bHangCheckPaused.load() == 0) {
             DWORD_PTR result = 0;
             if (steps.pfnProbe(steps.pContext, window, result)) {
                 if (result != 0) {
-                    NXL_LOG(L"[%s(%d)] HangWatcherThreadFunc success return value=%d", static_cast<int>(result));
+                    NXL_LOG_AS(kHangWatcher, L"[%s(%d)] HangWatcherThreadFunc success return value=%d",
+                               static_cast<int>(result));
                 }
             } else {
                 const DWORD error = GetLastError();
-                const std::int64_t elapsed = std::time(nullptr) - begin;
-                NXL_LOG(L"[%s(%d)] wnd Hang error time is %lld last error %d", elapsed, error);
-                // Kept: like the forced exit's, this beacon normally never leaves the process.
-                ReportStaticWithMIDImp(kHangBeacon, /*bHasQuery=*/false);
-                steps.pfnKill(steps.pContext);
+                const bool bSlept =
+                    error == ERROR_TIMEOUT && steps.pfnAwakeMs(steps.pContext) - awakeAt < kShortestTimeoutMs;
+                if (!bSlept && !IsCrashUnderWay()) {
+                    ReportAndEnd(std::time(nullptr) - begin, error, steps.pfnKill, steps.pContext);
+                }
             }
         }
         if (!steps.pfnPause(steps.pContext, kProbePauseMs)) {
             return;
         }
     }
+}
+
+void EndHangingStart() {
+    if (IsCrashUnderWay()) {
+        return;
+    }
+    ReportAndEnd(kProbeTimeoutMs / 1000, ERROR_TIMEOUT, &EndHungProcess, nullptr);
 }
 
 DWORD WINAPI MonCPUUsageThreadFunc(void*) {
@@ -200,8 +241,8 @@ DWORD WINAPI MonCPUUsageThreadFunc(void*) {
         NXL_LOG(L"[%s(%d)] Failed to get NtQuerySystemInformation address");
         return 0;
     }
-    RunCpuWatch(
-        {&SleepPause, &SampleThisProcess, &EndProcess, reinterpret_cast<void*>(query), CommzoltHelperS::GetInstance()});
+    RunCpuWatch({&SleepPause, &SampleThisProcess, &EndBurningProcess, reinterpret_cast<void*>(query),
+                 CommzoltHelperS::GetInstance()});
     return 0;
 }
 
@@ -210,7 +251,7 @@ DWORD WINAPI HangWatcherThreadFunc(void* host) {
     if (host == nullptr) {
         return 0;
     }
-    RunHangWatch({&SleepPause, &ProbeWindow, &EndProcess, nullptr});
+    RunHangWatch({&SleepPause, &ProbeWindow, &EndHungProcess, &AwakeMs, nullptr});
     NXL_LOG(L"[%s(%d)] HangWatcherThreadFunc end");
     return 0;
 }

@@ -9,6 +9,9 @@
 
 class CommzoltHelperS;
 
+// How long the main thread may take for one answer, and for its start.
+inline constexpr UINT kProbeTimeoutMs = 15000;
+
 // Non-zero skips the probe of the message window. Nothing sets it.
 extern std::atomic<std::uint8_t> g_bHangCheckPaused;
 
@@ -16,6 +19,10 @@ extern std::atomic<std::uint8_t> g_bHangCheckPaused;
 // the hang watchdog when there is no message window or no host.
 DWORD WINAPI MonCPUUsageThreadFunc(void* ignored);
 DWORD WINAPI HangWatcherThreadFunc(void* host);
+
+// Reports that the main thread has not got through its start in time, as a probe of its window that found no answer,
+// and ends the process.
+void EndHangingStart();
 
 using NtQuerySystemInformationFunction = LONG(NTAPI*)(ULONG infoClass, void* data, ULONG size, ULONG* needed);
 
@@ -37,6 +44,7 @@ struct HangWatchSteps {
     bool (*pfnPause)(void* context, DWORD milliseconds);  // false ends the loop
     bool (*pfnProbe)(void* context, HWND window, DWORD_PTR& result);
     void (*pfnKill)(void* context);
+    std::uint64_t (*pfnAwakeMs)(void* context);  // a clock that stands still while the machine sleeps
     void* pContext;
 };
 void RunHangWatch(const HangWatchSteps& steps);

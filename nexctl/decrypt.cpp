@@ -9,10 +9,10 @@
 #include <vector>
 
 #include "foundation/text_helpers.h"
-#include "support/base64_encode.h"
-#include "support/der_cursor.h"
-#include "support/rsa_envelope.h"
-#include "support/rsa_mod_exp.h"
+#include "support/envelope/base64_encode.h"
+#include "support/envelope/rsa_envelope.h"
+#include "support/envelope/rsa_mod_exp.h"
+#include "support/signer/der_cursor.h"
 
 namespace {
 

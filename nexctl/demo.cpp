@@ -1,5 +1,4 @@
-#include <cstdio>
-
+#include "nexctl/console/console_io.h"
 #include "nexctl/runner.h"
 
 namespace {
@@ -18,9 +17,8 @@ Step MakeStep(const Step& like, const char* verb, const char* argument = nullptr
     return step;
 }
 
-void Say(const char* text) {
-    std::printf("%s\n", text);
-    std::fflush(stdout);
+void Say(const std::string& text) {
+    WriteText(OutputStream::Output, text + "\n");
 }
 
 }  // namespace

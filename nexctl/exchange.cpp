@@ -5,8 +5,8 @@
 
 #include "foundation/json_text.h"
 #include "foundation/text_helpers.h"
-#include "ipc/frame.h"
-#include "ipc/message_type.h"
+#include "ipc/protocol/request_table.h"
+#include "ipc/transport/frame.h"
 
 namespace {
 
@@ -24,7 +24,7 @@ bool ReadMessage(std::string_view payload, Json::Value& message) {
 
 int TypeOf(const Json::Value& message) {
     const Json::Value* type = message.isObject() ? FindJsonMember(message, "message_type") : nullptr;
-    return type != nullptr && IsJsonInteger(*type) && type->isInt() ? type->asInt() : 0;
+    return type != nullptr && IsJsonInteger(*type) ? type->asInt() : 0;
 }
 
 // The content of the payload's envelope, null when there is none.

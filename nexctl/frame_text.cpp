@@ -5,8 +5,8 @@
 #include "client/payload_sink.h"
 #include "foundation/json_text.h"
 #include "foundation/text_helpers.h"
-#include "ipc/frame_cutter.h"
-#include "ipc/message_type.h"
+#include "ipc/protocol/request_table.h"
+#include "ipc/transport/frame_cutter.h"
 
 namespace {
 
@@ -20,7 +20,7 @@ Read ReadPayload(std::string_view payload) {
     Json::Value root;
     if (ParseJson(payload, root) && root.isObject()) {
         const Json::Value* type = FindJsonMember(root, "message_type");
-        if (type != nullptr && IsJsonInteger(*type) && type->isInt()) {
+        if (type != nullptr && IsJsonInteger(*type)) {
             read.type = type->asInt();
             read.message.swap(root);
         }

@@ -6,6 +6,7 @@
 #include "foundation/handle.h"
 #include "foundation/text_helpers.h"
 #include "foundation/windows_headers.h"
+#include "support/system/system_queries.h"
 
 #include <shlwapi.h>
 
@@ -15,6 +16,8 @@ constexpr wchar_t kKey[] = L"Software\\Ovrin\\zolt";
 constexpr wchar_t kParent[] = L"C:\\temp";
 constexpr wchar_t kFolder[] = L"C:\\temp\\zolt";
 constexpr std::wstring_view kStem = L"Nexlet";
+constexpr std::uint64_t kWholeBytes = 4 * 1024 * 1024;
+constexpr std::size_t kEndBytes = 256 * 1024;
 
 std::uint32_t ReadValue(const wchar_t* name) {
     DWORD value = 0;
@@ -33,9 +36,51 @@ bool IsFolder(const wchar_t* path) {
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
 
-bool ProcessRuns(DWORD id) {
+bool IsFile(const wchar_t* path) {
+    const DWORD attributes = GetFileAttributesW(path);
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
+}
+
+// A process of this id that is of this program: an id may have been given to another since.
+bool ProcessRuns(DWORD id, const std::string& program) {
     const CKernelHandle process(OpenProcess(SYNCHRONIZE, FALSE, id));
-    return process && WaitForSingleObject(process.get(), 0) == WAIT_TIMEOUT;
+    return process && WaitForSingleObject(process.get(), 0) == WAIT_TIMEOUT &&
+           CompareStringOrdinal(GetProcessImagePath(id).c_str(), -1, Utf8ToUtf16(program).c_str(), -1, TRUE) ==
+               CSTR_EQUAL;
+}
+
+// The file's bytes, or its beginning and its end when it is large; and when it was written, which the folder may tell
+// too early as long as a process writes.
+std::string ReadEnds(const std::wstring& path, std::uint64_t& writtenAt) {
+    const CFileHandle file(CreateFileW(path.c_str(), GENERIC_READ,
+                                       FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
+                                       0, nullptr));
+    BY_HANDLE_FILE_INFORMATION info = {};
+    if (!file || GetFileInformationByHandle(file.get(), &info) == FALSE) {
+        return {};
+    }
+    writtenAt = std::uint64_t{info.ftLastWriteTime.dwHighDateTime} << 32 | info.ftLastWriteTime.dwLowDateTime;
+    const std::uint64_t size = std::uint64_t{info.nFileSizeHigh} << 32 | info.nFileSizeLow;
+    std::string bytes;
+    const auto read = [&](std::uint64_t from, std::size_t count) {
+        std::string part(count, '\0');
+        OVERLAPPED at = {};
+        at.Offset = static_cast<DWORD>(from);
+        at.OffsetHigh = static_cast<DWORD>(from >> 32);
+        DWORD got = 0;
+        if (ReadFile(file.get(), part.data(), static_cast<DWORD>(count), &got, &at) != FALSE) {
+            part.resize(got);
+            bytes += part;
+        }
+    };
+    if (size <= kWholeBytes) {
+        read(0, static_cast<std::size_t>(size));
+    } else {
+        read(0, kEndBytes);
+        // The line that is cut goes on with the rest of another, which the summary does not mind.
+        read((size - kEndBytes) & ~std::uint64_t{1}, kEndBytes);
+    }
+    return bytes;
 }
 
 }  // namespace
@@ -81,15 +126,44 @@ std::vector<LogFile> FindLogs() {
         file.strPath = Utf16ToUtf8(folder + name);
         file.nProcessId = id;
         file.nBytes = static_cast<std::uint64_t>(found.nFileSizeHigh) << 32 | found.nFileSizeLow;
-        file.nWrittenAt = static_cast<std::uint64_t>(found.ftLastWriteTime.dwHighDateTime) << 32 |
-                          found.ftLastWriteTime.dwLowDateTime;
-        file.bRunning = ProcessRuns(file.nProcessId);
+        file.summary = SummariseLog(ReadEnds(folder + name, file.nWrittenAt));
+        file.bRunning = ProcessRuns(file.nProcessId, file.summary.strProgram);
         files.push_back(std::move(file));
     } while (FindNextFileW(search, &found) != FALSE);
     FindClose(search);
-    // A file that is being written may tell an old time.
-    std::sort(files.begin(), files.end(), [](const LogFile& a, const LogFile& b) {
-        return a.bRunning != b.bRunning ? a.bRunning : a.nWrittenAt > b.nWrittenAt;
-    });
-    return files;
+    return ChooseLogs(std::move(files), {});
+}
+
+bool LogFolderIsFile() {
+    return IsFile(kParent) || IsFile(kFolder);
+}
+
+std::optional<std::uint64_t> LogDiskFree() {
+    ULARGE_INTEGER free = {};
+    if (GetDiskFreeSpaceExW(IsFolder(kFolder) ? kFolder : kParent, &free, nullptr, nullptr) == FALSE) {
+        return std::nullopt;
+    }
+    return free.QuadPart;
+}
+
+SwitchFact ReadSwitchFact(const wchar_t* name) {
+    SwitchFact fact;
+    DWORD type = REG_NONE;
+    DWORD size = sizeof fact.value;
+    const LONG result = SHGetValueW(HKEY_CURRENT_USER, kKey, name, &type, &fact.value, &size);
+    fact.exists = result == ERROR_SUCCESS || result == ERROR_MORE_DATA;
+    // The helper looks at the size and not at the type.
+    fact.isNumber = result == ERROR_SUCCESS && type == REG_DWORD;
+    if (result != ERROR_SUCCESS) {
+        fact.value = 0;
+    }
+    return fact;
+}
+
+std::uint64_t FileTimeBefore(std::uint64_t spanMs) {
+    FILETIME now = {};
+    GetSystemTimeAsFileTime(&now);
+    const std::uint64_t time = std::uint64_t{now.dwHighDateTime} << 32 | now.dwLowDateTime;
+    const std::uint64_t span = spanMs * 10000;
+    return span < time ? time - span : 0;
 }

@@ -2,8 +2,12 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
+
+#include "nexctl/doctor/facts.h"
+#include "nexctl/log_choice.h"
 
 // What the registry says. Values that are missing or no number are 0.
 struct LogSwitch {
@@ -22,12 +26,17 @@ bool LogFolderCanBeMade();
 // Makes the folder above, when it is missing.
 bool MakeLogFolder();
 
-struct LogFile {
-    std::string strPath;
-    std::uint32_t nProcessId = 0;
-    std::uint64_t nBytes = 0;
-    std::uint64_t nWrittenAt = 0;  // a FILETIME
-    bool bRunning = false;         // a process of this id runs, a helper or not
-};
-// The newest first.
+// A file stands in the way of the folder or of the one above.
+bool LogFolderIsFile();
+// How many bytes this user may still write where the logs are; nothing when the folder is not there.
+std::optional<std::uint64_t> LogDiskFree();
+
+// One of the two values as it is in the registry.
+SwitchFact ReadSwitchFact(const wchar_t* name);
+
+// All logs in the folder, the latest written first, each with what its file tells. Of a file of more than 4 MiB only
+// the beginning and the end are read for that.
 std::vector<LogFile> FindLogs();
+
+// The time of now as a FILETIME, less a span.
+std::uint64_t FileTimeBefore(std::uint64_t spanMs);

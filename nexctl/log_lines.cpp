@@ -1,59 +1,15 @@
 #include "nexctl/log_lines.h"
 
 #include <algorithm>
-#include <cstring>
 #include <optional>
+
+#include "nexctl/console/utf16_bytes.h"
 
 namespace {
 
 constexpr std::int64_t kDayMs = 24ll * 60 * 60 * 1000;
 // Lines of two threads may change places; a step back that is longer is midnight.
 constexpr std::int64_t kDisorderMs = 12ll * 60 * 60 * 1000;
-
-void AppendUtf8(std::string& text, std::uint32_t c) {
-    if (c < 0x80) {
-        text += static_cast<char>(c);
-    } else if (c < 0x800) {
-        text += static_cast<char>(0xC0 | c >> 6);
-        text += static_cast<char>(0x80 | (c & 63));
-    } else if (c < 0x10000) {
-        text += static_cast<char>(0xE0 | c >> 12);
-        text += static_cast<char>(0x80 | (c >> 6 & 63));
-        text += static_cast<char>(0x80 | (c & 63));
-    } else {
-        text += static_cast<char>(0xF0 | c >> 18);
-        text += static_cast<char>(0x80 | (c >> 12 & 63));
-        text += static_cast<char>(0x80 | (c >> 6 & 63));
-        text += static_cast<char>(0x80 | (c & 63));
-    }
-}
-
-std::string DecodedUtf16(std::string_view bytes) {
-    const auto unit = [&](std::size_t at) {
-        return static_cast<std::uint32_t>(static_cast<unsigned char>(bytes[at]) |
-                                          static_cast<unsigned char>(bytes[at + 1]) << 8);
-    };
-    std::string text;
-    text.reserve(bytes.size() / 2);
-    for (std::size_t at = 0; at + 1 < bytes.size(); at += 2) {
-        const std::uint32_t first = unit(at);
-        if (first < 0xD800 || first > 0xDFFF) {
-            AppendUtf8(text, first);
-            continue;
-        }
-        const std::uint32_t second = at + 3 < bytes.size() ? unit(at + 2) : 0;
-        if (first < 0xDC00 && second >= 0xDC00 && second <= 0xDFFF) {
-            AppendUtf8(text, 0x10000 + ((first - 0xD800) << 10) + (second - 0xDC00));
-            at += 2;
-        } else if (first < 0xDC00 && at + 3 >= bytes.size()) {
-            // The other half is not there yet.
-            break;
-        } else {
-            AppendUtf8(text, 0xFFFD);
-        }
-    }
-    return text;
-}
 
 // Takes a number of up to three digits off the front.
 std::optional<int> TakeNumber(std::string_view& text) {
@@ -121,7 +77,7 @@ char Lower(char c) {
 }  // namespace
 
 std::vector<LogLine> ReadLog(std::string_view bytes) {
-    const std::string text = DecodedUtf16(bytes);
+    const std::string text = DecodeUtf16(bytes);
     std::vector<LogLine> lines;
     std::int64_t days = 0;
     std::int64_t last = 0;

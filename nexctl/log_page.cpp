@@ -1,137 +1,56 @@
 #include "nexctl/log_page.h"
 
 #include <algorithm>
-#include <array>
-#include <cmath>
 #include <map>
+#include <string_view>
+
+#include <page_parts.h>
 
 namespace {
 
-constexpr double kSpanHeight = 15;
-constexpr double kSpanStep = 18;
-constexpr std::size_t kSpanRows = 2;
-constexpr double kMarksHeight = 24;
-constexpr double kTop = 34;
-constexpr double kTickPx = 90;
-// About this wide is a letter on the chart.
-constexpr double kLetterPx = 6.2;
-// The axis between two moments: a step, and more of it by the logarithm of the milliseconds between them.
-constexpr double kStepPx = 12;
-constexpr double kDoublingPx = 6;
-// A life is drawn closer or wider to come to this, within reason; one of days closer than that, or nobody could scroll
-// it.
-constexpr double kEasyWidth = 1030;
-constexpr double kClosest = 0.55;
-constexpr double kWidest = 2.5;
-constexpr double kMaxWidth = 24000;
-// Behind the last moment, for what is written there.
-constexpr double kEndPx = 84;
+// As page.js numbers them.
+enum PageKind { kWork = 0, kServed = 1, kUnanswered = 2, kRefused = 3 };
 
-constexpr char kHead[] = R"html(<!DOCTYPE html>
-<html lang="en">
-<head>
-<meta charset="utf-8">
-<meta http-equiv="Content-Security-Policy" content="default-src 'none'; style-src 'unsafe-inline'; script-src 'unsafe-inline'">
-<title>)html";
-
-constexpr char kStyle[] = R"html(</title>
-<style>
-  :root { color-scheme: light; }
-  body { font: 13px/1.45 "Segoe UI", "DejaVu Sans", sans-serif; margin: 0; color: #1d2733; background: #fff; }
-  header { padding: 14px 18px 8px; }
-  h1 { font-size: 17px; margin: 0 0 4px; overflow-wrap: anywhere; }
-  p { margin: 2px 0; color: #51606f; max-width: 150ch; }
-  .legend { max-width: none; }
-  .legend span { margin-right: 16px; white-space: nowrap; }
-  .key { display: inline-block; width: 10px; height: 10px; margin-right: 5px; }
-  .chart { display: flex; border-top: 1px solid #d5dce3; border-bottom: 1px solid #d5dce3; }
-  .names { flex: none; background: #f5f7f9; border-right: 1px solid #d5dce3; white-space: nowrap; }
-  .names div { box-sizing: border-box; padding: 3px 12px 0 18px; border-bottom: 1px solid #e4e9ee; font-weight: 600; line-height: 1.3; }
-  .names div:first-child { padding-top: 8px; font-weight: normal; color: #51606f; }
-  .names small { display: block; font-weight: normal; color: #51606f; }
-  .lanes { overflow-x: auto; flex: auto; }
-  svg { display: block; min-width: 100%; font: 11px "Segoe UI", "DejaVu Sans", sans-serif; }
-  a { color: inherit; text-decoration: none; }
-  .span { fill: #c9d8e8; stroke: #7d97b3; } .request { fill: #bfe3c6; stroke: #4c9a5e; }
-  .unanswered { fill: #fbe0b4; stroke: #c08a2c; } .refused { fill: #f6c9c6; stroke: #c1433b; }
-  .open { fill-opacity: .45; stroke-dasharray: 3 2; }
-  .tick { stroke: #5f7081; } .Beacon { fill: #7b4fb5; } .Timer { fill: #1f78b4; } .Refusal { fill: #c1433b; }
-  .grid { stroke: #edf1f4; } .row { stroke: #e4e9ee; } .time { fill: #51606f; }
-  .filter { padding: 10px 18px; position: sticky; top: 0; background: #fff; border-bottom: 1px solid #d5dce3; }
-  .filter input { font: inherit; width: 34ch; padding: 3px 6px; }
-  table { border-collapse: collapse; width: 100%; }
-  td { padding: 1px 10px; vertical-align: top; border-bottom: 1px solid #f0f3f5; }
-  td:nth-child(1), td:nth-child(2), td:nth-child(3) { white-space: nowrap; color: #51606f; }
-  td:nth-child(4) { white-space: pre-wrap; overflow-wrap: anywhere; font-family: Consolas, "DejaVu Sans Mono", monospace; font-size: 12px; }
-  tr { scroll-margin-top: 50px; }
-  tr:target { background: #fff3c4; } tr.Refusal td:nth-child(4) { color: #a3271f; } tr.Beacon td:nth-child(4) { color: #5d3796; }
-</style>
-</head>
-<body>
-<header>
-<h1>)html";
-
-constexpr char kLegend[] =
-    R"html(<p class="legend"><span><i class="key" style="background:#bfe3c6"></i>request that was served</span><span><i class="key" style="background:#fbe0b4"></i>request left unanswered</span><span><i class="key" style="background:#f6c9c6"></i>refused message</span><span><i class="key" style="background:#c9d8e8"></i>other work; dashed: no line tells its end</span><span><i class="key" style="background:#7b4fb5"></i>beacon</span><span><i class="key" style="background:#1f78b4"></i>timer</span><span><i class="key" style="background:#c1433b"></i>refusal</span></p>
-<p>A lane shows its work and, below, a mark for each of its lines. The axis is not even: a step grows with the logarithm of the time between two lines, so that bursts and pauses can both be read. The log names functions and no threads; lanes are told from the functions. A click leads to the line.</p>
-</header>
-)html";
-
-constexpr char kFilter[] =
-    R"html(<div class="filter"><label>Function or text <input id="filter" type="search" placeholder="all lines"></label> <output id="count"></output></div>
-<table id="lines"><tbody>
-)html";
-
-constexpr char kScript[] = R"html(</tbody></table>
-<script>
-  const filter = document.getElementById('filter'), count = document.getElementById('count');
-  const rows = [...document.querySelectorAll('#lines tr')];
-  function apply() {
-    const wanted = filter.value.toLowerCase();
-    let shown = 0;
-    for (const row of rows) {
-      const fits = row.textContent.toLowerCase().includes(wanted);
-      row.hidden = !fits;
-      shown += fits;
-    }
-    count.textContent = shown + ' of ' + rows.length + ' lines';
-  }
-  filter.addEventListener('input', apply);
-  // "#find=TEXT" opens the page with a filter set.
-  if (location.hash.startsWith('#find=')) filter.value = decodeURIComponent(location.hash.slice(6));
-  apply();
-</script>
-</body>
-</html>
-)html";
-
-std::string Escaped(const std::string& text) {
-    std::string result;
-    result.reserve(text.size());
+void AppendEscaped(std::string& page, std::string_view text) {
     for (const char c : text) {
         switch (c) {
             case '&':
-                result += "&amp;";
+                page += "&amp;";
                 break;
             case '<':
-                result += "&lt;";
+                page += "&lt;";
                 break;
             case '>':
-                result += "&gt;";
+                page += "&gt;";
                 break;
             case '"':
-                result += "&quot;";
+                page += "&quot;";
                 break;
             default:
-                // Other control characters are none that a page may hold.
-                result += static_cast<unsigned char>(c) >= 0x20 || c == '\n' || c == '\t' ? c : ' ';
+                // A page may not hold other control characters.
+                page += static_cast<unsigned char>(c) >= 0x20 || c == '\n' || c == '\t' ? c : ' ';
         }
     }
-    return result;
 }
 
-std::string Px(double value) {
-    return std::to_string(static_cast<long long>(std::llround(value)));
+// As JSON that may stand inside an element: no "<" begins a tag.
+void AppendJsonText(std::string& data, std::string_view text) {
+    static constexpr char kDigits[] = "0123456789abcdef";
+    data += '"';
+    for (const char c : text) {
+        const auto code = static_cast<unsigned char>(c);
+        if (code < 0x20 || c == '<' || c == '>' || c == '&') {
+            data += "\\u00";
+            data += kDigits[code >> 4];
+            data += kDigits[code & 15];
+        } else {
+            if (c == '"' || c == '\\') {
+                data += '\\';
+            }
+            data += c;
+        }
+    }
+    data += '"';
 }
 
 std::string Seconds(std::int64_t ms) {
@@ -151,65 +70,138 @@ std::string ShortName(const TimelineSpan& span) {
     return verb >= 0 && verb < static_cast<int>(std::size(kVerbs)) ? kVerbs[verb] : span.strName;
 }
 
-// Where each moment stands on the axis.
-class CAxis {
-  public:
-    explicit CAxis(const std::vector<LogLine>& lines) {
-        for (const LogLine& line : lines) {
-            m_places[line.nTimeMs] = 0;
-        }
-        double x = 10;
-        std::int64_t before = 0;
-        for (auto& [time, place] : m_places) {
-            if (x > 10 || before != 0) {
-                x += kStepPx + kDoublingPx * std::log2(static_cast<double>(time - before));
-            }
-            before = time;
-            place = x;
-        }
-        m_scale = std::min(std::clamp(kEasyWidth / (x + 1), kClosest, kWidest), kMaxWidth / (x + 1));
-        m_width = std::max(x * m_scale + kEndPx, 760.0);
-    }
-
-    double Width() const { return m_width; }
-    double X(std::int64_t time) const {
-        const auto found = m_places.find(time);
-        return found == m_places.end() ? 0 : found->second * m_scale;
-    }
-    const std::map<std::int64_t, double>& Places() const { return m_places; }
-
-  private:
-    std::map<std::int64_t, double> m_places;
-    double m_scale = 1;
-    double m_width = 0;
-};
-
-std::string Tooltip(const std::string& text) {
-    constexpr std::size_t kMost = 400;
-    return "<title>" + Escaped(text.size() <= kMost ? text : text.substr(0, kMost) + "...") + "</title>";
+PageKind KindOf(const TimelineSpan& span) {
+    return !span.bRequest                           ? kWork
+           : span.bServed                           ? kServed
+           : span.strOutcome.starts_with("refused") ? kRefused
+                                                    : kUnanswered;
 }
 
-class CPage {
+// One log as the script reads it, without the lines that do not fit the page.
+class CPageLog {
   public:
-    CPage(const Timeline& timeline, const std::string& title)
-        : m_timeline(timeline), m_title(title), m_axis(timeline.lines) {}
+    CPageLog(const PageLog& log, std::size_t nMostLines) : m_timeline(log.timeline), m_title(log.strTitle) {
+        const std::size_t all = m_timeline.lines.size();
+        m_place.resize(all);
+        bool bBeats = all <= nMostLines;
+        const auto beats = static_cast<std::size_t>(std::ranges::count_if(m_timeline.lines, IsHeartbeat));
+        const std::size_t rest = bBeats ? all : all - beats;
+        std::size_t drop = rest > nMostLines ? rest - nMostLines : 0;
+        for (std::size_t at = 0; at < all; ++at) {
+            const bool out = !bBeats && IsHeartbeat(m_timeline.lines[at]);
+            if (!out && drop > 0) {
+                --drop;
+            } else if (!out) {
+                m_kept.push_back(at);
+            }
+            // What began at a line that is left out begins at the next one that is kept.
+            m_place[at] = m_kept.empty() ? 0 : m_kept.size() - 1;
+        }
+    }
 
-    std::string Make() {
-        m_page = kHead + Escaped(m_title) + kStyle + Escaped(m_title) + "</h1>\n" + Summary() + kLegend;
-        Chart();
-        m_page += kFilter;
-        Lines();
-        m_page += kScript;
-        return std::move(m_page);
+    void AppendHead(std::string& page) const {
+        page += "<p>";
+        AppendEscaped(page, m_title);
+        page += "</p>\n<p>" + Summary() + "</p>\n";
+    }
+
+    void AppendData(std::string& data) const {
+        data += "{\"lanes\":[";
+        for (const TimelineLane& lane : m_timeline.lanes) {
+            data += &lane == m_timeline.lanes.data() ? "" : ",";
+            AppendJsonText(data, lane.strName);
+        }
+        data += "],\"start\":" + std::to_string(m_kept.empty() ? 0 : Line(m_kept.front()).nTimeMs);
+        std::vector<MarkKind> kinds(m_timeline.lines.size(), MarkKind::Line);
+        for (const TimelineLane& lane : m_timeline.lanes) {
+            for (const TimelineMark& mark : lane.marks) {
+                kinds[mark.nLine] = mark.kind;
+            }
+        }
+        std::map<std::string_view, std::size_t> functions;
+        std::int64_t before = m_kept.empty() ? 0 : Line(m_kept.front()).nTimeMs;
+        const auto steps = [&](std::size_t at) {
+            const std::int64_t step = Line(at).nTimeMs - before;
+            before = Line(at).nTimeMs;
+            return step;
+        };
+        AppendNumbers(data, "step", steps);
+        AppendNumbers(data, "lane", [&](std::size_t at) { return m_timeline.laneOf[at]; });
+        AppendNumbers(data, "kind", [&](std::size_t at) { return static_cast<int>(kinds[at]); });
+        AppendNumbers(data, "beat", [&](std::size_t at) { return IsHeartbeat(Line(at)) ? 1 : 0; });
+        AppendNumbers(data, "source", [&](std::size_t at) { return Line(at).nSourceLine; });
+        AppendNumbers(data, "origin", [&](std::size_t at) {
+            return functions.emplace(Line(at).strFunction, functions.size()).first->second;
+        });
+        std::vector<std::string_view> names(functions.size());
+        for (const auto& [name, number] : functions) {
+            names[number] = name;
+        }
+        AppendTexts(data, "functions", names);
+        std::vector<std::string_view> texts;
+        texts.reserve(m_kept.size());
+        for (const std::size_t at : m_kept) {
+            texts.emplace_back(Line(at).strText);
+        }
+        AppendTexts(data, "text", texts);
+        AppendSpans(data);
+        data += "}";
     }
 
   private:
-    std::int64_t TimeOf(std::size_t line) const { return m_timeline.lines[line].nTimeMs; }
-    double X(std::size_t line) const { return m_axis.X(TimeOf(line)); }
+    const LogLine& Line(std::size_t at) const { return m_timeline.lines[at]; }
+
+    template <typename Number>
+    void AppendNumbers(std::string& data, const char* name, Number number) const {
+        data.append(",\"").append(name).append("\":[");
+        for (const std::size_t at : m_kept) {
+            data += at == m_kept.front() ? "" : ",";
+            data += std::to_string(number(at));
+        }
+        data += "]";
+    }
+
+    static void AppendTexts(std::string& data, const char* name, const std::vector<std::string_view>& texts) {
+        data.append(",\"").append(name).append("\":[");
+        bool first = true;
+        for (const std::string_view text : texts) {
+            data += first ? "" : ",";
+            first = false;
+            AppendJsonText(data, text);
+        }
+        data += "]";
+    }
+
+    void AppendSpans(std::string& data) const {
+        data += ",\"spans\":[";
+        bool first = true;
+        for (std::size_t lane = 0; lane < m_timeline.lanes.size() && !m_kept.empty(); ++lane) {
+            for (const TimelineSpan& span : m_timeline.lanes[lane].spans) {
+                data.append(first ? "[" : ",[").append(std::to_string(lane));
+                first = false;
+                data.append(",").append(std::to_string(m_place[span.nFirstLine]));
+                data.append(",").append(std::to_string(m_place[span.nLastLine]));
+                data.append(",").append(std::to_string(KindOf(span)));
+                data.append(span.bOpen ? ",1," : ",0,");
+                AppendJsonText(data, ShortName(span));
+                data += ",";
+                AppendJsonText(data, WordsOf(span));
+                data += "]";
+            }
+        }
+        data += "]";
+    }
+
+    std::string WordsOf(const TimelineSpan& span) const {
+        const std::int64_t lasted =
+            std::max<std::int64_t>(Line(span.nLastLine).nTimeMs - Line(span.nFirstLine).nTimeMs, 0);
+        return Seconds(lasted) + (span.strOutcome.empty() ? "" : ", " + span.strOutcome) +
+               (span.bOpen ? ", to the end of the log" : "");
+    }
 
     std::string Summary() const {
         if (m_timeline.lines.empty()) {
-            return "<p>The log holds no line.</p>\n";
+            return "The log holds no line.";
         }
         std::size_t requests = 0;
         std::size_t unanswered = 0;
@@ -223,191 +215,78 @@ class CPage {
                 beacons += mark.kind == MarkKind::Beacon ? 1 : 0;
             }
         }
-        const auto& places = m_axis.Places();
-        const std::int64_t first = places.begin()->first;
-        const std::int64_t last = places.rbegin()->first;
-        return "<p>From " + TimeOfDay(first) + " to " + TimeOfDay(last) + ", " + Seconds(last - first) + ": " +
-               Count(m_timeline.lines.size(), "line") + ", " + Count(requests, "request") + " (" +
-               std::to_string(unanswered) + " unanswered), " + Count(beacons, "beacon") + ".</p>\n";
-    }
-
-    // Where a span stands in its lane.
-    struct Place {
-        double x;
-        double width;
-        std::size_t row;
-        double room;  // for a name behind it
-    };
-
-    std::vector<Place> PlacesOf(const TimelineLane& lane) const {
-        std::vector<Place> places;
-        std::array<std::size_t, kSpanRows> last;
-        last.fill(lane.spans.size());
-        for (const TimelineSpan& span : lane.spans) {
-            const double x = X(span.nFirstLine);
-            // Spans that lie over each other take the next row.
-            std::size_t row = 0;
-            while (row + 1 < kSpanRows && last[row] < places.size() &&
-                   x < places[last[row]].x + places[last[row]].width) {
-                ++row;
-            }
-            if (last[row] < places.size()) {
-                Place& before = places[last[row]];
-                before.room = x - before.x - before.width;
-            }
-            last[row] = places.size();
-            const double width = std::max(X(span.nLastLine) - x, 5.0);
-            places.push_back({x, width, row, m_axis.Width() - x - width});
+        const std::int64_t first = m_timeline.lines.front().nTimeMs;
+        const std::int64_t last = m_timeline.lines.back().nTimeMs;
+        std::string text = "From " + TimeOfDay(first) + " to " + TimeOfDay(last) + ", " +
+                           Seconds(std::max<std::int64_t>(last - first, 0)) + ": " +
+                           Count(m_timeline.lines.size(), "line") + ", " + Count(requests, "request") + " (" +
+                           std::to_string(unanswered) + " unanswered), " + Count(beacons, "beacon") + ".";
+        if (m_kept.size() < m_timeline.lines.size()) {
+            text += " Of these lines " + std::to_string(m_timeline.lines.size() - m_kept.size()) +
+                    " are not on this page, which would be too large: heartbeats and, if need be, the oldest. \"nexctl "
+                    "log show\" prints them all.";
         }
-        return places;
-    }
-
-    static double HeightOf(const std::vector<Place>& places) {
-        std::size_t rows = 1;
-        for (const Place& place : places) {
-            rows = std::max(rows, place.row + 1);
-        }
-        return kSpanStep * static_cast<double>(rows) + kMarksHeight;
-    }
-
-    void Chart() {
-        std::vector<std::vector<Place>> places;
-        double height = kTop;
-        m_page += "<div class=\"chart\"><div class=\"names\"><div style=\"height:" + Px(kTop) + "px\">time</div>";
-        for (const TimelineLane& lane : m_timeline.lanes) {
-            places.push_back(PlacesOf(lane));
-            const double lanesHeight = HeightOf(places.back());
-            height += lanesHeight;
-            m_page += "<div style=\"height:" + Px(lanesHeight) + "px\">" + Escaped(lane.strName) + "<small>" +
-                      Count(lane.marks.size(), "line") + "</small></div>";
-        }
-        m_page += "</div><div class=\"lanes\"><svg width=\"" + Px(m_axis.Width()) + "\" height=\"" + Px(height) +
-                  "\" role=\"img\" aria-label=\"Timeline\">\n";
-        Ticks(height);
-        double y = kTop;
-        for (std::size_t i = 0; i < m_timeline.lanes.size(); ++i) {
-            Row(m_timeline.lanes[i], places[i], y);
-            y += HeightOf(places[i]);
-        }
-        m_page += "</svg></div></div>\n";
-    }
-
-    void Ticks(double height) {
-        double last = -kTickPx;
-        const auto& places = m_axis.Places();
-        for (const auto& [time, unused] : places) {
-            const double x = m_axis.X(time);
-            if (x - last < kTickPx) {
-                continue;
-            }
-            last = x;
-            const std::string at = Px(x);
-            m_page.append("<line class=\"grid\" x1=\"").append(at).append("\" x2=\"").append(at);
-            m_page.append("\" y1=\"24\" y2=\"").append(Px(height)).append("\"/>");
-            m_page.append("<text class=\"time\" x=\"").append(at).append("\" y=\"12\">");
-            m_page.append(TimeOfDay(time)).append("</text><text class=\"time\" x=\"").append(at);
-            m_page.append("\" y=\"24\">+").append(Seconds(time - places.begin()->first)).append("</text>\n");
-        }
-    }
-
-    void Row(const TimelineLane& lane, const std::vector<Place>& places, double y) {
-        const double bottom = y + HeightOf(places);
-        m_page += "<g class=\"lane\"><line class=\"row\" x1=\"0\" x2=\"100%\" y1=\"" + Px(bottom) + "\" y2=\"" +
-                  Px(bottom) + "\"/>\n";
-        for (std::size_t i = 0; i < lane.spans.size(); ++i) {
-            Span(lane.spans[i], places[i], y + 4 + kSpanStep * static_cast<double>(places[i].row));
-        }
-        for (const TimelineMark& mark : lane.marks) {
-            Mark(mark, bottom - 10);
-        }
-        m_page += "</g>\n";
-    }
-
-    void Span(const TimelineSpan& span, const Place& place, double y) {
-        const char* kind = !span.bRequest                           ? "span"
-                           : span.bServed                           ? "request"
-                           : span.strOutcome.starts_with("refused") ? "refused"
-                                                                    : "unanswered";
-        const std::int64_t lasted = std::max<std::int64_t>(TimeOf(span.nLastLine) - TimeOf(span.nFirstLine), 0);
-        std::string words = span.strName + ", " + Seconds(lasted);
-        if (!span.strOutcome.empty()) {
-            words += ", " + span.strOutcome;
-        }
-        if (span.bOpen) {
-            words += ", to the end of the log";
-        }
-        m_page += "<a href=\"#l" + std::to_string(span.nFirstLine) + "\"><rect class=\"" + kind +
-                  (span.bOpen ? " open" : "") + "\" rx=\"2\" x=\"" + Px(place.x) + "\" y=\"" + Px(y) + "\" width=\"" +
-                  Px(place.width) + "\" height=\"" + Px(kSpanHeight) + "\">" + Tooltip(words) + "</rect>";
-        // In the span, else behind it; where it fits in neither it stands in the tip alone.
-        const std::string name = ShortName(span);
-        const double wide = static_cast<double>(name.size()) * kLetterPx + 6;
-        const bool bInside = wide < place.width;
-        if (bInside || wide < place.room) {
-            m_page += "<text x=\"" + Px(bInside ? place.x + 4 : place.x + place.width + 3) + "\" y=\"" + Px(y + 11) +
-                      "\">" + Escaped(name) + "</text>";
-        }
-        m_page += "</a>\n";
-    }
-
-    void Mark(const TimelineMark& mark, double y) {
-        const double x = X(mark.nLine);
-        const std::string tip = Tooltip(LogLineText(m_timeline.lines[mark.nLine]));
-        const std::string link = "<a href=\"#l" + std::to_string(mark.nLine) + "\">";
-        const auto shape = [&](const char* kind, const std::string& points) {
-            m_page += link + "<polygon class=\"" + kind + "\" points=\"" + points + "\">" + tip + "</polygon></a>\n";
-        };
-        const std::string left = Px(x - 5);
-        const std::string right = Px(x + 5);
-        const std::string middle = Px(x);
-        switch (mark.kind) {
-            case MarkKind::Beacon:
-                shape("Beacon", middle + "," + Px(y - 6) + " " + right + "," + Px(y) + " " + middle + "," + Px(y + 6) +
-                                    " " + left + "," + Px(y));
-                break;
-            case MarkKind::Timer:
-                shape("Timer", left + "," + Px(y + 5) + " " + right + "," + Px(y + 5) + " " + middle + "," + Px(y - 5));
-                break;
-            case MarkKind::Refusal:
-                m_page += link + "<circle class=\"Refusal\" r=\"5\" cx=\"" + middle + "\" cy=\"" + Px(y) + "\">" + tip +
-                          "</circle></a>\n";
-                break;
-            case MarkKind::Line:
-                m_page += link + "<line class=\"tick\" x1=\"" + middle + "\" x2=\"" + middle + "\" y1=\"" + Px(y - 4) +
-                          "\" y2=\"" + Px(y + 4) + "\">" + tip + "</line></a>\n";
-                break;
-        }
-    }
-
-    void Lines() {
-        std::vector<const char*> kinds(m_timeline.lines.size(), "");
-        for (const TimelineLane& lane : m_timeline.lanes) {
-            for (const TimelineMark& mark : lane.marks) {
-                kinds[mark.nLine] = mark.kind == MarkKind::Beacon    ? "Beacon"
-                                    : mark.kind == MarkKind::Refusal ? "Refusal"
-                                                                     : "";
-            }
-        }
-        for (std::size_t at = 0; at < m_timeline.lines.size(); ++at) {
-            const LogLine& line = m_timeline.lines[at];
-            std::string origin = Escaped(line.strFunction);
-            if (!line.strFunction.empty()) {
-                origin += ":" + std::to_string(line.nSourceLine);
-            }
-            m_page += "<tr id=\"l" + std::to_string(at) + "\" class=\"" + kinds[at] + "\"><td>" +
-                      TimeOfDay(line.nTimeMs) + "</td><td>" + Escaped(m_timeline.lanes[m_timeline.laneOf[at]].strName) +
-                      "</td><td>" + origin + "</td><td>" + Escaped(line.strText) + "</td></tr>\n";
-        }
+        return text;
     }
 
     const Timeline& m_timeline;
     const std::string& m_title;
-    const CAxis m_axis;
-    std::string m_page;
+    std::vector<std::size_t> m_kept;   // the lines on the page
+    std::vector<std::size_t> m_place;  // of every line: the place of the nearest kept one at or before it
+};
+
+// Writes the template with "@NAME@" replaced, once each and in order.
+class CTemplate {
+  public:
+    CTemplate(std::string& page, std::string_view text) : m_page(page), m_rest(text) {}
+
+    void UpTo(std::string_view name) {
+        const std::size_t at = m_rest.find(name);
+        m_page += m_rest.substr(0, at);
+        m_rest.remove_prefix(at == std::string_view::npos ? m_rest.size() : at + name.size());
+    }
+    void ToTheEnd() { m_page += m_rest; }
+
+  private:
+    std::string& m_page;
+    std::string_view m_rest;
 };
 
 }  // namespace
 
-std::string TimelinePage(const Timeline& timeline, const std::string& title) {
-    return CPage(timeline, title).Make();
+bool IsHeartbeat(const LogLine& line) {
+    return line.strText == "enter WindowProc" || line.strText == "start hang check." ||
+           line.strText.starts_with("CPU Usage for process ");
+}
+
+std::string TimelinePage(const std::vector<PageLog>& logs, std::size_t nMostLines) {
+    std::vector<CPageLog> parts;
+    parts.reserve(logs.size());
+    for (const PageLog& log : logs) {
+        parts.emplace_back(log, nMostLines / std::max<std::size_t>(logs.size(), 1));
+    }
+    const std::string title = logs.empty() ? "log" : logs.front().strTitle.substr(0, logs.front().strTitle.find(": "));
+    std::string page;
+    CTemplate text(page, kPageHtml);
+    text.UpTo("@TITLE@");
+    AppendEscaped(page, title);
+    text.UpTo("@STYLE@");
+    page += kPageCss;
+    text.UpTo("@TITLE@");
+    AppendEscaped(page, title);
+    text.UpTo("@HEADS@");
+    for (const CPageLog& part : parts) {
+        part.AppendHead(page);
+    }
+    text.UpTo("@DATA@");
+    page += "{\"logs\":[";
+    for (const CPageLog& part : parts) {
+        page += &part == parts.data() ? "" : ",";
+        part.AppendData(page);
+    }
+    page += "]}";
+    text.UpTo("@SCRIPT@");
+    page += kPageJs;
+    text.ToTheEnd();
+    return page;
 }

@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
+#include <iterator>
 #include <optional>
 #include <string_view>
+#include <utility>
 
-#include "ipc/message_type.h"
+#include "ipc/protocol/request_table.h"
 
 namespace {
 
@@ -44,6 +46,8 @@ constexpr struct {
     {"WindowProc", kMain},
     {"ExistzoltExcute", kMain},
     {"CPipeClientCallback2::", kMain},
+    {"CommzoltHelperS::OnTimer", kMain},
+    // The parts of it, and of the hang watch below, as logs of earlier builds name them.
     {"CommzoltHelperS::OnCheckExit", kMain},
     {"CommzoltHelperS::OnCheckTimeout", kMain},
     {"CommzoltHelperS::OnUpdateStatus", kMain},
@@ -94,6 +98,47 @@ bool NeedsNoReply(int nType) {
 
 bool IsArrival(const LogLine& line) {
     return line.strText == "ReceiveIPCMessage begin";
+}
+
+// The payload in "ReceiveIPCMessage szMessage=...", null for other lines.
+std::optional<std::string> ReceivedMessage(const LogLine& line) {
+    constexpr std::string_view kHead = "ReceiveIPCMessage szMessage=";
+    return line.strText.starts_with(kHead) ? std::optional<std::string>(line.strText.substr(kHead.size()))
+                                           : std::nullopt;
+}
+
+// The library's number of a call in a payload, as the text behind its key; empty without one.
+std::string CallOf(std::string_view payload) {
+    constexpr std::string_view kKey = "\"nexlet_call\":";
+    const std::size_t at = payload.find(kKey);
+    if (at == std::string_view::npos) {
+        return {};
+    }
+    std::string number;
+    for (const char c : payload.substr(at + kKey.size())) {
+        if (c < '0' || c > '9') {
+            break;
+        }
+        number += c;
+    }
+    return number;
+}
+
+// The type of the requests that a handler serves, by the last name of its function; 0 for all other functions.
+int TypeOfHandler(std::string_view function) {
+    constexpr struct {
+        std::string_view name;
+        int type;
+    } kHandlers[] = {{"GetWxAppStatus", 2},      {"GetWxAppStatusEncrypt", 3}, {"GetWxAppQIMEI", 4},
+                     {"GetRSAEncrypt", 5},       {"OpenMiniApp", 6},           {"OpenMiniAppSuccessfully", 7},
+                     {"DelayCheckWndStatus", 8}, {"DestroyWxServiceItme", 9}};
+    const std::string_view last = function.substr(function.rfind(':') + 1);
+    for (const auto& handler : kHandlers) {
+        if (handler.name == last) {
+            return handler.type;
+        }
+    }
+    return 0;
 }
 
 // The type in "Type=13, Message=...", 0 for other lines.
@@ -165,8 +210,9 @@ class CBuilder {
     }
 
   private:
-    struct OpenRequest {
-        bool bOpen = false;
+    // A request without its end so far.
+    struct Open {
+        Lane lane;
         std::size_t nSpan = 0;
     };
 
@@ -184,58 +230,128 @@ class CBuilder {
             return kMain;
         }
         for (const Lane lane : {kCallerPipe, kHostPipe}) {
-            if (m_requests[lane].bOpen) {
+            if (std::ranges::any_of(m_open, [lane](const Open& one) { return one.lane == lane; })) {
                 return lane;
             }
         }
         return kAny;
     }
 
-    TimelineSpan& RequestOf(Lane lane) { return m_lanes[lane].spans[m_requests[lane].nSpan]; }
+    TimelineSpan& SpanOf(const Open& one) { return m_lanes[one.lane].spans[one.nSpan]; }
 
-    void EndRequest(Lane lane, std::size_t at, std::string outcome, bool bServed) {
-        TimelineSpan& span = RequestOf(lane);
+    void End(const Open& one, std::size_t at, std::string outcome, bool bServed) {
+        TimelineSpan& span = SpanOf(one);
         span.nLastLine = at;
         span.bOpen = false;
         span.bServed = bServed;
         span.strOutcome = std::move(outcome);
-        m_requests[lane].bOpen = false;
+        std::erase_if(m_open, [&](const Open& other) { return other.lane == one.lane && other.nSpan == one.nSpan; });
     }
 
-    void EndUnanswered(Lane lane, std::size_t at) {
-        const bool bNoneDue = NeedsNoReply(RequestOf(lane).nType);
-        EndRequest(lane, at, bNoneDue ? "no reply is due" : "no reply", bNoneDue);
+    void EndWithoutReply(const Open& one, std::size_t at) {
+        const bool bNoneDue = NeedsNoReply(SpanOf(one).nType);
+        End(one, at, bNoneDue ? "no reply is due" : "no reply", bNoneDue);
+    }
+
+    // The open requests for which fits holds, the oldest first.
+    template <typename Fits>
+    std::vector<Open> OpenWhere(Fits fits) {
+        std::vector<Open> found;
+        std::ranges::copy_if(m_open, std::back_inserter(found),
+                             [&](const Open& one) { return fits(one, SpanOf(one)); });
+        return found;
+    }
+
+    // The requests of one connection come one after the other. Those of several services are on one lane, and the log
+    // does not tell them apart by itself.
+    bool OneConnection(Lane lane) const { return lane == kHostPipe || m_nServices <= 1; }
+
+    void TakeArrival(std::size_t at, Lane lane) {
+        m_bServing = true;
+        if (OneConnection(lane)) {
+            for (const Open& one : OpenWhere([&](const Open&open, const TimelineSpan&) { return open.lane == lane; })) {
+                EndWithoutReply(one, LastOf(lane));
+            }
+        }
+        m_open.push_back({lane, m_lanes[lane].spans.size()});
+        TimelineSpan span;
+        span.strName = "message";
+        span.bRequest = true;
+        span.bOpen = true;
+        span.nFirstLine = span.nLastLine = at;
+        m_lanes[lane].spans.push_back(std::move(span));
+    }
+
+    void TakeType(int type, Lane lane) {
+        const std::string written = "\"message_type\":" + std::to_string(type);
+        auto unnamed =
+            OpenWhere([&](const Open& one, const TimelineSpan& span) { return one.lane == lane && span.nType == 0; });
+        const auto fitting = std::ranges::find_if(
+            unnamed, [&](const Open& one) { return SpanOf(one).strMessage.find(written) != std::string::npos; });
+        if (!unnamed.empty()) {
+            TimelineSpan& span = SpanOf(fitting != unnamed.end() ? *fitting : unnamed.front());
+            span.nType = type;
+            span.strName = MessageTypeName(type);
+        }
+    }
+
+    // A refusal belongs to the one open request that its function handles. Where several could be meant it ends none.
+    void TakeRefusal(std::size_t at, Lane lane) {
+        const std::string_view function = Line(at).strFunction;
+        const int type = TypeOfHandler(function);
+        // The host's exit handler serves both pipes. Earlier builds name the common part of the others, not the
+        // handler.
+        const bool bByHost = function.starts_with("CommzoltHelperS::HandleRequest") ||
+                             (type != 0 && type != 9 && function.starts_with("CommzoltHelperS::"));
+        const auto meant = OpenWhere([&](const Open& one, const TimelineSpan& span) {
+            return bByHost     ? one.lane == kHostPipe && (type == 0 || span.nType == type)
+                   : type != 0 ? span.nType == type
+                               : one.lane == lane && span.nType == 0 && IsPipe(LaneOfFunction(function));
+        });
+        if (meant.size() == 1) {
+            End(meant.front(), at, "refused: " + Line(at).strText, false);
+        }
+    }
+
+    static bool IsPipe(std::optional<Lane> lane) { return lane == kCallerPipe || lane == kHostPipe; }
+
+    void TakeReply(std::size_t at, int sent) {
+        const auto due =
+            OpenWhere([&](const Open&, const TimelineSpan& span) { return ReplyTypeOf(span.nType) == sent; });
+        const std::string call = CallOf(Line(at).strText);
+        const auto same =
+            std::ranges::find_if(due, [&](const Open& one) { return CallOf(SpanOf(one).strMessage) == call; });
+        if (!due.empty()) {
+            End(same != due.end() ? *same : due.front(), at, "replied with type " + std::to_string(sent), true);
+        }
     }
 
     void TakeRequest(std::size_t at, Lane lane) {
-        if (IsArrival(Line(at)) && (lane == kCallerPipe || lane == kHostPipe)) {
-            m_bServing = true;
-            if (m_requests[lane].bOpen) {
-                EndUnanswered(lane, LastOf(lane));
-            }
-            m_requests[lane] = {true, m_lanes[lane].spans.size()};
-            TimelineSpan span;
-            span.strName = "message";
-            span.bRequest = true;
-            span.bOpen = true;
-            span.nFirstLine = span.nLastLine = at;
-            m_lanes[lane].spans.push_back(std::move(span));
-            return;
+        const LogLine& line = Line(at);
+        if (line.strText.starts_with("Init m_strMark=")) {
+            ++m_nServices;
         }
-        for (const Lane one : {kCallerPipe, kHostPipe}) {
-            if (!m_requests[one].bOpen) {
-                continue;
+        if (IsArrival(line) && IsPipe(lane)) {
+            TakeArrival(at, lane);
+        } else if (auto message = ReceivedMessage(line); message && IsPipe(lane)) {
+            for (const Open& one : OpenWhere([&](const Open&open, const TimelineSpan&span) {
+                     return open.lane == lane && span.nType == 0 && span.strMessage.empty();
+                 })) {
+                SpanOf(one).strMessage = std::move(*message);
+                break;
             }
-            TimelineSpan& span = RequestOf(one);
-            if (const int type = ReceivedType(Line(at)); type != 0 && lane == one) {
-                span.nType = type;
-                span.strName = MessageTypeName(type);
-            } else if (IsRefusal(Line(at)) && lane == one) {
-                EndRequest(one, at, "refused: " + Line(at).strText, false);
-            } else if (const int sent = SentType(Line(at)); sent != 0 && sent == ReplyTypeOf(span.nType)) {
-                EndRequest(one, at, "replied with type " + std::to_string(sent), true);
-            } else if (lane == one && Line(at).strFunction == kReadsOn && NeedsNoReply(span.nType)) {
-                EndUnanswered(one, LastOf(one));
+        } else if (const int type = ReceivedType(line); type != 0 && IsPipe(lane)) {
+            TakeType(type, lane);
+        } else if (IsRefusal(line)) {
+            TakeRefusal(at, lane);
+        } else if (const int sent = SentType(line); sent != 0) {
+            TakeReply(at, sent);
+        } else if (line.strFunction == kReadsOn) {
+            const auto due = OpenWhere([&](const Open& one, const TimelineSpan& span) {
+                return one.lane == lane && NeedsNoReply(span.nType);
+            });
+            if (!due.empty()) {
+                EndWithoutReply(due.front(), LastOf(lane));
             }
         }
     }
@@ -272,15 +388,16 @@ class CBuilder {
             return;
         }
         const std::size_t last = m_timeline.lines.size() - 1;
-        for (std::size_t lane = 0; lane < kLaneCount; ++lane) {
-            for (TimelineSpan& span : m_lanes[lane].spans) {
-                if (!span.bOpen) {
-                    continue;
-                }
-                if (span.bRequest) {
-                    // A request without a reply ends where its lane does.
-                    EndUnanswered(static_cast<Lane>(lane), std::max(span.nFirstLine, LastOf(static_cast<Lane>(lane))));
-                } else {
+        for (const Open& one : std::vector<Open>(m_open)) {
+            if (NeedsNoReply(SpanOf(one).nType)) {
+                EndWithoutReply(one, std::max(SpanOf(one).nFirstLine, LastOf(one.lane)));
+            } else {
+                SpanOf(one).strOutcome = "no reply";
+            }
+        }
+        for (TimelineLane& lane : m_lanes) {
+            for (TimelineSpan& span : lane.spans) {
+                if (span.bOpen) {
                     span.nLastLine = last;
                 }
             }
@@ -304,7 +421,8 @@ class CBuilder {
 
     Timeline m_timeline;
     std::array<TimelineLane, kLaneCount> m_lanes;
-    std::array<OpenRequest, kLaneCount> m_requests;
+    std::vector<Open> m_open;  // in the order of their arrivals
+    int m_nServices = 0;       // how many the log tells of
     bool m_bServing = false;
 };
 

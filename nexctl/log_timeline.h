@@ -26,9 +26,10 @@ struct TimelineSpan {
     std::string strName;
     std::string strOutcome;  // of a request: "replied with type 13", "no reply is due", "no reply"; empty for others
     bool bRequest = false;
-    int nType = 0;         // of a request; 0 when no line told it
-    bool bServed = false;  // a request that was replied to, or is of a type without a reply
-    bool bOpen = false;    // no line told its end: it lasts to the end of the log
+    int nType = 0;           // of a request; 0 when no line told it
+    std::string strMessage;  // of a request: its payload as the log has it, possibly cut; empty when no line told it
+    bool bServed = false;    // a request that was replied to, or is of a type without a reply
+    bool bOpen = false;      // no line told its end: it lasts to the end of the log
     std::size_t nFirstLine = 0;
     std::size_t nLastLine = 0;
 };

@@ -1,13 +1,9 @@
-#include <cstdio>
+#include <algorithm>
 #include <string>
 #include <vector>
 
-#include "foundation/windows_headers.h"
-
-#include <fcntl.h>
-#include <io.h>
-
 #include "foundation/text_helpers.h"
+#include "nexctl/console/console_io.h"
 #include "nexctl/runner.h"
 #include "nexctl/script.h"
 
@@ -36,22 +32,23 @@ bool AsksForHelp(const std::vector<std::string>& arguments) {
 }  // namespace
 
 int wmain(int count, wchar_t** values) {
-    // Line ends as they are written: JSON lines end with one character everywhere.
-    _setmode(_fileno(stdout), _O_BINARY);
-    _setmode(_fileno(stdin), _O_BINARY);
-
+    BeginConsole();
     std::vector<std::string> arguments;
     for (int i = 1; i < count; ++i) {
         arguments.push_back(Utf16ToUtf8(values[i]));
     }
     if (AsksForHelp(arguments)) {
-        std::fputs(HelpText(HelpSubject(arguments)).c_str(), stdout);
+        WriteText(OutputStream::Output, HelpText(HelpSubject(arguments)));
+        return static_cast<int>(ExitCode::Ok);
+    }
+    if (std::find(arguments.begin(), arguments.end(), "--version") != arguments.end()) {
+        WriteText(OutputStream::Output, "nexctl " NEXCTL_VERSION "\n");
         return static_cast<int>(ExitCode::Ok);
     }
     Script script;
     std::string problem;
     if (!ParseScript(arguments, script, problem)) {
-        std::fprintf(stderr, "nexctl: %s; nexctl --help shows how it is used\n", problem.c_str());
+        WriteText(OutputStream::Error, "nexctl: " + problem + "; nexctl --help shows how it is used\n");
         return static_cast<int>(ExitCode::Usage);
     }
     return static_cast<int>(CRunner(script).Run());

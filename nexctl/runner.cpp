@@ -6,9 +6,10 @@
 #include "foundation/json_text.h"
 #include "foundation/text_helpers.h"
 #include "foundation/windows_headers.h"
-#include "ipc/envelope.h"
-#include "ipc/frame.h"
-#include "ipc/message_type.h"
+#include "ipc/protocol/envelope.h"
+#include "ipc/protocol/request_table.h"
+#include "ipc/transport/frame.h"
+#include "nexctl/console/console_io.h"
 #include "nexctl/frame_text.h"
 #include "nexctl/text_file.h"
 
@@ -60,6 +61,28 @@ bool SaysFailure(int replyType, int requestType, const Json::Value& content) {
     }
 }
 
+// The sentence for such a reply.
+std::string FailureWords(int requestType, const Json::Value& content) {
+    const std::string word = MemberText(content, "result");
+    if (requestType == NEXLET_TYPE_IDENTITY) {
+        return "the helper has no device identity";
+    }
+    if (requestType == NEXLET_TYPE_OPEN && word == "0") {
+        return "the helper answered \"0\": the SDK or the client refused the open";
+    }
+    if (word.empty()) {
+        return "the helper could not make the envelope";
+    }
+    return "the helper answered \"" + word + "\": " + nexlet_word_text(word.c_str());
+}
+
+// An exit code as people know it: those of the system are told in hexadecimal.
+std::string ExitCodeText(std::uint32_t code) {
+    char text[16];
+    std::snprintf(text, sizeof text, code < 0x10000 ? "%u" : "0x%08X", code);
+    return text;
+}
+
 Json::Value Parsed(const std::string& text) {
     Json::Value value;
     ParseJson(text, value);
@@ -68,12 +91,16 @@ Json::Value Parsed(const std::string& text) {
 
 }  // namespace
 
+CRunner::CRunner(const Script& script) : m_script(script), m_strMark(script.mark), m_strService(script.service) {}
+
 ExitCode CRunner::Run() {
     ExitCode code = ExitCode::Ok;
     for (const Step& step : m_script.steps) {
-        code = RunStep(step);
-        if (code != ExitCode::Ok) {
-            break;
+        const bool leaves = std::string_view(step.verb->name) == "exit";
+        if (code == ExitCode::Ok) {
+            code = RunStep(step);
+        } else if (leaves && m_bConnected) {
+            RunStep(step);
         }
     }
     m_client.Close();
@@ -81,41 +108,29 @@ ExitCode CRunner::Run() {
 }
 
 ExitCode CRunner::RunStep(const Step& step) {
-    const std::string_view verb = step.verb->name;
     static constexpr struct {
         std::string_view verb;
         ExitCode (CRunner::*run)(const Step& step);
-    } kAlone[] = {
-        {"host", &CRunner::Host},       {"encode", &CRunner::Encode}, {"decode", &CRunner::Decode},
-        {"decrypt", &CRunner::Decrypt}, {"demo", &CRunner::Demo},     {"replay", &CRunner::Replay},
-        {"show", &CRunner::Show},       {"log", &CRunner::Log},       {"doctor", &CRunner::Doctor},
+    } kVerbs[] = {
+        {"start", &CRunner::Start},   {"open", &CRunner::Request},    {"poll", &CRunner::Poll},
+        {"watch", &CRunner::Request}, {"status", &CRunner::Request},  {"status-encrypted", &CRunner::Request},
+        {"qimei", &CRunner::Request}, {"encrypt", &CRunner::Request}, {"decrypt", &CRunner::Decrypt},
+        {"send", &CRunner::Send},     {"listen", &CRunner::Listen},   {"exit", &CRunner::Exit},
+        {"host", &CRunner::Host},     {"record", &CRunner::Record},   {"replay", &CRunner::Replay},
+        {"show", &CRunner::Show},     {"doctor", &CRunner::Doctor},   {"log", &CRunner::Log},
+        {"names", &CRunner::Names},   {"encode", &CRunner::Encode},   {"decode", &CRunner::Decode},
+        {"demo", &CRunner::Demo},
     };
-    for (const auto& one : kAlone) {
-        if (one.verb == verb) {
-            return (this->*one.run)(step);
+    const std::string_view name = step.verb->name;
+    m_bListening = name == "listen";
+    if (step.verb->need == VerbNeed::Connection && name != "start") {
+        const ExitCode connected = Connect(step, /*print=*/false);
+        if (connected != ExitCode::Ok) {
+            return connected;
         }
     }
-    if (verb == "names") {
-        return Names();
-    }
-    if (verb == "record") {
-        const std::lock_guard<std::mutex> lock(m_lockFrames);
-        m_strRecordFile = step.arguments[0];
-        return ExitCode::Ok;
-    }
-    if (verb == "start") {
-        return Connect(step, /*print=*/true);
-    }
-    m_bListening = verb == "listen";
-    const ExitCode connected = Connect(step, /*print=*/false);
-    if (connected != ExitCode::Ok) {
-        return connected;
-    }
-    return verb == "listen" ? Listen(step)
-           : verb == "exit" ? Exit(step)
-           : verb == "poll" ? Poll(step)
-           : verb == "send" ? Send(step)
-                            : Request(step);
+    const auto* const found = std::ranges::find(kVerbs, name, [](const auto& one) { return one.verb; });
+    return found != std::end(kVerbs) ? (this->*found->run)(step) : ExitCode::Usage;
 }
 
 // The verbs that are one request each.
@@ -147,7 +162,6 @@ ExitCode CRunner::Request(const Step& step) {
 
 nexlet_result CRunner::StartHelper(std::uint32_t timeoutMs) {
     nexlet_start_options options = {};
-    options.flags = NEXLET_START_NO_WAIT;
     options.program = m_script.exe.empty() ? nullptr : m_script.exe.c_str();
     options.channel_json = m_script.channel ? m_script.channel->c_str() : nullptr;
     options.machine_id = m_script.mid.c_str();
@@ -159,15 +173,33 @@ nexlet_result CRunner::StartHelper(std::uint32_t timeoutMs) {
     return m_client.Start(options, timeoutMs);
 }
 
+void CRunner::KeepNotice(std::string_view payload) {
+    const Json::Value frame = Parsed(std::string(payload));
+    const Json::Value* type = frame.isObject() ? FindJsonMember(frame, "message_type") : nullptr;
+    if (type != nullptr && *type == NEXLET_TYPE_READY) {
+        const std::lock_guard<std::mutex> lock(m_lockNotice);
+        m_strNotice = payload;
+    }
+}
+
 ExitCode CRunner::Connect(const Step& step, bool print) {
     if (m_bConnected) {
         return print ? Finish(step, ExitCode::Ok, Json::Value(Json::objectValue)) : ExitCode::Ok;
     }
-    nexlet_result result =
-        m_client.Open(m_strMark, m_strService,
-                      {{}, [this](std::int32_t direction, std::string_view payload) {
-                           OnFrame(direction == NEXLET_SENT ? FrameDirection::Sent : FrameDirection::Received, payload);
-                       }});
+    nexlet::Callbacks callbacks;
+    callbacks.onFrame = [this](std::int32_t direction, std::string_view payload) {
+        if (direction == NEXLET_RECEIVED) {
+            KeepNotice(payload);
+        }
+        OnFrame(direction == NEXLET_SENT ? FrameDirection::Sent : FrameDirection::Received, payload);
+    };
+    // A service that nobody named is one of this run alone, which no helper holds from an earlier one.
+    const bool named = m_script.serviceGiven || m_strService != m_script.service;
+    nexlet_result result = named ? m_client.Open(m_strMark, m_strService, std::move(callbacks))
+                                 : m_client.Open(m_strMark, std::move(callbacks));
+    if (result == NEXLET_OK) {
+        m_strService = m_client.ServiceId();
+    }
     const std::uint32_t timeoutMs = TimeoutOf(step);
     Json::Value line(Json::objectValue);
     if (result == NEXLET_OK && m_script.noStart) {
@@ -175,10 +207,9 @@ ExitCode CRunner::Connect(const Step& step, bool print) {
     } else if (result == NEXLET_OK) {
         result = StartHelper(timeoutMs);
         if (result == NEXLET_OK) {
-            const auto notice = m_client.WaitFrame(NEXLET_TYPE_READY, timeoutMs);
-            result = notice.result;
+            const std::lock_guard<std::mutex> lock(m_lockNotice);
             line["process_id"] = m_client.Helper().process_id;
-            line["reply"] = Parsed(notice.value.payload);
+            line["reply"] = Parsed(m_strNotice);
         }
     }
     if (result != NEXLET_OK) {
@@ -199,8 +230,7 @@ ExitCode CRunner::Ask(const Step& step, int type, const Json::Value& content) {
     line["reply"]["content"] = reply;
     line["reply"]["message_type"] = replyType;
     return Finish(step, SaysFailure(replyType, type, reply) ? ExitCode::Refused : ExitCode::Ok, std::move(line),
-                  "the helper answered \"" + MemberText(reply, "result") +
-                      "\": " + nexlet_word_text(MemberText(reply, "result").c_str()));
+                  FailureWords(type, reply));
 }
 
 ExitCode CRunner::Send(const Step& step) {
@@ -263,7 +293,7 @@ ExitCode CRunner::Listen(const Step& step) {
             return Finish(step, ExitCode::Ok, std::move(line));
         }
         if (result != NEXLET_OK) {
-            return Finish(step, ExitCodeOf(result), std::move(line), nexlet_result_text(result));
+            return Fail(step, result, std::move(line));
         }
     }
 }
@@ -281,7 +311,8 @@ ExitCode CRunner::Exit(const Step& step) {
         line["exit_code"] = exitCode;
     }
     return Finish(step, exitCode == 0 ? ExitCode::Ok : ExitCode::Gone, std::move(line),
-                  "the helper's process ended with exit code " + std::to_string(exitCode));
+                  "the helper's process ended with exit code " + ExitCodeText(exitCode) +
+                      LastWords(m_client.Helper().process_id));
 }
 
 ExitCode CRunner::Host(const Step& step) {
@@ -317,15 +348,13 @@ ExitCode CRunner::Finish(const Step& step, ExitCode code, Json::Value line, std:
         PrintLine(line);
     }
     if (code != ExitCode::Ok && !words.empty()) {
-        const std::lock_guard<std::mutex> lock(m_lockOutput);
-        std::fprintf(stderr, "nexctl: %s: %.*s\n", step.verb->name, static_cast<int>(words.size()), words.data());
+        WriteText(OutputStream::Error, "nexctl: " + std::string(step.verb->name) + ": " + std::string(words) + "\n");
     }
     return code;
 }
 
-ExitCode CRunner::Fail(const Step& step, nexlet_result result) {
+ExitCode CRunner::Fail(const Step& step, nexlet_result result, Json::Value line) {
     const DWORD systemError = GetLastError();
-    Json::Value line(Json::objectValue);
     line["result"] = nexlet_result_name(result);
     std::string words = nexlet_result_text(result);
     if (result == NEXLET_SYSTEM_ERROR || result == NEXLET_NOT_STARTED || result == NEXLET_NAME_TAKEN) {
@@ -333,12 +362,23 @@ ExitCode CRunner::Fail(const Step& step, nexlet_result result) {
         words += " (system error " + std::to_string(systemError) + ")";
     }
     const nexlet_helper helper = m_client.Helper();
+    const bool starting = !m_bConnected;
     if (result == NEXLET_GONE && helper.ended != 0) {
         line["exit_code"] = helper.exit_code;
-        words += "; its exit code was " + std::to_string(helper.exit_code);
+        if (starting && helper.exit_code == 0) {
+            words =
+                "process " + std::to_string(helper.process_id) +
+                " ended with 0 without a ready notice: another helper has the mark and its pipe was busy; try again";
+        } else {
+            words += "; its exit code was " + ExitCodeText(helper.exit_code) + LastWords(helper.process_id);
+        }
     }
-    if (result == NEXLET_TIMEOUT && helper.process_id != 0) {
-        words += RefusalInLog(helper.process_id);
+    if (result == NEXLET_TIMEOUT && starting && !m_script.noStart) {
+        words =
+            "no ready notice within " + std::to_string(TimeoutOf(step)) +
+            " ms. Was this service id used in the last 70 s? Take another, or send type 9 to the host and wait 12 s";
+    } else if (result == NEXLET_TIMEOUT && helper.process_id != 0) {
+        words = RefusalInLog(helper.process_id);
     }
     return Finish(step, ExitCodeOf(result), std::move(line), words);
 }
@@ -348,20 +388,14 @@ void CRunner::ShowFrame(FrameDirection direction, std::string_view payload) {
         PrintLine(FrameRecord(direction, payload));
     }
     if (m_script.trace || m_bDemo) {
-        const std::lock_guard<std::mutex> lock(m_lockOutput);
-        std::FILE* const stream = m_bDemo ? stdout : stderr;
-        std::fprintf(stream, "  %s\n", FrameLine(direction, payload).c_str());
+        std::string text = "  " + FrameLine(direction, payload) + "\n";
         if (m_script.hex) {
-            std::fprintf(stream, "    %s\n", HexText(BuildFrame(payload)).c_str());
+            text += "    " + HexText(BuildFrame(payload)) + "\n";
         }
-        std::fflush(stream);
+        WriteText(m_bDemo ? OutputStream::Output : OutputStream::Error, text);
     }
 }
 
 void CRunner::PrintLine(const Json::Value& line) {
-    const std::string text = WriteJson(line);
-    const std::lock_guard<std::mutex> lock(m_lockOutput);
-    std::fwrite(text.data(), 1, text.size(), stdout);
-    std::fputc('\n', stdout);
-    std::fflush(stdout);
+    WriteText(OutputStream::Output, WriteJson(line) + "\n");
 }

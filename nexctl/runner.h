@@ -7,25 +7,31 @@
 #include <mutex>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include <json/value.h>
 
 #include "client/include/nexlet_client.hpp"
 #include "nexctl/exchange.h"
 #include "nexctl/exit_code.h"
+#include "nexctl/log_choice.h"
 #include "nexctl/script.h"
 
 class CRunner {
   public:
-    explicit CRunner(const Script& script) : m_script(script), m_strMark(script.mark), m_strService(script.service) {}
+    explicit CRunner(const Script& script);
 
-    // Takes the steps in order up to the first that does not end with Ok, and returns how that one ended.
+    // Takes the steps in order and returns how the first ended that did not end with Ok. The steps after that one are
+    // left out, but for exit while the helper is connected.
     ExitCode Run();
 
   private:
     ExitCode RunStep(const Step& step);
     // Serves, starts and waits for the helper, once.
     ExitCode Connect(const Step& step, bool print);
+    // The latest ready notice, which the start takes.
+    void KeepNotice(std::string_view payload);
+    ExitCode Start(const Step& step) { return Connect(step, /*print=*/true); }
     nexlet_result StartHelper(std::uint32_t timeoutMs);
     ExitCode Request(const Step& step);
     ExitCode Ask(const Step& step, int type, const Json::Value& content);
@@ -37,6 +43,7 @@ class CRunner {
     ExitCode Demo(const Step& step);
 
     // Exchanges as files (runner_exchange.cpp).
+    ExitCode Record(const Step& step);
     ExitCode Replay(const Step& step);
     ExitCode ReplayFrame(const Step& step, const ExchangeFrame& frame, Json::Value& differences);
     // Sends the request again while its answer is that the open is under way.
@@ -50,14 +57,18 @@ class CRunner {
     // The helper's log (runner_log.cpp).
     ExitCode Log(const Step& step);
     ExitCode SwitchLog(const Step& step, const std::string& what);
-    ExitCode ShowLog(const Step& step, const std::string& path);
-    ExitCode FollowLog(const Step& step, const std::string& path, std::uint32_t processId);
-    ExitCode PageOfLog(const Step& step, const std::string& path);
-    // Why the latest message got no answer, as words to put behind a sentence; empty when the log does not tell.
-    std::string RefusalInLog(std::uint32_t processId) const;
+    // The logs that the step means, the latest first; none when a line about that was printed.
+    std::vector<LogFile> LogsFor(const Step& step);
+    ExitCode ShowLog(const Step& step, const std::vector<LogFile>& files);
+    ExitCode FollowLog(const Step& step, const LogFile& file);
+    ExitCode PageOfLog(const Step& step, const std::vector<LogFile>& files);
+    // Why the latest frame that was sent got no answer, as words to put after a sentence.
+    std::string RefusalInLog(std::uint32_t processId);
+    // What the log of a process that has ended says last, as words to put after a sentence; empty without a log.
+    static std::string LastWords(std::uint32_t processId);
 
     // What needs no helper (runner_tools.cpp).
-    ExitCode Names();
+    ExitCode Names(const Step& step);
     ExitCode Encode(const Step& step);
     ExitCode Decode(const Step& step);
     ExitCode Decrypt(const Step& step);
@@ -66,7 +77,8 @@ class CRunner {
     std::uint32_t TimeoutOf(const Step& step, std::uint32_t least = 0) const;
     // Prints the step's line and, when it did not end with Ok, a sentence for people.
     ExitCode Finish(const Step& step, ExitCode code, Json::Value line, std::string_view words = {});
-    ExitCode Fail(const Step& step, nexlet_result result);
+    // line gets what is known of the failure.
+    ExitCode Fail(const Step& step, nexlet_result result, Json::Value line = Json::Value(Json::objectValue));
     void OnFrame(FrameDirection direction, std::string_view payload);
     void ShowFrame(FrameDirection direction, std::string_view payload);
     void PrintLine(const Json::Value& line);
@@ -74,13 +86,15 @@ class CRunner {
     const Script& m_script;
     std::string m_strMark;
     std::string m_strService;
+    std::mutex m_lockNotice;
+    std::string m_strNotice;  // guarded by m_lockNotice
     bool m_bConnected = false;
     bool m_bListening = false;
     bool m_bDemo = false;
-    std::mutex m_lockOutput;  // frames are shown from threads of the library
 
     std::mutex m_lockFrames;  // guards what follows
     std::condition_variable m_framesChanged;
+    std::string m_strSent;  // the latest frame of this side
     bool m_bReplaying = false;
     std::deque<std::string> m_replayed;  // received and not yet compared
     std::string m_strRecordFile;         // empty: nothing is recorded

@@ -1,10 +1,10 @@
 // Exchanges as files: recording, showing, playing the caller's half again.
 #include <chrono>
-#include <cstdio>
 
 #include "foundation/json_text.h"
 #include "foundation/windows_headers.h"
-#include "ipc/message_type.h"
+#include "ipc/protocol/message_type.h"
+#include "nexctl/console/console_io.h"
 #include "nexctl/runner.h"
 #include "nexctl/text_file.h"
 
@@ -25,6 +25,9 @@ void CRunner::OnFrame(FrameDirection direction, std::string_view payload) {
     ShowFrame(direction, payload);
     {
         const std::lock_guard<std::mutex> lock(m_lockFrames);
+        if (direction == FrameDirection::Sent) {
+            m_strSent = payload;
+        }
         if (m_bReplaying && direction == FrameDirection::Received) {
             m_replayed.emplace_back(payload);
         }
@@ -35,6 +38,12 @@ void CRunner::OnFrame(FrameDirection direction, std::string_view payload) {
         }
     }
     m_framesChanged.notify_all();
+}
+
+ExitCode CRunner::Record(const Step& step) {
+    const std::lock_guard<std::mutex> lock(m_lockFrames);
+    m_strRecordFile = step.arguments[0];
+    return ExitCode::Ok;
 }
 
 ExitCode CRunner::SaveRecord(ExitCode code) {
@@ -48,7 +57,7 @@ ExitCode CRunner::SaveRecord(ExitCode code) {
     if (WriteTextFile(m_strRecordFile, WriteExchange(m_record))) {
         return code;
     }
-    std::fprintf(stderr, "nexctl: record: %s cannot be written\n", m_strRecordFile.c_str());
+    WriteText(OutputStream::Error, "nexctl: record: " + m_strRecordFile + " cannot be written\n");
     return code == ExitCode::Ok ? ExitCode::NotStarted : code;
 }
 
@@ -103,7 +112,7 @@ ExitCode CRunner::Replay(const Step& step) {
     Exchange exchange;
     std::string problem;
     if (!ReadExchange(step.arguments[0], exchange, problem)) {
-        std::fprintf(stderr, "nexctl: replay: %s\n", problem.c_str());
+        WriteText(OutputStream::Error, "nexctl: replay: " + problem + "\n");
         return ExitCode::Usage;
     }
     m_strMark = m_script.markGiven ? m_script.mark : exchange.mark;
@@ -150,10 +159,9 @@ ExitCode CRunner::Show(const Step& step) {
     Exchange exchange;
     std::string problem;
     if (!ReadExchange(step.arguments[0], exchange, problem)) {
-        std::fprintf(stderr, "nexctl: show: %s\n", problem.c_str());
+        WriteText(OutputStream::Error, "nexctl: show: " + problem + "\n");
         return ExitCode::Usage;
     }
-    const std::string text = ShowExchange(exchange);
-    std::fwrite(text.data(), 1, text.size(), stdout);
+    WriteText(OutputStream::Output, ShowExchange(exchange));
     return ExitCode::Ok;
 }

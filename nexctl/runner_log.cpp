@@ -1,10 +1,10 @@
 // The verb log: the switch, the lines, the page.
 #include <algorithm>
-#include <cstdio>
 
 #include "foundation/handle.h"
 #include "foundation/json_text.h"
 #include "foundation/windows_headers.h"
+#include "nexctl/console/console_io.h"
 #include "nexctl/helper_logs.h"
 #include "nexctl/log_lines.h"
 #include "nexctl/log_page.h"
@@ -32,7 +32,27 @@ Json::Value FileRecord(const LogFile& file) {
     record["process_id"] = file.nProcessId;
     record["bytes"] = Json::UInt64(file.nBytes);
     record["running"] = file.bRunning;
+    record["mark"] = file.summary.strMark;
+    record["services"] = Json::Value(Json::arrayValue);
+    for (const std::string& service : file.summary.services) {
+        record["services"].append(service);
+    }
+    record["first_line"] = TimeOfDay(file.summary.nFirstMs);
+    record["last_line"] = TimeOfDay(file.summary.nLastMs);
+    record["last_text"] = file.summary.strLastText;
+    record["end"] = LogEndText(file.summary, file.bRunning);
     return record;
+}
+
+std::string LogPathOf(std::uint32_t processId) {
+    return LogFolder() + "\\Nexlet" + std::to_string(processId) + ".log";
+}
+
+// The part of a file's end that is whole lines.
+std::string_view WholeLines(std::string_view bytes) {
+    constexpr std::string_view kLineEnd("\n\0", 2);
+    const std::size_t end = bytes.rfind(kLineEnd);
+    return bytes.substr(0, end == std::string_view::npos ? 0 : end + kLineEnd.size());
 }
 
 }  // namespace
@@ -42,25 +62,49 @@ ExitCode CRunner::Log(const Step& step) {
     if (what == "on" || what == "off" || what == "status") {
         return SwitchLog(step, what);
     }
-    std::string path = step.file;
-    std::uint32_t processId = step.pid;
-    if (path.empty()) {
-        const std::vector<LogFile> files = FindLogs();
-        const auto found = std::find_if(files.begin(), files.end(), [&](const LogFile& file) {
-            return step.pid == 0 || file.nProcessId == step.pid;
-        });
-        if (found == files.end()) {
-            return Finish(step, ExitCode::Gone, Json::Value(Json::objectValue),
-                          ReadLogSwitch().IsOn() ? "there is no log in " + LogFolder()
-                                                 : "there is no log, and it is off; \"nexctl log on\" switches it on "
-                                                   "for later starts of the helper");
-        }
-        path = found->strPath;
-        processId = found->nProcessId;
+    const std::vector<LogFile> files = LogsFor(step);
+    if (files.empty()) {
+        return Finish(step, ExitCode::Gone, Json::Value(Json::objectValue),
+                      ReadLogSwitch().IsOn() ? "there is no such log in " + LogFolder()
+                                             : "there is no such log, and it is off; \"nexctl log on\" switches it on "
+                                               "for later starts of the helper");
     }
-    return what == "follow" ? FollowLog(step, path, processId)
-           : what == "show" ? ShowLog(step, path)
-                            : PageOfLog(step, path);
+    for (const LogFile& file : files) {
+        WriteText(OutputStream::Error, "nexctl: log: " + LogFileText(file) + "\n");
+    }
+    return what == "follow" ? FollowLog(step, files.front())
+           : what == "show" ? ShowLog(step, files)
+                            : PageOfLog(step, files);
+}
+
+std::vector<LogFile> CRunner::LogsFor(const Step& step) {
+    if (!step.file.empty()) {
+        LogFile file;
+        std::string bytes;
+        if (!ReadTextFile(step.file, bytes)) {
+            return {};
+        }
+        file.strPath = step.file;
+        file.summary = SummariseLog(bytes);
+        return {file};
+    }
+    LogWish wish;
+    if (m_script.markGiven) {
+        wish.strMark = m_strMark;
+    }
+    if (m_script.serviceGiven) {
+        wish.strService = m_strService;
+    }
+    wish.processIds = step.pids;
+    if (step.sinceMs != 0) {
+        wish.nWrittenSince = FileTimeBefore(step.sinceMs);
+    }
+    std::vector<LogFile> files = ChooseLogs(FindLogs(), wish);
+    // Several are taken when several were asked for by their processes.
+    if (files.size() > 1 && step.pids.size() < 2) {
+        files.resize(1);
+    }
+    return files;
 }
 
 ExitCode CRunner::SwitchLog(const Step& step, const std::string& what) {
@@ -82,21 +126,26 @@ ExitCode CRunner::SwitchLog(const Step& step, const std::string& what) {
     return Finish(step, ExitCode::Ok, std::move(line));
 }
 
-ExitCode CRunner::ShowLog(const Step& step, const std::string& path) {
-    std::string bytes;
-    if (!ReadTextFile(path, bytes)) {
-        return Finish(step, ExitCode::Gone, Json::Value(Json::objectValue), path + " cannot be read");
-    }
-    for (const LogLine& line : ReadLog(bytes)) {
-        if (FunctionContains(line, step.function)) {
-            PrintLine(LineRecord(line));
+ExitCode CRunner::ShowLog(const Step& step, const std::vector<LogFile>& files) {
+    for (const LogFile& file : files) {
+        std::string bytes;
+        if (!ReadTextFile(file.strPath, bytes)) {
+            return Finish(step, ExitCode::Gone, Json::Value(Json::objectValue), file.strPath + " cannot be read");
         }
+        std::string text;
+        for (const LogLine& line : ReadLog(bytes)) {
+            if (FunctionContains(line, step.function)) {
+                text += (step.text ? LogLineText(line) : WriteJson(LineRecord(line))) + "\n";
+            }
+        }
+        WriteText(OutputStream::Output, text);
     }
     return ExitCode::Ok;
 }
 
-ExitCode CRunner::FollowLog(const Step& step, const std::string& path, std::uint32_t processId) {
-    const CKernelHandle process(processId != 0 ? OpenProcess(SYNCHRONIZE, FALSE, processId) : nullptr);
+ExitCode CRunner::FollowLog(const Step& step, const LogFile& file) {
+    const std::string& path = file.strPath;
+    const CKernelHandle process(file.nProcessId != 0 ? OpenProcess(SYNCHRONIZE, FALSE, file.nProcessId) : nullptr);
     const ULONGLONG startedAt = GetTickCount64();
     const std::uint32_t timeoutMs = TimeoutOf(step);
     std::size_t shown = 0;
@@ -110,7 +159,7 @@ ExitCode CRunner::FollowLog(const Step& step, const std::string& path, std::uint
         if (!ReadTextFile(path, bytes)) {
             return Finish(step, ExitCode::Gone, Json::Value(Json::objectValue), path + " cannot be read");
         }
-        const std::vector<LogLine> lines = ReadLog(bytes.substr(0, bytes.rfind(std::string("\n\0", 2)) + 2));
+        const std::vector<LogLine> lines = ReadLog(WholeLines(bytes));
         for (; shown < lines.size(); ++shown) {
             if (FunctionContains(lines[shown], step.function)) {
                 PrintLine(LineRecord(lines[shown]));
@@ -126,42 +175,80 @@ ExitCode CRunner::FollowLog(const Step& step, const std::string& path, std::uint
     }
 }
 
-ExitCode CRunner::PageOfLog(const Step& step, const std::string& path) {
-    std::string bytes;
-    if (!ReadTextFile(path, bytes)) {
-        return Finish(step, ExitCode::Gone, Json::Value(Json::objectValue), path + " cannot be read");
+ExitCode CRunner::PageOfLog(const Step& step, const std::vector<LogFile>& files) {
+    std::vector<PageLog> logs;
+    Json::Value line(Json::objectValue);
+    std::size_t lines = 0;
+    std::size_t lanes = 0;
+    for (const LogFile& file : files) {
+        std::string bytes;
+        if (!ReadTextFile(file.strPath, bytes)) {
+            return Finish(step, ExitCode::Gone, Json::Value(Json::objectValue), file.strPath + " cannot be read");
+        }
+        std::vector<LogLine> all = ReadLog(bytes);
+        const int runs = CountRuns(all);
+        const int run = step.run == 0 ? std::max(runs - 1, 0) : static_cast<int>(step.run) - 1;
+        line["run"] = run + 1;
+        line["runs"] = runs;
+        std::erase_if(all, [&](const LogLine& one) { return !FunctionContains(one, step.function); });
+        PageLog& log = logs.emplace_back();
+        log.strTitle = LogFileText(file);
+        log.timeline = BuildTimeline(all, run);
+        lines += log.timeline.lines.size();
+        lanes += log.timeline.lanes.size();
     }
-    const std::vector<LogLine> lines = ReadLog(bytes);
-    const int runs = CountRuns(lines);
-    const int run = step.run == 0 ? std::max(runs - 1, 0) : static_cast<int>(step.run) - 1;
-    const Timeline timeline = BuildTimeline(lines, run);
-    const std::string out = step.out.empty() ? path + ".html" : step.out;
-    if (!WriteTextFile(out, TimelinePage(timeline, path))) {
+    const std::string out = step.out.empty() ? files.front().strPath + ".html" : step.out;
+    if (!WriteTextFile(out, TimelinePage(logs))) {
         return Finish(step, ExitCode::NotStarted, Json::Value(Json::objectValue), out + " cannot be written");
     }
-    Json::Value line(Json::objectValue);
     line["page"] = out;
-    line["lines"] = Json::UInt64(timeline.lines.size());
-    line["lanes"] = Json::UInt64(timeline.lanes.size());
-    line["run"] = run + 1;
-    line["runs"] = runs;
+    line["lines"] = Json::UInt64(lines);
+    line["lanes"] = Json::UInt64(lanes);
     return Finish(step, ExitCode::Ok, std::move(line));
 }
 
-std::string CRunner::RefusalInLog(std::uint32_t processId) const {
+std::string CRunner::RefusalInLog(std::uint32_t processId) {
     if (!ReadLogSwitch().IsOn()) {
-        return "; its log is off, \"nexctl log on\" switches it on for the next start";
+        return "no reply; the helper's log is off, \"nexctl log on\" switches it on for the next start";
+    }
+    std::string sent;
+    {
+        const std::lock_guard<std::mutex> lock(m_lockFrames);
+        sent = m_strSent;
     }
     std::string bytes;
-    if (processId == 0 || !ReadTextFile(LogFolder() + "\\Nexlet" + std::to_string(processId) + ".log", bytes)) {
-        return {};
+    if (!ReadTextFile(LogPathOf(processId), bytes)) {
+        return "no reply; the helper writes no log: it was started before the log was on";
     }
-    // What became of the latest message that it got.
     const std::vector<LogLine> lines = ReadLog(bytes);
-    for (auto line = lines.rbegin(); line != lines.rend() && line->strText != "ReceiveIPCMessage begin"; ++line) {
-        if (IsRefusal(*line)) {
-            return "; its log says \"" + line->strText + "\" (" + line->strFunction + ")";
+    const Timeline timeline = BuildTimeline(lines, std::max(CountRuns(lines) - 1, 0));
+    const TimelineSpan* own = nullptr;
+    for (const TimelineLane& lane : timeline.lanes) {
+        for (const TimelineSpan& span : lane.spans) {
+            // The log cuts a long payload.
+            const bool same = !span.strMessage.empty() && sent.starts_with(span.strMessage);
+            if (span.bRequest && same && (own == nullptr || span.nFirstLine > own->nFirstLine)) {
+                own = &span;
+            }
         }
     }
-    return {};
+    constexpr std::string_view kRefused = "refused: ";
+    if (own == nullptr) {
+        return "no reply; the log does not show this request: it has not been read";
+    }
+    if (own->strOutcome.starts_with(kRefused)) {
+        return "no reply; its log says \"" + own->strOutcome.substr(kRefused.size()) + "\" (" +
+               timeline.lines[own->nLastLine].strFunction + ")";
+    }
+    return "no reply; the log has no refusal for this request: refused without a line, or still waiting for the SDK";
+}
+
+std::string CRunner::LastWords(std::uint32_t processId) {
+    std::string bytes;
+    if (processId == 0 || !ReadTextFile(LogPathOf(processId), bytes)) {
+        return {};
+    }
+    const LogSummary summary = SummariseLog(bytes);
+    return "; its log says: " +
+           (summary.end == LogEnd::NotTold ? "\"" + summary.strLastText + "\"" : LogEndText(summary, false));
 }

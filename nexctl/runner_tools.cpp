@@ -1,23 +1,26 @@
 // The verbs that need no helper.
 #include <algorithm>
-#include <cstdio>
 
 #include "foundation/json_text.h"
 #include "foundation/text_helpers.h"
 #include "foundation/windows_headers.h"
-#include "ipc/envelope.h"
-#include "ipc/frame.h"
-#include "ipc/pipe_names.h"
+#include "ipc/protocol/envelope.h"
+#include "ipc/transport/frame.h"
+#include "ipc/transport/pipe_names.h"
+#include "nexctl/console/console_io.h"
 #include "nexctl/decrypt.h"
-#include "nexctl/doctor.h"
+#include "nexctl/doctor/judge.h"
+#include "nexctl/doctor/look.h"
+#include "nexctl/doctor/tell.h"
 #include "nexctl/frame_text.h"
 #include "nexctl/runner.h"
 
-ExitCode CRunner::Names() {
+ExitCode CRunner::Names(const Step& /*step*/) {
     const std::wstring mark = Utf8ToUtf16(m_strMark);
     Json::Value line(Json::objectValue);
-    line["service_pipe"] = Utf16ToUtf8(ServicePipeName(mark, m_strService));
-    line["service_gate"] = Utf16ToUtf8(ServiceEventName(mark, m_strService));
+    const std::string service = m_strService.empty() ? "nexctl" : m_strService;
+    line["service_pipe"] = Utf16ToUtf8(ServicePipeName(mark, service));
+    line["service_gate"] = Utf16ToUtf8(ServiceEventName(mark, service));
     line["host_pipe"] = Utf16ToUtf8(HostPipeName(mark));
     line["host_gate"] = Utf16ToUtf8(HostEventName(mark));
     line["ready_event"] = Utf16ToUtf8(kReadyEventName);
@@ -29,14 +32,14 @@ ExitCode CRunner::Encode(const Step& step) {
     Json::Value content;
     ParseJson(step.arguments[1], content);
     const std::string text = HexText(BuildFrame(WriteEnvelope(std::stoi(step.arguments[0]), std::move(content))));
-    std::printf("%s\n", text.c_str());
+    WriteText(OutputStream::Output, text + "\n");
     return ExitCode::Ok;
 }
 
 ExitCode CRunner::Decode(const Step& step) {
     std::string bytes;
     if (!ParseHex(step.arguments[0], bytes)) {
-        std::fprintf(stderr, "nexctl: decode: these are no hexadecimal bytes\n");
+        WriteText(OutputStream::Error, "nexctl: decode: these are not hexadecimal bytes\n");
         return ExitCode::Usage;
     }
     std::vector<std::string> payloads;
@@ -47,7 +50,7 @@ ExitCode CRunner::Decode(const Step& step) {
         PrintLine(record);
     }
     if (!whole || payloads.empty()) {
-        std::fprintf(stderr, "nexctl: decode: the bytes do not end with a whole frame\n");
+        WriteText(OutputStream::Error, "nexctl: decode: the bytes do not end with a whole frame\n");
         return ExitCode::Refused;
     }
     return ExitCode::Ok;
@@ -57,25 +60,33 @@ ExitCode CRunner::Decrypt(const Step& step) {
     std::string text;
     std::string complaint;
     if (!DecryptEnvelope(step.arguments[1], step.arguments[0], text, complaint)) {
-        std::fprintf(stderr, "nexctl: decrypt: %s\n", complaint.c_str());
+        WriteText(OutputStream::Error, "nexctl: decrypt: " + complaint + "\n");
         return ExitCode::Refused;
     }
-    std::fwrite(text.data(), 1, text.size(), stdout);
-    std::fputc('\n', stdout);
+    WriteText(OutputStream::Output, text + "\n");
     return ExitCode::Ok;
 }
 
 ExitCode CRunner::Doctor(const Step& step) {
-    std::string program = m_script.exe;
-    if (program.empty()) {
-        wchar_t own[MAX_PATH] = {};
-        GetModuleFileNameW(nullptr, own, MAX_PATH);
-        const std::wstring path = own;
-        program = Utf16ToUtf8(path.substr(0, path.find_last_of(L'\\') + 1) + L"nexlet.exe");
+    wchar_t own[MAX_PATH] = {};
+    GetModuleFileNameW(nullptr, own, MAX_PATH);
+    const std::wstring path = own;
+    DoctorSubject subject;
+    subject.mark = m_strMark;
+    // That of this run, when there is one; or else the doctor takes the one of the helper that runs.
+    if (m_script.serviceGiven || m_bConnected) {
+        subject.service = m_strService;
     }
-    const DoctorFacts facts = LookAtMachine(m_strMark, m_strService, program);
+    if (!m_script.exe.empty()) {
+        subject.program = m_script.exe;
+    }
+    subject.ownProgram = Utf16ToUtf8(path.substr(0, path.find_last_of(L'\\') + 1) + L"nexlet.exe");
+    const DoctorFacts facts = LookAtMachine(subject);
     const std::vector<Finding> findings = Diagnose(facts);
     const bool wrong = std::ranges::any_of(findings, &Finding::isWrong);
-    std::fputs(FindingsText(findings).c_str(), stderr);
-    return Finish(step, wrong ? ExitCode::Refused : ExitCode::Ok, DoctorReport(facts, findings));
+    if (!step.summary) {
+        WriteText(OutputStream::Error, FindingsText(findings));
+    }
+    return Finish(step, wrong ? ExitCode::Refused : ExitCode::Ok,
+                  step.summary ? DoctorSummary(facts, findings) : DoctorReport(facts, findings));
 }

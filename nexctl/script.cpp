@@ -1,10 +1,13 @@
 #include "nexctl/script.h"
 
+#include <algorithm>
 #include <charconv>
-#include <cstdio>
 #include <limits>
 
 #include "foundation/json_text.h"
+#include "nexctl/console/console_io.h"
+#include "nexctl/console/input_text.h"
+#include "nexctl/log_choice.h"
 #include "nexctl/text_file.h"
 
 namespace {
@@ -17,12 +20,7 @@ bool ReadNumber(std::string_view text, std::uint32_t& number) {
 // "@FILE" and "-" become what stands there.
 bool ReadIn(std::string& argument, std::string& problem) {
     if (argument == "-") {
-        argument.clear();
-        char chunk[4096];
-        while (const std::size_t count = std::fread(chunk, 1, sizeof chunk, stdin)) {
-            argument.append(chunk, count);
-        }
-        if (std::ferror(stdin) != 0) {
+        if (!ReadStandardInput(argument)) {
             problem = "standard input cannot be read";
             return false;
         }
@@ -32,11 +30,46 @@ bool ReadIn(std::string& argument, std::string& problem) {
         return true;
     }
     const std::string path = argument.substr(1);
-    if (!ReadTextFile(path, argument)) {
+    std::string bytes;
+    if (!ReadTextFile(path, bytes)) {
         problem = path + " cannot be read";
         return false;
     }
+    argument = DecodeInputText(bytes);
     return true;
+}
+
+const std::vector<std::string_view>& KnownOptions() {
+    static const std::vector<std::string_view> options = {
+        "--exe",      "--mark",     "--service", "--mid",   "--type",   "--channel", "--channel-id",
+        "--param",    "--no-start", "--frames",  "--trace", "--hex",    "--text",    "--summary",
+        "--help",     "--timeout",  "--until",   "--every", "--expect", "--count",   "--file",
+        "--function", "--out",      "--pid",     "--run",   "--since",  "--version"};
+    return options;
+}
+
+std::string MeantWords(std::string_view text, const std::vector<std::string_view>& names) {
+    const std::string meant = DidYouMean(text, names);
+    return meant.empty() ? meant : "; did you mean \"" + meant + "\"?";
+}
+
+// How many letters have to be put in, taken out, changed or swapped with the next to make one text the other.
+std::size_t Slips(std::string_view a, std::string_view b) {
+    std::vector<std::vector<std::size_t>> slips(a.size() + 1, std::vector<std::size_t>(b.size() + 1));
+    for (std::size_t i = 0; i <= a.size(); ++i) {
+        for (std::size_t j = 0; j <= b.size(); ++j) {
+            if (i == 0 || j == 0) {
+                slips[i][j] = i + j;
+                continue;
+            }
+            slips[i][j] = std::min(
+                {slips[i - 1][j] + 1, slips[i][j - 1] + 1, slips[i - 1][j - 1] + (a[i - 1] == b[j - 1] ? 0 : 1)});
+            if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1]) {
+                slips[i][j] = std::min(slips[i][j], slips[i - 2][j - 2] + 1);
+            }
+        }
+    }
+    return slips[a.size()][b.size()];
 }
 
 // Walks the arguments once; each Take... leaves problem set when it fails.
@@ -69,7 +102,11 @@ class CScriptReader {
         Step step;
         step.verb = FindVerb(name);
         if (step.verb == nullptr) {
-            return Fail("no verb is called \"" + name + "\"");
+            std::vector<std::string_view> names;
+            for (const VerbInfo& verb : AllVerbs()) {
+                names.emplace_back(verb.name);
+            }
+            return Fail("unknown verb \"" + name + "\"" + MeantWords(name, names));
         }
         for (std::size_t i = 0; i < step.verb->count; ++i) {
             std::string argument;
@@ -95,7 +132,7 @@ class CScriptReader {
         std::uint32_t type = 0;
         if (arguments.starts_with("TYPE ") &&
             (!ReadNumber(step.arguments[0], type) || type > std::numeric_limits<std::int32_t>::max())) {
-            return Fail("\"" + step.arguments[0] + "\" is no message type");
+            return Fail("\"" + step.arguments[0] + "\" is not a message type");
         }
         if (std::string_view(step.verb->name) == "log") {
             for (const char* what : {"on", "off", "status", "show", "follow", "page"}) {
@@ -131,6 +168,13 @@ class CScriptReader {
             m_script.hex = true;
             return true;
         }
+        if (name == "--text" || name == "--summary") {
+            if (m_script.steps.empty()) {
+                return Fail(name + " must follow a verb");
+            }
+            (name == "--text" ? m_script.steps.back().text : m_script.steps.back().summary) = true;
+            return true;
+        }
         if (name == "--help") {
             Step step;
             step.verb = FindVerb("help");
@@ -164,13 +208,24 @@ class CScriptReader {
         }
         if (name == "--until" || name == "--file" || name == "--function" || name == "--out") {
             if (m_script.steps.empty()) {
-                return Fail(name + " stands behind a verb");
+                return Fail(name + " must follow a verb");
             }
             Step& step = m_script.steps.back();
             (name == "--until"  ? step.until
              : name == "--file" ? step.file
              : name == "--out"  ? step.out
                                 : step.function) = value;
+            return true;
+        }
+        if (name == "--since") {
+            const auto span = ReadSpan(value);
+            if (!span) {
+                return Fail("--since needs a span such as 90s, 15m, 2h or 7d, not \"" + value + "\"");
+            }
+            if (m_script.steps.empty()) {
+                return Fail(name + " must follow a verb");
+            }
+            m_script.steps.back().sinceMs = *span;
             return true;
         }
         return TakeNumber(name, value);
@@ -189,7 +244,7 @@ class CScriptReader {
         const bool known = name == "--timeout" || name == "--every" || name == "--expect" || name == "--count" ||
                            name == "--channel-id" || name == "--pid" || name == "--run";
         if (!known) {
-            return Fail("no option is called \"" + name + "\"");
+            return Fail("unknown option \"" + name + "\"" + MeantWords(name, KnownOptions()));
         }
         std::uint32_t number = 0;
         if (!ReadNumber(value, number)) {
@@ -204,7 +259,7 @@ class CScriptReader {
                 m_script.timeoutMs = number;
                 return true;
             }
-            return Fail(name + " stands behind a verb");
+            return Fail(name + " must follow a verb");
         }
         Step& step = m_script.steps.back();
         if (name == "--timeout") {
@@ -214,7 +269,7 @@ class CScriptReader {
         } else if (name == "--count") {
             step.count = number;
         } else if (name == "--pid") {
-            step.pid = number;
+            step.pids.push_back(number);
         } else if (name == "--run") {
             step.run = number;
         } else {
@@ -230,6 +285,21 @@ class CScriptReader {
 };
 
 }  // namespace
+
+std::string DidYouMean(std::string_view text, const std::vector<std::string_view>& names) {
+    constexpr std::size_t kMostSlips = 2;
+    std::string_view best;
+    std::size_t fewest = kMostSlips + 1;
+    for (const std::string_view name : names) {
+        // Of a short word two letters are most of it.
+        const std::size_t slips = Slips(text, name);
+        if (slips < fewest && slips * 2 < name.size()) {
+            best = name;
+            fewest = slips;
+        }
+    }
+    return std::string(best);
+}
 
 bool ParseScript(const std::vector<std::string>& arguments, Script& script, std::string& problem) {
     return CScriptReader(arguments, script, problem).Read();

@@ -7,13 +7,17 @@
 #include <string_view>
 #include <vector>
 
-// What a verb is called and what stands behind it.
+// What has to be there before a verb can run.
+enum class VerbNeed { Nothing, Connection };
+
+// A verb, what follows it and what it needs.
 struct VerbInfo {
     const char* name;
     const char* arguments;  // as help shows them
     std::size_t count;      // how many there are
     const char* summary;
     const char* details;  // paragraphs for "nexctl help VERB"
+    VerbNeed need = VerbNeed::Nothing;
 };
 
 // Null when there is no verb of this name.
@@ -31,14 +35,17 @@ struct Step {
     std::string file;                        // log: the file, empty for the newest or that of pid
     std::string function;                    // log: what a line's function must contain
     std::string out;                         // log page: where the page goes
-    std::uint32_t pid = 0;                   // log: the helper's process id, 0 for the newest
+    std::vector<std::uint32_t> pids;         // log: the processes, none for the newest log that fits
+    std::uint64_t sinceMs = 0;               // log: only logs written in this span, 0 for any
+    bool text = false;                       // log show: lines for people
+    bool summary = false;                    // doctor: one short line
     std::uint32_t run = 0;                   // log page: which process of a file, 0 for the last
 };
 
 struct Script {
     std::string mark = "nexctl";
     bool markGiven = false;
-    std::string service = "nexctl";
+    std::string service;  // empty: the library chooses one of this run alone
     bool serviceGiven = false;
     std::string exe;  // empty: nexlet.exe beside nexctl.exe
     std::optional<std::string> channel;
@@ -56,6 +63,9 @@ struct Script {
 
 // Reads the arguments behind the program's name. False with a sentence in problem when they cannot be used.
 bool ParseScript(const std::vector<std::string>& arguments, Script& script, std::string& problem);
+
+// The known name that text is most like, when it is a slip of at most two letters; empty otherwise.
+std::string DidYouMean(std::string_view text, const std::vector<std::string_view>& names);
 
 // The page of one verb, or of the whole program for a null verb.
 std::string HelpText(const VerbInfo* verb);

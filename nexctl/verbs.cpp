@@ -4,7 +4,14 @@
 
 namespace {
 
-constexpr char kJsonNote[] = "JSON may be @FILE to read it from a file, or - to read it from standard input.\n";
+constexpr char kJsonNote[] =
+    "JSON on the command line, with {\"a\":1} as an example:\n"
+    "  Unix shell                 '{\"a\":1}'\n"
+    "  cmd                        \"{\\\"a\\\":1}\"\n"
+    "  PowerShell up to 7.2       '{\\\"a\\\":1}'\n"
+    "  PowerShell 7.3 and later   '{\"a\":1}'\n"
+    "In every shell it may be @FILE to read it from a file ('@FILE' in PowerShell), or - to read it from standard\n"
+    "input. Such input is UTF-8, or UTF-16 with its mark, as \">\" of PowerShell writes it.\n";
 
 }  // namespace
 
@@ -14,37 +21,46 @@ const std::vector<VerbInfo>& AllVerbs() {
          "Serves the caller's pipe and gate of --mark and --service, starts --exe with /from:, /channel: and\n"
          "/service_id:, and waits until the helper has connected and sent the notice of type 12. A helper of this\n"
          "mark that runs already is handed the command line and connects instead.\n"
-         "Every other verb that talks to the helper does this first by itself.\n"},
+         "Every other verb that talks to the helper does this first by itself. When a verb fails the ones after it\n"
+         "are left out, but for exit.\n",
+         VerbNeed::Connection},
         {"open", "JSON", 1, "open a target: request 6, reply 17",
          "JSON is the app-open object, sent as p1, for example\n"
          "  {\"type\":\"miniApp\",\"appId\":\"wx1\",\"appPath\":\"index\",\"taskId\":\"t1\",\"from\":\"me\"}\n"
-         "The reply's result is the outcome: \"1\" and \"Loading\" end with 0, every other word with 5.\n"},
+         "The reply's result is the outcome: \"1\" and \"Loading\" end with 0, every other word with 5.\n",
+         VerbNeed::Connection},
         {"poll", "JSON", 1, "ask how an open stands: request 7, reply 13",
          "JSON is the object with type, taskId, from and wndname, sent as a text under p1.\n"
          "  --until WORD   ask again while the result is \"Loading\", until it is WORD\n"
          "  --every MS     the pause between two asks (500)\n"
          "Without --until one ask is made. \"1\" and \"Loading\" end with 0, every other word with 5; with --until\n"
-         "only WORD ends with 0, and still \"Loading\" at the end of --timeout with 3.\n"},
+         "only WORD ends with 0, and still \"Loading\" at the end of --timeout with 3.\n",
+         VerbNeed::Connection},
         {"watch", "JSON", 1, "have the helper ask by itself and fetch statistics: request 8, no reply",
-         "JSON is the object with interval, successLog, errorLog and the keys of poll, sent as a text under p1.\n"},
-        {"status", "", 0, "what is installed and logged in: request 2, reply 13", ""},
+         "JSON is the object with interval, successLog, errorLog and the keys of poll, sent as a text under p1.\n",
+         VerbNeed::Connection},
+        {"status", "", 0, "what is installed and logged in: request 2, reply 13", "", VerbNeed::Connection},
         {"status-encrypted", "", 0, "the same under the RSA envelope: request 3, reply 14",
-         "An empty result, when the envelope could not be made, ends with 5.\n"},
-        {"qimei", "", 0, "the device identity pair: request 4, reply 15", "Two empty texts end with 5.\n"},
+         "An empty result, when the envelope could not be made, ends with 5.\n", VerbNeed::Connection},
+        {"qimei", "", 0, "the device identity pair: request 4, reply 15", "Two empty texts end with 5.\n",
+         VerbNeed::Connection},
         {"encrypt", "TEXT", 1, "put a text under the RSA envelope: request 5, reply 16",
-         "An empty result, when the envelope could not be made, ends with 5.\n"},
+         "An empty result, when the envelope could not be made, ends with 5.\n", VerbNeed::Connection},
         {"decrypt", "KEY ENVELOPE", 2, "open an envelope that encrypt or status-encrypted gave; needs no helper",
          "KEY is the text of the private key in PEM form, usually @FILE; ENVELOPE may be @FILE or - as well.\n"
          "The text inside is printed with a line end. What cannot be opened ends with 5.\n"},
         {"send", "TYPE JSON", 2, "send any type with any content",
          "Waits for the reply type that belongs to TYPE, when there is one, and ends with 0 whatever it says.\n"
-         "  --expect N     wait for a frame of type N instead; 0 waits for none\n"},
+         "  --expect N     wait for a frame of type N instead; 0 waits for none\n",
+         VerbNeed::Connection},
         {"listen", "", 0, "print every frame as it comes",
          "  --count N      stop after N frames (no limit)\n"
-         "Ends with 0 after N frames or at the end of --timeout, and with 4 when the helper is gone.\n"},
+         "Ends with 0 after N frames or at the end of --timeout, and with 4 when the helper is gone.\n",
+         VerbNeed::Connection},
         {"exit", "", 0, "ask the helper to let this service go: request 9",
          "Waits until the helper has let the connection go, and, when it was started from here and serves nobody\n"
-         "else, until its process has ended. The helper takes its delay (2 seconds) and up to 10 seconds more.\n"},
+         "else, until its process has ended. The helper takes its delay (2 seconds) and up to 10 seconds more.\n",
+         VerbNeed::Connection},
         {"host", "TYPE BODY", 2, "send a message on the host's own pipe of --mark; starts nothing",
          "For type 1 BODY is a command line, and the acknowledgement \"1\" is waited for. For every other type BODY\n"
          "is the content, JSON; what it names under service_id gets an instance of its own.\n"
@@ -52,7 +68,7 @@ const std::vector<VerbInfo>& AllVerbs() {
         {"record", "NEWFILE", 1, "keep what the verbs behind it exchange as a file",
          "Stands before the verbs that are to be recorded, and takes the ready notice in when the helper has not been\n"
          "started yet:\n"
-         "  nexctl record open.exchange open '{...}' poll '{...}' --until 1 exit\n"
+         "  nexctl record open.exchange open @open.json poll @poll.json --until 1 exit\n"
          "Of several polls in a row that were answered \"Loading\" the last is kept. A file that cannot be written "
          "ends\n"
          "with 2.\n"},
@@ -68,18 +84,25 @@ const std::vector<VerbInfo>& AllVerbs() {
          "Prints mutex, pipes and events and who holds them, the helpers that run, the registry values that a helper\n"
          "reads, the files of its libraries with version and signer, the log, the remote configuration and its age.\n"
          "Under \"findings\" and on standard error stands what is wrong, or worth knowing, and what to do about it.\n"
-         "Starts nothing. --exe names the helper whose libraries are looked for. Something wrong ends with 5.\n"},
+         "Starts nothing and connects to nothing. The libraries are those of the helper that runs, else those beside\n"
+         "nexctl, or those of --exe. Without --service the service is that of this run or of the helper that runs.\n"
+         "Something wrong ends with 5.\n"
+         "  --summary      one short line for monitoring: how much is wrong, and the codes of all findings\n"},
         {"log", "WHAT", 1, "the helper's log: on, off, status, show, follow, page; needs no helper",
          "  log on         later starts of the helper write a log; off: they do not. A running one is what it was\n"
          "                 started as\n"
-         "  log status     the switch, the folder and the files there, newest first\n"
+         "  log status     the switch, the folder and the files there, newest first, each with mark, services, first\n"
+         "                 and last line and how it ended\n"
          "  log show       every line as a JSON line\n"
          "  log follow     the same, and goes on until the process or --timeout ends\n"
          "  log page       one HTML page with a timeline: lanes, requests, beacons, timers, and every line\n"
-         "options for the last three:\n"
-         "  --file PATH    the log (the newest, first of processes that run)\n"
-         "  --pid N        the log of this process\n"
-         "  --function T   only lines whose function contains T, in any case (show, follow)\n"
+         "The log is the latest written one of those that fit --mark and --service, where they are given, and\n"
+         "  --pid N        the log of this process; more than once for several logs on one page\n"
+         "  --since SPAN   written in the last 90s, 15m, 2h or 7d\n"
+         "  --file PATH    this log and no other\n"
+         "Standard error says which one was taken.\n"
+         "  --function T   only lines whose function contains T, in any case\n"
+         "  --text         lines for people instead of JSON (show)\n"
          "  --count N      stop after N lines (follow)\n"
          "  --out PATH     where the page goes (the log's path and .html)\n"
          "  --run N        which process, when a reused process id has continued a file (the last)\n"
@@ -120,7 +143,7 @@ std::string HelpText(const VerbInfo* verb) {
         "usage: nexctl VERB [ARGUMENTS] [options] [VERB [ARGUMENTS] [options] ...]\n"
         "\n"
         "The caller's side of the helper, from a console. Verbs are taken in order, in one process, on one pipe:\n"
-        "  nexctl start --mark demo open '{...}' poll '{...}' --until 1 exit\n"
+        "  nexctl start --mark demo open @open.json poll @poll.json --until 1 exit\n"
         "The first verb that needs the helper starts it. When nexctl ends its pipe goes too; a helper that was not\n"
         "asked to exit notices that within a minute and ends by itself.\n"
         "\n"
@@ -135,7 +158,7 @@ std::string HelpText(const VerbInfo* verb) {
         "options for the whole run:\n"
         "  --exe PATH         the helper (nexlet.exe beside nexctl.exe)\n"
         "  --mark TEXT        mark of the product, /from: (nexctl)\n"
-        "  --service TEXT     service id, /service_id: (nexctl)\n"
+        "  --service TEXT     service id, /service_id: (one of this run alone; names: nexctl)\n"
         "  --channel JSON     channel text, /channel:; replaces the two below\n"
         "  --mid TEXT         mid of the channel text (nexctl)\n"
         "  --channel-id N     channel_id of the channel text (1)\n"
@@ -145,6 +168,7 @@ std::string HelpText(const VerbInfo* verb) {
         "  --frames           print every frame as a JSON line on standard output\n"
         "  --trace            print every frame for people on standard error\n"
         "  --hex              print the bytes of each frame below its line of --trace or demo\n"
+        "  --version          print the version of nexctl and end\n"
         "\n"
         "before the first verb for all, behind a verb for that one:\n"
         "  --timeout MS       limit of every wait (10000; exit 30000)\n"

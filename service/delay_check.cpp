@@ -2,10 +2,6 @@
 
 #include "foundation/json_text.h"
 
-bool ParseRunStatusParam(const std::string& strRunStatusParam, Json::Value& root) {
-    return ParseJson(strRunStatusParam, root) && root.type() == Json::objectValue;
-}
-
 const Json::Value* SelectLogUrls(const Json::Value& root, bool bSuccess) {
     const Json::Value* urls = FindJsonMember(root, bSuccess ? "successLog" : "errorLog");
     return urls != nullptr && urls->type() == Json::arrayValue ? urls : nullptr;

@@ -38,8 +38,5 @@ inline bool IsOpenSuccess(const std::string& strResult) {
     return strResult == "1";
 }
 
-// Reads the text of a delayed check. False when it is no JSON object.
-bool ParseRunStatusParam(const std::string& strRunStatusParam, Json::Value& root);
-
-// The URLs to fetch: successLog or errorLog of root. Null when the member is missing or no array.
+// The URLs to fetch: successLog or errorLog of root, an object. Null when the member is missing or no array.
 const Json::Value* SelectLogUrls(const Json::Value& root, bool bSuccess);

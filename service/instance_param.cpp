@@ -1,8 +1,6 @@
 #include "service/instance_param.h"
 
-void SetInstanceParamIn(InstanceParamMap& table, const std::string& strServiceId, const std::wstring& strPipeName,
-                        const std::string& strRunStatusParam, std::int32_t nInterval, std::int32_t nTaskOp,
-                        std::int32_t nDllOp, std::int32_t nDestroyOp) {
+void SetInstanceParamIn(InstanceParamMap& table, const std::string& strServiceId, const InstanceParamChange& change) {
     if (strServiceId.empty()) {
         return;
     }
@@ -10,29 +8,29 @@ void SetInstanceParamIn(InstanceParamMap& table, const std::string& strServiceId
     InstanceParam& param = entry->second;
     if (inserted) {
         param.strServiceId = strServiceId;
-        param.strPipeName = strPipeName;
+        param.strPipeName = change.strPipeName;
         param.nInterval = 0;
         return;
     }
-    if (!strPipeName.empty()) {
-        param.strPipeName = strPipeName;
+    if (!change.strPipeName.empty()) {
+        param.strPipeName = change.strPipeName;
     }
-    if (!strRunStatusParam.empty()) {
-        param.strRunStatusParam = strRunStatusParam;
+    if (!change.strRunStatusParam.empty()) {
+        param.strRunStatusParam = change.strRunStatusParam;
     }
-    if (nInterval != kParamKeep) {
-        param.nInterval = nInterval;
+    if (change.nInterval != kParamKeep) {
+        param.nInterval = change.nInterval;
     }
-    if (nTaskOp == kTaskAdd) {
+    if (change.nTaskOp == kTaskAdd) {
         ++param.nDelayedTaskCount;
-    } else if (nTaskOp == kTaskRemove) {
+    } else if (change.nTaskOp == kTaskRemove) {
         --param.nDelayedTaskCount;
     }
-    if (nDllOp == kDllGone) {
+    if (change.nDllOp == kDllGone) {
         param.bDLLWndExist = false;
     }
-    if (nDestroyOp != kParamKeep) {
-        param.bIsDelayedDestroy = nDestroyOp == kDestroyNow;
+    if (change.nDestroyOp != kParamKeep) {
+        param.bIsDelayedDestroy = change.nDestroyOp == kDestroyNow;
     }
 }
 

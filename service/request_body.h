@@ -1,37 +1,32 @@
-// The bodies of requests and replies: what a request must hold, and what its reply adds to it.
+// What the handlers read of a request's content, and what they add to it for the reply.
 //
-// A reply echoes the body of its request with keys added or replaced. A value that cannot be converted throws
+// A reply echoes the content of its request with keys added or replaced. A value that cannot be converted throws
 // Json::LogicError, which nothing catches.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include <json/value.h>
 
-// Reads a body. False when it is no JSON object.
-bool ParseRequestBody(const std::string& strBody, Json::Value& root);
-
-// Reads a JSON text that stands inside a body, where comments are of no interest. False, and value as it was, for no
-// text; false, and value null, for a broken one.
+// Reads a JSON text inside a content. False, and value as it was, for an empty text; false, and value null, for a
+// broken one.
 bool ParseJsonText(const char* data, std::size_t length, Json::Value& value);
 
-// The request to open: service_id must be a string and p1 null or an object. Gives p1's compact text in strOpenText;
-// false when the request is refused.
-bool ReadOpenMiniApp(const Json::Value& root, std::string& strOpenText);
-
-// The request to ask once: p1 must be a string, which strText gets; false when it is not. In root the text's value
-// takes p1's place, null when the text is broken: the reply carries an object where the request carried a text.
-bool TakeOpenMiniAppSuccessfully(Json::Value& root, std::string& strText);
+// The question of a poll: the value of the JSON text under p1 takes the text's place, null when the text is broken, so
+// the reply carries an object where the request carried a text. p1 must be a text. Returns the new p1, which lives as
+// long as content.
+const Json::Value& TakeOpenMiniAppSuccessfully(Json::Value& content);
 
 // Adds an open's result word, and "1" or "0" for what the call itself returned.
-void AddOpenResult(Json::Value& root, const std::string& strResult, bool bReturned);
+void AddOpenResult(Json::Value& content, const std::string& strResult, bool bReturned);
 
-// The interval, in milliseconds, that the text of a delayed check asks for. nCurrent when it names none: interval must
-// be a JSON integer other than 0.
-std::int32_t DelayInterval(const std::string& strRunStatusParam, std::int32_t nCurrent);
+// The interval, in milliseconds, that a delayed check asks for. Nothing when it names none: interval must be a JSON
+// integer other than 0, in an object.
+std::optional<std::int32_t> DelayInterval(const Json::Value& question);
 
-// The text that a request for the envelope wants enciphered: text of the JSON object whose text p1 is. Empty when p1 is
-// broken, no object or names none.
+// The text that a request for the envelope wants encrypted: text of the JSON object whose text p1 is. Empty when p1 is
+// broken, not an object or names none.
 std::string TextToEncrypt(const Json::Value& p1);

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <string>
 
+#include "foundation/shared_json.h"
+#include "ipc/protocol/request.h"
 #include "service/instance_param.h"
 #include "service/stop_token.h"
 
@@ -16,14 +18,14 @@ class IServiceHost {
   public:
     virtual bool GetInstanceParam(const std::string& strServiceId, InstanceParam& param) = 0;
     // SetInstanceParamIn under the parameter lock; stop is looked at under it. False when stopped: nothing was changed.
-    virtual bool SetInstanceParam(const std::string& strServiceId, const std::wstring& strPipeName,
-                                  const std::string& strRunStatusParam, std::int32_t nInterval, std::int32_t nTaskOp,
-                                  std::int32_t nDllOp, std::int32_t nDestroyOp, const IStopToken& stop) = 0;
-    // The handler of the exit request. Takes the instance lock.
-    virtual void DestroyWxServiceItme(const std::string& strBody) = 0;
-    // One poll of a started open; fills strResult. Takes the instance lock and looks at stop under it: when stopped,
-    // neither the open nor the monitor hears of the call.
-    virtual void OpenMiniAppSuccessfullyByServiceId(const std::string& strServiceId, const std::string& strText,
+    virtual bool SetInstanceParam(const std::string& strServiceId, const InstanceParamChange& change,
+                                  const IStopToken& stop) = 0;
+    // The handler of the exit request. Takes the instance lock and looks at stop under it: when stopped, nothing is
+    // destroyed.
+    virtual void DestroyWxServiceItme(const Request& request, const IStopToken& stop) = 0;
+    // One poll of a started open; fills strResult. Takes the instance lock and looks at stop under it: when stopped, it
+    // asks neither the open nor the monitor.
+    virtual void OpenMiniAppSuccessfullyByServiceId(const std::string& strServiceId, const CSharedJson& question,
                                                     std::string& strResult, bool bLastCall, const IStopToken& stop) = 0;
 
   protected:

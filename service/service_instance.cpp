@@ -5,12 +5,12 @@
 
 #include "foundation/log.h"
 #include "foundation/text_helpers.h"
-#include "ipc/iocp_client.h"
-#include "ipc/pipe_callbacks.h"
-#include "ipc/pipe_names.h"
-#include "open/mini_program_service.h"
-#include "open/wx_api.h"
-#include "open/yyb_api.h"
+#include "ipc/protocol/pipe_callbacks.h"
+#include "ipc/transport/iocp_client.h"
+#include "ipc/transport/pipe_names.h"
+#include "open/request/mini_program_service.h"
+#include "open/wx_sdk/wx_api.h"
+#include "open/yyb/yyb_api.h"
 #include "service/watcher_edge.h"
 
 std::shared_ptr<WxMiniProgramServiceEx> WxMiniProgramServiceEx::Create(std::string strServiceId, IServiceHost* pHost) {
@@ -40,8 +40,7 @@ void WxMiniProgramServiceEx::Init(const std::string& config, const std::wstring&
     m_strEventName = ServiceEventName(m_strMark, m_strServiceId);
     NXL_LOG(L"[%s(%d)]Init m_strMark=%s, m_strPipeName=%s, m_strEventName=%s", m_strMark.c_str(), m_strPipeName.c_str(),
             m_strEventName.c_str());
-    m_pHost->SetInstanceParam(m_strServiceId, m_strPipeName, "", kParamKeep, kParamKeep, kParamKeep, kParamKeep,
-                              *m_pWatchers);
+    m_pHost->SetInstanceParam(m_strServiceId, {.strPipeName = m_strPipeName}, *m_pWatchers);
     if (!m_hCheckDllThread) {
         m_hCheckDllThread = StartWatcher([strServiceId = m_strServiceId](IWatcherEdge& edge, IServiceHost& host) {
             CheckzoltDLLThread(edge, host, strServiceId);
@@ -67,7 +66,7 @@ void WxMiniProgramServiceEx::Connect() {
         m_pPipeCallback = pPipeCallback;
     }
     if (!pClient->CreateClientContext() || !pClient->StartThread()) {
-        NXL_LOG(L"[%s(%d)]Failed to connect to server!");
+        NXL_LOG_AS(L"WxMiniProgramServiceEx::Init", L"[%s(%d)]Failed to connect to server!");
         return;
     }
     // Before the first read: the worker may have a request at once, and its reply finds the connection ready.
@@ -105,8 +104,7 @@ int WxMiniProgramServiceEx::SendIPCMessage(int nType, const std::string& strMess
 
 void WxMiniProgramServiceEx::DelayedDestroy() {
     NXL_LOG(L"[%s(%d)] DelayedDestroy begin");
-    m_pHost->SetInstanceParam(m_strServiceId, L"", "", DelayIntervalNow(), kParamKeep, kParamKeep, kParamKeep,
-                              *m_pWatchers);
+    m_pHost->SetInstanceParam(m_strServiceId, {.nInterval = DelayIntervalNow()}, *m_pWatchers);
     CKernelHandle hThread = StartWatcher([strServiceId = m_strServiceId](IWatcherEdge& edge, IServiceHost& host) {
         DelayedDestroyThread(edge, host, strServiceId);
     });
@@ -121,7 +119,8 @@ void WxMiniProgramServiceEx::Destroy(std::uint32_t nWaitMs) {
     if (m_bDestroyed.exchange(true)) {
         return;
     }
-    NXL_LOG(L"[%s(%d)]begin destruct strServiceId = %s ", Utf8ToUtf16(m_strServiceId).c_str());
+    NXL_LOG_AS(L"WxMiniProgramServiceEx::~WxMiniProgramServiceEx", L"[%s(%d)]begin destruct strServiceId = %s ",
+               Utf8ToUtf16(m_strServiceId).c_str());
     m_pWatchers->RequestStop();
     std::shared_ptr<CIOCP_Client> pClient;
     {
@@ -154,7 +153,7 @@ std::int32_t WxMiniProgramServiceEx::DelayIntervalNow() {
     return m_nDelayInterval;
 }
 
-std::string WxMiniProgramServiceEx::RunStatusParam() {
+CSharedText WxMiniProgramServiceEx::RunStatusParam() {
     const CAutoLock guard(&m_lockFields);
     return m_strRunStatusParam;
 }

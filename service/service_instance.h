@@ -11,8 +11,9 @@
 
 #include "foundation/handle.h"
 #include "foundation/lock.h"
-#include "ipc/message_type.h"
-#include "ipc/request_handlers.h"
+#include "foundation/shared_text.h"
+#include "ipc/protocol/message_type.h"
+#include "ipc/protocol/request_handlers.h"
 #include "service/service_host.h"
 
 class CIOCP_Client;
@@ -62,22 +63,25 @@ class WxMiniProgramServiceEx final : public IRequestHandlers,
 
     const std::string& ServiceId() const { return m_strServiceId; }
 
-    void GetWxAppStatus(const std::string& strBody) override;
-    void GetWxAppStatusEncrypt(const std::string& strBody) override;
-    void GetWxAppQIMEI(const std::string& strBody) override;
-    void GetRSAEncrypt(const std::string& strBody) override;
-    void OpenMiniApp(const std::string& strBody) override;
-    void OpenMiniAppSuccessfully(const std::string& strBody) override;
-    void DelayCheckWndStatus(const std::string& strBody) override;
-    void DestroyWxServiceItme(const std::string& strBody) override;
+    void GetWxAppStatus(Request& request) override;
+    void GetWxAppStatusEncrypt(Request& request) override;
+    void GetWxAppQIMEI(Request& request) override;
+    void GetRSAEncrypt(Request& request) override;
+    void OpenMiniApp(Request& request) override;
+    void OpenMiniAppSuccessfully(Request& request) override;
+    void DelayCheckWndStatus(Request& request) override;
+    void DestroyWxServiceItme(Request& request) override;
 
     // The text of the last delayed check that was not refused; empty after a refused one.
-    std::string RunStatusParam();
+    CSharedText RunStatusParam();
 
   private:
     void Connect();
-    // Sends a reply of this type; content is its body.
-    void Reply(MessageType type, Json::Value content);
+    // Whether the content of the request holds what its type asks for; when it does not, a line in the log in the name
+    // of operation says so.
+    bool Accept(const wchar_t* operation, const Request& request);
+    // Sends the reply to request, whose content has become that of the reply. The content is gone afterwards.
+    void Reply(const wchar_t* operation, Request& request);
     // Starts a thread that gets the surroundings and the host; empty when it cannot be started.
     CKernelHandle StartWatcher(std::function<void(IWatcherEdge&, IServiceHost&)> work);
     std::int32_t DelayIntervalNow();
@@ -93,9 +97,11 @@ class WxMiniProgramServiceEx final : public IRequestHandlers,
     std::atomic<bool> m_bDestroyed{false};
     const std::shared_ptr<CWatcherEdge> m_pWatchers;  // shared with every watcher thread
 
-    CLock m_lockFields;  // a leaf lock; guards what follows
+    // A leaf lock; guards what follows. The end of an instance takes it on the main thread with both locks of the host
+    // held: nothing that takes time in proportion to a caller's text happens under it.
+    CLock m_lockFields;
     std::unique_ptr<WxMiniProgramService> m_pService;
-    std::string m_strRunStatusParam;       // JSON text
+    CSharedText m_strRunStatusParam;       // JSON text
     std::int32_t m_nDelayInterval = 2000;  // milliseconds, of the delayed check and the delayed destroy
     CKernelHandle m_hDelayedDestroyThread;
     CKernelHandle m_hCheckDllThread;

@@ -1,155 +1,147 @@
 // The requests of an instance. A refusal is a line in the log and no reply; the caller times out.
+#include <optional>
 #include <utility>
 
 #include "foundation/json_text.h"
 #include "foundation/log.h"
+#include "foundation/shared_json.h"
 #include "foundation/text_helpers.h"
-#include "ipc/envelope.h"
-#include "open/mini_program_service.h"
-#include "open/yyb_api.h"
+#include "ipc/protocol/envelope.h"
+#include "ipc/protocol/request_table.h"
+#include "open/request/mini_program_service.h"
+#include "open/yyb/yyb_api.h"
 #include "service/request_body.h"
 #include "service/service_instance.h"
 #include "service/watcher_edge.h"
-#include "support/rsa_envelope.h"
+#include "support/envelope/rsa_envelope.h"
 
-void WxMiniProgramServiceEx::GetWxAppStatus(const std::string& strBody) {
-    Json::Value root;
-    if (!ParseRequestBody(strBody, root)) {
-        NXL_LOG(L"[%s(%d)] parse error");
+bool WxMiniProgramServiceEx::Accept(const wchar_t* operation, const Request& request) {
+    switch (CheckContent(*FindRequest(request.nType), request.content)) {
+        case ContentStatus::Ok:
+            return true;
+        case ContentStatus::ParseError:
+            NXL_LOG_AS(operation, L"[%s(%d)] parse error");
+            return false;
+        case ContentStatus::NotContainP1:
+            NXL_LOG_AS(operation, L"[%s(%d)] not contain p1");
+            return false;
+        default:
+            return false;
+    }
+}
+
+void WxMiniProgramServiceEx::GetWxAppStatus(Request& request) {
+    if (!Accept(NXL_LOG_NAME, request)) {
         return;
     }
     std::string strResult;
     GetService()->GetWxAppStatus(strResult);
-    root["result"] = strResult;
-    Reply(MessageType::S_MT_StatusReply, std::move(root));
+    request.content["result"] = strResult;
+    Reply(NXL_LOG_NAME, request);
 }
 
-void WxMiniProgramServiceEx::GetWxAppStatusEncrypt(const std::string& strBody) {
-    Json::Value root;
-    if (!ParseRequestBody(strBody, root)) {
-        NXL_LOG(L"[%s(%d)] parse error");
+void WxMiniProgramServiceEx::GetWxAppStatusEncrypt(Request& request) {
+    if (!Accept(NXL_LOG_NAME, request)) {
         return;
     }
     std::string strResult;
     GetService()->GetWxAppStatusEncrypt(strResult);
-    root["result"] = strResult;
-    Reply(MessageType::S_MT_StatusEncryptReply, std::move(root));
+    request.content["result"] = strResult;
+    Reply(NXL_LOG_NAME, request);
 }
 
-void WxMiniProgramServiceEx::GetWxAppQIMEI(const std::string& strBody) {
-    Json::Value root;
-    if (!ParseRequestBody(strBody, root)) {
-        NXL_LOG(L"[%s(%d)] parse error");
+void WxMiniProgramServiceEx::GetWxAppQIMEI(Request& request) {
+    if (!Accept(NXL_LOG_NAME, request)) {
         return;
     }
     std::string strQ32;
     std::string strQ36;
     YYB_API_CLIENT::CYybApi::GetInstance().GetQimeiPair(strQ32, strQ36);
-    root["strQ32"] = strQ32;
-    root["strQ36"] = strQ36;
-    Reply(MessageType::S_MT_QIMEIReply, std::move(root));
+    request.content["strQ32"] = strQ32;
+    request.content["strQ36"] = strQ36;
+    Reply(NXL_LOG_NAME, request);
 }
 
-void WxMiniProgramServiceEx::GetRSAEncrypt(const std::string& strBody) {
-    Json::Value root;
-    const Json::Value* p1 = ParseRequestBody(strBody, root) ? FindJsonMember(root, "p1") : nullptr;
-    if (p1 == nullptr) {
-        NXL_LOG(L"[%s(%d)] parse error");
+void WxMiniProgramServiceEx::GetRSAEncrypt(Request& request) {
+    if (!Accept(NXL_LOG_NAME, request)) {
         return;
     }
     // An envelope that fails is an empty text, and the reply goes out with it.
-    root["result"] = UrlEscapeString(RsaEncryptToString(TextToEncrypt(*p1)));
-    Reply(MessageType::S_MT_RSAEncryptReply, std::move(root));
+    request.content["result"] = UrlEscapeString(RsaEncryptToString(TextToEncrypt(request.content["p1"])));
+    Reply(NXL_LOG_NAME, request);
 }
 
-void WxMiniProgramServiceEx::OpenMiniApp(const std::string& strBody) {
-    Json::Value root;
-    if (!ParseRequestBody(strBody, root)) {
-        NXL_LOG(L"[%s(%d)] parse error");
-        return;
-    }
-    std::string strOpenText;
-    if (!ReadOpenMiniApp(root, strOpenText)) {
+void WxMiniProgramServiceEx::OpenMiniApp(Request& request) {
+    if (!Accept(NXL_LOG_NAME, request)) {
         return;
     }
     std::string strResult;
-    const bool bReturned = GetService()->OpenApp(strOpenText, strResult);
-    AddOpenResult(root, strResult, bReturned);
-    constexpr auto kType = static_cast<int>(MessageType::S_MT_OpenMiniAppReply);
-    SendIPCMessage(kType, WriteEnvelope(kType, std::move(root)));
+    const bool bReturned = GetService()->OpenApp(request.content["p1"], strResult);
+    AddOpenResult(request.content, strResult, bReturned);
+    Reply(NXL_LOG_NAME, request);
 }
 
-void WxMiniProgramServiceEx::OpenMiniAppSuccessfully(const std::string& strBody) {
-    Json::Value root;
-    if (!ParseRequestBody(strBody, root)) {
-        NXL_LOG(L"[%s(%d)] parse error");
+void WxMiniProgramServiceEx::OpenMiniAppSuccessfully(Request& request) {
+    if (!Accept(NXL_LOG_NAME, request)) {
         return;
     }
-    std::string strText;
-    if (!TakeOpenMiniAppSuccessfully(root, strText)) {
-        NXL_LOG(L"[%s(%d)] not contain p1");
-        return;
-    }
+    const Json::Value& question = TakeOpenMiniAppSuccessfully(request.content);
     std::string strResult;
-    const bool bReturned = GetService()->OpenMiniAppSuccessfully(strText, strResult, true);
-    AddOpenResult(root, strResult, bReturned);
-    Reply(MessageType::S_MT_StatusReply, std::move(root));
+    const bool bReturned = GetService()->OpenMiniAppSuccessfully(question, strResult, true);
+    AddOpenResult(request.content, strResult, bReturned);
+    Reply(NXL_LOG_NAME, request);
 }
 
-void WxMiniProgramServiceEx::DelayCheckWndStatus(const std::string& strBody) {
-    NXL_LOG(L"[%s(%d)] enter DelayCheckWndStatus param=%s", Utf8ToUtf16(strBody).c_str());
+void WxMiniProgramServiceEx::DelayCheckWndStatus(Request& request) {
+    NXL_LOG(L"[%s(%d)] enter DelayCheckWndStatus param=%s", Utf8ToUtf16(request.ContentText()).c_str());
     {
         const CAutoLock guard(&m_lockFields);
-        m_strRunStatusParam.clear();
+        m_strRunStatusParam = {};
     }
-    Json::Value root;
-    if (!ParseRequestBody(strBody, root)) {
-        NXL_LOG(L"[%s(%d)] parse error");
+    if (!Accept(NXL_LOG_NAME, request)) {
         return;
     }
-    const Json::Value* p1 = FindJsonMember(root, "p1");
-    if (p1 == nullptr) {
-        NXL_LOG(L"[%s(%d)] not contain p1");
-        return;
-    }
+    const CSharedJson question(JsonToText(request.content["p1"]));
     InstanceParam param;
     param.strServiceId = m_strServiceId;
-    param.strRunStatusParam = JsonToText(*p1);
+    param.strRunStatusParam = question.Text();
+    const std::optional<std::int32_t> interval = DelayInterval(question.Value());
     {
         const CAutoLock guard(&m_lockFields);
         m_strRunStatusParam = param.strRunStatusParam;
-        m_nDelayInterval = DelayInterval(param.strRunStatusParam, m_nDelayInterval);
+        m_nDelayInterval = interval.value_or(m_nDelayInterval);
         param.nInterval = m_nDelayInterval;
     }
     // Written for first requests too, whatever it says.
     NXL_LOG(L"[%s(%d)]error second DelayCheckWndStatus");
-    if (!m_pHost->SetInstanceParam(m_strServiceId, L"", param.strRunStatusParam, param.nInterval, kTaskAdd, kParamKeep,
-                                   kParamKeep, *m_pWatchers)) {
+    if (!m_pHost->SetInstanceParam(
+            m_strServiceId, {.strRunStatusParam = question.Text(), .nInterval = param.nInterval, .nTaskOp = kTaskAdd},
+            *m_pWatchers)) {
         return;
     }
     // A running check is left alone: each request has a thread of its own.
-    CKernelHandle hThread = StartWatcher([param = std::move(param)](IWatcherEdge& edge, IServiceHost& host) {
-        DelayCheckWndThread(edge, host, std::make_unique<InstanceParam>(param));
+    CKernelHandle hThread = StartWatcher([param = std::move(param), question](IWatcherEdge& edge, IServiceHost& host) {
+        DelayCheckWndThread(edge, host, std::make_unique<InstanceParam>(param), question);
     });
     if (!hThread) {
         // What was counted will never run.
-        m_pHost->SetInstanceParam(m_strServiceId, L"", "", kParamKeep, kTaskRemove, kParamKeep, kParamKeep,
-                                  *m_pWatchers);
+        m_pHost->SetInstanceParam(m_strServiceId, {.nTaskOp = kTaskRemove}, *m_pWatchers);
         return;
     }
     const CAutoLock guard(&m_lockFields);
     m_hDelayCheckThread = std::move(hThread);
 }
 
-void WxMiniProgramServiceEx::DestroyWxServiceItme(const std::string& strBody) {
-    m_pHost->DestroyWxServiceItme(strBody);
+void WxMiniProgramServiceEx::DestroyWxServiceItme(Request& request) {
+    m_pHost->DestroyWxServiceItme(request, *m_pWatchers);
 }
 
-void WxMiniProgramServiceEx::Reply(MessageType type, Json::Value content) {
-    const std::string strMessage = WriteEnvelope(static_cast<int>(type), std::move(content));
+void WxMiniProgramServiceEx::Reply(const wchar_t* operation, Request& request) {
+    const int nType = ReplyTypeOf(request.nType);
+    const std::string strMessage = WriteEnvelope(nType, std::move(request.content));
     if (strMessage.empty()) {
-        NXL_LOG(L"[%s(%d)] Generated result data is empty");
+        NXL_LOG_AS(operation, L"[%s(%d)] Generated result data is empty");
         return;
     }
-    SendIPCMessage(static_cast<int>(type), strMessage);
+    SendIPCMessage(nType, strMessage);
 }

@@ -1,6 +1,6 @@
 // The three forms of the status probe on this machine. They may run side by side; of two writers of one registry value
 // the last one wins.
-#include "open/mini_program_service.h"
+#include "open/request/mini_program_service.h"
 
 #include <ctime>
 #include <set>
@@ -9,12 +9,13 @@
 #include "foundation/log.h"
 #include "foundation/text_helpers.h"
 #include "foundation/windows_headers.h"
-#include "open/install_probes.h"
-#include "open/login_probes.h"
-#include "open/yyb_api.h"
+#include "open/probes/install_probes.h"
+#include "open/probes/login_probes.h"
+#include "open/yyb/yyb_api.h"
 #include "service/status_probe.h"
-#include "support/rsa_envelope.h"
-#include "support/system_queries.h"
+#include "service/status_store.h"
+#include "support/envelope/rsa_envelope.h"
+#include "support/system/system_queries.h"
 
 namespace {
 
@@ -23,8 +24,13 @@ using YYB_API_CLIENT::CYybApi;
 const wchar_t kStatusKey[] = L"SOFTWARE\\OvrinSe\\MiniWxProgram";
 const wchar_t kStatusTime[] = L"zolt_tm";
 
+// What a probe does when another thread is starting the YYB SDK.
+enum class SdkStart { WaitFor, GoOnWithout };
+
 class CMachineFacts final : public IStatusFacts {
   public:
+    explicit CMachineFacts(SdkStart start) : m_start(start) {}
+
     bool IsWeChatInstalled() override { return ::IsWeChatInstalled(); }
     std::int32_t WeChatKind() override { return g_nWeChatKind; }
     bool HasWindow(const wchar_t* className) override { return FindWindowW(className, nullptr) != nullptr; }
@@ -35,14 +41,20 @@ class CMachineFacts final : public IStatusFacts {
     bool IsWxMiniProgramInstalled() override { return ::IsWxMiniProgramInstalled(); }
     bool CheckWxMiniProgramIntalled() override { return ::CheckWxMiniProgramIntalled(); }
     bool IsAndrowsInstalled() override { return ::IsAndrowsInstalled(); }
-    bool IsYybLogined() override { return CYybApi::GetInstance().IsYybLogined(); }
+    bool IsYybLogined() override {
+        CYybApi& api = CYybApi::GetInstance();
+        return m_start == SdkStart::WaitFor ? api.IsYybLogined() : api.IsYybLoginedNow();
+    }
+
+  private:
+    const SdkStart m_start;
 };
 
 // One value of the status key; the key is made when it is missing. A failure is not noticed.
 void WriteStatusValue(const wchar_t* name, DWORD type, const void* data, std::size_t size) {
     HKEY opened = nullptr;
-    if (RegCreateKeyExW(HKEY_CURRENT_USER, kStatusKey, 0, nullptr, 0, kWrite32BitView, nullptr, &opened, nullptr) !=
-        ERROR_SUCCESS) {
+    if (g_pfnCreateStatusKey(HKEY_CURRENT_USER, kStatusKey, 0, nullptr, 0, kWrite32BitView, nullptr, &opened,
+                             nullptr) != ERROR_SUCCESS) {
         return;
     }
     const CRegistryKey key(opened);
@@ -54,8 +66,8 @@ struct TimedStatus {
     std::wstring time;  // of the probe, in seconds since 1970
 };
 
-TimedStatus ProbeNow() {
-    CMachineFacts facts;
+TimedStatus ProbeNow(SdkStart start = SdkStart::WaitFor) {
+    CMachineFacts facts(start);
     const AppStatus status = ProbeAppStatus(facts);
     return {status, DecimalText(std::time(nullptr))};
 }
@@ -87,7 +99,8 @@ void WxMiniProgramService::GetWxAppStatusEncrypt(std::string& result) {
 }
 
 void WxMiniProgramService::UpdatezoltStatus() {
-    const TimedStatus probed = ProbeNow();
+    // This runs on the main thread, which must not stop for an SDK that hangs in a caller's request.
+    const TimedStatus probed = ProbeNow(SdkStart::GoOnWithout);
     WriteRegistry(probed);
     const AppStatus& status = probed.status;
     NXL_LOG(

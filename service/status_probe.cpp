@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "foundation/json_text.h"
-#include "open/wechat_kind.h"
+#include "open/probes/wechat_kind.h"
 
 namespace {
 

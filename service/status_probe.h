@@ -22,7 +22,7 @@ struct AppStatus {
 class IStatusFacts {
   public:
     virtual bool IsWeChatInstalled() = 0;
-    // Under which name the client was last found; see open/wechat_kind.h.
+    // Under which name the client was last found; see open/probes/wechat_kind.h.
     virtual std::int32_t WeChatKind() = 0;
     // A top-level window of this class exists.
     virtual bool HasWindow(const wchar_t* className) = 0;

@@ -11,3 +11,9 @@ class IStopToken {
   protected:
     ~IStopToken() = default;
 };
+
+// Of work that belongs to no instance.
+class CNeverStops final : public IStopToken {
+  public:
+    bool StopRequested() const override { return false; }
+};

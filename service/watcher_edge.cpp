@@ -1,7 +1,7 @@
 #include "service/watcher_edge.h"
 
-#include "ipc/iocp_client.h"
-#include "support/http_transfer.h"
+#include "ipc/transport/iocp_client.h"
+#include "support/http/http_transfer.h"
 
 void CWatcherEdge::RequestStop() {
     AcquireSRWLockExclusive(&m_lock);

@@ -7,7 +7,8 @@
 #include "foundation/text_helpers.h"
 #include "service/delay_check.h"
 
-void DelayCheckWndThread(IWatcherEdge& edge, IServiceHost& host, std::unique_ptr<InstanceParam> param) {
+void DelayCheckWndThread(IWatcherEdge& edge, IServiceHost& host, std::unique_ptr<InstanceParam> param,
+                         const CSharedJson& question) {
     NXL_LOG(L"[%s(%d)] DelayCheckWndThread begin");
     if (param == nullptr) {
         NXL_LOG(L"[%s(%d)] Failed to get instance parameters");
@@ -29,7 +30,7 @@ void DelayCheckWndThread(IWatcherEdge& edge, IServiceHost& host, std::unique_ptr
             return;
         }
         const bool bLastCall = schedule.IsLastCall();
-        host.OpenMiniAppSuccessfullyByServiceId(strServiceId, param->strRunStatusParam, strResult, bLastCall, edge);
+        host.OpenMiniAppSuccessfullyByServiceId(strServiceId, question, strResult, bLastCall, edge);
         if (edge.StopRequested()) {
             return;
         }
@@ -37,8 +38,8 @@ void DelayCheckWndThread(IWatcherEdge& edge, IServiceHost& host, std::unique_ptr
                 bLastCall ? L"1" : L"0");
     } while (!IsOpenSuccess(strResult) && schedule.Next());
 
-    Json::Value root;
-    if (!ParseRunStatusParam(param->strRunStatusParam, root)) {
+    const Json::Value& root = question.Value();
+    if (root.type() != Json::objectValue) {
         NXL_LOG(L"[%s(%d)] Failed to parse RunStatusParam JSON");
         return;
     }
@@ -59,7 +60,7 @@ void DelayCheckWndThread(IWatcherEdge& edge, IServiceHost& host, std::unique_ptr
             }
         }
     }
-    if (!host.SetInstanceParam(strServiceId, L"", "", kParamKeep, kTaskRemove, kParamKeep, kParamKeep, edge)) {
+    if (!host.SetInstanceParam(strServiceId, {.nTaskOp = kTaskRemove}, edge)) {
         return;
     }
     NXL_LOG(L"[%s(%d)] DelayCheckWndThread end");
@@ -91,7 +92,7 @@ void CheckzoltDLLThread(IWatcherEdge& edge, IServiceHost& host, const std::strin
         NXL_LOG(L"[%s(%d)] but %s pipe exist, do not quit process", strPipeName.c_str());
     }
     NXL_LOG(L"[%s(%d)] %s pipe not exist, quit process ", strPipeName.c_str());
-    if (!host.SetInstanceParam(serviceId, L"", "", kParamKeep, kParamKeep, kDllGone, kParamKeep, edge)) {
+    if (!host.SetInstanceParam(serviceId, {.nDllOp = kDllGone}, edge)) {
         return;
     }
     // No name stands before the equals sign: the line is known like this.
@@ -114,7 +115,7 @@ void DelayedDestroyThread(IWatcherEdge& edge, IServiceHost& host, const std::str
     if (!edge.Wait(static_cast<std::uint32_t>(param.nInterval))) {
         return;
     }
-    if (!host.SetInstanceParam(serviceId, L"", "", kParamKeep, kParamKeep, kParamKeep, kDestroyNow, edge)) {
+    if (!host.SetInstanceParam(serviceId, {.nDestroyOp = kDestroyNow}, edge)) {
         return;
     }
     NXL_LOG(L"[%s(%d)] DelayedDestroyThread end, strServiceId = %s", Utf8ToUtf16(serviceId).c_str());

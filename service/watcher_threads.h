@@ -9,6 +9,7 @@
 #include <memory>
 #include <string>
 
+#include "foundation/shared_json.h"
 #include "service/instance_param.h"
 #include "service/service_host.h"
 #include "service/stop_token.h"
@@ -33,10 +34,11 @@ class IWatcherEdge : public IStopToken {
 // fetches the caller's URLs for the outcome and takes itself off the count of delayed tasks. The caller has raised
 // that count.
 //
-// An nInterval below 1 and a text that is no JSON object end the thread with the count still raised, so that the
+// An nInterval below 1 and a question that is not a JSON object end the thread with the count still raised, so that the
 // instance is never erased. Callers rely on it.
 // Tests: DelayCheckWndThreadTest.AnIntervalBelow1KeepsTheCountRaised and .ABrokenTextKeepsTheCountRaised.
-void DelayCheckWndThread(IWatcherEdge& edge, IServiceHost& host, std::unique_ptr<InstanceParam> param);
+void DelayCheckWndThread(IWatcherEdge& edge, IServiceHost& host, std::unique_ptr<InstanceParam> param,
+                         const CSharedJson& question);
 
 // Looks every kPipeWatchPeriodMs whether the caller's pipe exists and marks the instance when it is gone.
 void CheckzoltDLLThread(IWatcherEdge& edge, IServiceHost& host, const std::string& serviceId);

@@ -15,8 +15,9 @@
  * once.
  *
  * Results. Every function that can fail gives a nexlet_result; nexlet_result_text has a sentence for each. With
- * NEXLET_SYSTEM_ERROR, NEXLET_NOT_STARTED and NEXLET_NAME_TAKEN GetLastError() tells the system's reason. When a
- * function does not give NEXLET_OK it has not written its outputs, but for texts, which it has set to NULL.
+ * NEXLET_SYSTEM_ERROR, NEXLET_NOT_STARTED, NEXLET_NAME_TAKEN and NEXLET_ACCESS_DENIED GetLastError() tells the system's
+ * reason. When a function does not give NEXLET_OK it has not written its outputs, but for texts, which it has set to
+ * NULL.
  *
  * Ownership. Texts handed in are copied before a function returns. A text handed out through a char** belongs to the
  * caller of the function and goes back through nexlet_free.
@@ -25,7 +26,9 @@
  * another thread is closing: that gives NEXLET_CLOSED or NEXLET_BAD_HANDLE and nothing worse. A handle's number is
  * never used again in a process. Callbacks come on threads of the library or of the caller, as told with each. Inside a
  * callback only nexlet_helper_process, the functions without a client and nexlet_shutdown may be called with the
- * callback's client; all others give NEXLET_WRONG_THREAD.
+ * callback's client, and nexlet_service_id; all others give NEXLET_WRONG_THREAD. A callback must not throw: nothing on
+ * the library's threads catches it. No function may be called while the process ends, from DllMain or from a destructor
+ * of static storage: the threads that nexlet_close waits for are gone by then, and it would wait for ever.
  *
  * Versions. Each record begins with its size in bytes as the program knew it when it was compiled; a later library
  * goes on accepting the sizes of earlier ones. nexlet_version tells the interface's version. Once nexlet_open has
@@ -54,7 +57,7 @@ extern "C" {
 #endif
 
 /* The version of this interface. It grows when something is added; nothing is ever taken away. */
-#define NEXLET_CLIENT_VERSION 1u
+#define NEXLET_CLIENT_VERSION 2u
 
 typedef int32_t nexlet_result;
 enum {
@@ -70,8 +73,12 @@ enum {
     NEXLET_BAD_HANDLE = 9,    /* no client has this handle, or it has been closed */
     NEXLET_WRONG_THREAD = 10, /* called from inside a callback of the same client */
     NEXLET_BAD_REPLY = 11,    /* the reply came but does not hold what it must */
-    NEXLET_BAD_SIZE = 12      /* a record's size is none that this library knows */
+    NEXLET_BAD_SIZE = 12,     /* a record's size is none that this library knows */
+    NEXLET_ACCESS_DENIED = 13 /* the name is held by somebody who keeps this process out */
 };
+
+/* Records are packed to 8, whatever the program's setting. */
+#pragma pack(push, 8)
 
 /* One service of one mark. 0 is no client. */
 typedef uint64_t nexlet_client;
@@ -98,8 +105,9 @@ enum { NEXLET_SENT = 0, NEXLET_RECEIVED = 1 };
 
 typedef struct nexlet_options {
     uint32_t struct_size;   /* sizeof(nexlet_options) */
-    const char* mark;       /* of the product, up to 258 characters; neither NULL nor empty */
-    const char* service_id; /* of this caller within it, likewise */
+    const char* mark;       /* of the product; neither NULL nor empty */
+    const char* service_id; /* of this caller within it, not empty; together with the mark up to 216 characters
+                               (UTF-16). NULL: one of its own, of up to 32 characters, see nexlet_service_id */
 
     /* Given to the callbacks as it stands. */
     void* context;
@@ -150,13 +158,17 @@ typedef struct nexlet_app_status {
 
 typedef struct nexlet_helper {
     uint32_t struct_size; /* sizeof(nexlet_helper) */
-    uint32_t process_id;  /* of the process that nexlet_start started or found; 0 before */
+    uint32_t process_id;  /* of the helper: the process at the other end of the pipe once it has sent something, until
+                             then the one that nexlet_start started or found; 0 before */
     int32_t connected;    /* 1 while somebody is connected to the pipe */
     uint32_t connections; /* how many there have been; the helper's probe of the pipe counts as one */
-    int32_t forwarded;    /* 1 when nexlet_start found a helper and handed it the command line */
+    int32_t forwarded;    /* 1 when that helper ran already, so that nexlet_start or the process that it started handed
+                             it the command line */
     int32_t ended;        /* 1 once that process has ended */
     uint32_t exit_code;   /* of that process, when it has ended */
 } nexlet_helper;
+
+#pragma pack(pop)
 
 /* ---- The library ---- */
 
@@ -180,18 +192,23 @@ NEXLET_API void NEXLET_CALL nexlet_free(void* text);
  * Serves the pipe and the gate event of options->mark and options->service_id until nexlet_shutdown or nexlet_close,
  * and writes the new handle to *client. It comes before the start of the helper, which looks for the pipe once. Starts
  * nothing and does not wait. NEXLET_NAME_TAKEN, NEXLET_BAD_ARGUMENT, NEXLET_BAD_SIZE, NEXLET_SYSTEM_ERROR (a name the
- * system does not take is one).
+ * system does not take is one), NEXLET_ACCESS_DENIED.
  */
 NEXLET_API nexlet_result NEXLET_CALL nexlet_open(const nexlet_options* options, nexlet_client* client);
 
+/* The client's service id, the one that it was given or the one that it made. May be called inside a callback. */
+NEXLET_API nexlet_result NEXLET_CALL nexlet_service_id(nexlet_client client, char** service_id);
+
 /*
- * Starts the helper, or hands the command line to the one of this mark that runs, and waits for its ready notice.
- * options may be NULL. A helper that runs already takes the command line on its own pipe; if it does not, the program
- * is started all the same, and that process forwards. One thread at a time starts; others wait for their turn.
- * A running helper does not come back to a service whose connection it has lost until it has let that service go,
- * within 70 seconds: a caller that starts again earlier under the same service id gets NEXLET_TIMEOUT. An id of its own
- * for each run avoids that. NEXLET_TIMEOUT, NEXLET_GONE (the process ended without connecting), NEXLET_NOT_STARTED,
- * NEXLET_BAD_ARGUMENT (no mark or text that a command line can carry), NEXLET_BAD_SIZE, NEXLET_SYSTEM_ERROR.
+ * Starts the helper, or hands the command line to the one of this mark that runs in this session, and waits for its
+ * ready notice. options may be NULL. A helper that runs already takes the command line on its own pipe; if it does not,
+ * or does not come, the program is started all the same, and that process forwards or serves by itself. In one process
+ * the starts of a mark come one after the other, each waiting for its turn within its limit. A running helper does not
+ * come back to a service whose connection it has lost until it has let that service go. Where it holds this service id
+ * from an earlier run it is asked to, which takes up to 12 seconds, and the start goes on by itself; a service id of
+ * its own for each run (NULL in nexlet_options) avoids that wait. NEXLET_TIMEOUT, NEXLET_GONE (the process ended
+ * without connecting), NEXLET_NOT_STARTED, NEXLET_BAD_ARGUMENT (no mark or text that a command line can carry),
+ * NEXLET_BAD_SIZE, NEXLET_SYSTEM_ERROR. With NEXLET_START_PROCESS, NEXLET_START_NO_WAIT or a type there is one attempt.
  */
 NEXLET_API nexlet_result NEXLET_CALL nexlet_start(nexlet_client client, const nexlet_start_options* options,
                                                   uint32_t timeout_ms);
@@ -202,7 +219,7 @@ NEXLET_API nexlet_result NEXLET_CALL nexlet_wait_connected(nexlet_client client,
 /* Waits until a connection that was made is lost, for whatever reason. NEXLET_TIMEOUT. */
 NEXLET_API nexlet_result NEXLET_CALL nexlet_wait_lost(nexlet_client client, uint32_t timeout_ms);
 
-/* Waits until the process of nexlet_start has ended, and writes its exit code, when exit_code is not NULL.
+/* Waits until the helper's process, see nexlet_helper, has ended, and writes its exit code, when exit_code is not NULL.
  * NEXLET_NOT_CONNECTED (nothing was started), NEXLET_TIMEOUT. */
 NEXLET_API nexlet_result NEXLET_CALL nexlet_wait_process_end(nexlet_client client, uint32_t timeout_ms,
                                                              uint32_t* exit_code);
@@ -212,8 +229,9 @@ NEXLET_API nexlet_result NEXLET_CALL nexlet_helper_process(nexlet_client client,
 
 /*
  * Asks the helper to let this service go, and waits until it has let the connection go, which takes 2 seconds of grace
- * and up to 10 more. ended, when not NULL, becomes 1 when the process has ended too, which it does when nobody else
- * needs it. NEXLET_TIMEOUT, NEXLET_NOT_CONNECTED, NEXLET_GONE.
+ * and up to 10 more, and then up to 5 for its process: 17 seconds at the worst. A watch under way (nexlet_watch_target)
+ * keeps the service longer, for up to its interval. ended, when not NULL, becomes 1 when the process has ended too,
+ * which it does when nobody else needs it. NEXLET_TIMEOUT, NEXLET_NOT_CONNECTED, NEXLET_GONE.
  */
 NEXLET_API nexlet_result NEXLET_CALL nexlet_exit(nexlet_client client, uint32_t timeout_ms, int32_t* ended);
 
@@ -252,8 +270,8 @@ NEXLET_API nexlet_result NEXLET_CALL nexlet_encrypt(nexlet_client client, const 
 
 /*
  * Opens a target. open_json is the object with type, from, taskId and the keys of its type. A value whose kind would
- * end the helper is refused here with NEXLET_BAD_ARGUMENT. word becomes the result word: "1", "Loading", or what went
- * wrong.
+ * end the helper is refused here with NEXLET_BAD_ARGUMENT. The helper is given the right to bring a window to the
+ * front, as far as this process has it. word becomes the result word: "1", "Loading", or what went wrong.
  */
 NEXLET_API nexlet_result NEXLET_CALL nexlet_open_target(nexlet_client client, const char* open_json,
                                                         uint32_t timeout_ms, char** word);
@@ -281,7 +299,8 @@ NEXLET_API nexlet_result NEXLET_CALL nexlet_call(nexlet_client client, int32_t t
 
 /* ---- Bare frames, for tools and tests ---- */
 
-/* Sends one envelope of any type; content_json is any JSON. NEXLET_OK: the helper has read it. */
+/* Sends one envelope of any type; content_json is any JSON. NEXLET_OK: the system has taken it for the
+ * helper, which can read it even after nexlet_close. */
 NEXLET_API nexlet_result NEXLET_CALL nexlet_send(nexlet_client client, int32_t type, const char* content_json,
                                                  uint32_t timeout_ms);
 
@@ -300,7 +319,7 @@ NEXLET_API nexlet_result NEXLET_CALL nexlet_wait_frame(nexlet_client client, int
 /*
  * Sends one frame to the host's own pipe of a mark, through which second starts forward. answer, when not NULL, becomes
  * the payload of the next frame that comes back, which only a command line gets. Needs no client. NEXLET_NOT_CONNECTED
- * (no helper of this mark), NEXLET_TIMEOUT, NEXLET_GONE, NEXLET_BAD_ARGUMENT.
+ * (no helper of this mark), NEXLET_TIMEOUT, NEXLET_GONE, NEXLET_BAD_ARGUMENT, NEXLET_ACCESS_DENIED (another user's).
  */
 NEXLET_API nexlet_result NEXLET_CALL nexlet_host_send(const char* mark, const void* payload, size_t size,
                                                       uint32_t timeout_ms, char** answer);

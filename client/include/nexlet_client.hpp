@@ -2,18 +2,28 @@
 // comments hold here too. A failure is a result, never an exception of this header's own.
 #pragma once
 
+#if __cplusplus < 201703L && (!defined(_MSVC_LANG) || _MSVC_LANG < 201703L)
+#error "nexlet_client.hpp needs C++17 or later; nexlet_client.h does not"
+#endif
+
 #include <cstdint>
+#include <exception>
 #include <functional>
 #include <memory>
+#include <mutex>
+#include <new>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <utility>
 
 #include "nexlet_client.h"
 
+namespace nexlet {
+
 // What a function gave: its result and, with NEXLET_OK, its value.
 template <typename Value>
-struct NexletAnswer {
+struct Answer {
     nexlet_result result = NEXLET_OK;
     Value value{};
 
@@ -21,141 +31,153 @@ struct NexletAnswer {
     const char* Text() const { return nexlet_result_text(result); }
 };
 
-struct NexletIdentity {
+struct Identity {
     std::string q32;
     std::string q36;
 };
 
-struct NexletFrame {
+struct Frame {
     std::int32_t type = 0;
     std::string payload;
 };
 
-// Owns one client. Move-only; moving and assigning on one thread at a time, everything else on any.
-class CNexletClient {
-  public:
-    struct Callbacks {
-        std::function<void()> onGone;
-        std::function<void(std::int32_t direction, std::string_view payload)> onFrame;
-    };
+// Called on threads of the library or of whoever sends; see nexlet_options. They stay alive until the last call of any
+// of them has returned, whatever becomes of the client meanwhile.
+struct Callbacks {
+    std::function<void()> onGone;
+    std::function<void(std::int32_t direction, std::string_view payload)> onFrame;
+    // Told of an exception that left one of the others, with its what(), on the same thread. What it throws itself is
+    // dropped.
+    std::function<void(const char* what)> onError{};
+};
 
-    CNexletClient() = default;
-    CNexletClient(CNexletClient&& other) noexcept
-        : m_client(std::exchange(other.m_client, 0)), m_callbacks(std::move(other.m_callbacks)) {}
-    CNexletClient& operator=(CNexletClient&& other) noexcept {
+// Owns one client. Move-only. Moving, assigning and destroying on one thread at a time; everything else on any, Open and
+// Close at the same time included: whichever comes last holds.
+//
+// Inside a callback of the client itself Close and Open give NEXLET_WRONG_THREAD and change nothing. The destructor and
+// an assignment, which have no result to give, may run there: they end the connection, and a thread of its own frees the
+// client once the callback has returned.
+class Client {
+  public:
+    using Callbacks = nexlet::Callbacks;
+
+    Client() = default;
+    Client(Client&& other) noexcept : m_open(other.Take()) {}
+    Client& operator=(Client&& other) noexcept {
         if (this != &other) {
-            Close();
-            m_client = std::exchange(other.m_client, 0);
-            m_callbacks = std::move(other.m_callbacks);
+            Opened open = other.Take();
+            Drop(Take());
+            const std::lock_guard<std::mutex> lock(m_lock);
+            m_open = std::move(open);
         }
         return *this;
     }
-    ~CNexletClient() { Close(); }
+    ~Client() { Drop(Take()); }
 
-    nexlet_client Handle() const { return m_client; }
-    explicit operator bool() const { return m_client != 0; }
+    nexlet_client Handle() const {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        return m_open.handle;
+    }
+    explicit operator bool() const { return Handle() != 0; }
 
     // Serves the pipe of this mark and service id. A client that was open is closed first.
     nexlet_result Open(const std::string& mark, const std::string& serviceId, Callbacks callbacks = {}) {
-        Close();
-        m_callbacks = std::make_unique<Callbacks>(std::move(callbacks));
-        nexlet_options options = {};
-        options.struct_size = sizeof options;
-        options.mark = mark.c_str();
-        options.service_id = serviceId.c_str();
-        options.context = m_callbacks.get();
-        if (m_callbacks->onGone) {
-            options.on_gone = [](void* context, nexlet_client) { static_cast<Callbacks*>(context)->onGone(); };
-        }
-        if (m_callbacks->onFrame) {
-            options.on_frame = [](void* context, nexlet_client, std::int32_t direction, const char* payload,
-                                  std::size_t size) {
-                static_cast<Callbacks*>(context)->onFrame(direction, std::string_view(payload, size));
-            };
-        }
-        return nexlet_open(&options, &m_client);
+        return OpenAs(mark, serviceId.c_str(), std::move(callbacks));
     }
-    void Close() {
-        if (m_client != 0) {
-            nexlet_close(std::exchange(m_client, 0));
-        }
+    // The same with a service id of its own, see ServiceId.
+    nexlet_result Open(const std::string& mark, Callbacks callbacks = {}) {
+        return OpenAs(mark, nullptr, std::move(callbacks));
     }
-    nexlet_result Shutdown() { return nexlet_shutdown(m_client); }
+    // NEXLET_OK also when none was open.
+    nexlet_result Close() {
+        if (nexlet_wait_connected(Handle(), 0) == NEXLET_WRONG_THREAD) {
+            return NEXLET_WRONG_THREAD;
+        }
+        Drop(Take());
+        return NEXLET_OK;
+    }
+    nexlet_result Shutdown() { return nexlet_shutdown(Handle()); }
+
+    std::string ServiceId() const {
+        char* text = nullptr;
+        nexlet_service_id(Handle(), &text);
+        return Text(text);
+    }
 
     // options.struct_size is set here.
     nexlet_result Start(nexlet_start_options options, std::uint32_t timeoutMs) {
         options.struct_size = sizeof options;
-        return nexlet_start(m_client, &options, timeoutMs);
+        return nexlet_start(Handle(), &options, timeoutMs);
     }
-    nexlet_result Start(std::uint32_t timeoutMs) { return nexlet_start(m_client, nullptr, timeoutMs); }
-    nexlet_result WaitConnected(std::uint32_t timeoutMs) { return nexlet_wait_connected(m_client, timeoutMs); }
-    nexlet_result WaitLost(std::uint32_t timeoutMs) { return nexlet_wait_lost(m_client, timeoutMs); }
-    NexletAnswer<std::uint32_t> WaitProcessEnd(std::uint32_t timeoutMs) {
-        NexletAnswer<std::uint32_t> answer;
-        answer.result = nexlet_wait_process_end(m_client, timeoutMs, &answer.value);
+    nexlet_result Start(std::uint32_t timeoutMs) { return nexlet_start(Handle(), nullptr, timeoutMs); }
+    nexlet_result WaitConnected(std::uint32_t timeoutMs) { return nexlet_wait_connected(Handle(), timeoutMs); }
+    nexlet_result WaitLost(std::uint32_t timeoutMs) { return nexlet_wait_lost(Handle(), timeoutMs); }
+    Answer<std::uint32_t> WaitProcessEnd(std::uint32_t timeoutMs) {
+        Answer<std::uint32_t> answer;
+        answer.result = nexlet_wait_process_end(Handle(), timeoutMs, &answer.value);
         return answer;
     }
     // Whether the process has ended too.
-    NexletAnswer<bool> Exit(std::uint32_t timeoutMs) {
+    Answer<bool> Exit(std::uint32_t timeoutMs) {
         std::int32_t ended = 0;
-        const nexlet_result result = nexlet_exit(m_client, timeoutMs, &ended);
+        const nexlet_result result = nexlet_exit(Handle(), timeoutMs, &ended);
         return {result, ended != 0};
     }
     nexlet_helper Helper() const {
         nexlet_helper helper = {};
         helper.struct_size = sizeof helper;
-        nexlet_helper_process(m_client, &helper);
+        nexlet_helper_process(Handle(), &helper);
         return helper;
     }
 
-    NexletAnswer<nexlet_app_status> Status(std::uint32_t timeoutMs) {
-        NexletAnswer<nexlet_app_status> answer;
+    Answer<nexlet_app_status> Status(std::uint32_t timeoutMs) {
+        Answer<nexlet_app_status> answer;
         answer.value.struct_size = sizeof answer.value;
-        answer.result = nexlet_status(m_client, timeoutMs, &answer.value);
+        answer.result = nexlet_status(Handle(), timeoutMs, &answer.value);
         return answer;
     }
-    NexletAnswer<std::string> StatusEncrypted(std::uint32_t timeoutMs) {
-        return Take([&](char** text) { return nexlet_status_encrypted(m_client, timeoutMs, text); });
+    Answer<std::string> StatusEncrypted(std::uint32_t timeoutMs) {
+        return Ask([&](char** text) { return nexlet_status_encrypted(Handle(), timeoutMs, text); });
     }
-    NexletAnswer<NexletIdentity> Identity(std::uint32_t timeoutMs) {
+    Answer<nexlet::Identity> Identity(std::uint32_t timeoutMs) {
         char* q32 = nullptr;
         char* q36 = nullptr;
-        const nexlet_result result = nexlet_identity(m_client, timeoutMs, &q32, &q36);
+        const nexlet_result result = nexlet_identity(Handle(), timeoutMs, &q32, &q36);
         return {result, {Text(q32), Text(q36)}};
     }
-    NexletAnswer<std::string> Encrypt(const std::string& clear, std::uint32_t timeoutMs) {
-        return Take([&](char** text) { return nexlet_encrypt(m_client, clear.c_str(), timeoutMs, text); });
+    Answer<std::string> Encrypt(const std::string& clear, std::uint32_t timeoutMs) {
+        return Ask([&](char** text) { return nexlet_encrypt(Handle(), clear.c_str(), timeoutMs, text); });
     }
-    NexletAnswer<std::string> OpenTarget(const std::string& openJson, std::uint32_t timeoutMs) {
-        return Take([&](char** text) { return nexlet_open_target(m_client, openJson.c_str(), timeoutMs, text); });
+    Answer<std::string> OpenTarget(const std::string& openJson, std::uint32_t timeoutMs) {
+        return Ask([&](char** text) { return nexlet_open_target(Handle(), openJson.c_str(), timeoutMs, text); });
     }
-    NexletAnswer<std::string> PollTarget(const std::string& questionJson, std::uint32_t timeoutMs) {
-        return Take([&](char** text) { return nexlet_poll_target(m_client, questionJson.c_str(), timeoutMs, text); });
+    Answer<std::string> PollTarget(const std::string& questionJson, std::uint32_t timeoutMs) {
+        return Ask([&](char** text) { return nexlet_poll_target(Handle(), questionJson.c_str(), timeoutMs, text); });
     }
-    NexletAnswer<std::string> AwaitTarget(const std::string& questionJson, std::uint32_t intervalMs,
-                                          std::uint32_t timeoutMs) {
-        return Take([&](char** text) {
-            return nexlet_await_target(m_client, questionJson.c_str(), intervalMs, timeoutMs, text);
+    Answer<std::string> AwaitTarget(const std::string& questionJson, std::uint32_t intervalMs,
+                                    std::uint32_t timeoutMs) {
+        return Ask([&](char** text) {
+            return nexlet_await_target(Handle(), questionJson.c_str(), intervalMs, timeoutMs, text);
         });
     }
     nexlet_result WatchTarget(const std::string& questionJson, std::uint32_t timeoutMs) {
-        return nexlet_watch_target(m_client, questionJson.c_str(), timeoutMs);
+        return nexlet_watch_target(Handle(), questionJson.c_str(), timeoutMs);
     }
-    NexletAnswer<std::string> Call(std::int32_t type, const std::string& contentJson, std::uint32_t timeoutMs) {
-        return Take([&](char** text) { return nexlet_call(m_client, type, contentJson.c_str(), timeoutMs, text); });
+    Answer<std::string> Call(std::int32_t type, const std::string& contentJson, std::uint32_t timeoutMs) {
+        return Ask([&](char** text) { return nexlet_call(Handle(), type, contentJson.c_str(), timeoutMs, text); });
     }
 
     nexlet_result Send(std::int32_t type, const std::string& contentJson, std::uint32_t timeoutMs) {
-        return nexlet_send(m_client, type, contentJson.c_str(), timeoutMs);
+        return nexlet_send(Handle(), type, contentJson.c_str(), timeoutMs);
     }
     nexlet_result SendPayload(std::string_view payload, std::uint32_t timeoutMs) {
-        return nexlet_send_payload(m_client, payload.data(), payload.size(), timeoutMs);
+        return nexlet_send_payload(Handle(), payload.data(), payload.size(), timeoutMs);
     }
-    NexletAnswer<NexletFrame> WaitFrame(std::int32_t type, std::uint32_t timeoutMs) {
+    Answer<Frame> WaitFrame(std::int32_t type, std::uint32_t timeoutMs) {
         char* text = nullptr;
         std::size_t size = 0;
-        NexletAnswer<NexletFrame> answer;
-        answer.result = nexlet_wait_frame(m_client, type, timeoutMs, &answer.value.type, &text, &size);
+        Answer<Frame> answer;
+        answer.result = nexlet_wait_frame(Handle(), type, timeoutMs, &answer.value.type, &text, &size);
         if (text != nullptr) {
             answer.value.payload.assign(text, size);
             nexlet_free(text);
@@ -164,19 +186,116 @@ class CNexletClient {
     }
 
   private:
+    // A handle and what its callbacks stand on, whose place is known to the library.
+    struct Opened {
+        nexlet_client handle = 0;
+        std::unique_ptr<Callbacks> callbacks;
+    };
+
+    Opened Take() noexcept {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        return {std::exchange(m_open.handle, 0), std::move(m_open.callbacks)};
+    }
+    // Closes, which waits for the callbacks, and frees what they stand on.
+    static void Drop(Opened open) noexcept {
+        if (open.handle == 0 || nexlet_close(open.handle) != NEXLET_WRONG_THREAD) {
+            return;
+        }
+        // Inside a callback. It returns, and then the thread frees what it stood on.
+        nexlet_shutdown(open.handle);
+        auto* const left = new (std::nothrow) Opened(std::move(open));
+        if (left == nullptr) {
+            return;
+        }
+        try {
+            std::thread([left] {
+                nexlet_close(left->handle);
+                delete left;
+            }).detach();
+        } catch (const std::exception&) {
+            // Without a thread the client stays shut down and is not freed.
+        }
+    }
+
+    nexlet_result OpenAs(const std::string& mark, const char* serviceId, Callbacks callbacks) {
+        const nexlet_result closed = Close();
+        if (closed == NEXLET_WRONG_THREAD) {
+            return closed;
+        }
+        Opened open;
+        open.callbacks = std::make_unique<Callbacks>(std::move(callbacks));
+        nexlet_options options = {};
+        options.struct_size = sizeof options;
+        options.mark = mark.c_str();
+        options.service_id = serviceId;
+        options.context = open.callbacks.get();
+        if (open.callbacks->onGone) {
+            options.on_gone = [](void* context, nexlet_client) {
+                const Callbacks& all = *static_cast<Callbacks*>(context);
+                Run(all, [&] { all.onGone(); });
+            };
+        }
+        if (open.callbacks->onFrame) {
+            options.on_frame = [](void* context, nexlet_client, std::int32_t direction, const char* payload,
+                                  std::size_t size) {
+                const Callbacks& all = *static_cast<Callbacks*>(context);
+                Run(all, [&] { all.onFrame(direction, std::string_view(payload, size)); });
+            };
+        }
+        const nexlet_result result = nexlet_open(&options, &open.handle);
+        if (result == NEXLET_OK) {
+            {
+                const std::lock_guard<std::mutex> lock(m_lock);
+                std::swap(m_open, open);
+            }
+            // Whatever another thread opened meanwhile.
+            Drop(std::move(open));
+        }
+        return result;
+    }
+
+    // Nothing may be thrown through the library.
+    template <typename Work>
+    static void Run(const Callbacks& all, Work work) noexcept {
+        try {
+            work();
+        } catch (const std::exception& error) {
+            Tell(all, error.what());
+        } catch (...) {
+            Tell(all, "an exception that is no std::exception");
+        }
+    }
+    static void Tell(const Callbacks& all, const char* what) noexcept {
+        try {
+            if (all.onError) {
+                all.onError(what);
+            }
+        } catch (...) {
+        }
+    }
+
     static std::string Text(char* text) {
         std::string copy = text != nullptr ? text : "";
         nexlet_free(text);
         return copy;
     }
-    // ask writes a text to the place that it is given, and returns a result.
-    template <typename Ask>
-    static NexletAnswer<std::string> Take(Ask ask) {
+    // question writes a text to the place that it is given, and returns a result.
+    template <typename Question>
+    static Answer<std::string> Ask(Question question) {
         char* text = nullptr;
-        const nexlet_result result = ask(&text);
+        const nexlet_result result = question(&text);
         return {result, Text(text)};
     }
 
-    nexlet_client m_client = 0;
-    std::unique_ptr<Callbacks> m_callbacks;  // where it stands is known to the library, so it does not move with this
+    mutable std::mutex m_lock;  // guards what follows; never held over a call of the library that waits
+    Opened m_open;
 };
+
+}  // namespace nexlet
+
+// The names of version 1, for one more version.
+template <typename Value>
+using NexletAnswer = nexlet::Answer<Value>;
+using NexletIdentity = nexlet::Identity;
+using NexletFrame = nexlet::Frame;
+using CNexletClient = nexlet::Client;

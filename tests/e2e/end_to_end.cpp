@@ -4,8 +4,9 @@
 
 #include "foundation/json_text.h"
 #include "foundation/text_helpers.h"
-#include "ipc/envelope.h"
-#include "ipc/message_type.h"
+#include "ipc/protocol/envelope.h"
+#include "ipc/protocol/message_type.h"
+#include "tests/support/log_page.h"
 #include "tests/support/unique_name.h"
 
 namespace {
@@ -52,6 +53,11 @@ void CEndToEndOf<Caller>::SetUp() {
 
 template <typename Caller>
 void CEndToEndOf<Caller>::TearDown() {
+    if (m_helper.Id() != 0) {
+        for (const std::string& line : m_helper.Log().Lines()) {
+            EXPECT_EQ(LogLineFault(line), "");
+        }
+    }
     if (HasFailure() && m_helper.Id() != 0) {
         std::cerr << m_helper.Log().Tail(150);
     }

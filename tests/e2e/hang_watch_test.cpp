@@ -12,7 +12,7 @@ class HangWatch : public CEndToEnd {
     void ExpectTheEndByTheFirstMissedProbe() {
         EXPECT_EQ(m_helper.WaitForEnd(kEndMs), 0u) << Log().Tail();
         EXPECT_EQ(Log().FindAll("wnd Hang error time is ").size(), 1u) << Log().Tail();
-        EXPECT_EQ(Log().FirstOutOfOrder({"start hang check.", "wnd Hang error time is ",
+        EXPECT_EQ(Log().FirstOutOfOrder({"wnd Hang error time is ",
                                          "Report: https://statistics.nexlet.invalid/static/a/1663.1965.gif sync : 0"}),
                   "")
             << Log().Tail();
@@ -42,6 +42,7 @@ TEST_F(HangWatch, HelperWhoseWindowDoesNotAnswerEndsItself) {
     ASSERT_TRUE(mainThread.valid());
     ASSERT_NE(SuspendThread(mainThread.get()), static_cast<DWORD>(-1));
     ExpectTheEndByTheFirstMissedProbe();
+    EXPECT_NE(Log().Find("start hang check."), "") << Log().Tail();
     DestroyWindow(own);
 }
 
@@ -52,6 +53,38 @@ TEST_F(HangWatch, OpenOfTheCommandLineThatHangsInItsSdkEndsTheHelper) {
     ASSERT_NO_FATAL_FAILURE(StartHelperOnAnOpen(MiniAppOpen("t")));
     ExpectTheEndByTheFirstMissedProbe();
     EXPECT_NE(m_sandbox.OceanCalls().find("holding"), std::string::npos) << m_sandbox.OceanCalls();
+}
+
+// The thread that loads the SDK then has the loader's lock, which no start of a thread and no load gets past.
+TEST_F(HangWatch, SdkThatHangsWhileItIsLoadedEndsTheHelper) {
+    m_sandbox.LayOcean(L"good");
+    m_sandbox.SetOcean(L"hold_attach", m_gate.Name());
+    ASSERT_TRUE(m_sandbox.Ready());
+    ASSERT_NO_FATAL_FAILURE(StartHelperOnAnOpen(MiniAppOpen("t")));
+    ExpectTheEndByTheFirstMissedProbe();
+    EXPECT_EQ(m_sandbox.OceanCalls(), "holding attach\n");
+}
+
+// The caller's open arrives while the helper is still at its start, which then may wait for the loader's lock.
+TEST_F(HangWatch, SdkThatHangsDuringTheStartEndsTheHelper) {
+    m_sandbox.LayOcean(L"good");
+    m_sandbox.SetOcean(L"hold_attach", m_gate.Name());
+    ASSERT_TRUE(m_sandbox.Ready());
+    Json::Value content = ServiceContent(m_strService);
+    content["p1"] = JsonOf(MiniAppOpen("t"));
+    ASSERT_EQ(m_caller->StartHelper(MakeStart()), CallerResult::Ok);
+    ASSERT_TRUE(m_helper.Attach(m_caller->ProcessId()));
+    ASSERT_EQ(m_caller->WaitForConnection(kLongMs), CallerResult::Ok) << Log().Tail();
+    ASSERT_EQ(m_caller->Send(6, content, kLongMs), CallerResult::Ok);
+    ASSERT_TRUE(WaitUntil([this] { return m_sandbox.OceanCalls() == "holding attach\n"; })) << Log().Tail();
+    // Where the start got through all the same, an open on the host's pipe takes the lock of the instances with it into
+    // its wait, and the window's thread runs into that. Where it did not, the helper may end meanwhile.
+    DWORD error = 0;
+    if (m_host.Connect(m_strMark, kLongMs, error) == CallerResult::Ok) {
+        m_host.Send(6, content, kLongMs);
+        m_host.Close();
+    }
+    ExpectTheEndByTheFirstMissedProbe();
 }
 
 }  // namespace

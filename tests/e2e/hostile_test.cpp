@@ -3,8 +3,8 @@
 #include <thread>
 
 #include "foundation/json_text.h"
-#include "ipc/envelope.h"
-#include "ipc/frame.h"
+#include "ipc/protocol/envelope.h"
+#include "ipc/transport/frame.h"
 #include "tests/e2e/end_to_end.h"
 #include "tests/support/unique_name.h"
 
@@ -95,6 +95,18 @@ TEST_F(HostileCaller, FrameOfTwentyMebibytesIsAnsweredWhole) {
     ASSERT_EQ(m_caller->WaitForFrame(13, kLongMs, reply), CallerResult::Ok);
     EXPECT_EQ(reply.content["big"], content["big"]);
     ExpectServed();
+}
+
+TEST_F(HostileCaller, NumberOfAMebibyteIsAnswered) {
+    for (const char* begin : {"0.", "1", "-."}) {
+        const std::string number = begin + std::string(1024 * 1024, '7') + "e-1048500";
+        ASSERT_EQ(
+            m_caller->SendPayload("{\"content\":{\"p1\":\"{}\",\"x\":" + number + "},\"message_type\":7}", kLongMs),
+            CallerResult::Ok);
+        ReceivedFrame reply;
+        ASSERT_EQ(m_caller->WaitForFrame(13, kLongMs, reply), CallerResult::Ok) << begin;
+        EXPECT_TRUE(reply.content["x"].isDouble()) << begin;
+    }
 }
 
 TEST_F(HostileCaller, MillionTinyFramesAreOutlived) {

@@ -8,8 +8,8 @@
 #include "client/host_pipe.h"
 #include "foundation/handle.h"
 #include "foundation/text_helpers.h"
-#include "ipc/envelope.h"
-#include "ipc/frame.h"
+#include "ipc/protocol/envelope.h"
+#include "ipc/transport/frame.h"
 #include "tests/e2e/killed_caller.h"
 
 namespace {

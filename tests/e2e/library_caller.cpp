@@ -4,7 +4,7 @@
 
 #include "foundation/json_text.h"
 #include "foundation/text_helpers.h"
-#include "ipc/pipe_names.h"
+#include "ipc/transport/pipe_names.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 // Starts, second starts, instances and the end of the helper.
 #include "foundation/text_helpers.h"
-#include "ipc/pipe_names.h"
+#include "ipc/transport/pipe_names.h"
 #include "tests/e2e/end_to_end.h"
 
 namespace {
@@ -51,14 +51,14 @@ TEST_F(Lifecycle, RequestOnTheHostsPipeForAnUnknownServiceMakesAnInstance) {
 TEST_F(Lifecycle, CallerWithoutAPipeIsTriedOnceAndNeverAgain) {
     StartBare(From(L" /service_id:nobody"));
     EXPECT_TRUE(Log().WaitFor("service ipc not init", kLongMs));
-    EXPECT_TRUE(Log().Has("OpenPipe 2"));
-    EXPECT_TRUE(Log().Has("pClientContext->GetPipe()"));
-    EXPECT_TRUE(Log().Has("Failed to connect to server!"));
+    EXPECT_TRUE(Log().Has("]OpenPipe 2"));
+    EXPECT_TRUE(Log().Has("]pClientContext->GetPipe()"));
+    EXPECT_TRUE(Log().Has("]Failed to connect to server!"));
     const auto late = Serve("nobody");
     SendToHost(7, QuickRequest("nobody", 0));
     EXPECT_TRUE(Log().WaitFor("service ipc not init", kLongMs, 2));
     EXPECT_EQ(late->Connections(), 0u);
-    EXPECT_EQ(Log().Count("Failed to connect to server!"), 1u);
+    EXPECT_EQ(Log().Count("]Failed to connect to server!"), 1u);
     EXPECT_TRUE(m_helper.IsRunning());
 }
 
@@ -191,6 +191,28 @@ TEST_F(Lifecycle, RequestOnTheCommandLineIsAnsweredBeforeTheReadyNotice) {
     EXPECT_EQ(second.nType, 12);
 }
 
+// The result is RPC_E_CHANGED_MODE: the thread is in the single-threaded apartment already.
+TEST_F(Lifecycle, SdkOfAnOpenOnTheCommandLineFindsTheApartmentOfTheMainThread) {
+    m_sandbox.LayOcean(L"good");
+    m_sandbox.SetOcean(L"com", L"1");
+    ASSERT_TRUE(m_sandbox.Ready());
+    ASSERT_NO_FATAL_FAILURE(StartHelperOnAnOpen(MiniAppOpen("t")));
+    ReceivedFrame notice;
+    ASSERT_EQ(m_caller->WaitForFrame(12, kLongMs, notice), CallerResult::Ok) << Log().Tail();
+    EXPECT_NE(m_sandbox.OceanCalls().find("com " + std::to_string(0x80010106u) + "\n"), std::string::npos)
+        << m_sandbox.OceanCalls();
+}
+
+TEST_F(Lifecycle, MutexThatCannotBeMadeCountsAsAFirstStart) {
+    // Something else has the name.
+    const CKernelHandle other(CreateEventW(nullptr, TRUE, FALSE, (kMutexBase + m_strMark).c_str()));
+    ASSERT_TRUE(other.valid());
+    StartHelper();
+    ExpectServed();
+    EXPECT_TRUE(Log().Has("start init"));
+    EXPECT_FALSE(MutexExists(m_strMark));
+}
+
 TEST_F(Lifecycle, TypeNineOnTheCommandLineDestroysNothing) {
     HelperStart start;
     start.strType = L"9";
@@ -292,17 +314,23 @@ TEST_F(Lifecycle, HelperStaysWhileAServiceIsThereAndEndsWithinOneLookOnceItIsGon
 
 TEST_F(Lifecycle, DelayedCheckHoldsTheInstanceUntilItsTimeIsUp) {
     StartHelper();
-    Json::Value content(Json::objectValue);
-    content["p1"] = R"({"interval":4000,"type":"miniApp","taskId":"none","from":"e2e"})";
-    ASSERT_EQ(m_caller->Send(8, content, kLongMs), CallerResult::Ok);
+    // A check that is longer than the 10 seconds between two looks at the table, and a short one after it: its interval
+    // is also the delay of the exit.
+    for (const char* interval : {"16000", "1"}) {
+        Json::Value content(Json::objectValue);
+        content["p1"] =
+            std::string(R"({"interval":)") + interval + R"(,"type":"miniApp","taskId":"none","from":"e2e"})";
+        ASSERT_EQ(m_caller->Send(8, content, kLongMs), CallerResult::Ok);
+    }
     AskToExit();
     EXPECT_EQ(m_helper.WaitForEnd(kLongMs), 0u);
     const CHelperLog log = Log();
-    EXPECT_TRUE(log.Has("DelayCheckWndThread strServiceId = svc, interval 4000"));
-    EXPECT_TRUE(log.Has("print strResult=0, bLastCall = 0")) << log.Tail();
-    EXPECT_TRUE(log.Has("print strResult=0, bLastCall = 1"));
-    EXPECT_TRUE(log.Has("DelayCheckWndThread end"));
-    EXPECT_TRUE(log.Has("DelayedDestroy strServiceId = svc, nInterval = 4000"));
+    EXPECT_TRUE(log.Has("]DelayCheckWndThread strServiceId = svc, interval 16000"));
+    EXPECT_TRUE(log.Has("DelayedDestroy strServiceId = svc, nInterval = 1"));
+    EXPECT_TRUE(log.Has("DelayedDestroyThread end, strServiceId = svc"));
+    EXPECT_EQ(log.Count("print strResult=0, bLastCall = 0"), 7u) << log.Tail();
+    EXPECT_EQ(log.Count("print strResult=0, bLastCall = 1"), 2u) << log.Tail();
+    EXPECT_EQ(log.Count("DelayCheckWndThread end"), 2u) << "the instance went before its check had ended";
 }
 
 class MarkThatBeginsWithMl : public CEndToEnd {

@@ -11,7 +11,7 @@
 #include "tests/support/screen_windows.h"
 #include "tests/support/stand_in_wechat.h"
 #include "tests/support/unique_name.h"
-#include "tests/unit/support/picture_files.h"
+#include "tests/unit/support/picture/picture_files.h"
 
 namespace {
 

@@ -46,7 +46,7 @@ TEST_F(LongTimer, RefusedIntervalKeepsTheHelperWhateverBecomesOfItsCaller) {
     EXPECT_TRUE(Log().WaitFor("has instance", kLongTimerMs)) << Log().Tail();
     EXPECT_TRUE(m_helper.IsRunning());
     EXPECT_FALSE(Log().Has("Check timeout, exit process end"));
-    EXPECT_FALSE(Log().Has("begin destruct strServiceId = svc "));
+    EXPECT_FALSE(Log().Has("]begin destruct strServiceId = svc "));
 }
 
 }  // namespace

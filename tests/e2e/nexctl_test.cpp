@@ -1,58 +1,17 @@
 // nexctl from the outside: its words, its JSON, its exit codes.
 #include <filesystem>
+#include <fstream>
 #include <thread>
 #include <vector>
 
 #include "foundation/handle.h"
 #include "foundation/json_text.h"
 #include "foundation/text_helpers.h"
-#include "tests/e2e/end_to_end.h"
-#include "tests/support/console_program.h"
+#include "tests/e2e/nexctl_fixture.h"
 #include "tests/support/stand_in_yyb.h"
 #include "tests/support/unique_name.h"
 
 namespace {
-
-std::vector<Json::Value> JsonLines(const std::string& text) {
-    std::vector<Json::Value> lines;
-    for (std::size_t at = 0; at < text.size();) {
-        const std::size_t end = text.find('\n', at);
-        lines.push_back(JsonOf(text.substr(at, end - at)));
-        at = end == std::string::npos ? text.size() : end + 1;
-    }
-    return lines;
-}
-
-class Nexctl : public CEndToEnd {
-  protected:
-    // The caller is nexctl here, so the fixture serves no pipe.
-    void SetUp() override { ASSERT_TRUE(m_sandbox.Ready()) << GetLastError(); }
-
-    ConsoleRun Run(std::vector<std::string> arguments, const std::string& input = {}) {
-        for (const std::string& one :
-             {std::string("--exe"), Utf16ToUtf8(m_sandbox.Exe()), std::string("--mark"), Utf16ToUtf8(m_strMark)}) {
-            arguments.push_back(one);
-        }
-        return RunPlain(arguments, input);
-    }
-
-    ConsoleRun RunPlain(const std::vector<std::string>& arguments, const std::string& input = {}) {
-        ConsoleRun run = RunConsoleProgram(OwnFolder() + L"\\nexctl.exe", arguments, input);
-        EXPECT_TRUE(run.bStarted && run.bEnded);
-        SCOPED_TRACE(run.strOut + run.strErr);
-        for (const Json::Value& line : JsonLinesIfAny(run.strOut)) {
-            if (line.isObject() && line["step"] == "start" && line["process_id"].isUInt()) {
-                m_helper.Attach(line["process_id"].asUInt());
-            }
-        }
-        return run;
-    }
-
-  private:
-    static std::vector<Json::Value> JsonLinesIfAny(const std::string& text) {
-        return text.starts_with('{') ? JsonLines(text) : std::vector<Json::Value>();
-    }
-};
 
 // The helper keeps the identity in the registry, which tests that run at the same time share.
 class CIdentityTurn {
@@ -101,7 +60,7 @@ TEST_F(Nexctl, MissingProgramEndsWithTwo) {
 
 TEST_F(Nexctl, TakenPipeEndsWithTwo) {
     const auto caller = Serve("nexctl");
-    const ConsoleRun run = Run({"start"});
+    const ConsoleRun run = Run({"start", "--service", "nexctl"});
     EXPECT_EQ(run.dwExitCode, 2u);
     EXPECT_NE(run.strErr.find("already serves"), std::string::npos) << run.strErr;
 }
@@ -123,6 +82,41 @@ TEST_F(Nexctl, HelperThatDiesEndsWithFourAndTellsItsExitCode) {
     const Json::Value line = JsonLines(run.strOut).at(0);
     EXPECT_EQ(line["outcome"].asString(), "gone");
     EXPECT_EQ(line["exit_code"].asUInt(), 3u);
+    EXPECT_NE(run.strErr.find("its exit code was 3; its log says: ended: uncaught exception: stoi"), std::string::npos)
+        << run.strErr;
+}
+
+TEST_F(Nexctl, ExitRunsAlsoAfterAVerbThatFailed) {
+    const ConsoleRun run =
+        Run({"start", "open", R"({"type":"miniApp","appId":"a","taskId":"t","from":"x"})", "status", "exit"});
+    EXPECT_EQ(run.dwExitCode, 5u) << "the open's own code";
+    const std::vector<Json::Value> lines = JsonLines(run.strOut);
+    ASSERT_EQ(lines.size(), 3u) << run.strOut;
+    EXPECT_EQ(lines[2]["step"].asString(), "exit");
+    EXPECT_TRUE(lines[2]["process_ended"].asBool());
+}
+
+TEST_F(Nexctl, EveryRunTakesAServiceIdOfItsOwn) {
+    const std::string first = JsonLines(Run({"start", "doctor"}).strOut).at(1)["service"].asString();
+    const std::string second = JsonLines(Run({"start", "doctor"}).strOut).at(1)["service"].asString();
+    EXPECT_NE(first, "");
+    EXPECT_NE(first, second);
+}
+
+TEST_F(Nexctl, StartWithoutANoticeSaysWhatMayBeTheReason) {
+    // A helper that runs does not come back to a service whose connection it has lost.
+    ASSERT_EQ(Run({"start", "--service", "again"}).dwExitCode, 0u);
+    const ConsoleRun run = Run({"start", "--service", "again", "--timeout", "3000"});
+    EXPECT_EQ(run.dwExitCode, 3u);
+    EXPECT_NE(run.strErr.find("no ready notice within 3000 ms. Was this service id used in the last 70 s?"),
+              std::string::npos)
+        << run.strErr;
+}
+
+TEST_F(Nexctl, VersionIsPrinted) {
+    const ConsoleRun run = RunPlain({"--version"});
+    EXPECT_EQ(run.dwExitCode, 0u);
+    EXPECT_EQ(run.strOut.rfind("nexctl 1.", 0), 0u) << run.strOut;
 }
 
 TEST_F(Nexctl, RefusedRequestEndsWithThree) {
@@ -185,6 +179,7 @@ TEST_F(Nexctl, IdentityThatIsNotThereEndsWithFive) {
     const ConsoleRun run = Run({"start", "qimei"});
     EXPECT_EQ(run.dwExitCode, 5u);
     EXPECT_EQ(JsonLines(run.strOut).at(1)["reply"]["content"]["strQ32"].asString(), "");
+    EXPECT_NE(run.strErr.find("the helper has no device identity"), std::string::npos) << run.strErr;
 }
 
 TEST_F(Nexctl, SecondRunForwardsToTheHelperThatIsThere) {
@@ -217,6 +212,51 @@ TEST_F(Nexctl, EncodeAndDecodeAreEachOthersWayBack) {
     EXPECT_EQ(line["message"]["content"]["service_id"].asString(), "中");
     EXPECT_EQ(RunPlain({"decode", "00 02"}).dwExitCode, 5u);
     EXPECT_EQ(RunPlain({"decode", "zz"}).dwExitCode, 1u);
+}
+
+TEST_F(Nexctl, FileInUtf16WithItsMarkIsReadLikeOneInUtf8) {
+    const std::filesystem::path folder = m_sandbox.SdkPath();
+    const std::string plain = Utf16ToUtf8((folder / "plain.json").wstring());
+    const std::string wide = Utf16ToUtf8((folder / "wide.json").wstring());
+    std::ofstream(folder / "plain.json", std::ios::binary) << R"({"a":"中"})";
+    // As ">" of PowerShell writes it, with its line end.
+    std::string bytes = "\xFF\xFE";
+    for (const wchar_t c : std::wstring(LR"({"a":"中"})") + L"\r\n") {
+        bytes += static_cast<char>(c & 0xFF);
+        bytes += static_cast<char>(c >> 8);
+    }
+    std::ofstream(folder / "wide.json", std::ios::binary) << bytes;
+    const ConsoleRun expected = RunPlain({"encode", "2", "@" + plain});
+    EXPECT_EQ(expected.dwExitCode, 0u) << expected.strErr;
+    EXPECT_EQ(RunPlain({"encode", "2", "@" + wide}).strOut, expected.strOut);
+    EXPECT_EQ(RunPlain({"encode", "2", "-"}, bytes).strOut, expected.strOut);
+    EXPECT_EQ(RunPlain({"encode", "2", "-"}, "\xEF\xBB\xBF{\"a\":\"中\"}").strOut, expected.strOut);
+}
+
+TEST_F(Nexctl, QuotingThatHelpGivesForCmdWorksThere) {
+    const std::string help = RunPlain({"help"}).strOut;
+    const std::size_t at = help.find("\n  cmd ");
+    ASSERT_NE(at, std::string::npos) << help;
+    const std::size_t from = help.find_first_not_of(' ', at + 7);
+    const std::string quoted = help.substr(from, help.find('\n', from) - from);
+    wchar_t cmd[MAX_PATH] = {};
+    GetSystemDirectoryW(cmd, MAX_PATH);
+    const std::wstring exe = std::wstring(cmd) + L"\\cmd.exe";
+    const ConsoleRun run = RunCommandLine(
+        exe, L"cmd /s /c \"\"" + OwnFolder() + L"\\nexctl.exe\" encode 2 " + Utf8ToUtf16(quoted) + L"\"");
+    EXPECT_EQ(run.dwExitCode, 0u) << quoted << "\n" << run.strErr;
+    EXPECT_EQ(run.strOut, RunPlain({"encode", "2", R"({"a":1})"}).strOut);
+}
+
+TEST_F(Nexctl, OutputOfTheHelperDoesNotComeBetweenTheLines) {
+    // The shell stands in for a helper that writes on its standard output: it greets, and ends with its input.
+    wchar_t cmd[MAX_PATH] = {};
+    GetSystemDirectoryW(cmd, MAX_PATH);
+    const ConsoleRun run = RunPlain({"start", "--exe", Utf16ToUtf8(cmd) + "\\cmd.exe", "--timeout", "2000"});
+    EXPECT_NE(run.dwExitCode, 0u);
+    const std::vector<Json::Value> lines = JsonLines(run.strOut);
+    ASSERT_EQ(lines.size(), 1u) << run.strOut;
+    EXPECT_EQ(lines[0]["step"].asString(), "start");
 }
 
 TEST_F(Nexctl, DemoEndsWithTheHelperGoneByItself) {
@@ -292,7 +332,28 @@ TEST_F(Nexctl, LogIsShownFilteredFollowedAndMadeAPage) {
     EXPECT_GT(JsonLines(paged.strOut).at(0)["lanes"].asInt(), 4);
     EXPECT_NE(GetFileAttributesW(Utf8ToUtf16(page).c_str()), INVALID_FILE_ATTRIBUTES);
     const ConsoleRun status = RunPlain({"log", "status"});
-    EXPECT_TRUE(JsonLines(status.strOut).at(0)["on"].asBool());
+    const Json::Value told = JsonLines(status.strOut).at(0);
+    EXPECT_TRUE(told["on"].asBool());
+    bool listed = false;
+    for (const Json::Value& file : told["files"]) {
+        if (file["process_id"].asUInt() == m_helper.Id()) {
+            listed = true;
+            EXPECT_EQ(file["mark"].asString(), Utf16ToUtf8(m_strMark));
+            EXPECT_EQ(file["services"].size(), 1u);
+            EXPECT_TRUE(file["running"].asBool());
+            EXPECT_EQ(file["end"].asString(), "runs");
+        }
+    }
+    EXPECT_TRUE(listed) << status.strOut;
+    // By its mark alone, and for people.
+    const ConsoleRun text = RunPlain({"log", "show", "--text", "--mark", Utf16ToUtf8(m_strMark)});
+    EXPECT_EQ(text.dwExitCode, 0u);
+    EXPECT_NE(text.strErr.find("process " + pid + ", mark \"" + Utf16ToUtf8(m_strMark) + "\""), std::string::npos)
+        << text.strErr;
+    EXPECT_NE(text.strOut.find("\t[wWinMain("), std::string::npos) << text.strOut;
+    EXPECT_EQ(RunPlain({"log", "show", "--mark", "no such mark"}).dwExitCode, 4u);
+    EXPECT_EQ(RunPlain({"log", "show", "--mark", Utf16ToUtf8(m_strMark), "--since", "1h"}).dwExitCode, 0u);
+    EXPECT_EQ(RunPlain({"log", "show", "--mark", Utf16ToUtf8(m_strMark), "--service", "other"}).dwExitCode, 4u);
     EXPECT_EQ(RunPlain({"log", "show", "--pid", "4000000000"}).dwExitCode, 4u);
     EXPECT_EQ(RunPlain({"log", "everything"}).dwExitCode, 1u);
 }
@@ -315,57 +376,6 @@ TEST_F(Nexctl, SilenceIsExplainedFromTheLog) {
     const ConsoleRun run = Run({"start", "send", "99", "{}", "--expect", "13", "--timeout", "500"});
     EXPECT_EQ(run.dwExitCode, 3u);
     EXPECT_NE(run.strErr.find("its log says \"receive extension msg\""), std::string::npos) << run.strErr;
-}
-
-TEST_F(Nexctl, DoctorFindsNothingWrongWithAHelperThatServes) {
-    m_sandbox.LayOcean(L"good");
-    const ConsoleRun run = Run({"start", "doctor"});
-    EXPECT_EQ(run.dwExitCode, 0u) << run.strOut << run.strErr;
-    const Json::Value report = JsonLines(run.strOut).at(1);
-    EXPECT_TRUE(report["mutex"]["exists"].asBool());
-    EXPECT_EQ(report["host_pipe"]["state"].asString(), "free");
-    EXPECT_EQ(report["host_pipe"]["process_id"].asUInt(), m_helper.Id()) << "who holds it";
-    EXPECT_EQ(report["service_pipe"]["state"].asString(), "busy");
-    EXPECT_TRUE(report["service_gate"]["signalled"].asBool());
-    EXPECT_TRUE(report["ready_event"]["exists"].asBool());
-    bool listed = false;
-    for (const Json::Value& helper : report["helpers"]) {
-        listed = listed || (helper["process_id"].asUInt() == m_helper.Id() &&
-                            helper["mark"].asString() == Utf16ToUtf8(m_strMark));
-    }
-    EXPECT_TRUE(listed);
-    EXPECT_TRUE(report["installed"]["mini_program"].asBool());
-    EXPECT_TRUE(report["wx_sdk"][0]["exists"].asBool());
-    EXPECT_TRUE(report["log"]["on"].asBool());
-    EXPECT_NE(run.strErr.find("nothing is wrong"), std::string::npos) << run.strErr;
-    // It has been looked at and not disturbed.
-    EXPECT_TRUE(m_helper.IsRunning());
-}
-
-TEST_F(Nexctl, DoctorSaysWhatIsWrongAndWhatToDo) {
-    ASSERT_EQ(Run({"start"}).dwExitCode, 0u);
-    // The caller that has gone is followed by another: the helper does not come to it.
-    const auto caller = Serve("nexctl");
-    const ConsoleRun run = Run({"doctor"});
-    EXPECT_EQ(run.dwExitCode, 5u) << run.strOut << run.strErr;
-    const Json::Value report = JsonLines(run.strOut).at(0);
-    EXPECT_EQ(report["service_pipe"]["state"].asString(), "free");
-    EXPECT_EQ(report["service_pipe"]["process_id"].asUInt(), GetCurrentProcessId());
-    std::string found;
-    for (const Json::Value& finding : report["findings"]) {
-        found += finding["what"].asString() + "\n";
-    }
-    EXPECT_NE(found.find("is served, but the helper is not connected to it"), std::string::npos) << found;
-    EXPECT_NE(found.find("ocean.dll is missing"), std::string::npos) << found;
-    EXPECT_NE(run.strErr.find("nexctl: wrong: the caller's pipe of the service"), std::string::npos) << run.strErr;
-}
-
-TEST_F(Nexctl, DoctorWithoutAHelperSaysThatNoneRuns) {
-    m_sandbox.LayOcean(L"good");
-    const ConsoleRun run = Run({"doctor"});
-    EXPECT_EQ(run.dwExitCode, 0u) << run.strErr;
-    EXPECT_FALSE(JsonLines(run.strOut).at(0)["mutex"]["exists"].asBool());
-    EXPECT_NE(run.strErr.find("no helper of the mark"), std::string::npos) << run.strErr;
 }
 
 TEST_F(Nexctl, FileThatIsNoExchangeEndsWithOne) {

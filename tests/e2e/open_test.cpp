@@ -50,7 +50,7 @@ TEST_F(OpenMiniApp, WholeExchangeFromReadyNoticeToExit) {
     EXPECT_TRUE(log.Has("receive MessageType::S_MT_ExitExeProcess"));
     EXPECT_TRUE(log.Has("DelayedDestroy strServiceId = svc, nInterval = 2000"));
     EXPECT_TRUE(log.Has("erase it ,is service id svc, nDelayedTaskCount = 0, bDLLWndExist = 1, bIsDelayedDestroy = 1"));
-    EXPECT_TRUE(log.Has("begin destruct strServiceId = svc "));
+    EXPECT_TRUE(log.Has("]begin destruct strServiceId = svc "));
     EXPECT_TRUE(log.Has("ovrinse Check procee exit begin"));
     EXPECT_FALSE(log.Has("process exit!")) << "that line stands behind the end of the process";
 }

@@ -1,6 +1,6 @@
 // What the helper refuses: silently on the wire, with a line in its log. And what ends it.
 #include "foundation/json_text.h"
-#include "ipc/frame.h"
+#include "ipc/transport/frame.h"
 #include "tests/e2e/end_to_end.h"
 
 namespace {
@@ -32,6 +32,7 @@ TEST_F(Refusals, EnvelopeThatCannotBeUsedIsALogLineAndSilence) {
         {"", "nlength is 0"},
         {"{", "parse error"},
         {"\0{}"s, "parse error"},
+        {R"({"content":{"p1":"{}","tag":"a)" + "\0"s + R"(b"},"message_type":7})", "parse error"},
         {"[]", "jvRoot is error"},
         {"5", "jvRoot is error"},
         {"null", "jvRoot is error"},
@@ -40,6 +41,7 @@ TEST_F(Refusals, EnvelopeThatCannotBeUsedIsALogLineAndSilence) {
         {R"({"content":{},"message_type":2.0})", "jvRoot not message_type"},
         {R"({"content":{},"message_type":true})", "jvRoot not message_type"},
         {R"({"content":{},"message_type":3000000000})", "jvRoot not message_type"},
+        {R"({"content":{},"message_type":-3000000000})", "jvRoot not message_type"},
         {R"({"message_type":2})", "jvRoot not content"},
         {R"({"content":"{}","message_type":2})", "jvRoot not content"},
         {R"({"content":[],"message_type":2})", "jvRoot not content"},
@@ -90,8 +92,10 @@ TEST_F(Refusals, HostsPipeRefusesTheSameWay) {
     const Refusal refusals[] = {
         {"", "nlength is 0"},
         {"{", "parse error"},
+        {R"({"content":{"tag":"a)" + "\0"s + R"(b"},"message_type":7})", "parse error"},
         {"[]", "jvRoot is error"},
         {R"({"content":{},"message_type":"2"})", "jvRoot not message_type"},
+        {R"({"content":{},"message_type":-3000000000})", "jvRoot not message_type"},
         {R"({"content":"x","message_type":6})", "jvRoot not content"},
         {R"({"content":{},"message_type":77})", "receive extension msg"},
     };

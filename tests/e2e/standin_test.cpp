@@ -176,7 +176,7 @@ TEST_F(StandIn, ProgramTellsHowItIsUsedAndWhatIsWrong) {
     Write("on 2\nwait x\n");
     const ConsoleRun check = RunConsoleProgram(program, {"--check", file});
     EXPECT_EQ(check.dwExitCode, 1u);
-    EXPECT_NE(check.strErr.find("line 2: this is no number"), std::string::npos) << check.strErr;
+    EXPECT_NE(check.strErr.find("line 2: this is not a number"), std::string::npos) << check.strErr;
     EXPECT_EQ(RunConsoleProgram(program, {"--check", file + "2"}).dwExitCode, 1u);
 
     // The copy, which keeps its record in the sandbox.
@@ -186,7 +186,7 @@ TEST_F(StandIn, ProgramTellsHowItIsUsedAndWhatIsWrong) {
     Write("");
     const ConsoleRun alone = RunConsoleProgram(m_sandbox.Exe(), {"/from:" + Utf16ToUtf8(m_strMark), "/service_id:x"});
     EXPECT_EQ(alone.dwExitCode, 2u);
-    EXPECT_NE(alone.strErr.find("nobody serves"), std::string::npos) << alone.strErr;
+    EXPECT_NE(alone.strErr.find("no caller serves"), std::string::npos) << alone.strErr;
 }
 
 }  // namespace

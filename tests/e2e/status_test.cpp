@@ -4,6 +4,7 @@
 #include "foundation/json_text.h"
 #include "foundation/text_helpers.h"
 #include "tests/e2e/end_to_end.h"
+#include "tests/support/login_mark.h"
 #include "tests/support/opened_envelope.h"
 #include "tests/support/private_registry.h"
 #include "tests/support/stand_in_process.h"
@@ -45,6 +46,16 @@ TEST_F(AppStatus, MachineWithTheMiniProgramApplicationAlone) {
         R"({"mini_wx_inst":"1","mini_wx_login":"0","wx_inst":"0","wx_login":"0","yyb_inst":"0","yyb_login":"0"})");
     EXPECT_EQ(ReadNumber(HKEY_CURRENT_USER, kStatusKey, L"mini_install"), 1u);
     EXPECT_EQ(ReadNumber(HKEY_CURRENT_USER, kStatusKey, L"wx_install"), 0u);
+}
+
+TEST_F(AppStatus, FreshLoginMarkOfTheMiniProgramApplicationIsALogin) {
+    const CRegistryValue mark(HKEY_CURRENT_USER, kLoginMarkKey, kLoginMarkValue, KEY_WOW64_32KEY, REG_BINARY,
+                              LoginMarkBytes(1, 60));
+    StartHelper();
+    EXPECT_EQ(
+        StatusText(),
+        R"({"mini_wx_inst":"1","mini_wx_login":"1","wx_inst":"0","wx_login":"0","yyb_inst":"0","yyb_login":"0"})");
+    EXPECT_EQ(ReadNumber(HKEY_CURRENT_USER, kStatusKey, L"mini_login"), 1u);
 }
 
 TEST_F(AppStatus, InstalledClientThatDoesNotRunIsNotLoggedIn) {

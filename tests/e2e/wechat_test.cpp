@@ -14,7 +14,7 @@
 #include "tests/support/stand_in_wechat.h"
 #include "tests/support/tls_test_server.h"
 #include "tests/support/unique_name.h"
-#include "tests/unit/support/picture_files.h"
+#include "tests/unit/support/picture/picture_files.h"
 
 namespace {
 

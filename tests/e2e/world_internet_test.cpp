@@ -4,7 +4,7 @@
 #include "tests/support/private_registry.h"
 
 #include "foundation/json_text.h"
-#include "support/http_transfer.h"
+#include "support/http/http_transfer.h"
 
 namespace {
 

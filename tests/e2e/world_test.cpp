@@ -1,5 +1,7 @@
 // nexlet-world brings a world up around the real helper and takes it down: what exports of the registry say before and
 // behind is the same, and no file and no process stays.
+#include <thread>
+
 #include "tests/e2e/world_fixture.h"
 #include "tests/support/private_registry.h"
 #include "tests/support/stand_in_process.h"
@@ -122,6 +124,43 @@ TEST_F(World, WorldThatACrashLeftHalfWayGoesDownFromItsJournal) {
     }
     std::ofstream(m_directory / ".nexlet-world", std::ios::binary | std::ios::app) << R"({"kind":"value","pl)";
     const ConsoleRun down = Down();
+    EXPECT_EQ(down.dwExitCode, 0u) << down.strErr;
+    ExpectNothingLeft(before);
+}
+
+TEST_F(World, DownNamesAFileThatIsHeldAndTheNextDownRemovesIt) {
+    const std::string before = Exports();
+    ASSERT_EQ(Up("installed WeChat\nfile nexlet.exe a/held.exe\nfile nexlet.exe b/free.exe").dwExitCode, 0u);
+    {
+        const CFileHandle held(CreateFileW((m_directory / "a/held.exe").c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                                           OPEN_EXISTING, 0, nullptr));
+        ASSERT_TRUE(held.valid());
+        const ConsoleRun down = Down();
+        EXPECT_EQ(down.dwExitCode, 3u);
+        EXPECT_NE(down.strErr.find("held.exe is held by another program (system error 32)"), std::string::npos)
+            << down.strErr;
+        EXPECT_FALSE(fs::exists(m_directory / "b")) << "only what is held stays";
+        EXPECT_TRUE(fs::exists(m_directory / ".nexlet-world"));
+    }
+    EXPECT_EQ(Down().dwExitCode, 0u);
+    ExpectNothingLeft(before);
+}
+
+TEST_F(World, DownWaitsForAFileThatIsHeldForAMoment) {
+    const std::string before = Exports();
+    ASSERT_EQ(Up("file nexlet.exe a/held.exe\nfile nexlet.exe b/free.exe").dwExitCode, 0u);
+    SetFileAttributesW((m_directory / "b/free.exe").c_str(), FILE_ATTRIBUTE_READONLY);
+    CFileHandle held(CreateFileW((m_directory / "a/held.exe").c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                                 OPEN_EXISTING, 0, nullptr));
+    ASSERT_TRUE(held.valid());
+    ConsoleRun down;
+    std::thread taker([&] { down = Down(); });
+    // "down" goes on with the rest and comes back to what is held.
+    while (fs::exists(m_directory / "b")) {
+        Sleep(10);
+    }
+    held.reset();
+    taker.join();
     EXPECT_EQ(down.dwExitCode, 0u) << down.strErr;
     ExpectNothingLeft(before);
 }

@@ -40,7 +40,7 @@ class ExampleTest(unittest.TestCase):
         run(WINE / "make-prefix", PREFIX)
         cls.addClassCleanup(run, WINE / "stop", PREFIX)
         (PREFIX / "drive_c/temp").mkdir(exist_ok=True)
-        # On drive C, so that paths stay short wherever this tree lies.
+        # On drive C, so that paths stay short wherever this tree is.
         temporary = tempfile.TemporaryDirectory(dir=PREFIX / "drive_c/temp")
         cls.addClassCleanup(temporary.cleanup)
         cls.folder = pathlib.Path(temporary.name)

@@ -22,6 +22,7 @@ SOURCE_DIR, BUILD_DIR, OUT = pathlib.Path(SOURCE_DIR), pathlib.Path(BUILD_DIR), 
 
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(SOURCE_DIR / "tests" / "program"))
+from import_library import MACHINE_X64, NAME_AS_IS, TYPE_CODE, ImportLibrary  # noqa: E402
 from pe_file import PeFile  # noqa: E402
 from relink import relink  # noqa: E402
 
@@ -31,14 +32,14 @@ MADE = {f"{NAME}.zip", f"{NAME}-symbols.zip", f"{NAME}-world.zip", f"{NAME}.cdx.
 PROGRAMS = ["bin/nexctl.exe", "bin/nexlet.exe", "bin/nexlet_client.dll"]
 CONTENTS = PROGRAMS + [
     "CHANGELOG.md",
-    "docs/beacons.md", "docs/client.md", "docs/envelope.md", "docs/package.md", "docs/pictures/doctor.png",
+    "docs/beacons.md", "docs/client.md", "docs/envelope.md", "docs/glossary.md", "docs/log-lines.md", "docs/nexlet.md", "docs/package.md", "docs/pictures/doctor.png",
     "docs/pictures/timeline.png", "docs/protocol.md", "docs/refusals.md",
-    "docs/registry.md", "docs/signer-check.md", "docs/threats.md", "docs/troubleshooting.md",
+    "docs/registry.md", "docs/signer-check.md", "docs/threats.md", "docs/troubleshooting.md", "docs/windows.md",
     "examples/caller/CMakeLists.txt", "examples/caller/caller.cpp",
     "include/nexlet_client.h", "include/nexlet_client.hpp",
     "lib/cmake/nexlet/nexlet-config-version.cmake", "lib/cmake/nexlet/nexlet-config.cmake",
     "lib/cmake/nexlet/nexlet-targets-relwithdebinfo.cmake", "lib/cmake/nexlet/nexlet-targets.cmake",
-    "lib/nexlet_client.def", "lib/nexlet_client.dll.a",
+    "lib/nexlet_client.def", "lib/nexlet_client.dll.a", "lib/nexlet_client.lib",
     "licenses/THIRD-PARTY.md", "licenses/gcc-runtime.txt", "licenses/jsoncpp.txt", "licenses/mingw-w64.txt",
     "sbom.cdx.json"]
 OCEANS = ["broken", "failing", "good", "inside", "inside_thread", "late", "missing_export", "refusing", "unknown_id"]
@@ -85,7 +86,7 @@ def make_package(out):
 def debug_link(pe):
     """The name and the checksum by which a program refers to its debug information."""
     for name, _, size, raw, _ in pe.sections:
-        # A long name stands in the table of strings, behind the symbols of which there are none.
+        # A long name is in the table of strings, which follows the (empty) table of symbols.
         if name == ".gnu_debuglink" or name.startswith("/"):
             data = pe.data[raw:raw + size]
             end = data.find(b"\0")
@@ -162,7 +163,7 @@ class PackageTest(unittest.TestCase):
 
     def test_library_needs_nothing_but_windows(self):
         library = PeFile(self.unpacked / "bin/nexlet_client.dll")
-        self.assertLessEqual(set(library.imports()), {"advapi32.dll", "kernel32.dll", "msvcrt.dll"})
+        self.assertLessEqual(set(library.imports()), {"advapi32.dll", "kernel32.dll", "msvcrt.dll", "user32.dll"})
 
     def test_console_needs_windows_and_the_library(self):
         imports = set(PeFile(self.unpacked / "bin/nexctl.exe").imports())
@@ -177,6 +178,20 @@ class PackageTest(unittest.TestCase):
         symbols = (self.unpacked / "lib/nexlet_client.dll.a").read_bytes()
         for name in exports:
             self.assertIn(f"__imp_{name}\0".encode(), symbols)
+
+    def test_import_library_for_microsofts_linker_is_in_the_short_form(self):
+        library = ImportLibrary(self.unpacked / "lib/nexlet_client.lib")
+        exports = sorted(PeFile(self.unpacked / "bin/nexlet_client.dll").exports())
+        self.assertEqual(sorted(one.name for one in library.imports), exports)
+        for one in library.imports:
+            self.assertEqual((one.version, one.machine, one.time), (0, MACHINE_X64, 0), one.name)
+            self.assertEqual((one.type, one.name_type), (TYPE_CODE, NAME_AS_IS), one.name)
+            self.assertEqual(one.library, "nexlet_client.dll")
+        # The descriptor of the library, the end of the list of descriptors, the end of its list of addresses.
+        self.assertEqual(library.others, [[".idata$2", ".idata$6"], [".idata$3"], [".idata$5", ".idata$4"]])
+        self.assertEqual(library.times, {0})
+        # The one for mingw-w64 is in the other form.
+        self.assertEqual(ImportLibrary(self.unpacked / "lib/nexlet_client.dll.a").imports, [])
 
     def test_checksums_match(self):
         lines = (OUT / "SHA256SUMS").read_text(encoding="utf-8").splitlines()
@@ -293,7 +308,7 @@ class PackageTest(unittest.TestCase):
 
     def test_is_the_same_after_all_programs_were_linked_again(self):
         if not NINJA:
-            self.skipTest("only Ninja tells how a program is linked")
+            self.skipTest("only Ninja shows how a program is linked")
         tool = runpy.run_path(str(SOURCE_DIR / "tools" / "package"))
         with tempfile.TemporaryDirectory(dir=BUILD_DIR) as folder:
             folder = pathlib.Path(folder)

@@ -7,8 +7,8 @@
 
 #include <cstdlib>
 
-#include "support/cos_op.h"
-#include "support/gdiplus_start.h"
+#include "support/picture/cos_op.h"
+#include "support/picture/gdiplus_start.h"
 
 int main() {
     int count = 0;

@@ -6,7 +6,7 @@
 #include <cstdlib>
 
 #include "foundation/text_helpers.h"
-#include "support/loading_window.h"
+#include "support/loading/loading_window.h"
 
 int main() {
     int count = 0;

@@ -10,8 +10,11 @@ program of a prefix has seen, so what ran in the prefix before is ended first.
 The X server ends when its .display is taken away, and by itself after an hour.
 """
 import os
+import shutil
+import struct
 import subprocess
 import sys
+import tempfile
 import time
 from pathlib import Path
 
@@ -23,17 +26,31 @@ class Screen:
     """An X server on a free display, for the length of a with block."""
 
     def __init__(self, width=1280, height=1024):
+        self.width, self.height = width, height
+        # The server keeps what it shows in a file there.
+        self.folder = tempfile.mkdtemp(prefix="screen-")
         reader, writer = os.pipe()
         self.server = subprocess.Popen(
-            ["Xvfb", "-displayfd", str(writer), "-screen", "0", f"{width}x{height}x24", "-nolisten", "tcp"],
+            ["Xvfb", "-displayfd", str(writer), "-screen", "0", f"{width}x{height}x24", "-nolisten", "tcp", "-nocursor",
+             "-fbdir", self.folder],
             pass_fds=[writer], stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         os.close(writer)
         with os.fdopen(reader) as file:
             number = file.readline().strip()
         if not number:
-            self.server.wait()
+            self.__exit__()
             raise OSError("Xvfb ended before it could be used")
         self.display = ":" + number
+
+    def pixels(self):
+        """What the screen shows now: rows from the top, four bytes a pixel (blue, green, red and one that is not used)."""
+        with open(Path(self.folder, "Xvfb_screen0"), "rb") as file:
+            whole = file.read()
+        # An XWD file: big-endian words, among them the size of the header, the bytes of a row and the colours that follow.
+        word = struct.unpack(">25I", whole[:100])
+        row, begin = word[12], word[0] + 12 * word[19]
+        assert row == 4 * self.width, f"a row of {row} bytes"
+        return whole[begin:begin + row * self.height]
 
     def __enter__(self):
         return self
@@ -41,11 +58,12 @@ class Screen:
     def __exit__(self, *_):
         self.server.terminate()
         self.server.wait()
+        shutil.rmtree(self.folder)
 
 
 def serve(prefix):
     with Screen() as screen:
-        # The file appears whole: whoever waits for it reads the display.
+        # The file appears complete: a reader that waits for it reads the display.
         file = prefix / ".display"
         Path(f"{file}.new").write_text(screen.display)
         os.replace(f"{file}.new", file)
@@ -63,7 +81,7 @@ def stop(prefix):
 def start(prefix):
     subprocess.run([TOOLS / "make-prefix", prefix], check=True)
     stop(prefix)
-    # Its own session and no inherited output: whoever reads ours must not wait for it.
+    # A session of its own and no inherited output: a reader of our output must not wait for it.
     server = subprocess.Popen([sys.executable, os.path.abspath(__file__), "serve", prefix], stdin=subprocess.DEVNULL,
                               stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, start_new_session=True)
     while not (prefix / ".display").is_file():

@@ -111,7 +111,7 @@ class Server:
             listener = socket.create_server(("127.0.0.1", 0))
             lines += f"{name} {listener.getsockname()[1]}\n"
             threading.Thread(target=self.accept, args=(name, listener), daemon=True).start()
-        # The file appears whole: whoever waits for it reads every port.
+        # The file appears complete: a reader that waits for it reads every port.
         ports = os.path.join(self.folder, "ports.txt")
         with open(ports + ".new", "w", encoding="utf-8") as file:
             file.write(lines)
@@ -139,7 +139,7 @@ def start(folder):
     stop(folder)
     for name in SUBJECTS:
         make_certificate(folder, name)
-    # Its own session and no inherited output: whoever reads ours must not wait for it.
+    # A session of its own and no inherited output: a reader of our output must not wait for it.
     server = subprocess.Popen([sys.executable, os.path.abspath(__file__), "serve", folder], stdin=subprocess.DEVNULL,
                               stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, start_new_session=True)
     while not os.path.exists(os.path.join(folder, "ports.txt")):

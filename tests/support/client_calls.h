@@ -10,9 +10,9 @@
 
 struct ClientCall {
     enum class Kind {
-        Request,  // goes to the helper and waits for what it says
-        Notice,   // goes to the helper and is done once it is read, for which it is long
-        Wait,     // goes nowhere
+        Request,  // is sent to the helper and waits for its reply
+        Notice,   // is sent to the helper and done once it was read; it is long for that reason
+        Wait,     // sends nothing
     };
     const char* pszName;
     Kind kind;
@@ -33,7 +33,7 @@ nexlet_result WithText(Ask ask) {
 inline constexpr char kOpen[] = R"({"type":"miniApp","from":"x","taskId":"t","appId":"a","appPath":"p"})";
 inline constexpr char kQuestion[] = R"({"type":"miniApp","from":"x","taskId":"t","interval":0})";
 
-// So long that a helper which stands still has not read it by the read that it had begun.
+// So long that the read that a stopped helper had begun does not take all of it.
 inline std::string Padded(const char* json) {
     return R"({"padding":")" + std::string(8192, 'x') + "\"," + (json + 1);
 }

@@ -52,6 +52,13 @@ ConsoleRun RunConsoleProgram(const std::wstring& exe, const std::vector<std::str
     for (const std::string& argument : arguments) {
         line += L" " + Quoted(Utf8ToUtf16(argument));
     }
+    return RunCommandLine(exe, line, input, timeoutMs);
+}
+
+ConsoleRun RunCommandLine(const std::wstring& exe, const std::wstring& commandLine, const std::string& input,
+                          std::uint32_t timeoutMs) {
+    // The system may write into the command line's buffer.
+    std::wstring line = commandLine;
     wchar_t temp[MAX_PATH] = {};
     GetTempPathW(MAX_PATH, temp);
     const std::wstring stem = temp + UniqueName(L"console");

@@ -15,6 +15,10 @@ struct ConsoleRun {
     std::string strErr;
 };
 
+// Runs a program with a command line as it stands, the program's own name first. input becomes standard input.
+ConsoleRun RunCommandLine(const std::wstring& exe, const std::wstring& commandLine, const std::string& input = {},
+                          std::uint32_t timeoutMs = 60000);
+
 // Each argument arrives as it is given, quotation marks and blanks included. input becomes standard input.
 ConsoleRun RunConsoleProgram(const std::wstring& exe, const std::vector<std::string>& arguments,
                              const std::string& input = {}, std::uint32_t timeoutMs = 60000);

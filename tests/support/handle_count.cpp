@@ -11,7 +11,7 @@ namespace {
 // process has just begun and holds none yet, and with it goes everything that runs in the prefix.
 std::size_t CountByTrying(HANDLE hProcess) {
     constexpr std::uintptr_t kStep = 4;
-    // Values are given out lowest first, so behind a long gap there are none.
+    // The lowest free value is used first, so after a long gap there are no more.
     constexpr std::uintptr_t kLongGap = 1024 * kStep;
     std::size_t count = 0;
     std::uintptr_t last = 0;

@@ -5,7 +5,7 @@
 
 #include "foundation/windows_headers.h"
 
-// 0 when the system cannot tell.
+// 0 when the system does not say.
 std::size_t OwnHandleCount();
 
 // The same of another process: hProcess is open for queries and for copying handles out of it. 0 when the system cannot

@@ -4,6 +4,7 @@
 
 #include "foundation/handle.h"
 #include "foundation/text_helpers.h"
+#include "tests/support/log_page.h"
 
 namespace {
 
@@ -26,22 +27,6 @@ std::wstring ReadWide(const std::wstring& path) {
     return text;
 }
 
-// What stands behind "[Function(line)]" and one blank.
-std::string_view WithoutOrigin(std::string_view line) {
-    if (!line.starts_with('[')) {
-        return line;
-    }
-    const std::size_t end = line.find(")]");
-    if (end == std::string_view::npos) {
-        return line;
-    }
-    line.remove_prefix(end + 2);
-    if (line.starts_with(' ')) {
-        line.remove_prefix(1);
-    }
-    return line;
-}
-
 }  // namespace
 
 CHelperLog::CHelperLog(DWORD dwProcessId)
@@ -59,7 +44,7 @@ std::vector<std::string> CHelperLog::Lines() const {
         const std::size_t tab = line.find(L'\t');
         std::string message = Utf16ToUtf8(tab == std::wstring::npos ? line : line.substr(tab + 1));
         if (message == "start") {
-            // A process id comes again: what stands before is another run.
+            // Process ids are reused: earlier lines belong to another run.
             lines.clear();
         }
         lines.push_back(std::move(message));
@@ -70,9 +55,8 @@ std::vector<std::string> CHelperLog::Lines() const {
 
 std::size_t CHelperLog::Count(std::string_view text) const {
     const auto lines = Lines();
-    return static_cast<std::size_t>(std::count_if(lines.begin(), lines.end(), [&](const std::string& line) {
-        return line == text || WithoutOrigin(line) == text;
-    }));
+    return static_cast<std::size_t>(
+        std::count_if(lines.begin(), lines.end(), [&](const std::string& line) { return IsLogLine(line, text); }));
 }
 
 std::string CHelperLog::Find(std::string_view part) const {

@@ -15,14 +15,15 @@ class CHelperLog {
 
     // The lines of the process's latest run, in UTF-8, without time: "[Function(line)] text". Empty without a file.
     std::vector<std::string> Lines() const;
-    // How many lines are exactly text behind their "[Function(line)]" and blank, or are exactly text.
+    // How many lines are exactly text after their "[Function(line)]" and one blank, or are exactly text without a
+    // prefix. A text that begins with "]" follows its prefix without a blank.
     std::size_t Count(std::string_view text) const;
     bool Has(std::string_view text) const { return Count(text) > 0; }
     // The first line that contains part, or an empty text.
     std::string Find(std::string_view part) const;
     // Every line that contains part.
     std::vector<std::string> FindAll(std::string_view part) const;
-    // Whether lines that contain these parts stand behind each other in this order, whatever stands between them. The
+    // Whether lines that contain these parts follow each other in this order, with any lines between them. The
     // first part that does not come in its turn, or an empty text.
     std::string FirstOutOfOrder(const std::vector<std::string>& parts) const;
     // Waits until a line contains part at least count times over.

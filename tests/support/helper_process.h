@@ -16,9 +16,9 @@ class CHelperProcess {
     CHelperProcess(CHelperProcess&&) = default;
     CHelperProcess& operator=(CHelperProcess&&) = default;
 
-    // Starts the program with these arguments behind its path, as they stand.
+    // Starts the program with these arguments, unchanged, after its path.
     bool Start(const std::wstring& exe, const std::wstring& arguments);
-    // Takes care of a process that somebody else has started.
+    // Takes care of a process that was started elsewhere.
     bool Attach(DWORD dwProcessId);
 
     bool IsRunning() const;

@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include "support/wininet_api.h"
+#include "support/http/wininet_api.h"
 
 namespace {
 
@@ -240,7 +240,7 @@ void HttpTestServer::Serve(SOCKET client) {
             }
         }
         if (!reply.bReset) {
-            // The client has the whole answer before the connection goes, whatever it still had to say.
+            // The client has the whole answer before the connection is closed, whatever it still had to send.
             shutdown(client, SD_SEND);
         }
     }

@@ -1,4 +1,4 @@
-// A real HTTP server on a free loopback port of this process, told by each test how to answer. It can serve as the
+// A real HTTP server on a free loopback port of this process, each test says how it answers. It can serve as the
 // proxy of the process too: absolute targets arrive as they are, and CONNECT can be tunnelled to a TLS server.
 #pragma once
 
@@ -26,10 +26,10 @@ struct HttpTestRequest {
 
 struct HttpTestReply {
     std::string strBytes;              // everything, status line included; nothing at all is an answer too
-    std::size_t nBytesBeforeGate = 0;  // how much goes out before the gate is waited for
+    std::size_t nBytesBeforeGate = 0;  // how much is sent before the wait for the gate
     HANDLE hGate = nullptr;            // weak: the rest waits for this event, 30 seconds at most
     bool bReset = false;               // ends with a reset connection instead of a clean close
-    std::uint16_t nTunnelPort = 0;     // for CONNECT: relay to this loopback port behind the bytes
+    std::uint16_t nTunnelPort = 0;     // for CONNECT: relay to this loopback port after the bytes
 
     // A whole answer with its length; headers are lines with CR LF.
     static HttpTestReply Of(int status, const std::string& body = {}, const std::string& headers = {});
@@ -49,7 +49,7 @@ class HttpTestServer {
     HttpTestServer& operator=(const HttpTestServer&) = delete;
 
     std::uint16_t Port() const { return m_nPort; }
-    // "http://127.0.0.1:PORT" and path behind it.
+    // "http://127.0.0.1:PORT" followed by path.
     std::wstring Url(const std::wstring& path) const;
 
     // What has arrived so far, in order of arrival.
@@ -76,7 +76,7 @@ class HttpTestServer {
 };
 
 // Makes a loopback port the system's HTTP proxy for the length of a scope, in the registry of the current user; port 0
-// stands for no proxy. They nest. Tests that use it share a resource lock, as there is one registry.
+// means no proxy. They nest. Tests that use it share a resource lock, as there is one registry.
 class ScopedInternetProxy {
   public:
     explicit ScopedInternetProxy(std::uint16_t port);

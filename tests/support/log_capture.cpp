@@ -2,8 +2,11 @@
 
 #include <mutex>
 
+#include <gtest/gtest.h>
+
 #include "foundation/log.h"
 #include "foundation/text_helpers.h"
+#include "tests/support/log_page.h"
 
 namespace {
 
@@ -14,20 +17,6 @@ void Collect(const wchar_t* text) {
     std::string line = Utf16ToUtf8(text);
     const std::lock_guard guard(g_mutex);
     g_vecLines.push_back(std::move(line));
-}
-
-// The text behind "[Function(line)]", with the blank that often follows it taken away.
-std::string_view WithoutOrigin(std::string_view line) {
-    if (line.starts_with('[')) {
-        const std::size_t end = line.find(")]");
-        if (end != std::string_view::npos) {
-            line.remove_prefix(end + 2);
-            if (line.starts_with(' ')) {
-                line.remove_prefix(1);
-            }
-        }
-    }
-    return line;
 }
 
 }  // namespace
@@ -42,6 +31,9 @@ LogCapture::LogCapture() {
 LogCapture::~LogCapture() {
     g_bDebugLog.store(0);
     SetLogObserver(nullptr);
+    for (const std::string& line : Lines()) {
+        EXPECT_EQ(LogLineFault(line), "");
+    }
 }
 
 std::vector<std::string> LogCapture::Lines() const {
@@ -52,7 +44,7 @@ std::vector<std::string> LogCapture::Lines() const {
 std::size_t LogCapture::Count(std::string_view text) const {
     std::size_t count = 0;
     for (const std::string& line : Lines()) {
-        count += WithoutOrigin(line) == text || line == text ? 1 : 0;
+        count += IsLogLine(line, text) ? 1 : 0;
     }
     return count;
 }

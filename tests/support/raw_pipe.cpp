@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "ipc/frame.h"
+#include "ipc/transport/frame.h"
 #include "tests/support/unique_name.h"
 
 namespace {
@@ -48,7 +48,7 @@ bool CRawPipe::Finish(BOOL bStarted, OVERLAPPED& overlapped, DWORD nWaitMs, DWOR
     }
     if (WaitForSingleObject(overlapped.hEvent, nWaitMs) != WAIT_OBJECT_0) {
         CancelIoEx(m_hPipe.get(), &overlapped);
-        // Cancelled or done after all; either way it is over before the block goes.
+        // Cancelled or done after all; either way it is over before the block is freed.
         return GetOverlappedResult(m_hPipe.get(), &overlapped, &nBytes, /*bWait=*/TRUE) != FALSE;
     }
     return GetOverlappedResult(m_hPipe.get(), &overlapped, &nBytes, /*bWait=*/FALSE) != FALSE;

@@ -10,7 +10,7 @@
 // How long a test waits for what must come. Long: it is only reached when a test fails.
 inline constexpr DWORD kTestWaitMs = 20000;
 
-// Names nobody else uses, in this or any other test process.
+// Names that are not used elsewhere, in this or any other test process.
 std::wstring UniquePipeName();
 std::wstring UniqueEventName();
 
@@ -29,7 +29,7 @@ class CRawPipe {
 
     // True when a client is connected, also when it came before the call.
     bool WaitForClient(DWORD nWaitMs = kTestWaitMs);
-    // Writes all of bytes; false when the other end went away or nobody read them in time.
+    // Writes all of bytes; false when the other end was closed or did not read them in time.
     bool Write(std::string_view bytes, DWORD nWaitMs = kTestWaitMs);
     // Up to nMax bytes, empty when the other end went away or nothing came in time.
     std::string ReadSome(std::size_t nMax, DWORD nWaitMs = kTestWaitMs);

@@ -15,15 +15,15 @@ class CSandbox {
     CSandbox& operator=(const CSandbox&) = delete;
 
     const std::wstring& Exe() const { return m_strExe; }
-    // Two levels above the program's path: where the SDK folders lie.
+    // Two levels above the program's path: where the SDK folders are.
     const std::wstring& SdkPath() const { return m_strApp; }
 
-    // Lays a variant of the stand-in SDK where a helper looks for it: in "wxsdk", or, for a mark that contains "ml", in
-    // the SDK path itself.
+    // Copies a variant of the stand-in SDK to where a helper looks for it: in "wxsdk", or, for a mark that contains
+    // "ml", in the SDK path itself.
     void LayOcean(const std::wstring& variant, bool mlHost = false);
     // Sets one line of its ocean.ini.
     void SetOcean(const wchar_t* key, const std::wstring& value);
-    // The calls that the stand-in SDK has got, one a line.
+    // The calls that the stand-in SDK received, one a line.
     std::string OceanCalls() const;
 
     void EndPrograms() const;

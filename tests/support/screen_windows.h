@@ -1,4 +1,4 @@
-// Windows on the screen, as somebody who sits before it sees them.
+// Windows on the screen, as a user sees them.
 #pragma once
 
 #include "foundation/windows_headers.h"

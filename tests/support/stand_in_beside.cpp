@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <fstream>
+#include <iterator>
 
 #include <gtest/gtest.h>
 
@@ -18,6 +19,20 @@ void CStandInBeside::Set(const wchar_t* key, const std::wstring& value) {
         std::ofstream(settings, std::ios::binary) << "\xFF\xFE";
     }
     EXPECT_TRUE(WritePrivateProfileStringW(m_strName.c_str(), key, value.c_str(), settings.c_str()));
+}
+
+void CStandInBeside::BreakText(const wchar_t* file, const std::string& text) const {
+    std::ifstream input(m_folder / file, std::ios::binary);
+    std::string bytes((std::istreambuf_iterator<char>(input)), std::istreambuf_iterator<char>());
+    input.close();
+    const std::string alone = '\0' + text + '\0';
+    int nBroken = 0;
+    for (std::size_t at = bytes.find(alone); at != std::string::npos; at = bytes.find(alone, at + 1)) {
+        ++bytes[at + text.size()];
+        ++nBroken;
+    }
+    EXPECT_GT(nBroken, 0) << text;
+    std::ofstream(m_folder / file, std::ios::binary) << bytes;
 }
 
 std::vector<std::string> CStandInBeside::Calls() const {

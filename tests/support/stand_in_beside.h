@@ -1,4 +1,4 @@
-// What a stand-in of the world keeps beside its file: its settings, and the calls it has got.
+// What a stand-in of the world keeps in its folder: its settings, and the calls it received.
 #pragma once
 
 #include <filesystem>
@@ -7,11 +7,14 @@
 
 class CStandInBeside {
   public:
-    // The stand-in lies in folder, which is there, and calls itself name.
+    // The stand-in is in folder, which exists, and its name is name.
     CStandInBeside(const std::filesystem::path& folder, const std::wstring& name);
 
     // Sets one line of its settings.
     void Set(const wchar_t* key, const std::wstring& value);
+    // Changes the last letter of a text wherever it stands alone in one of its files: of the name of an export, which
+    // the file then lacks.
+    void BreakText(const wchar_t* file, const std::string& text) const;
     // The calls it got so far.
     std::vector<std::string> Calls() const;
     // Those that begin with name.

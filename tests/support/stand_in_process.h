@@ -18,7 +18,7 @@ std::filesystem::path WorldFolder();
 // Polls until the condition holds; false after ten seconds.
 bool WaitUntil(const std::function<bool()>& condition);
 
-// A named event that nobody else uses, not signalled.
+// A named event of this test alone, not signalled.
 class CTestEvent {
   public:
     CTestEvent();
@@ -32,7 +32,7 @@ class CTestEvent {
 };
 
 // A process of the program path for the length of a scope: a copy of the stand-in, or of another program of the world,
-// is put there. arguments may ask for windows and otherwise only stand in its command line. It ends with this process
+// is put there. arguments may ask for windows and otherwise only show in its command line. It ends with this process
 // at the latest.
 class CStandInProcess {
   public:

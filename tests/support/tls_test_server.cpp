@@ -9,7 +9,7 @@
 
 namespace {
 
-// The server's folder lies beside the one of the programs.
+// The server's folder is next to the one of the programs.
 std::filesystem::path FilePath(const char* name) {
     wchar_t program[MAX_PATH] = {};
     GetModuleFileNameW(nullptr, program, MAX_PATH);

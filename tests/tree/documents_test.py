@@ -51,29 +51,14 @@ def joined(text):
     return re.sub(r'"\s*\n\s*L?"', "", text)
 
 
-def log_formats(text):
-    """The texts of the log calls in this C++ text, without the prefix that the call fills in."""
-    found = re.findall(r"NXL_LOG\(\s*" + LITERAL, joined(text))
-    return {re.sub(r"^\[%s\(%d\)\] ?", "", one).strip() for one in found}
-
-
 class Documents(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         cls.sources = {path: read(path) for path in files("*.cpp", "*.h")
                        if path.relative_to(ROOT).parts[0] in FLOORS}
-        cls.formats = set().union(*map(log_formats, cls.sources.values()))
-
-    def formats_of(self, function):
-        """What a function logs; None when there is none of this name."""
-        start = re.compile(r"^[^\s/#].*\b" + re.escape(function) + r"\(", re.M)
-        found = None
-        for text in self.sources.values():
-            for match in start.finditer(text):
-                body = text[match.start():text.find("\n}", match.start())]
-                if "{" in body:
-                    found = (found or set()) | log_formats(body)
-        return found
+        # What each operation logs; log_lines_test.py holds that page to the sources.
+        cls.lines = {(name.strip("`"), line.strip("`").removeprefix("[%s(%d)]").strip())
+                     for name, line in rows("docs/log-lines.md", "operation", "line")}
 
     def test_every_link_in_a_page_leads_somewhere(self):
         pages = files("*.md")
@@ -115,10 +100,10 @@ class Documents(unittest.TestCase):
                 functions = CODE.findall(said_by)
             for line in CODE.findall(cell):
                 seen += 1
-                if line not in self.formats:
+                if line not in {text for _, text in self.lines}:
                     faults.append(f"nobody logs: {line}")
                 for function in functions:
-                    if line not in (self.formats_of(function) or ()):
+                    if not any(text == line and ("::" + name).endswith("::" + function) for name, text in self.lines):
                         faults.append(f"{function} does not log: {line}")
         self.assertGreater(seen, 40)
         self.assertEqual(faults, [])
@@ -129,13 +114,13 @@ class Documents(unittest.TestCase):
         self.assertGreater(len(values), 15)
         self.assertEqual([value for value in values if value not in literals], [])
 
-    def test_every_finding_of_the_troubles_is_one_that_the_doctor_has(self):
-        doctor = joined(read(ROOT / "nexctl/doctor.cpp") + read(ROOT / "nexctl/runner_tools.cpp"))
-        spoken = re.findall(r'"((?:[^"\\]|\\.)*)"', doctor)
-        pieces = [piece.strip() for cell, in rows("docs/troubleshooting.md", "says") for line in CODE.findall(cell)
-                  for piece in line.split("...")]
-        self.assertGreater(len(pieces), 15)
-        self.assertEqual([piece for piece in pieces if not any(piece in one for one in spoken)], [])
+    def test_findings_of_the_doctor_and_of_its_page_are_the_same(self):
+        kinds = {"Wrong": "wrong", "Note": "note"}
+        judged = [(code, kinds[kind]) for kind, code in
+                  re.findall(r'\b(Wrong|Note)\(\s*"([a-z.-]+)"', read(ROOT / "nexctl/doctor/judge.cpp"))]
+        told = [(CODE.findall(cells[0])[0], cells[1].strip()) for cells in rows("docs/troubleshooting.md", "code", "finding")]
+        self.assertGreater(len(told), 30)
+        self.assertEqual(sorted(set(judged)), sorted(told))
 
     def test_the_caller_that_newcomers_are_shown_compiles(self):
         code, = re.findall(r"^```c\n(.*?)^```", read(ROOT / "docs/getting-started.md"), re.M | re.S)

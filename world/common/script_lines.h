@@ -15,10 +15,10 @@ struct ScriptLine {
 // The lines that say something: none that are blank or begin with "#". A byte-order mark is skipped.
 std::vector<ScriptLine> ReadScriptLines(std::string_view text);
 
-// Takes the first word off text, and the blanks behind it; empty when there is none.
+// Removes the first word of text, and the blanks after it; empty when there is none.
 std::string_view TakeWord(std::string_view& text);
 
-// Takes a word, or what stands between quotation marks. False when there is none.
+// Takes a word, or the text between quotation marks. False when there is none.
 bool TakeName(std::string_view& text, std::string& name);
 
 // Takes a name that is a path below a folder, relative and never up, with backslashes in it. False when it is none.

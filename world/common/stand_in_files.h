@@ -1,4 +1,4 @@
-// What every stand-in has: settings in NAME.ini and a record of its calls in NAME_calls.txt, both beside its file, and
+// What every stand-in has: settings in NAME.ini and a record of its calls in NAME_calls.txt, both in its folder, and
 // threads that act later.
 #pragma once
 
@@ -21,7 +21,7 @@ class CStandInFiles {
     CStandInFiles(const CStandInFiles&) = delete;
     CStandInFiles& operator=(const CStandInFiles&) = delete;
 
-    // Read anew at every call.
+    // Read again at every call.
     std::wstring Setting(const wchar_t* key, const wchar_t* otherwise = L"") const;
     std::int32_t Number(const wchar_t* key, std::int32_t otherwise) const;
 

@@ -5,9 +5,9 @@
 #include <utility>
 
 #include "foundation/json_text.h"
-#include "ipc/envelope.h"
-#include "ipc/frame.h"
-#include "ipc/message_type.h"
+#include "ipc/protocol/envelope.h"
+#include "ipc/protocol/request_table.h"
+#include "ipc/transport/frame.h"
 #include "nexctl/frame_text.h"
 #include "world/common/script_lines.h"
 
@@ -60,7 +60,7 @@ std::string TakePrefixes(std::string_view& rest, std::string_view& word, HelperS
         std::optional<std::uint32_t>& target = word == "cut" ? step.cut : step.magic;
         const std::optional<std::uint32_t> number = WholeNumber(TakeWord(rest));
         if (!number || target) {
-            return "\"" + std::string(word) + "\" needs one number, and stands once in a line";
+            return "\"" + std::string(word) + "\" needs one number, once in a line";
         }
         target = number;
         word = TakeWord(rest);
@@ -70,7 +70,7 @@ std::string TakePrefixes(std::string_view& rest, std::string_view& word, HelperS
 
 std::string TakeObject(std::string_view rest, Json::Value& value) {
     if (!ParseJson(rest, value) || !value.isObject()) {
-        return "this is no JSON object: " + std::string(rest);
+        return "this is not a JSON object: " + std::string(rest);
     }
     return {};
 }
@@ -78,10 +78,10 @@ std::string TakeObject(std::string_view rest, Json::Value& value) {
 std::string TakeNumber(std::string_view rest, std::uint32_t& number) {
     const std::optional<std::uint32_t> read = WholeNumber(rest);
     number = read.value_or(0);
-    return read ? std::string() : "this is no number from 0 to 4294967295: " + std::string(rest);
+    return read ? std::string() : "this is not a number from 0 to 4294967295: " + std::string(rest);
 }
 
-// What stands behind the step's name. An empty text, or what is wrong.
+// Reads what follows the step's name. Returns an empty text, or what is wrong.
 std::string TakeArguments(std::string_view rest, int block, HelperStep& step) {
     switch (step.kind) {
         case Kind::Reply:
@@ -98,12 +98,12 @@ std::string TakeArguments(std::string_view rest, int block, HelperStep& step) {
             step.strText = rest;
             return {};
         case Kind::Bytes:
-            return ParseHex(rest, step.strText) ? std::string() : "these are no hexadecimal digits in pairs";
+            return ParseHex(rest, step.strText) ? std::string() : "these are not pairs of hexadecimal digits";
         case Kind::Wait:
         case Kind::Exit:
             return TakeNumber(rest, step.nNumber);
         default:
-            return rest.empty() ? std::string() : "nothing can stand behind this word: " + std::string(rest);
+            return rest.empty() ? std::string() : "nothing may follow this word: " + std::string(rest);
     }
 }
 
@@ -142,10 +142,10 @@ class CScenarioReader {
         if (word == "exchange") {
             const bool taken = !rest.empty() && m_scenario.strExchange.empty();
             m_scenario.strExchange = rest;
-            return taken ? std::string() : "\"exchange\" needs a file, and stands once";
+            return taken ? std::string() : "\"exchange\" needs a file, and may be given once";
         }
         if (m_pSteps == nullptr) {
-            return "a step must stand behind \"on connect\", \"on TYPE\" or \"on other\"";
+            return "a step must follow \"on connect\", \"on TYPE\" or \"on other\"";
         }
         return TakeStep(line.strText, m_nBlock, m_pSteps->emplace_back());
     }
@@ -164,7 +164,7 @@ class CScenarioReader {
         }
         if (m_nBlock == kConnect) {
             m_pSteps = &m_scenario.connect;
-            return std::exchange(m_bConnect, true) ? "\"on connect\" stands twice" : std::string();
+            return std::exchange(m_bConnect, true) ? "\"on connect\" is given twice" : std::string();
         }
         m_pSteps =
             m_nBlock == kOthers ? &m_scenario.others.emplace_back() : &m_scenario.requests[m_nBlock].emplace_back();

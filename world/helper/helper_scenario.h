@@ -20,7 +20,7 @@ struct HelperStep {
         Reply,    // the reply of the request, with the keys of value
         Send,     // an envelope of type nType with the content value
         Payload,  // a frame around strText
-        Bytes,    // strText as it stands, in no frame
+        Bytes,    // strText unchanged, without a frame
         Wait,     // nNumber milliseconds
         Silence,  // nothing
         HangUp,   // the end of the connection
@@ -43,7 +43,7 @@ using HelperSteps = std::vector<HelperStep>;
 struct HelperScenario {
     HelperSteps connect;
     // The blocks of a request's type, in the order of the file. The n-th request of the type gets the n-th block, and
-    // every one behind the last block the last.
+    // every one after the last block the last.
     std::map<int, std::vector<HelperSteps>> requests;
     std::vector<HelperSteps> others;  // for types without a block, the same
     std::string strExchange;          // the file that answers what no block does; empty for none
@@ -66,7 +66,7 @@ class CHelperPlay {
     HelperSteps OnRequest(const ScriptedRequest& request);
 
   private:
-    // The helper's frames behind the next frame of the recorded caller that has the request's type.
+    // The helper's frames after the next frame of the recorded caller that has the request's type.
     HelperSteps FromExchange(const ScriptedRequest& request);
 
     const HelperScenario m_scenario;

@@ -10,7 +10,7 @@
 
 #include "foundation/text_helpers.h"
 #include "host/command_line.h"
-#include "ipc/pipe_names.h"
+#include "ipc/transport/pipe_names.h"
 #include "nexctl/text_file.h"
 #include "world/common/stand_in_files.h"
 #include "world/helper/helper_scenario.h"
@@ -54,7 +54,7 @@ constexpr char kHelp[] =
     "exit codes:\n"
     "  0  the connection is over, or the help or check was printed\n"
     "  1  the command line or the scenario cannot be used\n"
-    "  2  nobody serves the pipe\n"
+    "  2  the pipe does not exist: no caller serves it\n"
     "  N  of a step \"exit N\"\n";
 
 enum ExitCodeOfStandIn { kDone = 0, kUnusable = 1, kNoPipe = 2 };
@@ -159,7 +159,7 @@ int Run(const std::wstring& commandLine) {
         return {};
     };
     if (!helper.Come(pipe, answer, /*notice=*/false)) {
-        return Fail(files, "nobody serves the pipe " + Utf16ToUtf8(pipe), kNoPipe);
+        return Fail(files, "no caller serves the pipe " + Utf16ToUtf8(pipe), kNoPipe);
     }
     helper.WaitForEnd();
     files.Record("end");

@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "ipc/frame.h"
+#include "ipc/transport/frame.h"
 
 bool CPipePeer::Open(const std::wstring& name) {
     m_hPipe.reset(CreateFileW(name.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
@@ -34,6 +34,11 @@ bool CPipePeer::Write(std::string_view bytes, std::uint32_t timeoutMs) {
     DWORD moved = 0;
     const BOOL started = WriteFile(m_hPipe.get(), bytes.data(), static_cast<DWORD>(bytes.size()), nullptr, &overlapped);
     m_bFailed = !Finish(overlapped, started, timeoutMs, moved) || moved != bytes.size();
+    if (m_bFailed) {
+        // A write that was cut off may have been taken in part, whatever count the system gives for it, and what
+        // followed would not begin at a frame.
+        m_hPipe.reset();
+    }
     return !m_bFailed;
 }
 

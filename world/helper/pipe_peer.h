@@ -1,4 +1,4 @@
-// The other end of a pipe under test: opens it by name and moves bytes as they stand, with a limit on every wait.
+// The other end of a pipe under test: opens it by name and transfers bytes unchanged, with a limit on every wait.
 #pragma once
 
 #include <cstddef>
@@ -17,7 +17,7 @@ class CPipePeer {
     // Every wait ends as a failure once this event is signalled. It outlives the peer.
     void StopOn(HANDLE event) { m_hStop = event; }
 
-    // True when all bytes were taken in time.
+    // True when all bytes were taken in time. Otherwise the connection is over.
     bool Write(std::string_view bytes, std::uint32_t timeoutMs = 10000);
     // Reads exactly count bytes; what came before a failure is returned.
     std::string Read(std::size_t count, std::uint32_t timeoutMs = 10000);

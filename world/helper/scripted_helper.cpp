@@ -2,7 +2,7 @@
 
 #include <chrono>
 
-#include "ipc/frame.h"
+#include "ipc/transport/frame.h"
 
 namespace {
 

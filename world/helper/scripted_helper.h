@@ -1,4 +1,4 @@
-// A stand-in for the helper on a caller's pipe: connects, says that it is ready, and answers as a test tells it.
+// A stand-in for the helper on a caller's pipe: connects, sends the ready notice, and answers as a test says.
 #pragma once
 
 #include <condition_variable>
@@ -36,13 +36,13 @@ class CScriptedHelper {
     // Sends a frame of its own accord. Not while the script is answering.
     bool Say(const std::string& payload);
 
-    // For a script, while it answers: bytes as they stand; a pause, false when Leave has ended it; the end of the
-    // connection, behind which nothing is read any more.
+    // For a script, while it answers: bytes unchanged; a pause, false when Leave has ended it; the end of the
+    // connection, after which nothing is read any more.
     bool SayBytes(std::string_view bytes);
     bool Pause(std::uint32_t timeMs);
     void HangUp() { m_pipe.Close(); }
 
-    // Returns once the connection is over, whoever ended it.
+    // Returns once the connection has ended, from either side.
     void WaitForEnd();
 
     // Waits until so many requests have come.

@@ -3,13 +3,13 @@
 #include <utility>
 
 #include "foundation/json_text.h"
-#include "ipc/envelope.h"
+#include "ipc/protocol/envelope.h"
 
 ScriptedRequest ReadScriptedRequest(std::string payload) {
     ScriptedRequest request;
     Json::Value root;
     if (ParseJson(payload, root) && root.isObject()) {
-        request.nType = root["message_type"].isInt() ? root["message_type"].asInt() : 0;
+        request.nType = IsJsonInteger(root["message_type"]) ? root["message_type"].asInt() : 0;
         request.content = root["content"];
     }
     request.strPayload = std::move(payload);

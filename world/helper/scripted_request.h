@@ -5,7 +5,7 @@
 
 #include <json/value.h>
 
-// content is null when the payload is no envelope; nType is 0 then.
+// content is null when the payload is not an envelope; nType is 0 then.
 struct ScriptedRequest {
     int nType = 0;
     Json::Value content;

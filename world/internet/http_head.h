@@ -15,8 +15,8 @@ struct HttpHead {
 // Longer heads are refused.
 inline constexpr std::size_t kMostHeadBytes = 65536;
 
-// text up to its empty line, which it must have. ordinaryPort is the scheme's, 80 or 443; behind CONNECT the host of a
-// path alone is tunnelHost. False when it is no request.
+// text up to its empty line, which it must have. ordinaryPort is the scheme's, 80 or 443; after CONNECT the host of a
+// path alone is tunnelHost. False when it is not a request.
 bool ReadHttpHead(std::string_view text, int ordinaryPort, std::string_view tunnelHost, HttpHead& head);
 
 // The whole answer.

@@ -1,11 +1,11 @@
-// The internet of a world: a proxy on a port of this machine that stands for every host, over http and https, and
-// answers as it is told.
+// The internet of a world: a proxy on a port of this machine that answers for every host, over http and https, as
+// its file says.
 //
 //   internet --dir DIRECTORY [--stop EVENT] [--ready EVENT] [--parent PID]
 //
-// The answers are read anew from DIRECTORY\answers.txt for every request, see told_answers.h; what none fits gets 404.
-// Every request becomes a line of DIRECTORY\requests.txt before its answer goes out. DIRECTORY\internet_port.txt names
-// the port. It ends when the stop event is set or the parent process ends.
+// The answers are read again from DIRECTORY\answers.txt for every request, see told_answers.h; a request that matches
+// none gets 404. Every request becomes a line of DIRECTORY\requests.txt before its answer goes out.
+// DIRECTORY\internet_port.txt names the port. It ends when the stop event is set or the parent process ends.
 #include "world/internet/connection.h"
 
 #include <cstdio>

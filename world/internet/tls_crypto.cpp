@@ -160,7 +160,7 @@ bool CAesGcm::Open(std::string_view nonce, std::string_view also, std::string_vi
 
 CServerKey::CServerKey() {
     HCRYPTPROV context = 0;
-    // Without a container, so that the key never stands anywhere but in this process.
+    // Without a container, so that the key never leaves this process.
     if (CryptAcquireContextW(&context, nullptr, MS_ENH_RSA_AES_PROV_W, PROV_RSA_AES, CRYPT_VERIFYCONTEXT) == FALSE) {
         return;
     }

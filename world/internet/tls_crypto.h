@@ -35,7 +35,7 @@ class CAesGcm {
   public:
     explicit CAesGcm(std::string_view key);
 
-    // The text in cipher with its tag behind it; empty on a failure.
+    // The encrypted text followed by its tag; empty on a failure.
     std::string Seal(std::string_view nonce, std::string_view also, std::string_view plain);
     // False when the tag does not fit.
     bool Open(std::string_view nonce, std::string_view also, std::string_view sealed, std::string& plain);
@@ -59,7 +59,7 @@ struct KeyTraits {
 };
 using CKey = CUniqueHandle<KeyTraits>;
 
-// An RSA key of this process alone, which goes with it, and a certificate that it has signed for itself. Any thread.
+// An RSA key of this process alone, which ends with it, and a certificate that it has signed for itself. Any thread.
 class CServerKey {
   public:
     CServerKey();

@@ -35,7 +35,7 @@ class CReader {
         return taken;
     }
     std::uint64_t Number(std::size_t count) { return NumberOf(Bytes(count)); }
-    // What a length of so many bytes stands before.
+    // What follows a length of so many bytes.
     std::string_view Counted(std::size_t lengthBytes) { return Bytes(static_cast<std::size_t>(Number(lengthBytes))); }
     bool Good() const { return m_bGood; }
     bool Empty() const { return m_left.empty(); }

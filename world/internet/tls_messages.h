@@ -34,7 +34,7 @@ TlsCut CutTlsRecord(std::string& pending, TlsRecord& record);
 struct TlsMessage {
     TlsHandshake type = TlsHandshake::Finished;
     std::string strBody;
-    std::string strWhole;  // with its header, as it goes into the hash of the handshake
+    std::string strWhole;  // with its header, as the hash of the handshake takes it
 };
 // Takes the first message off the joined contents of handshake records.
 TlsCut CutTlsMessage(std::string& pending, TlsMessage& message);

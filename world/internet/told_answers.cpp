@@ -36,7 +36,8 @@ std::string ReadDelay(std::string_view& rest, ToldAnswer& answer) {
     const std::string_view word = TakeWord(rest);
     const std::optional<std::uint32_t> delay = WholeNumber(word);
     answer.nDelayMs = delay.value_or(0);
-    return delay && *delay <= kMostDelayMs ? std::string() : "these are no milliseconds: " + std::string(word);
+    return delay && *delay <= kMostDelayMs ? std::string()
+                                           : "this is not a number of milliseconds: " + std::string(word);
 }
 
 std::string ReadBody(std::string_view rest, ToldAnswer& answer) {

@@ -8,7 +8,7 @@
 
 struct ToldAnswer {
     std::string strHost;  // in lower case; "*" is every host
-    std::string strPath;  // with the query; a "*" at its end stands for any rest
+    std::string strPath;  // with the query; a "*" at its end matches any rest
     std::uint32_t nStatus = 200;
     std::uint32_t nDelayMs = 0;
     std::string strFile;  // relative to the world's directory, with backslashes; without one strBody is the body
@@ -17,11 +17,11 @@ struct ToldAnswer {
     bool operator==(const ToldAnswer&) const = default;
 };
 
-// Reads what stands behind the word "answer": HOST PATH STATUS [after MS] [text TEXT | file TARGET]. An empty text, or
+// Reads what follows the word "answer": HOST PATH STATUS [after MS] [text TEXT | file TARGET]. An empty text, or
 // what is wrong.
 std::string ReadAnswer(std::string_view rest, ToldAnswer& answer);
 
-// The answers of a whole file. Its lines were read once before; one that is no answer now is left out.
+// The answers of a whole file. Its lines were read once before; one that is not an answer now is left out.
 std::vector<ToldAnswer> ReadAnswers(std::string_view text);
 
 // The first answer that fits, or a null pointer. path begins with a slash; a query that no answer names does not count.

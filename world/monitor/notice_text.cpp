@@ -61,10 +61,10 @@ void Read(const std::string& bytes, Json::Value& notice) {
         notice["entries"].append(ReadEntry(reader));
     }
     if (reader.Number(4) != 0x3E5F927D) {
-        throw std::runtime_error("has no end mark behind its entries");
+        throw std::runtime_error("has no end mark after its entries");
     }
     if (!reader.AtEnd()) {
-        throw std::runtime_error("goes on behind its end mark");
+        throw std::runtime_error("continues after its end mark");
     }
 }
 

@@ -3,6 +3,8 @@
 // Every call it gets becomes one line of ocean_calls.txt beside it. See world/README.md for the variants and settings.
 #include <windows.h>
 
+#include <objbase.h>
+
 #include <atomic>
 #include <cstdint>
 #include <mutex>
@@ -96,7 +98,36 @@ void Hold(HANDLE gate, bool bAnswers) {
     }
 }
 
+// Waits for the event that a setting names. False when there is no such setting or event.
+bool HoldBy(const wchar_t* key, const std::string& what) {
+    const std::wstring name = Files().Setting(key);
+    const HANDLE gate = name.empty() ? nullptr : OpenEventW(SYNCHRONIZE, FALSE, name.c_str());
+    if (gate == nullptr) {
+        return false;
+    }
+    Record("holding " + what);
+    Hold(gate, Files().Number(L"hold_answers", 0) != 0);
+    CloseHandle(gate);
+    return true;
+}
+
+// Enters COM as an SDK with threads of its own does, and leaves it again.
+void EnterCom() {
+    const HRESULT entered = CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+    Record("com " + std::to_string(static_cast<std::uint32_t>(entered)));
+    if (SUCCEEDED(entered)) {
+        CoUninitialize();
+    }
+}
+
 }  // namespace
+
+BOOL WINAPI DllMain(HINSTANCE, DWORD reason, void*) {
+    if (reason == DLL_PROCESS_ATTACH) {
+        HoldBy(L"hold_attach", "attach");
+    }
+    return TRUE;
+}
 
 OCEAN_EXPORT std::int32_t ocean_init(const char* kind, void* delegate) {
     auto* given = static_cast<Delegate*>(delegate);
@@ -108,6 +139,9 @@ OCEAN_EXPORT std::int32_t ocean_init(const char* kind, void* delegate) {
     {
         const std::lock_guard guard(TheState().lock);
         TheState().delegate = given;
+    }
+    if (const std::wstring address = Files().Setting(L"init_calls"); !address.empty()) {
+        reinterpret_cast<void (*)()>(std::stoull(address, nullptr, 16))();
     }
     given->onEvent0(1, "ready");
     given->onEvent1(&kind, sizeof kind);
@@ -149,15 +183,15 @@ OCEAN_EXPORT std::uint32_t ocean_open_miniprogram(const char* appId, const char*
     for (std::int32_t burning = Files().Number(L"burn", 0); burning > 0; --burning) {
         Files().RunThread(Burn);
     }
-    // The open call itself may be made to hang for a while.
-    const std::wstring hold = Files().Setting(L"hold");
-    if (!hold.empty()) {
-        if (const HANDLE gate = OpenEventW(SYNCHRONIZE, FALSE, hold.c_str())) {
-            Record("holding id=" + std::to_string(id));
-            Hold(gate, Files().Number(L"hold_answers", 0) != 0);
-            CloseHandle(gate);
-        }
+    if (Files().Number(L"com", 0) != 0) {
+        EnterCom();
     }
+    if (Files().Number(L"crash", 0) != 0) {
+        Record("crashing");
+        *static_cast<volatile int*>(nullptr) = 1;
+    }
+    // The open call itself may be made to hang for a while.
+    HoldBy(L"hold", "id=" + std::to_string(id));
     return id;
 }
 

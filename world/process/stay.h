@@ -1,4 +1,4 @@
-// What every stand-in process has in common: it says when it stands, and it runs until it is told to stop.
+// What every stand-in process has in common: it signals when it is ready, and it runs until it is asked to stop.
 #pragma once
 
 #include <windows.h>

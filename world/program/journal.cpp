@@ -142,7 +142,7 @@ bool ReadJournal(std::string_view text, std::vector<JournalEntry>& entries, std:
     for (std::size_t end = text.find('\n'); end != std::string_view::npos; end = text.find('\n')) {
         ++number;
         if (!ReadEntry(text.substr(0, end), entries.emplace_back())) {
-            problem = "line " + std::to_string(number) + ": this is no line of a journal";
+            problem = "line " + std::to_string(number) + ": this is not a line of a journal";
             return false;
         }
         text.remove_prefix(end + 1);

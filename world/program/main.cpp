@@ -25,7 +25,7 @@ constexpr char kHelp[] =
     "       nexlet-world --help\n"
     "\n"
     "The directory must be empty or not there; as long as the world is up, all in it is the\n"
-    "world's and goes with it. A journal in it tells what else was changed. \"up\" in a directory\n"
+    "world's and is removed with it. A journal in it says what else was changed. \"up\" in a directory\n"
     "where a world is up, or where a crash has left one, takes that one down first. Worlds in\n"
     "several directories that change the same registry values go down in reverse order.\n"
     "\n"
@@ -35,12 +35,12 @@ constexpr char kHelp[] =
     "  value PLACE KEY NAME number N       user, NAME \"\" the key's own\n"
     "  value PLACE KEY NAME bytes HEX\n"
     "  installed ENTRY [TEXT]              a 64-bit uninstall entry with this UninstallString\n"
-    "  keep PLACE KEY                      afterwards the key is as it was, whoever wrote there\n"
+    "  keep PLACE KEY                      the key is restored at the end, whatever was written\n"
     "  file SOURCE TARGET                  a copy of a file below this program's folder\n"
     "  setting TARGET SECTION KEY TEXT     a line of an ini file\n"
     "  process TARGET [ARGUMENTS]          a process of this name: --window CLASS TITLE ...\n"
     "  monitor TARGET [--hang]             the monitor program; what it gets is in notices.txt\n"
-    "  internet TARGET                     stands for every host, as the proxy of this user\n"
+    "  internet TARGET                     answers for every host, as the proxy of this user\n"
     "  answer HOST PATH STATUS [after MS] [text TEXT | file TARGET]\n"
     "                                      of the internet; HOST \"*\", PATH with \"*\" at its end\n"
     "  scheme NAME TARGET [TITLE]          a client for URLs NAME:..., which shows this window\n"
@@ -134,7 +134,7 @@ int Requests(const std::filesystem::path& directory, const std::vector<std::wstr
     const std::string part = words.size() > 1 ? Utf16ToUtf8(words[1]) : std::string();
     const std::optional<std::uint32_t> timeMs = WholeNumber(words.size() > 2 ? Utf16ToUtf8(words[2]) : "0");
     if (!timeMs) {
-        return Fail("these are no milliseconds: " + Utf16ToUtf8(words[2]), kUnusable);
+        return Fail("this is not a number of milliseconds: " + Utf16ToUtf8(words[2]), kUnusable);
     }
     const std::vector<std::string> lines = AwaitRequestLines(directory / L"requests.txt", part, *timeMs);
     for (const std::string& line : lines) {
@@ -170,5 +170,5 @@ int wmain(int count, wchar_t** values) {
     if (words.size() >= 2 && words.size() <= 4 && words[0] == L"requests") {
         return Requests(Whole(words[1]), {words.begin() + 1, words.end()});
     }
-    return Fail("this is no command line; nexlet-world --help shows how it is used", kUnusable);
+    return Fail("unknown command; nexlet-world --help shows how it is used", kUnusable);
 }

@@ -1,6 +1,6 @@
 #include "world/program/proxy_setting.h"
 
-#include "support/wininet_api.h"
+#include "support/http/wininet_api.h"
 
 std::vector<std::pair<std::string, std::string>> UserProxyValues() {
     const std::string settings = kInternetSettings;

@@ -7,7 +7,7 @@
 
 #include "world/program/journal.h"
 
-// What stands there now: the entry that takes it back there. False when it cannot be read.
+// The entry that restores what is there now. False when it cannot be read.
 bool RememberValue(RegistryPlace place, const std::string& key, const std::string& name, JournalEntry& entry);
 bool RememberKey(RegistryPlace place, const std::string& key, JournalEntry& entry);
 

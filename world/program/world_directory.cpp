@@ -6,6 +6,7 @@
 #include "foundation/text_helpers.h"
 #include "nexctl/text_file.h"
 #include "world/common/script_lines.h"
+#include "world/program/held_files.h"
 #include "world/program/proxy_setting.h"
 #include "world/program/registry_tree.h"
 #include "world/program/world_processes.h"
@@ -14,6 +15,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// How long a file may be held by another program before "down" gives up.
+constexpr std::uint32_t kHeldMs = 5000;
 constexpr wchar_t kJournalName[] = L".nexlet-world";
 
 std::string Utf8(const fs::path& path) {
@@ -46,7 +49,7 @@ bool CWorldDirectory::Begin(std::string& problem) {
     std::error_code error;
     const bool made = fs::create_directories(m_directory, error);
     if (error || !fs::is_empty(m_directory, error) || error) {
-        problem = Utf8(m_directory) + " is no empty directory, and none can be made there";
+        problem = Utf8(m_directory) + " is not an empty directory, and none can be made there";
         return false;
     }
     m_hJournal.reset(
@@ -215,16 +218,17 @@ bool CWorldDirectory::Down(std::string& problem) {
     if (proxy) {
         AnnounceUserProxy();
     }
-    // The journal goes last: as long as something is left, it tells what belongs to the world.
+    // The journal is removed last: as long as something is left, it says what belongs to the world.
     std::error_code error;
+    std::vector<fs::path> files;
     for (const fs::directory_entry& entry : fs::directory_iterator(m_directory, error)) {
         if (entry.path().filename() != kJournalName) {
-            fs::remove_all(entry.path(), error);
-            if (error) {
-                problem = Utf8(entry.path()) + " could not be removed: " + error.message();
-                return false;
-            }
+            files.push_back(entry.path());
         }
+    }
+    if (const std::string held = RemoveHeldFiles(files, kHeldMs); !held.empty()) {
+        problem = held + "; everything else is taken down, \"down\" once more removes the rest";
+        return false;
     }
     if (!fs::remove(JournalPath(), error) || (made && !fs::remove(m_directory, error))) {
         problem = Utf8(m_directory) + " could not be removed: " + error.message();

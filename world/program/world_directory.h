@@ -1,4 +1,4 @@
-// A world in its directory: brings it up, step for step into the journal, and takes it down again.
+// A world in its directory: brings it up, with each step in the journal, and takes it down again.
 #pragma once
 
 #include <filesystem>
@@ -20,12 +20,12 @@ class CWorldDirectory {
     bool IsUp() const;
 
     // Makes the directory, which must be empty or not there, and takes the steps in it. On a failure problem says which
-    // one, and what was done stands in the journal.
+    // one, and the journal holds what was done.
     bool Up(const std::vector<WorldStep>& steps, std::string& problem);
 
     // Takes back everything in the journal, the latest first, ends what runs from the directory, and removes all that
     // is in it. False, with what is left in problem, when not all of it could be; the journal is kept then, and another
-    // attempt goes on from there.
+    // attempt continues from there.
     bool Down(std::string& problem);
 
   private:

@@ -38,11 +38,11 @@ std::string TakeData(std::string_view type, std::string_view data, WorldStep& st
         step.nType = kRegistryNumber;
         const std::optional<std::uint32_t> number = WholeNumber(data);
         step.nNumber = number.value_or(0);
-        return number ? std::string() : "this is no number from 0 to 4294967295: " + std::string(data);
+        return number ? std::string() : "this is not a number from 0 to 4294967295: " + std::string(data);
     }
     if (type == "bytes") {
         step.nType = kRegistryBytes;
-        return ParseHex(data, step.strText) ? std::string() : "these are no hexadecimal digits in pairs";
+        return ParseHex(data, step.strText) ? std::string() : "these are not pairs of hexadecimal digits";
     }
     return "a value is \"text\", \"number\" or \"bytes\", not \"" + std::string(type) + "\"";
 }
@@ -126,7 +126,7 @@ std::string TakeAnswer(std::string_view rest, WorldStep& step) {
     return ReadAnswer(rest, answer);
 }
 
-// What AddSchemeSteps goes on from: the name and the title stand where a copy needs neither.
+// The input of AddSchemeSteps: name and title are in members that a copy does not need.
 std::string TakeScheme(std::string_view rest, WorldStep& step) {
     step.kind = Kind::File;
     step.strSource = "world\\WeChat.exe";
@@ -136,7 +136,7 @@ std::string TakeScheme(std::string_view rest, WorldStep& step) {
     return taken ? std::string() : "\"scheme\" needs the scheme's name and a program's path below the directory";
 }
 
-// The stand-in client is told its scheme and the title of its window, and the scheme is registered for it.
+// Writes scheme and window title into the settings of the stand-in client, and registers the scheme for it.
 void AddSchemeSteps(std::vector<WorldStep>& steps) {
     const WorldStep copy = steps.back();
     steps.back().strName.clear();

@@ -21,10 +21,10 @@ inline constexpr std::uint32_t kRegistryNumber = 4;
 struct WorldStep {
     enum class Kind {
         Value,     // a registry value
-        Keep,      // a registry key that is left as it was, with all below it, whoever writes there
+        Keep,      // a registry key that is restored at the end, with all below it
         File,      // a copy of strSource at strTarget
         Setting,   // one line of an ini file
-        Process,   // strTarget, a copy of strSource, runs with strText behind its own words
+        Process,   // strTarget, a copy of strSource, runs with strText after its own arguments
         Internet,  // the same, and then the proxy of everything that this user runs
         Answer,    // of the internet: strText is a line of its file
     };

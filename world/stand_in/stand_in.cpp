@@ -3,7 +3,7 @@
 //
 //   stand_in [--stop EVENT] [--ready EVENT] [--parent PID] [--window CLASS TITLE]... [anything else is ignored]
 //
-// It ends when the stop event is set or the parent process ends. ready is set once everything asked for stands.
+// It ends when the stop event is set or the parent process ends. ready is set once everything asked for is there.
 #include "world/process/stay.h"
 
 namespace {

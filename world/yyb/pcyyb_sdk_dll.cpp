@@ -61,6 +61,14 @@ void Report(const std::string& text) {
     Record("reported " + text);
 }
 
+// Calls the function of this process whose address a setting gives, as hexadecimal digits.
+void CallBack(const wchar_t* key) {
+    const std::wstring address = Setting(key);
+    if (!address.empty()) {
+        reinterpret_cast<void (*)()>(std::stoull(address, nullptr, 16))();
+    }
+}
+
 // Reports on a thread of the SDK's own.
 void ReportLater(const std::string& text, const std::wstring& gate, DWORD delayMs) {
     Files().RunThread([text, gate, delayMs] {
@@ -72,8 +80,21 @@ void ReportLater(const std::string& text, const std::wstring& gate, DWORD delayM
 
 }  // namespace
 
+BOOL WINAPI DllMain(HINSTANCE, DWORD reason, void*) {
+    if (reason == DLL_PROCESS_ATTACH) {
+        CallBack(L"load_calls");
+        return Number(L"load_fails", 0) == 0;
+    }
+    return TRUE;
+}
+
 PCYYB_EXPORT std::int32_t Initialize(const char* text, std::int32_t length) {
     Record("Initialize " + std::string(text, static_cast<std::size_t>(length)));
+    CallBack(L"initialize_calls");
+    if (const std::wstring hold = Setting(L"initialize_hold"); !hold.empty()) {
+        Record("starting");
+        Files().WaitForTurn(hold, 0);
+    }
     return Number(L"initialize", 0);
 }
 
@@ -82,7 +103,7 @@ PCYYB_EXPORT void Uninitialize() {
     Record("Uninitialize");
 }
 
-// What stands above the low byte must not be looked at.
+// The bits above the low byte must not be looked at.
 PCYYB_EXPORT std::uint32_t CheckPcyyb() {
     Record("CheckPcyyb");
     return 0xABCDEF00u | static_cast<std::uint8_t>(Number(L"present", 1));

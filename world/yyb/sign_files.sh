@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # sign_files.sh OUT (WHO NAME FILE)...: copies each FILE to OUT/NAME, signed in the name of WHO: company, stranger, or
-# nobody to leave it unsigned. Keys and certificates are made for the moment and thrown away. Puts the logo beside them.
+# nobody to leave it unsigned. Keys and certificates are made for this run and deleted. Puts the logo beside them.
 set -euo pipefail
 out=$1
 shift

@@ -8,8 +8,8 @@
 
 #include "foundation/json_text.h"
 #include "foundation/text_helpers.h"
-#include "ipc/envelope.h"
-#include "ipc/frame.h"
+#include "ipc/protocol/envelope.h"
+#include "ipc/transport/frame.h"
 #include "tests/support/handle_count.h"
 #include "tests/support/unique_name.h"
 #include "world/helper/pipe_peer.h"
@@ -23,6 +23,9 @@ Json::Value Object(const char* key, const char* value) {
     object[key] = value;
     return object;
 }
+
+// More than any pipe takes without a reader.
+const std::string kStuckText(4 << 20, 'x');
 
 std::string Notice() {
     return BuildFrame(WriteEnvelope(12, Object("p1", "1")));
@@ -39,7 +42,16 @@ class CallerTest : public ::testing::Test {
         ASSERT_EQ(m_caller.WaitForConnection(kLongMs), CallerResult::Ok);
     }
 
-    // Sends on a thread of its own while the stand-in reads: a send ends when its bytes have been read.
+    void ReconnectHelper() {
+        while (!m_helper.Open(m_caller.PipeName())) {
+            // The pipe needs a moment to listen again.
+            ASSERT_EQ(m_helper.LastError(), static_cast<DWORD>(ERROR_PIPE_BUSY));
+            WaitNamedPipeW(m_caller.PipeName().c_str(), kLongMs);
+        }
+        ASSERT_EQ(m_caller.WaitForConnection(kLongMs), CallerResult::Ok);
+    }
+
+    // Sends on a thread of its own while the stand-in reads.
     std::string SendAndRead(int nType, Json::Value content) {
         CallerResult result = CallerResult::Closed;
         std::thread sender([&] { result = m_caller.Send(nType, std::move(content), kLongMs); });
@@ -126,10 +138,49 @@ TEST_F(CallerTest, SendWithNobodyConnectedSaysSo) {
     EXPECT_EQ(m_caller.Send(2, Json::Value(Json::objectValue), kLongMs), CallerResult::NotConnected);
 }
 
-TEST_F(CallerTest, SendToAHelperThatDoesNotReadTimesOutAndTheGateOpensAgain) {
+TEST_F(CallerTest, SmallSendIsDoneThoughTheHelperDoesNotRead) {
     Connect();
-    EXPECT_EQ(m_caller.Send(2, Json::Value(Json::objectValue), 50), CallerResult::Timeout);
+    EXPECT_EQ(m_caller.Send(2, Json::Value(Json::objectValue), kLongMs), CallerResult::Ok);
     EXPECT_TRUE(GateIsOpen());
+}
+
+TEST_F(CallerTest, GateIsOpenWhileASendWaitsForItsReader) {
+    Connect();
+    CallerResult result = CallerResult::Closed;
+    std::thread sender([&] { result = m_caller.SendPayload(kStuckText, 4 * kLongMs); });
+    EXPECT_EQ(m_helper.Read(8).size(), 8u);
+    const CKernelHandle gate(OpenEventW(EVENT_ALL_ACCESS, FALSE, m_caller.GateName().c_str()));
+    EXPECT_EQ(WaitForSingleObject(gate.get(), kLongMs), static_cast<DWORD>(WAIT_OBJECT_0));
+    EXPECT_EQ(m_helper.Read(kStuckText.size()).size(), kStuckText.size());
+    sender.join();
+    EXPECT_EQ(result, CallerResult::Ok) << DescribeCallerResult(result);
+}
+
+TEST_F(CallerTest, SendThatIsCutOffByItsLimitEndsTheConnection) {
+    Connect();
+    EXPECT_EQ(m_caller.SendPayload(kStuckText, 50), CallerResult::Timeout);
+    EXPECT_TRUE(GateIsOpen());
+    // What follows would not begin at a frame, so it is not written at all.
+    const CallerResult next = m_caller.Send(2, Json::Value(Json::objectValue), kLongMs);
+    EXPECT_TRUE(next == CallerResult::Gone || next == CallerResult::NotConnected) << DescribeCallerResult(next);
+    EXPECT_EQ(m_caller.WaitForLoss(kLongMs), CallerResult::Ok);
+    EXPECT_TRUE(m_helper.WaitForEnd()) << m_helper.LastError();
+    ReconnectHelper();
+    EXPECT_NE(SendAndRead(2, Json::Value(Json::objectValue)), "");
+}
+
+TEST_F(CallerTest, WhatWasSentCanBeReadAfterClose) {
+    Connect();
+    ASSERT_EQ(m_caller.SendPayload("last words", kLongMs), CallerResult::Ok);
+    m_caller.Close();
+    EXPECT_EQ(m_helper.ReadFrame(), "last words");
+    EXPECT_TRUE(m_helper.WaitForEnd());
+}
+
+TEST_F(CallerTest, ShutdownEndsTheConnectionBeforeClose) {
+    Connect();
+    m_caller.Shutdown();
+    EXPECT_TRUE(m_helper.WaitForEnd());
 }
 
 TEST_F(CallerTest, ClosedGateDelaysASendByASecondOnly) {
@@ -246,11 +297,11 @@ TEST_F(CallerTest, ManySendersDoNotMixTheirFrames) {
     }
     int counts[kSenders] = {};
     for (int i = 0; i < kSenders * kEach; ++i) {
-        Envelope envelope;
+        Request request;
         const std::string payload = m_helper.ReadFrame();
-        EXPECT_EQ(ReadEnvelope(payload, envelope), EnvelopeStatus::Ok) << payload;
-        if (envelope.nType >= 100 && envelope.nType < 100 + kSenders) {
-            ++counts[envelope.nType - 100];
+        EXPECT_EQ(ReadEnvelope(payload, request), EnvelopeStatus::Ok) << payload;
+        if (request.nType >= 100 && request.nType < 100 + kSenders) {
+            ++counts[request.nType - 100];
         }
     }
     for (std::thread& sender : senders) {
@@ -310,6 +361,56 @@ TEST_F(CallerTest, MissingProgramIsNotStarted) {
     EXPECT_NE(m_caller.SystemError(), 0u);
     DWORD exitCode = 0;
     EXPECT_EQ(m_caller.WaitForProcessEnd(0, exitCode), CallerResult::NotConnected);
+}
+
+TEST_F(CallerTest, ProcessAtTheOtherEndTakesThePlaceOfTheOneThatWasStarted) {
+    ASSERT_EQ(m_caller.StartHelper(EndingProgram()), CallerResult::Ok) << m_caller.SystemError();
+    const DWORD started = m_caller.ProcessId();
+    DWORD exitCode = 0;
+    ASSERT_EQ(m_caller.WaitForProcessEnd(kLongMs, exitCode), CallerResult::Ok);
+    EXPECT_FALSE(m_caller.Forwarded());
+    Connect();
+    EXPECT_EQ(m_caller.ProcessId(), started) << "a probe may come from anywhere";
+    ASSERT_TRUE(m_helper.Write(Notice()));
+    ReceivedFrame frame;
+    ASSERT_EQ(m_caller.WaitForFrame(12, kLongMs, frame), CallerResult::Ok);
+    EXPECT_EQ(m_caller.ProcessId(), GetCurrentProcessId());
+    EXPECT_TRUE(m_caller.Forwarded());
+    EXPECT_FALSE(m_caller.ProcessHasEnded(exitCode));
+    EXPECT_EQ(m_caller.WaitForProcessEnd(0, exitCode), CallerResult::Timeout);
+}
+
+TEST_F(CallerTest, HelperThatWasStartedElsewhereIsKnownByItsConnection) {
+    Connect();
+    ASSERT_TRUE(m_helper.Write(Notice()));
+    ReceivedFrame frame;
+    ASSERT_EQ(m_caller.WaitForFrame(12, kLongMs, frame), CallerResult::Ok);
+    EXPECT_EQ(m_caller.ProcessId(), GetCurrentProcessId());
+    EXPECT_FALSE(m_caller.Forwarded());
+}
+
+TEST_F(CallerTest, HelperMayTakeTheForegroundForAnOpenAndForNothingElse) {
+    CCaller caller(UniqueName(L"callertest"), "svc");
+    std::mutex lock;
+    std::vector<std::string> seen;
+    const auto note = [&](const std::string& what) {
+        const std::lock_guard<std::mutex> guard(lock);
+        seen.push_back(what);
+    };
+    caller.SetForegroundGrant([&](DWORD id) { note(id == GetCurrentProcessId() ? "granted" : "to whom?"); });
+    caller.SetObserver([&](FrameDirection direction, std::string_view) {
+        note(direction == FrameDirection::Sent ? "sent" : "received");
+    });
+    ASSERT_EQ(caller.Open(), CallerResult::Ok);
+    CPipePeer helper;
+    ASSERT_TRUE(helper.Open(caller.PipeName()));
+    ASSERT_TRUE(helper.Write(Notice()));
+    ReceivedFrame frame;
+    ASSERT_EQ(caller.WaitForFrame(12, kLongMs, frame), CallerResult::Ok);
+    ASSERT_EQ(caller.Send(2, Json::Value(Json::objectValue), kLongMs), CallerResult::Ok);
+    ASSERT_EQ(caller.Send(6, Json::Value(Json::objectValue), kLongMs), CallerResult::Ok);
+    const std::lock_guard<std::mutex> guard(lock);
+    EXPECT_EQ(seen, (std::vector<std::string>{"received", "sent", "granted", "sent"}));
 }
 
 TEST(Caller, LeavesNoHandleBehind) {

@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "tests/support/handle_count.h"
+#include "tests/support/raw_pipe.h"
 
 namespace {
 
@@ -95,12 +96,17 @@ TEST_F(ClientLibrary, ArgumentsThatCannotBeUsedAreToldBeforeAnythingIsDone) {
     nexlet_options options = {};
     options.struct_size = sizeof options;
     options.mark = m_strMark.c_str();
-    EXPECT_EQ(nexlet_open(&options, &handle), NEXLET_BAD_ARGUMENT) << "no service id";
     options.service_id = "";
     EXPECT_EQ(nexlet_open(&options, &handle), NEXLET_BAD_ARGUMENT);
-    const std::string tooLong(259, 'x');
+    const std::string tooLong(217 - m_strMark.size(), 'x');
     options.service_id = tooLong.c_str();
     EXPECT_EQ(nexlet_open(&options, &handle), NEXLET_BAD_ARGUMENT);
+    const std::string longMark(216, 'm');
+    options.mark = longMark.c_str();
+    options.service_id = "s";
+    EXPECT_EQ(nexlet_open(&options, &handle), NEXLET_BAD_ARGUMENT) << "together they are too long";
+    EXPECT_EQ(nexlet_host_send(longMark.c_str(), "x", 1, 0, nullptr), NEXLET_BAD_ARGUMENT);
+    options.mark = m_strMark.c_str();
     options.service_id = "svc";
     EXPECT_EQ(nexlet_open(nullptr, &handle), NEXLET_BAD_ARGUMENT);
     EXPECT_EQ(nexlet_open(&options, nullptr), NEXLET_BAD_ARGUMENT);
@@ -126,6 +132,58 @@ TEST_F(ClientLibrary, ArgumentsThatCannotBeUsedAreToldBeforeAnythingIsDone) {
     EXPECT_EQ(nexlet_encrypt(m_client.Handle(), "x", 0, nullptr), NEXLET_BAD_ARGUMENT);
     EXPECT_EQ(nexlet_send_payload(m_client.Handle(), nullptr, 1, 0), NEXLET_BAD_ARGUMENT);
     EXPECT_EQ(nexlet_host_send("", "x", 1, 0, &text), NEXLET_BAD_ARGUMENT);
+}
+
+TEST_F(ClientLibrary, LongestNamesWork) {
+    // 216 of the 256 characters of a pipe's name are left for mark and service id.
+    const std::string service(216 - m_strMark.size(), 's');
+    ASSERT_EQ(m_client.Open(m_strMark, service), NEXLET_OK) << GetLastError();
+    ASSERT_TRUE(m_helper.Come(ServicePipeName(Utf8ToUtf16(m_strMark), service), Answer));
+    EXPECT_EQ(m_client.WaitFrame(NEXLET_TYPE_READY, kLongMs).result, NEXLET_OK);
+}
+
+TEST_F(ClientLibrary, ClientWithoutAServiceIdHasOneOfItsOwn) {
+    ASSERT_EQ(m_client.Open(m_strMark), NEXLET_OK) << GetLastError();
+    CNexletClient second;
+    ASSERT_EQ(second.Open(m_strMark), NEXLET_OK) << GetLastError();
+    const std::string id = m_client.ServiceId();
+    EXPECT_FALSE(id.empty());
+    EXPECT_LE(id.size(), 32u);
+    EXPECT_NE(id, second.ServiceId());
+    ASSERT_TRUE(m_helper.Come(ServicePipeName(Utf8ToUtf16(m_strMark), id), Answer));
+    EXPECT_TRUE(m_client.Status(kLongMs));
+    EXPECT_EQ(m_client.Open(m_strMark, "svc"), NEXLET_OK);
+    EXPECT_EQ(m_client.ServiceId(), "svc");
+}
+
+// A host that acknowledges a command line and does not come, as one does that may not open the pipe, or holds the
+// service from an earlier run.
+TEST_F(ClientLibrary, HelperThatAcknowledgesAndDoesNotComeIsAskedToLetGoAndTheProgramIsStarted) {
+    Open();
+    const std::wstring hostName = HostPipeName(Utf8ToUtf16(m_strMark));
+    std::vector<std::string> seen;
+    CRawPipe first = CRawPipe::Serve(hostName, 2);
+    CRawPipe next = CRawPipe::Serve(hostName, 2);
+    std::thread host([&] {
+        EXPECT_TRUE(first.WaitForClient());
+        seen.push_back(first.ReadFrame().value_or(""));
+        EXPECT_TRUE(first.WriteFrame("1"));
+        EXPECT_TRUE(next.WaitForClient());
+        seen.push_back(next.ReadFrame().value_or(""));
+    });
+    wchar_t system[MAX_PATH] = {};
+    GetSystemDirectoryW(system, MAX_PATH);
+    const std::string program = Utf16ToUtf8(system) + "\\hostname.exe";
+    nexlet_start_options start = {};
+    start.program = program.c_str();
+    EXPECT_EQ(m_client.Start(start, kLongMs), NEXLET_GONE);
+    host.join();
+    ASSERT_EQ(seen.size(), 2u);
+    EXPECT_NE(seen[0].find(R"("message_type":1})"), std::string::npos) << seen[0];
+    EXPECT_EQ(seen[1], R"({"content":{"service_id":"svc"},"message_type":9})");
+    EXPECT_EQ(m_client.Helper().ended, 1) << "of the program";
+    EXPECT_EQ(m_client.Helper().forwarded, 0);
+    EXPECT_NE(m_client.Helper().process_id, GetCurrentProcessId());
 }
 
 TEST_F(ClientLibrary, NameThatTheSystemRefusesIsASystemErrorWithItsReason) {

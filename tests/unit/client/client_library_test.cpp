@@ -1,5 +1,6 @@
 // Requests, replies and frames of nexlet_client.dll.
 #include "tests/unit/client/client_library_fixture.h"
+#include "tests/unit/client/packed_record_sizes.h"
 
 #include <atomic>
 #include <set>
@@ -256,6 +257,12 @@ TEST_F(ClientLibrary, ManyThreadsAskForDifferentThingsAtOnce) {
         one.join();
     }
     EXPECT_EQ(good, kEach * static_cast<int>(std::size(asks)));
+}
+
+TEST(ClientLibraryRecords, AreTheSameWhateverAProgramPacksItsOwnTo) {
+    EXPECT_EQ(PackedRecordSizes(), (RecordSizes{sizeof(nexlet_options), sizeof(nexlet_start_options),
+                                                sizeof(nexlet_app_status), sizeof(nexlet_helper)}));
+    EXPECT_EQ(sizeof(nexlet_options), 48u);
 }
 
 }  // namespace

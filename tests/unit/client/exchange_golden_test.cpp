@@ -6,7 +6,7 @@
 #include "client/include/nexlet_client.hpp"
 #include "foundation/json_text.h"
 #include "foundation/text_helpers.h"
-#include "ipc/pipe_names.h"
+#include "ipc/transport/pipe_names.h"
 #include "nexctl/exchange.h"
 #include "nexctl/text_file.h"
 #include "tests/support/unique_name.h"

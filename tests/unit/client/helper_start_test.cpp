@@ -107,4 +107,17 @@ TEST(StartProgram, SaysWhyAProgramCannotBeStarted) {
     EXPECT_FALSE(process.hProcess);
 }
 
+TEST(StartProgram, ShowsNoBusyPointer) {
+    std::wstring exe(MAX_PATH, L'\0');
+    exe.resize(GetModuleFileNameW(nullptr, exe.data(), MAX_PATH));
+    exe = exe.substr(0, exe.find_last_of(L'\\') + 1) + L"startup_flags.exe";
+    StartedProcess process;
+    DWORD systemError = 0;
+    ASSERT_EQ(StartProgram(exe, L"\"" + exe + L"\"", process, systemError), CallerResult::Ok) << systemError;
+    ASSERT_EQ(WaitForSingleObject(process.hProcess.get(), 20000), WAIT_OBJECT_0);
+    DWORD flags = 0;
+    ASSERT_TRUE(GetExitCodeProcess(process.hProcess.get(), &flags));
+    EXPECT_TRUE(flags & STARTF_FORCEOFFFEEDBACK) << flags;
+}
+
 }  // namespace

@@ -5,8 +5,9 @@
 #include <gtest/gtest.h>
 
 #include "client/caller_pipe.h"
-#include "ipc/frame.h"
-#include "ipc/pipe_names.h"
+#include "ipc/transport/frame.h"
+#include "ipc/transport/pipe_names.h"
+#include "tests/support/raw_pipe.h"
 #include "tests/support/unique_name.h"
 
 namespace {
@@ -91,6 +92,46 @@ TEST(HostPipe, SilenceIsATimeoutAndAnEndedConnectionIsGone) {
     }
     server.Pipe().Disconnect();
     EXPECT_EQ(host.WaitForPayload(kLongMs, payload), CallerResult::Gone);
+}
+
+// A host that does not read by itself.
+struct SilentHost {
+    explicit SilentHost(const std::wstring& mark)
+        : pipe(CRawPipe::Serve(HostPipeName(mark), 1)),
+          gate(CreateEventW(nullptr, TRUE, TRUE, HostEventName(mark).c_str())) {}
+    CRawPipe pipe;
+    CKernelHandle gate;
+};
+
+// More than any pipe takes without a reader.
+const std::string kStuckText(4 << 20, 'x');
+
+TEST(HostPipe, GateIsOpenWhileASendWaitsForItsReader) {
+    const std::wstring mark = UniqueName(L"hostpipe");
+    SilentHost server(mark);
+    CHostPipe host;
+    DWORD systemError = 0;
+    ASSERT_EQ(host.Connect(mark, kLongMs, systemError), CallerResult::Ok) << systemError;
+    CallerResult result = CallerResult::Closed;
+    std::thread sender([&] { result = host.SendBytes(kStuckText, 4 * kLongMs); });
+    EXPECT_EQ(server.pipe.Read(8).size(), 8u);
+    EXPECT_EQ(WaitForSingleObject(server.gate.get(), kLongMs), static_cast<DWORD>(WAIT_OBJECT_0));
+    EXPECT_EQ(server.pipe.Read(kStuckText.size() - 8).size(), kStuckText.size() - 8);
+    sender.join();
+    EXPECT_EQ(result, CallerResult::Ok) << DescribeCallerResult(result);
+}
+
+TEST(HostPipe, SendThatIsCutOffByItsLimitEndsTheConnection) {
+    const std::wstring mark = UniqueName(L"hostpipe");
+    SilentHost server(mark);
+    CHostPipe host;
+    DWORD systemError = 0;
+    ASSERT_EQ(host.Connect(mark, kLongMs, systemError), CallerResult::Ok) << systemError;
+    EXPECT_EQ(host.SendBytes(kStuckText, 50), CallerResult::Timeout);
+    EXPECT_FALSE(host.IsConnected());
+    EXPECT_TRUE(server.pipe.WaitForEnd());
+    EXPECT_EQ(WaitForSingleObject(server.gate.get(), 0), static_cast<DWORD>(WAIT_OBJECT_0));
+    EXPECT_EQ(host.SendBytes("next", kLongMs), CallerResult::NotConnected);
 }
 
 }  // namespace

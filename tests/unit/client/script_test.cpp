@@ -42,19 +42,29 @@ TEST(Script, TimeoutBeforeTheFirstVerbHoldsForAll) {
 
 TEST(Script, RefusesWhatItCannotUseAndSaysWhy) {
     EXPECT_EQ(ProblemOf({}), "no verb");
-    EXPECT_EQ(ProblemOf({"opne"}), "no verb is called \"opne\"");
+    EXPECT_EQ(ProblemOf({"opne"}), "unknown verb \"opne\"; did you mean \"open\"?");
     EXPECT_EQ(ProblemOf({"open"}), "open needs JSON");
     EXPECT_EQ(ProblemOf({"open", "--frames"}), "open needs JSON");
     EXPECT_EQ(ProblemOf({"open", "{"}), "not JSON: {");
-    EXPECT_EQ(ProblemOf({"send", "x", "{}"}), "\"x\" is no message type");
-    EXPECT_EQ(ProblemOf({"send", "4294967295", "{}"}), "\"4294967295\" is no message type");
-    EXPECT_EQ(ProblemOf({"status", "--bogus", "1"}), "no option is called \"--bogus\"");
+    EXPECT_EQ(ProblemOf({"send", "x", "{}"}), "\"x\" is not a message type");
+    EXPECT_EQ(ProblemOf({"send", "4294967295", "{}"}), "\"4294967295\" is not a message type");
+    EXPECT_EQ(ProblemOf({"status", "--bogus", "1"}), "unknown option \"--bogus\"");
     EXPECT_EQ(ProblemOf({"status", "--timeout"}), "--timeout needs a value");
     EXPECT_EQ(ProblemOf({"status", "--timeout", "1s"}), "--timeout needs a number, not \"1s\"");
-    EXPECT_EQ(ProblemOf({"--until", "1", "status"}), "--until stands behind a verb");
-    EXPECT_EQ(ProblemOf({"--count", "1", "listen"}), "--count stands behind a verb");
+    EXPECT_EQ(ProblemOf({"--until", "1", "status"}), "--until must follow a verb");
+    EXPECT_EQ(ProblemOf({"--count", "1", "listen"}), "--count must follow a verb");
     EXPECT_EQ(ProblemOf({"status", "--channel", "x"}), "--channel is not JSON: x");
     EXPECT_EQ(ProblemOf({"open", "@C:\\no such file"}), "C:\\no such file cannot be read");
+}
+
+TEST(Script, NameWithASlipIsGuessed) {
+    const std::vector<std::string_view> names = {"open", "poll", "status", "status-encrypted", "--timeout"};
+    EXPECT_EQ(DidYouMean("stauts", names), "status");
+    EXPECT_EQ(DidYouMean("opn", names), "open");
+    EXPECT_EQ(DidYouMean("--timout", names), "--timeout");
+    EXPECT_EQ(DidYouMean("xyz", names), "");
+    EXPECT_EQ(DidYouMean("", names), "");
+    EXPECT_EQ(ProblemOf({"log", "show", "--since", "5"}), "--since needs a span such as 90s, 15m, 2h or 7d, not \"5\"");
 }
 
 TEST(Script, HostTakesACommandLineForTypeOneAndJsonForTheOthers) {
@@ -66,6 +76,9 @@ TEST(Script, EveryVerbHasAHelpPageThatShowsItsUse) {
     for (const VerbInfo& verb : AllVerbs()) {
         EXPECT_NE(HelpText(&verb).find(std::string("usage: nexctl ") + verb.name), std::string::npos);
         EXPECT_NE(HelpText(nullptr).find(std::string("\n  ") + verb.name + " "), std::string::npos) << verb.name;
+    }
+    for (const char* quoted : {R"('{"a":1}')", R"("{\"a\":1}")", R"('{\"a\":1}')", "'@FILE'"}) {
+        EXPECT_NE(HelpText(nullptr).find(quoted), std::string::npos) << quoted;
     }
     for (const char* code : {"  0  ", "  1  ", "  2  ", "  3  ", "  4  ", "  5  "}) {
         EXPECT_NE(HelpText(nullptr).find(code), std::string::npos) << code;
@@ -106,15 +119,17 @@ TEST(Script, EveryVerbHasAPageAndStandsOnTheWholeOne) {
 }
 
 TEST(Script, LogTakesItsOwnWordsAndOptionsAlone) {
-    const Script script =
-        Parsed({"log", "page", "--pid", "7", "--out", "o", "--file", "f", "--run", "2", "--function", "x"});
+    const Script script = Parsed({"log", "page", "--pid", "7", "--pid", "8", "--since", "2h", "--text", "--out", "o",
+                                  "--file", "f", "--run", "2", "--function", "x"});
     const Step& step = script.steps.at(0);
     EXPECT_EQ(step.arguments.at(0), "page");
-    EXPECT_EQ(step.pid, 7u);
+    EXPECT_EQ(step.pids, (std::vector<std::uint32_t>{7, 8}));
+    EXPECT_EQ(step.sinceMs, 7200000u);
+    EXPECT_TRUE(step.text);
     EXPECT_EQ(step.run, 2u);
     EXPECT_EQ(step.out + step.file + step.function, "ofx");
     EXPECT_NE(ProblemOf({"log", "what"}).find("log needs on, off"), std::string::npos);
-    EXPECT_EQ(ProblemOf({"--file", "f", "log", "show"}), "--file stands behind a verb");
+    EXPECT_EQ(ProblemOf({"--file", "f", "log", "show"}), "--file must follow a verb");
 }
 
 }  // namespace

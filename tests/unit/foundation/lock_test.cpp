@@ -44,6 +44,24 @@ TEST(Lock, KeepsOtherThreadsOutUntilTheOutermostGuardIsGone) {
     EXPECT_EQ(value, 4 * 2000 * 2);
 }
 
+TEST(Lock, ATryOfAnotherThreadHoldsItOnlyWhileItIsFree) {
+    CLock lock;
+    const auto triesInVain = [&lock] {
+        bool bHeld = true;
+        std::thread([&] { bHeld = CAutoTryLock(&lock).IsHeld(); }).join();
+        return !bHeld;
+    };
+    EXPECT_FALSE(triesInVain());
+    EXPECT_FALSE(triesInVain()) << "the first try has let go of it";
+    {
+        const CAutoTryLock own(&lock);
+        EXPECT_TRUE(own.IsHeld());
+        EXPECT_TRUE(CAutoTryLock(&lock).IsHeld()) << "it is re-entrant";
+        EXPECT_TRUE(triesInVain());
+    }
+    EXPECT_FALSE(triesInVain());
+}
+
 TEST(SystemFailure, APositiveErrorBecomesAResultAndOthersStay) {
     EXPECT_EQ(ResultFromSystemError(5), static_cast<std::int32_t>(0x80070005));
     EXPECT_EQ(ResultFromSystemError(8), static_cast<std::int32_t>(0x80070008));

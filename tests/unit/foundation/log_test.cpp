@@ -138,6 +138,38 @@ TEST(Log, GivesTheLineOfTheCall) {
     EXPECT_TRUE(log.Find("here").ends_with(place)) << log.All();
 }
 
+namespace split {
+
+const wchar_t* Whole() {
+    return NXL_LOG_NAME;
+}
+
+void Part(const wchar_t* operation) {
+    NXL_LOG_AS(operation, L"[%s(%d)] part %d", 3);
+}
+
+}  // namespace split
+
+TEST(Log, APartLogsUnderTheNameOfTheWhole) {
+    LogCapture log;
+    split::Part(split::Whole());
+    split::Part(L"Given::Name");
+    const std::vector<std::string> lines = log.Lines();
+    ASSERT_EQ(lines.size(), 2u);
+    EXPECT_TRUE(lines[0].starts_with("[split::Whole(") && lines[0].ends_with(")] part 3")) << lines[0];
+    EXPECT_TRUE(lines[1].starts_with("[Given::Name(") && lines[1].ends_with(")] part 3")) << lines[1];
+}
+
+TEST(Log, NameOfTheWholeIsNotWorkedOutWhileTheLogIsOff) {
+    int evaluated = 0;
+    const auto name = [&evaluated] {
+        ++evaluated;
+        return L"name";
+    };
+    NXL_LOG_AS(name(), L"[%s(%d)] text");
+    EXPECT_EQ(evaluated, 0);
+}
+
 TEST(Log, AFormatWithoutOriginGetsNoName) {
     LogCapture log;
     NXL_LOG(L"plain %s text %d", L"wide", 5);

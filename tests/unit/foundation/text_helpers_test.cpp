@@ -63,6 +63,34 @@ TEST(UrlEscape, MeasuringCountsTheTerminatorAndLeavesTheTargetAlone) {
     EXPECT_STREQ(target, "untouched");
 }
 
+TEST(UrlEscape, EachByteIsMeasuredWhereverItStands) {
+    // Lengths around multiples of 4, one byte that becomes three at each place.
+    for (std::size_t length = 1; length <= 13; ++length) {
+        const std::string letters(length, 'a');
+        EXPECT_EQ(UrlEscape(letters.data(), length, nullptr, 0), static_cast<int>(length + 1));
+        for (std::size_t at = 0; at < length; ++at) {
+            std::string text = letters;
+            text[at] = '%';
+            EXPECT_EQ(UrlEscape(text.data(), length, nullptr, 0), static_cast<int>(length + 3)) << length << " " << at;
+            EXPECT_EQ(UrlEscapeString(text).size(), length + 2) << length << " " << at;
+        }
+    }
+}
+
+TEST(UrlEscape, TheTextInTheTargetEndsWhereItsLastPieceEnds) {
+    char target[] = "whatever stood here";
+    EXPECT_EQ(UrlEscape("a-", 2, target, sizeof(target)), 4);
+    EXPECT_STREQ(target, "a%2D");
+}
+
+TEST(UrlEscape, AFirstPieceThatDoesNotFitGivesTheLengthOfWhatTheTargetHolds) {
+    char target[] = "stays";
+    EXPECT_EQ(UrlEscape("-", 1, target, 3), 5);
+    EXPECT_STREQ(target, "stays");
+    EXPECT_EQ(UrlEscape("a", 1, target, 1), 5);
+    EXPECT_STREQ(target, "stays");
+}
+
 TEST(UrlEscape, ALengthBeyondTheMarkerMeansTheTextsOwnLength) {
     char target[32] = {};
     EXPECT_EQ(UrlEscape("a b", kOwnLength, target, 0), 4);

@@ -8,10 +8,10 @@
 
 #include <gtest/gtest.h>
 
-#include "ipc/iocp_server.h"
-#include "ipc/message_receiver.h"
-#include "ipc/pipe_callbacks.h"
-#include "ipc/pipe_names.h"
+#include "ipc/protocol/message_receiver.h"
+#include "ipc/protocol/pipe_callbacks.h"
+#include "ipc/transport/iocp_server.h"
+#include "ipc/transport/pipe_names.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/raw_pipe.h"
 #include "tests/support/unique_name.h"
@@ -82,12 +82,12 @@ TEST_F(ForwarderTest, WithoutATypeTheWholeCommandLineIsForwarded) {
                                         "enter paramBuffer=eA==", "SIPC unexpected wait result.", "PostRead yse",
                                         "SPIC Received message"}))
         << log.All();
-    EXPECT_EQ(log.Count("Server says: 1"), 1u) << log.All();
+    EXPECT_EQ(log.Count("]Server says: 1"), 1u) << log.All();
     // The stop behind the reply meets the worker before or behind its next read. Behind it the worker says goodbye
     // once; before it the read finds the pipe closed, and then the worker may as well end without a word.
-    const std::size_t goodbyes = log.Count("Disconnected from server!");
+    const std::size_t goodbyes = log.Count("]Disconnected from server!");
     EXPECT_LE(goodbyes, 1u) << log.All();
-    EXPECT_TRUE(goodbyes == 1 || log.Has("ReadFile bSuccess=0, error=6")) << log.All();
+    EXPECT_TRUE(goodbyes == 1 || log.Has("]ReadFile bSuccess=0, error=6")) << log.All();
 }
 
 TEST_F(ForwarderTest, TypeOneForwardsTheWholeCommandLine) {
@@ -125,7 +125,7 @@ TEST_F(ForwarderTest, AReplyThatIsNotOneByteOneDoesNotCount) {
     Serve("11");
     const LogCapture log;
     ExistzoltExcute(CommandLine(L""));
-    EXPECT_TRUE(log.Has("Server says: 11")) << log.All();
+    EXPECT_TRUE(log.Has("]Server says: 11")) << log.All();
     EXPECT_NE(log.Find("SPIC Received message dwWaitResult=258"), "") << log.All();
 }
 
@@ -149,7 +149,7 @@ TEST_F(ForwarderTest, WithoutAServerItGivesUpAfterOneAttempt) {
     const std::vector<std::string> lines = OwnLines(log);
     ASSERT_FALSE(lines.empty());
     EXPECT_EQ(lines.back(), "Failed to connect to server!") << log.All();
-    EXPECT_EQ(log.Count("OpenPipe 2"), 1u) << log.All();
+    EXPECT_EQ(log.Count("]OpenPipe 2"), 1u) << log.All();
 }
 
 TEST_F(ForwarderTest, ABusyServerIsNotAskedTwice) {
@@ -158,7 +158,7 @@ TEST_F(ForwarderTest, ABusyServerIsNotAskedTwice) {
     ASSERT_TRUE(other.valid());
     const LogCapture log;
     ExistzoltExcute(CommandLine(L""));
-    EXPECT_EQ(log.Count("OpenPipe 231"), 1u) << log.All();
+    EXPECT_EQ(log.Count("]OpenPipe 231"), 1u) << log.All();
     EXPECT_TRUE(log.Has("Failed to connect to server!")) << log.All();
 }
 
@@ -170,6 +170,22 @@ TEST_F(ForwarderTest, ItDelaysForTwoSecondsEvenWhenTheServerIsReady) {
     // A lower bound: a busy machine makes it longer, nothing makes it shorter.
     EXPECT_GE(GetTickCount() - nStart, 1950u);
     EXPECT_EQ(WaitForSingleObject(ready.get(), 0), WAIT_OBJECT_0) << "the ready event was consumed";
+}
+
+std::vector<DWORD> g_vecWaits;
+
+DWORD WINAPI NoteWait(HANDLE, DWORD nMilliseconds) {
+    g_vecWaits.push_back(nMilliseconds);
+    return WAIT_TIMEOUT;
+}
+
+TEST_F(ForwarderTest, ItWaitsTwoSecondsBeforeItConnectsAndTwoForTheReply) {
+    Serve("");
+    g_vecWaits.clear();
+    g_pfnForwarderWait = &NoteWait;
+    ExistzoltExcute(CommandLine(L""));
+    g_pfnForwarderWait = &WaitForSingleObject;
+    EXPECT_EQ(g_vecWaits, (std::vector<DWORD>{2000, 2000}));
 }
 
 TEST_F(ForwarderTest, TheMessagePassesTheHostsGate) {

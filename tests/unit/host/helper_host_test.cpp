@@ -1,9 +1,12 @@
 #include "host/helper_host.h"
 
+#include "foundation/log.h"
 #include "foundation/text_helpers.h"
 #include "host/message_window.h"
-#include "ipc/frame.h"
-#include "ipc/pipe_names.h"
+#include "ipc/transport/frame.h"
+#include "ipc/transport/pipe_names.h"
+#include "support/http/beacons.h"
+#include "support/http/wininet_api.h"
 #include "tests/unit/host/host_fixture.h"
 #include "world/helper/pipe_peer.h"
 
@@ -91,6 +94,29 @@ TEST_F(HelperHostTest, FirstInitStartsTheThreadsInOrder) {
     EXPECT_LT(LineOf("InitConfInfoThread begin"), m_log.Lines().size());
     // Its own and that of the configuration's thread.
     EXPECT_EQ(m_log.Count("InitHangWatcherThread end"), 2u) << m_log.All();
+}
+
+// Once its instance is connected the caller may ask for something that sends a beacon, while the start is still under
+// way. Holds in a process of its own, as ctest gives it: another test of this program has started the transfer worker.
+TEST_F(HelperHostTest, ABeaconSentAsSoonAsTheInstanceIsConnectedIsFetched) {
+    static const CKernelHandle fetched(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    static WinInetApi recording;
+    recording.CrackUrl = [](LPCWSTR url, DWORD, DWORD, LPURL_COMPONENTSW) -> BOOL {
+        if (std::wstring(url) == L"http://dot.nexlet.invalid/first") {
+            SetEvent(fetched.get());
+        }
+        return FALSE;
+    };
+    OverrideWinInetApi(&recording);
+    CCallerEnd caller(m_mark, "first");
+    // The first line that is written after the instance was made.
+    SetLogObserver([](const wchar_t* line) {
+        if (std::wstring(line).find(L"enter m_sdkPath=") != std::wstring::npos) {
+            ReportDot(L"http://dot.nexlet.invalid/first");
+        }
+    });
+    StartHost();
+    EXPECT_EQ(WaitForSingleObject(fetched.get(), 20000), WAIT_OBJECT_0);
 }
 
 TEST_F(HelperHostTest, FirstInitAnnouncesTheListeningPipe) {

@@ -4,8 +4,8 @@
 
 #include "foundation/text_helpers.h"
 #include "host/message_window.h"
-#include "ipc/pipe_names.h"
-#include "support/wininet_api.h"
+#include "ipc/transport/pipe_names.h"
+#include "support/http/wininet_api.h"
 #include "tests/support/unique_name.h"
 
 namespace {
@@ -30,13 +30,22 @@ DWORD Count(int StartedThreads::*counter) {
     return 0;
 }
 
+}  // namespace
+
 const HostThreads kCountingThreads = {
     [](void* host) -> DWORD { return host != nullptr ? Count(&StartedThreads::nHangWatcher) : 0; },
     [](void* nothing) -> DWORD { return nothing == nullptr ? Count(&StartedThreads::nMonCPUUsage) : 0; },
     [](void* host) -> DWORD { return host != nullptr ? Count(&StartedThreads::nConfInfo) : 0; },
+    kHostThreads.pfnStart,
+    [] { ADD_FAILURE() << "the start took too long"; },
+    kHostThreads.nStartLimitMs * 10,
 };
 
-}  // namespace
+bool WaitForWatchdogs() {
+    std::unique_lock guard(g_lockStarted);
+    return g_startedChanged.wait_for(guard, kWait,
+                                     [] { return g_started.nHangWatcher >= 1 && g_started.nMonCPUUsage >= 1; });
+}
 
 StartedThreads WaitForStartedThreads(int count) {
     std::unique_lock guard(g_lockStarted);
@@ -87,7 +96,7 @@ CHostFixture::CHostFixture()
 
 CHostFixture::~CHostFixture() {
     // A thread that has been started counts for this test and not for the next one.
-    WaitForStartedThreads(static_cast<int>(m_log.Count("InitMonCPUUsageThread begin")));
+    WaitForStartedThreads(static_cast<int>(m_log.Count("InitConfInfoThread create success")));
     if (const HWND window = g_hMsgWnd.exchange(nullptr)) {
         DestroyWindow(window);
     }
@@ -110,5 +119,5 @@ bool CHostFixture::TakeQuitMessage() {
 
 void CHostFixture::SetParam(const std::string& serviceId, std::int32_t taskOp, std::int32_t dllOp,
                             std::int32_t destroyOp) {
-    m_host.SetInstanceParam(serviceId, L"", "", kParamKeep, taskOp, dllOp, destroyOp, CNeverStop());
+    m_host.SetInstanceParam(serviceId, {.nTaskOp = taskOp, .nDllOp = dllOp, .nDestroyOp = destroyOp}, CNeverStops());
 }

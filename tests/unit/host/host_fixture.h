@@ -12,7 +12,7 @@
 #include <gtest/gtest.h>
 
 #include "host/helper_host.h"
-#include "ipc/iocp_server.h"
+#include "ipc/transport/iocp_server.h"
 #include "tests/support/log_capture.h"
 
 // The caller's end of a service pipe: collects the frames that the helper sends.
@@ -37,11 +37,8 @@ class CCallerEnd final : public IPipeConnectCallback {
     std::vector<std::string> m_vecFrames;
 };
 
-// Says that the instance it stands for lives on.
-class CNeverStop final : public IStopToken {
-  public:
-    bool StopRequested() const override { return false; }
-};
+// Background threads that only count.
+extern const HostThreads kCountingThreads;
 
 // Makes hosts that stay to the end of the test program, since what they start may look at them until then. Their
 // background threads only count. Nothing of a test goes over the network.
@@ -76,3 +73,5 @@ struct StartedThreads {
 };
 // Waits until each of the three has run count times, or the time is up.
 StartedThreads WaitForStartedThreads(int count);
+// Waits until the two watchdogs have run. False when the time is up.
+bool WaitForWatchdogs();

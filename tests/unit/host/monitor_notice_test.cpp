@@ -1,4 +1,5 @@
 #include "host/monitor_notice.h"
+#include "tests/support/json_of.h"
 
 #include <gtest/gtest.h>
 #include <json/value.h>
@@ -23,7 +24,7 @@ std::string Text(const std::string& key, const std::string& value) {
 // The notice of a request, which must be readable.
 std::string NoticeOf(const std::string& text) {
     MonitorRequest request;
-    EXPECT_EQ(ReadMonitorRequest(text, request), MonitorRequestStatus::Ok) << text;
+    EXPECT_EQ(ReadMonitorRequest(JsonOf(text), request), MonitorRequestStatus::Ok) << text;
     return request.bag.Serialize().value_or("no notice");
 }
 
@@ -71,23 +72,23 @@ TEST(MonitorNoticeTest, TextsStayUtf8) {
 
 TEST(MonitorNoticeTest, RefererIsTheIdAndTheNameEscaped) {
     MonitorRequest request;
-    ASSERT_EQ(ReadMonitorRequest(kWholeRequest, request), MonitorRequestStatus::Ok);
+    ASSERT_EQ(ReadMonitorRequest(JsonOf(kWholeRequest), request), MonitorRequestStatus::Ok);
     EXPECT_EQ(request.strReferer, "wx1%5FJump+Jump");
 }
 
 TEST(MonitorNoticeTest, OnlyAShownPopUpGoesOut) {
     MonitorRequest request;
     for (const char* text : {"{}", R"({"isWxPopShow":0})", R"({"isWxPopShow":2})", R"({"isWxPopShow":null})"}) {
-        EXPECT_EQ(ReadMonitorRequest(text, request), MonitorRequestStatus::NotShown) << text;
+        EXPECT_EQ(ReadMonitorRequest(JsonOf(text), request), MonitorRequestStatus::NotShown) << text;
     }
     // Whatever converts to 1 counts.
-    EXPECT_EQ(ReadMonitorRequest(R"({"isWxPopShow":true})", request), MonitorRequestStatus::Ok);
+    EXPECT_EQ(ReadMonitorRequest(JsonOf(R"({"isWxPopShow":true})"), request), MonitorRequestStatus::Ok);
 }
 
 TEST(MonitorNoticeTest, TextThatIsNoObjectIsRefused) {
     MonitorRequest request;
     for (const char* text : {"", "{", "[]", "\"x\"", "null"}) {
-        EXPECT_EQ(ReadMonitorRequest(text, request), MonitorRequestStatus::BadText) << text;
+        EXPECT_EQ(ReadMonitorRequest(JsonOf(text), request), MonitorRequestStatus::BadText) << text;
     }
 }
 
@@ -96,7 +97,7 @@ TEST(MonitorNoticeTest, MemberThatDoesNotConvertThrows) {
     for (const char* text :
          {R"({"isWxPopShow":"1"})", R"({"isWxPopShow":1,"wxPopData":"x"})",
           R"({"isWxPopShow":1,"wxPopData":{"style_id":"7"}})", R"({"isWxPopShow":1,"wxPopData":{"name":{}}})"}) {
-        EXPECT_THROW(ReadMonitorRequest(text, request), Json::LogicError) << text;
+        EXPECT_THROW(ReadMonitorRequest(JsonOf(text), request), Json::LogicError) << text;
     }
 }
 

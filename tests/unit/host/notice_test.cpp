@@ -4,6 +4,7 @@
 #include <thread>
 
 #include "host/helper_host.h"
+#include "host/window_calls.h"
 #include "tests/support/unique_name.h"
 #include "tests/unit/host/host_fixture.h"
 
@@ -158,11 +159,33 @@ TEST_F(NoticeTest, BusyMonitorFailsAfterItsTime) {
     EXPECT_TRUE(m_log.Has("send WD MSG failed")) << m_log.All();
 }
 
+std::vector<UINT> g_vecTimeouts;
+
+TEST_F(NoticeTest, MonitorHasASecondToTakeTheNotice) {
+    static const WindowCalls recording = {
+        &SetTimer, &KillTimer,
+        [](HWND, UINT message, WPARAM wParam, LPARAM, UINT flags, UINT timeoutMs, PDWORD_PTR) -> LRESULT {
+            EXPECT_EQ(message, static_cast<UINT>(WM_COPYDATA));
+            EXPECT_EQ(wParam, 0u);
+            EXPECT_EQ(flags, static_cast<UINT>(SMTO_NORMAL));
+            g_vecTimeouts.push_back(timeoutMs);
+            return 1;
+        }};
+    StartWithMark(L"ml");
+    CMonitorWindow monitor(CMonitorWindow::Mood::Answers);
+    g_vecTimeouts.clear();
+    OverrideWindowCalls(&recording);
+    EXPECT_TRUE(Notify("1", kShown)) << m_log.All();
+    OverrideWindowCalls(nullptr);
+    EXPECT_EQ(g_vecTimeouts, std::vector<UINT>{1000});
+}
+
 TEST_F(NoticeTest, NoticeThatDoesNotFitItsFieldsIsNotSent) {
     StartWithMark(L"ml");
     CMonitorWindow monitor(CMonitorWindow::Mood::Answers);
     EXPECT_FALSE(Notify("1", R"({"isWxPopShow":1,"wxPopData":{"name":")" + std::string(70000, 'x') + R"("}})"));
     EXPECT_EQ(monitor.m_nCount, 0);
+    EXPECT_TRUE(m_log.Has("send WD MSG failed")) << m_log.All();
     EXPECT_TRUE(m_log.Has("send WD MSG ret=0")) << m_log.All();
 }
 
@@ -170,7 +193,7 @@ TEST_F(NoticeTest, PollOfAMissingInstanceGoesOnWithTheResultAsItStands) {
     StartWithMark(L"ml");
     CMonitorWindow monitor(CMonitorWindow::Mood::Answers);
     std::string result = "1";
-    m_host.OpenMiniAppSuccessfullyByServiceId("nobody", kShown, result, false, CNeverStop());
+    m_host.OpenMiniAppSuccessfullyByServiceId("nobody", kShown, result, false, CNeverStops());
     EXPECT_EQ(result, "1");
     EXPECT_EQ(monitor.m_nCount, 1);
     EXPECT_TRUE(m_log.Has("send to WD success")) << m_log.All();
@@ -181,7 +204,7 @@ TEST_F(NoticeTest, PollOfAMissingInstanceGoesOnWithTheResultAsItStands) {
 TEST_F(NoticeTest, PollOfAnInstanceTakesItsResult) {
     m_host.Init(L"/from:ml /service_id:first");
     std::string result = "1";
-    m_host.OpenMiniAppSuccessfullyByServiceId("first", kShown, result, true, CNeverStop());
+    m_host.OpenMiniAppSuccessfullyByServiceId("first", kShown, result, true, CNeverStops());
     EXPECT_NE(result, "1") << "no such open was started";
     EXPECT_FALSE(m_log.Has("send to WD success")) << m_log.All();
 }
@@ -195,7 +218,8 @@ TEST_F(NoticeTest, PollForADestroyedInstanceDoesNothing) {
     std::string result = "1";
     m_host.OpenMiniAppSuccessfullyByServiceId("nobody", kShown, result, false, CStopped());
     EXPECT_FALSE(m_log.Has("enter to NotifyWDMonitorMsg")) << m_log.All();
-    EXPECT_FALSE(m_host.SetInstanceParam("id", L"pipe", "", 1, 1, 1, 1, CStopped()));
+    EXPECT_FALSE(m_host.SetInstanceParam(
+        "id", {.strPipeName = L"pipe", .nInterval = 1, .nTaskOp = 1, .nDllOp = 1, .nDestroyOp = 1}, CStopped()));
     InstanceParam param;
     EXPECT_FALSE(m_host.GetInstanceParam("id", param));
 }

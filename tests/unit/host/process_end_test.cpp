@@ -8,7 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "host/command_line.h"
-#include "open/wx_api.h"
+#include "open/wx_sdk/wx_api.h"
 
 namespace {
 

@@ -26,9 +26,9 @@ TEST_P(PruneRuleTest, DecidesByTheRecord) {
     record.nDelayedTaskCount = one.nDelayedTaskCount;
     record.bDLLWndExist = one.bDLLWndExist;
     record.bIsDelayedDestroy = one.bIsDelayedDestroy;
-    InstanceParam param;
-    EXPECT_EQ(JudgeInstance(records, "id", param), one.fate);
-    EXPECT_EQ(param.nDelayedTaskCount, one.nDelayedTaskCount);
+    const InstanceVerdict verdict = JudgeInstance(records, "id");
+    EXPECT_EQ(verdict.fate, one.fate);
+    EXPECT_EQ(verdict.pParam, &record) << "the walk copies no record";
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -47,8 +47,18 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(PruneRuleTest, InstanceWithoutRecordGoesSilently) {
     InstanceParamMap records;
     records["other"].strServiceId = "other";
-    InstanceParam param;
-    EXPECT_EQ(JudgeInstance(records, "id", param), InstanceFate::EraseUnknown);
+    const InstanceVerdict verdict = JudgeInstance(records, "id");
+    EXPECT_EQ(verdict.fate, InstanceFate::EraseUnknown);
+    EXPECT_EQ(verdict.pParam, nullptr);
+}
+
+TEST(WaitThatIsLeftTest, ShrinksWithTheTimeThatHasPassed) {
+    EXPECT_EQ(WaitThatIsLeft(1000, 0), 1000u);
+    EXPECT_EQ(WaitThatIsLeft(1000, 200), 800u);
+    EXPECT_EQ(WaitThatIsLeft(1000, 999), 1u);
+    EXPECT_EQ(WaitThatIsLeft(1000, 1000), 0u);
+    EXPECT_EQ(WaitThatIsLeft(1000, 1001), 0u);
+    EXPECT_EQ(WaitThatIsLeft(1000, 1ULL << 40), 0u);
 }
 
 }  // namespace

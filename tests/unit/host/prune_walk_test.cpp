@@ -7,7 +7,7 @@
 #include "foundation/log.h"
 #include "host/helper_host.h"
 #include "host/message_window.h"
-#include "ipc/pipe_names.h"
+#include "ipc/transport/pipe_names.h"
 #include "tests/support/raw_pipe.h"
 #include "tests/unit/host/host_fixture.h"
 
@@ -22,6 +22,7 @@ constexpr UINT kProbeMs = 15000;
 std::atomic<int> g_nArrived{0};
 std::atomic<int> g_nReadsFailed{0};
 HANDLE g_hGo = nullptr;
+std::atomic<DWORD> g_nWorkMs{0};  // how long a worker is busy once it is let go
 
 // Holds every worker at the beginning of a request.
 void HoldWorkers(const wchar_t* text) {
@@ -29,6 +30,7 @@ void HoldWorkers(const wchar_t* text) {
     if (line.find(L"[CPipeClientCallback::ReceiveIPCMessage(") == 0 && line.ends_with(L"begin")) {
         g_nArrived.fetch_add(1);
         WaitForSingleObject(g_hGo, 2 * kTestWaitMs);
+        Sleep(g_nWorkMs.load());
     } else if (line.find(L"[CClientContext::PostRead(") == 0 && line.find(L"bSuccess=0, error=109") != line.npos) {
         g_nReadsFailed.fetch_add(1);
     }
@@ -50,6 +52,7 @@ class PruneWalkTest : public CHostFixture {
     PruneWalkTest() : m_hGo(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {
         g_nArrived.store(0);
         g_nReadsFailed.store(0);
+        g_nWorkMs.store(0);
         g_hGo = m_hGo.get();
     }
     ~PruneWalkTest() override {
@@ -67,9 +70,9 @@ class PruneWalkTest : public CHostFixture {
     }
 
     // Many callers are served and have asked something, and each worker is held in its request.
-    void HoldManyInARequest() {
+    void HoldManyInARequest(int callers = kCallers) {
         StartHost();
-        for (int i = 0; i < kCallers; ++i) {
+        for (int i = 0; i < callers; ++i) {
             const std::string id = "many" + std::to_string(i);
             m_vecCallers.push_back(CRawPipe::Serve(ServicePipeName(m_mark, id), /*nMaxInstances=*/1));
             Receive(R"({"content":{"service_id":")" + id + R"(","p1":"{}"},"message_type":7})");
@@ -83,7 +86,7 @@ class PruneWalkTest : public CHostFixture {
         for (CRawPipe& caller : m_vecCallers) {
             ASSERT_TRUE(caller.WriteFrame("{}"));
         }
-        ASSERT_TRUE(Eventually([] { return g_nArrived.load() == kCallers; })) << g_nArrived.load();
+        ASSERT_TRUE(Eventually([callers] { return g_nArrived.load() == callers; })) << g_nArrived.load();
     }
 
     // Makes the walk on this thread, the window's, under the watchdog's probe. False when the watchdog would end the
@@ -122,6 +125,14 @@ TEST_F(PruneWalkTest, CallersThatWentInTheMiddleOfARequestDoNotKeepTheMainThread
     ASSERT_TRUE(Eventually([] { return g_nReadsFailed.load() == kCallers; })) << g_nReadsFailed.load();
     EXPECT_TRUE(WalkUnderTheProbe());
     EXPECT_EQ(m_host.InstanceCount(), 1u) << "the fixture's own stays";
+}
+
+TEST_F(PruneWalkTest, WorkerThatIsNearlyDoneIsWaitedFor) {
+    ASSERT_NO_FATAL_FAILURE(HoldManyInARequest(1));
+    g_nWorkMs.store(100);
+    SetEvent(m_hGo.get());
+    SendMessageW(g_hMsgWnd.load(), WM_TIMER, TIMER_ID_CHECK_EXIT, 0);
+    EXPECT_TRUE(m_vecInstances[0].expired()) << "its worker still runs";
 }
 
 TEST_F(PruneWalkTest, RequestsThatAreStillBeingHandledDoNotKeepTheMainThread) {

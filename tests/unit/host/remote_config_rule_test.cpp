@@ -36,13 +36,19 @@ std::optional<std::uint32_t> Create(const std::string& text) {
 
 TEST(RemoteConfigRule, OneMeansCreateAndAnyOtherIntegerMeansDoNot) {
     EXPECT_EQ(Create(R"({"appShortcut":{"create":1}})"), 1u);
-    for (const char* value : {"0", "2", "-1", "2147483647", "-9000000000000000000"}) {
+    for (const char* value : {"0", "2", "-1", "2147483647", "-2147483648"}) {
         EXPECT_EQ(Create(std::string(R"({"appShortcut":{"create":)") + value + "}}"), 0u) << value;
     }
 }
 
 TEST(RemoteConfigRule, WhatIsNoIntegerIsNotASwitch) {
     for (const char* value : {"\"1\"", "1.0", "1e0", "true", "null", "[1]", "{}", "3000000000"}) {
+        EXPECT_EQ(Create(std::string(R"({"appShortcut":{"create":)") + value + "}}"), std::nullopt) << value;
+    }
+}
+
+TEST(RemoteConfigRule, ANumberOutside32BitsIsNotASwitch) {
+    for (const char* value : {"-2147483649", "-9000000000000000000", "2147483648", "4294967297"}) {
         EXPECT_EQ(Create(std::string(R"({"appShortcut":{"create":)") + value + "}}"), std::nullopt) << value;
     }
 }

@@ -4,14 +4,20 @@
 
 #include "tests/support/http_test_server.h"
 
+#include <fcntl.h>
+#include <io.h>
+#include <sys/stat.h>
+
+#include <cstdio>
 #include <ctime>
 #include <deque>
 #include <optional>
 
 #include <gtest/gtest.h>
 
-#include "support/http_transfer.h"
+#include "support/http/http_transfer.h"
 #include "tests/support/log_capture.h"
+#include "tests/support/temp_folder.h"
 
 namespace {
 
@@ -292,6 +298,25 @@ TEST_F(RemoteConfigTest, TheCallbackTellsStandardOutput) {
     testing::internal::CaptureStdout();
     HttpContextText(200, "abc", 3, &text);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "Received text chunk, size: 3\n");
+}
+
+// The process ends without writing out what the run-time still holds.
+TEST_F(RemoteConfigTest, TheLineOnStandardOutputReachesAFileAtOnce) {
+    const CTempFolder folder;
+    const std::filesystem::path path = folder.Path() / L"output.txt";
+    const int kept = _dup(1);
+    const int file = _wopen(path.c_str(), _O_CREAT | _O_WRONLY | _O_BINARY, _S_IREAD | _S_IWRITE);
+    ASSERT_EQ(_dup2(file, 1), 0);
+    // As the run-time may have it for a file.
+    ASSERT_EQ(std::setvbuf(stdout, nullptr, _IOFBF, 4096), 0);
+    std::string text;
+    HttpContextText(200, "abc", 3, &text);
+    EXPECT_EQ(std::filesystem::file_size(path), std::string("Received text chunk, size: 3\n").size());
+    std::fflush(stdout);
+    std::setvbuf(stdout, nullptr, _IONBF, 0);
+    _dup2(kept, 1);
+    _close(file);
+    _close(kept);
 }
 
 TEST_F(RemoteConfigTest, TheCallbackReturnsAtOnceWithoutSizeOrContext) {

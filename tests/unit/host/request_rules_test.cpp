@@ -1,4 +1,5 @@
 #include "host/request_rules.h"
+#include "tests/support/json_of.h"
 
 #include <gtest/gtest.h>
 
@@ -36,10 +37,20 @@ TEST(RequestRulesTest, StartDispatchesTheRequestsButNotTheExit) {
     }
 }
 
+TEST(RequestRulesTest, CommandLineCarriesARequestWhenItsTypeIsDispatched) {
+    for (const wchar_t* line : {L"/from:m /type:2", L"/type:8 /service_id:s", L"/type:\"6\"", L"/type:7x"}) {
+        EXPECT_TRUE(CarriesRequest(line)) << line;
+    }
+    for (const wchar_t* line :
+         {L"", L"/from:m", L"/type:1", L"/type:9", L"/type:", L"/type:abc", L"/type:99999999999", L"/param:e30="}) {
+        EXPECT_FALSE(CarriesRequest(line)) << line;
+    }
+}
+
 TEST(RequestBodyOfHostTest, BodyThatIsNoObjectIsAParseError) {
     for (const char* body : {"", "{", "null", "[]", "\"x\"", "7"}) {
         std::string id = "old";
-        EXPECT_EQ(ReadRequestServiceId(body, false, id), RequestStatus::ParseError) << body;
+        EXPECT_EQ(ReadRequestServiceId(JsonOf(body), false, id), ContentStatus::ParseError) << body;
         EXPECT_EQ(id, "old");
     }
 }
@@ -47,19 +58,19 @@ TEST(RequestBodyOfHostTest, BodyThatIsNoObjectIsAParseError) {
 TEST(RequestBodyOfHostTest, ServiceIdMustBeAText) {
     for (const char* body : {"{}", R"({"service_id":5})", R"({"service_id":null})", R"({"service_id":["a"]})"}) {
         std::string id = "old";
-        EXPECT_EQ(ReadRequestServiceId(body, false, id), RequestStatus::NoServiceId) << body;
+        EXPECT_EQ(ReadRequestServiceId(JsonOf(body), false, id), ContentStatus::Silent) << body;
         EXPECT_EQ(id, "old");
     }
     std::string id;
-    EXPECT_EQ(ReadRequestServiceId(R"({"service_id":"a"})", false, id), RequestStatus::Ok);
+    EXPECT_EQ(ReadRequestServiceId(JsonOf(R"({"service_id":"a"})"), false, id), ContentStatus::Ok);
     EXPECT_EQ(id, "a");
 }
 
 TEST(RequestBodyOfHostTest, MissingP1IsSeenBeforeAMissingServiceId) {
     std::string id;
-    EXPECT_EQ(ReadRequestServiceId("{}", true, id), RequestStatus::NoP1);
-    EXPECT_EQ(ReadRequestServiceId(R"({"p1":null})", true, id), RequestStatus::NoServiceId);
-    EXPECT_EQ(ReadRequestServiceId(R"({"p1":"","service_id":"a"})", true, id), RequestStatus::Ok);
+    EXPECT_EQ(ReadRequestServiceId(JsonOf("{}"), true, id), ContentStatus::NotContainP1);
+    EXPECT_EQ(ReadRequestServiceId(JsonOf(R"({"p1":null})"), true, id), ContentStatus::Silent);
+    EXPECT_EQ(ReadRequestServiceId(JsonOf(R"({"p1":"","service_id":"a"})"), true, id), ContentStatus::Ok);
 }
 
 }  // namespace

@@ -73,7 +73,8 @@ TEST_F(RequestsTest, ReArmedExitTimerIsArmed) {
 TEST_F(RequestsTest, MessageTypeMustBeAnInteger) {
     for (const char* message :
          {R"({"content":{},"message_type":"2"})", R"({"content":{},"message_type":2.0})", R"({"content":{}})",
-          R"({"content":{},"message_type":true})", R"({"content":{},"message_type":null})", "{}"}) {
+          R"({"content":{},"message_type":true})", R"({"content":{},"message_type":null})", "{}",
+          R"({"content":{},"message_type":-3000000000})", R"({"content":{},"message_type":3000000000})"}) {
         ExpectRefused(message, "jvRoot not message_type");
     }
 }
@@ -124,10 +125,13 @@ TEST_F(RequestsTest, InitWithoutContentEmptiesWhatTheCommandLineSaid) {
 }
 
 TEST_F(RequestsTest, MessageIsCutAtItsFirstNul) {
-    std::string message = R"({"content":{},"message_type":4})";
-    message += '\0';
-    message += "{{{";
-    EXPECT_EQ(Receive(message), 1);
+    // A reader that went by the length would find a whole message.
+    const std::string before = R"({"content":{"tag":"a)";
+    const std::size_t errors = ParseErrors();
+    EXPECT_EQ(Receive(before + '\0' + R"(b"},"message_type":4})"), 0);
+    EXPECT_EQ(ParseErrors(), errors + 1) << m_log.All();
+    EXPECT_NE(m_log.Find("ReceiveIPCMessage szMessage=" + before), "") << m_log.All();
+    EXPECT_EQ(Receive(std::string(R"({"content":{},"message_type":4})") + '\0' + "{{{"), 1);
     EXPECT_TRUE(m_log.Has(R"(ReceiveIPCMessage szMessage={"content":{},"message_type":4})")) << m_log.All();
 }
 

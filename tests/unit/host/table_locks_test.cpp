@@ -8,6 +8,8 @@
 #include "foundation/log.h"
 #include "host/helper_host.h"
 #include "host/message_window.h"
+#include "tests/support/allocation_watch.h"
+#include "tests/support/json_of.h"
 #include "tests/support/raw_pipe.h"
 #include "tests/unit/host/host_fixture.h"
 
@@ -74,19 +76,20 @@ TEST_F(TableLocksTest, AReportLooksAtTheStopUnderTheLockOfTheRecords) {
     CHeldUp other;
     bool bHeldUp = false;
     const CAskedStop stop(/*bStopped=*/false, [&] { bHeldUp = other.IsHeldUp([this] { LookAtTheRecord(); }); });
-    EXPECT_TRUE(m_host.SetInstanceParam("first", L"", "", kParamKeep, kTaskAdd, kParamKeep, kParamKeep, stop));
+    EXPECT_TRUE(m_host.SetInstanceParam("first", {.nTaskOp = kTaskAdd}, stop));
     EXPECT_TRUE(bHeldUp) << "somebody could erase the record between the look and the write";
 }
 
 TEST_F(TableLocksTest, AReportOfAStoppedWatcherNeitherChangesNorMakesARecord) {
     const CAskedStop stop(/*bStopped=*/true, [] {});
-    EXPECT_FALSE(m_host.SetInstanceParam("first", L"", "", kParamKeep, kTaskAdd, kDllGone, kDestroyNow, stop));
+    EXPECT_FALSE(
+        m_host.SetInstanceParam("first", {.nTaskOp = kTaskAdd, .nDllOp = kDllGone, .nDestroyOp = kDestroyNow}, stop));
     InstanceParam param;
     ASSERT_TRUE(m_host.GetInstanceParam("first", param));
     EXPECT_EQ(param.nDelayedTaskCount, 0);
     EXPECT_TRUE(param.bDLLWndExist);
     EXPECT_FALSE(param.bIsDelayedDestroy);
-    EXPECT_FALSE(m_host.SetInstanceParam("erased", L"", "", kParamKeep, kTaskAdd, kParamKeep, kParamKeep, stop));
+    EXPECT_FALSE(m_host.SetInstanceParam("erased", {.nTaskOp = kTaskAdd}, stop));
     EXPECT_FALSE(m_host.GetInstanceParam("erased", param));
 }
 
@@ -98,6 +101,47 @@ TEST_F(TableLocksTest, APollLooksAtTheStopUnderTheLockOfTheInstances) {
     m_host.OpenMiniAppSuccessfullyByServiceId("first", "{}", result, /*bLastCall=*/true, stop);
     EXPECT_TRUE(bHeldUp) << "the instance could be another one of its id by the time it is asked";
     EXPECT_NE(result, "");
+}
+
+// The text is as long as its caller made it, and the main thread's walk takes the lock.
+TEST_F(TableLocksTest, APollReadsItsTextBeforeTheLockOfTheInstances) {
+    constexpr std::size_t kLetters = 54321;
+    const std::string text = "{\"long\":\"" + std::string(kLetters, 'x') + "\"}";
+    const CKernelHandle hThrough(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    bool bFree = false;
+    std::thread other;
+    std::string result;
+    {
+        const CAllocationWatch watch(ReaderAllocation(kLetters), [&] {
+            other = std::thread([&] {
+                m_host.InstanceCount();
+                SetEvent(hThrough.get());
+            });
+            bFree = WaitForSingleObject(hThrough.get(), kTestWaitMs) == WAIT_OBJECT_0;
+        });
+        m_host.OpenMiniAppSuccessfullyByServiceId("first", text, result, /*bLastCall=*/true, CNeverStops());
+    }
+    ASSERT_TRUE(other.joinable()) << "the text was not read";
+    other.join();
+    EXPECT_TRUE(bFree);
+    EXPECT_EQ(result, "not from");
+}
+
+TEST_F(TableLocksTest, AnExitRequestLooksAtTheStopUnderTheLockOfTheInstances) {
+    CHeldUp other;
+    bool bHeldUp = false;
+    const CAskedStop stop(/*bStopped=*/false, [&] { bHeldUp = other.IsHeldUp([this] { m_host.InstanceCount(); }); });
+    m_host.DestroyWxServiceItme(CRequestOf(9, R"({"service_id":"first"})"), stop);
+    EXPECT_TRUE(bHeldUp) << "the instance could be another one of its id by the time it is let go";
+    EXPECT_TRUE(m_log.Has("DelayedDestroy begin")) << m_log.All();
+}
+
+TEST_F(TableLocksTest, AnExitRequestOfAStoppedInstanceLetsNobodyGo) {
+    const CAskedStop stop(/*bStopped=*/true, [] {});
+    m_host.DestroyWxServiceItme(CRequestOf(9, R"({"service_id":"first"})"), stop);
+    EXPECT_TRUE(m_log.Has("DestroyWxServiceItme begin")) << m_log.All();
+    EXPECT_FALSE(m_log.Has("DelayedDestroy begin")) << m_log.All();
+    EXPECT_FALSE(m_log.Has("DestroyWxServiceItme end")) << m_log.All();
 }
 
 TEST_F(TableLocksTest, TheWalkEndsAnInstanceUnderBothLocks) {

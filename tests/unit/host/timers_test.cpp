@@ -98,7 +98,7 @@ TEST_F(TimersTest, DelayedDestroyErasesInstanceAndRecordWithItsLine) {
         << m_log.All();
     InstanceParam param;
     EXPECT_FALSE(m_host.GetInstanceParam("first", param));
-    EXPECT_TRUE(m_log.Has("begin destruct strServiceId = first ")) << m_log.All();
+    EXPECT_TRUE(m_log.Has("]begin destruct strServiceId = first ")) << m_log.All();
 }
 
 TEST_F(TimersTest, LostPipeErasesTheInstance) {

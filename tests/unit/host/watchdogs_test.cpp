@@ -171,10 +171,13 @@ struct HangWatch {
     std::vector<bool> vecAnswers;  // of each probe; the loop ends behind the last one
     DWORD_PTR nResult = 0;
     std::size_t nProbes = 0;
+    DWORD nError = ERROR_TIMEOUT;
+    std::uint64_t nProbeMs = 15000;  // what passes during a probe while the machine is awake
+    std::uint64_t nAwakeMs = 0;
     int nPauses = 0;
     int nKills = 0;
 
-    void Run() { RunHangWatch({&Pause, &Probe, &Kill, this}); }
+    void Run() { RunHangWatch({&Pause, &Probe, &Kill, &AwakeMs, this}); }
 
   private:
     static bool Pause(void* context, DWORD milliseconds) {
@@ -186,10 +189,12 @@ struct HangWatch {
         auto* self = static_cast<HangWatch*>(context);
         EXPECT_EQ(window, g_hMsgWnd.load());
         result = self->nResult;
-        SetLastError(ERROR_TIMEOUT);
+        self->nAwakeMs += self->nProbeMs;
+        SetLastError(self->nError);
         return self->vecAnswers[self->nProbes++];
     }
     static void Kill(void* context) { ++static_cast<HangWatch*>(context)->nKills; }
+    static std::uint64_t AwakeMs(void* context) { return static_cast<HangWatch*>(context)->nAwakeMs; }
 };
 
 class HangWatchTest : public CHostFixture {
@@ -224,6 +229,28 @@ TEST_F(HangWatchTest, FirstUnansweredProbeKills) {
                 m_log.Has("wnd Hang error time is 1 last error 1460"))
         << m_log.All();
     EXPECT_NE(m_log.Find("/static/a/1663.1965.gif sync : 0"), "") << m_log.All();
+}
+
+TEST_F(HangWatchTest, ProbeThatTheMachineSleptThroughIsMadeAgain) {
+    StartHost();
+    m_watch.vecAnswers = {false, true};
+    m_watch.nProbeMs = 13000;
+    m_watch.Run();
+    EXPECT_EQ(m_watch.nProbes, 2u);
+    EXPECT_EQ(m_watch.nKills, 0);
+    EXPECT_EQ(m_log.Find("wnd Hang error"), "") << m_log.All();
+}
+
+TEST_F(HangWatchTest, ProbeThatFailsForAnotherReasonKillsAtOnce) {
+    StartHost();
+    m_watch.vecAnswers = {false};
+    m_watch.nProbeMs = 0;
+    m_watch.nError = ERROR_INVALID_WINDOW_HANDLE;
+    m_watch.Run();
+    EXPECT_EQ(m_watch.nKills, 1);
+    EXPECT_TRUE(m_log.Has("wnd Hang error time is 0 last error 1400") ||
+                m_log.Has("wnd Hang error time is 1 last error 1400"))
+        << m_log.All();
 }
 
 TEST_F(HangWatchTest, PausedWatchProbesNothing) {

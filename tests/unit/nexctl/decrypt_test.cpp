@@ -5,7 +5,7 @@
 #include <fstream>
 #include <sstream>
 
-#include "support/rsa_envelope.h"
+#include "support/envelope/rsa_envelope.h"
 
 namespace {
 

@@ -6,7 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include "nexctl/log_page.h"
 #include "tests/support/log_bytes.h"
 
 namespace {
@@ -104,12 +103,68 @@ TEST(LogTimeline, RefusalEndsARequestAndIsMarked) {
     EXPECT_EQ(lane.spans[1].strOutcome, "replied with type 13");
 }
 
+const std::string kServiceA = "[WxMiniProgramServiceEx::Init(41)]Init m_strMark=m, m_strPipeName=a";
+const std::string kServiceB = "[WxMiniProgramServiceEx::Init(41)]Init m_strMark=m, m_strPipeName=b";
+const std::string kOpens = "[CPipeClientCallback::ReceiveIPCMessage(99)] receive WM_COPY_DATA_MSG_IPC_GET_OPEN";
+
+std::string Message(const std::string& payload) {
+    return "[CPipeClientCallback::ReceiveIPCMessage(65)] ReceiveIPCMessage szMessage=" + payload;
+}
+
+TEST(LogTimeline, RefusalOfAnotherServiceLeavesAHungOpenAlone) {
+    const Timeline timeline = Build({kServiceA, kServiceB, kArrives, Message(R"({"content":{},"message_type":6})"),
+                                     kOpens, kArrives, Message(R"({"content":null,"message_type":2})"), kStatus,
+                                     "[WxMiniProgramServiceEx::GetWxAppStatus(50)] parse error", "[Elsewhere(1)] x"});
+    const auto& spans = Lane(timeline, "caller's pipe").spans;
+    ASSERT_EQ(spans.size(), 2u);
+    EXPECT_EQ(spans[0].nType, 6);
+    EXPECT_TRUE(spans[0].bOpen);
+    EXPECT_EQ(spans[0].strOutcome, "no reply");
+    EXPECT_EQ(spans[0].nLastLine, 9u) << "to the end of the log";
+    EXPECT_EQ(spans[1].strOutcome, "refused: parse error");
+    EXPECT_EQ(spans[1].nLastLine, 8u);
+}
+
+TEST(LogTimeline, RefusalThatSeveralRequestsCouldMeanEndsNone) {
+    const Timeline timeline = Build({kServiceA, kServiceB, kArrives, Message("1"), kStatus, kArrives, Message("2"),
+                                     kStatus, "[WxMiniProgramServiceEx::GetWxAppStatus(50)] parse error"});
+    for (const TimelineSpan& span : Lane(timeline, "caller's pipe").spans) {
+        EXPECT_TRUE(span.bOpen);
+    }
+}
+
+TEST(LogTimeline, ReplyBelongsToTheRequestWithItsNumber) {
+    const auto sends = [](int call) {
+        return R"([WxMiniProgramServiceEx::SendIPCMessage(88)] Type=13, Message={"content":{"nexlet_call":)" +
+               std::to_string(call) + R"(},"message_type":13})";
+    };
+    const Timeline timeline =
+        Build({kServiceA, kServiceB, kArrives, Message(R"({"content":{"nexlet_call":1},"message_type":2})"), kStatus,
+               kArrives, Message(R"({"content":{"nexlet_call":2},"message_type":2})"), kStatus, sends(2)});
+    const auto& spans = Lane(timeline, "caller's pipe").spans;
+    ASSERT_EQ(spans.size(), 2u);
+    EXPECT_TRUE(spans[0].bOpen);
+    EXPECT_TRUE(spans[1].bServed);
+    EXPECT_EQ(spans[1].strMessage, R"({"content":{"nexlet_call":2},"message_type":2})");
+}
+
 TEST(LogTimeline, RequestsOfBothPipesDoNotMix) {
     const Timeline timeline =
         Build({kArrives, kStatus, "[CommzoltHelperS::ReceiveIPCMessage(12)] ReceiveIPCMessage begin",
                "[CommzoltHelperS::ReceiveIPCMessage(19)] jvRoot not content", Sends(13)});
     EXPECT_EQ(Lane(timeline, "caller's pipe").spans.at(0).strOutcome, "replied with type 13");
     EXPECT_EQ(Lane(timeline, "host pipe").spans.at(0).strOutcome, "refused: jvRoot not content");
+}
+
+TEST(LogTimeline, RefusalByAHandlerOfTheHostEndsTheRequestOfItsPipe) {
+    for (const char* handler : {"GetWxAppStatus", "HandleRequest"}) {
+        const Timeline timeline =
+            Build({kArrives, kStatus, "[CommzoltHelperS::ReceiveIPCMessage(12)] ReceiveIPCMessage begin",
+                   "[CommzoltHelperS::ReceiveIPCMessage(47)] receive MessageType::S_MT_GetWxAppStatus",
+                   std::string("[CommzoltHelperS::") + handler + "(130)] parse error", Sends(13)});
+        EXPECT_EQ(Lane(timeline, "caller's pipe").spans.at(0).strOutcome, "replied with type 13") << handler;
+        EXPECT_EQ(Lane(timeline, "host pipe").spans.at(0).strOutcome, "refused: parse error") << handler;
+    }
 }
 
 TEST(LogTimeline, ThreadIsASpanFromItsBeginningToItsEnd) {
@@ -181,39 +236,6 @@ TEST(LogTimeline, LifeOfAHelperHasALaneForEachOfItsThreads) {
     const auto& marks = Lane(timeline, "main thread").marks;
     EXPECT_EQ(std::ranges::count(marks, MarkKind::Timer, &TimelineMark::kind), 2) << "set once, and came round once";
     EXPECT_LT(Lane(timeline, "any thread").marks.size(), 10u) << "a function has lost its lane";
-}
-
-TEST(LogPage, HoldsALaneAndARowForEverything) {
-    const Timeline timeline = Build({"start", kArrives, kStatus, Sends(13), "[ReportDot(55)] Report: u sync : 0"});
-    const std::string page = TimelinePage(timeline, "a title");
-    EXPECT_NE(page.find("<h1>a title</h1>"), std::string::npos);
-    EXPECT_NE(page.find("5 lines, 1 request (0 unanswered), 1 beacon."), std::string::npos) << page;
-    EXPECT_NE(page.find("caller's pipe"), std::string::npos);
-    EXPECT_NE(page.find("class=\"request\""), std::string::npos);
-    EXPECT_NE(page.find("class=\"Beacon\""), std::string::npos);
-    EXPECT_NE(page.find("<tr id=\"l4\""), std::string::npos);
-    EXPECT_EQ(page.find("<tr id=\"l5\""), std::string::npos);
-}
-
-TEST(LogPage, WhatTheLogHoldsIsTextAndNeverMarkup) {
-    const Timeline timeline =
-        Build({"[<b>(1)] </td><script>alert(1)</script>\x01", kArrives, kArrives + "<i>", "[F(1)] \"quoted\" & more"});
-    const std::string page = TimelinePage(timeline, "<img src=x>");
-    EXPECT_EQ(page.find("<script>alert"), std::string::npos);
-    EXPECT_EQ(page.find("<img"), std::string::npos);
-    EXPECT_EQ(page.find('\x01'), std::string::npos);
-    EXPECT_NE(page.find("&lt;script&gt;alert(1)&lt;/script&gt;"), std::string::npos);
-    EXPECT_NE(page.find("&quot;quoted&quot; &amp; more"), std::string::npos);
-}
-
-TEST(LogPage, RequestBearsTheWordOfItsVerbBesideItWhenItIsNarrow) {
-    const std::string page = TimelinePage(Build({kArrives, kStatus, Sends(13)}), "t");
-    EXPECT_NE(page.find("<title>S_MT_GetWxAppStatus, 0.002 s, replied with type 13</title>"), std::string::npos);
-    EXPECT_NE(page.find(">status</text>"), std::string::npos) << page;
-}
-
-TEST(LogPage, EmptyLogIsAPageThatSaysSo) {
-    EXPECT_NE(TimelinePage(Timeline(), "t").find("The log holds no line."), std::string::npos);
 }
 
 }  // namespace

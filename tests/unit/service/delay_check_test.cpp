@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "foundation/json_text.h"
+#include "tests/support/json_of.h"
 
 namespace {
 
@@ -49,19 +50,11 @@ TEST(IsOpenSuccess, IsExactlyTheText1) {
     }
 }
 
-TEST(ParseRunStatusParam, TakesAnObjectAlone) {
-    Json::Value root;
-    EXPECT_TRUE(ParseRunStatusParam("{\"interval\":2000}", root));
-    EXPECT_TRUE(ParseRunStatusParam("/* why */ {}", root));
-    for (const char* text : {"", "null", "[]", "5", "\"{}\"", "{", "{\"a\":1,}"}) {
-        EXPECT_FALSE(ParseRunStatusParam(text, root)) << text;
-    }
-}
-
 class SelectLogUrlsTest : public testing::Test {
   protected:
     const Json::Value* Select(const char* text, bool bSuccess) {
-        EXPECT_TRUE(ParseRunStatusParam(text, m_root)) << text;
+        m_root = JsonOf(text);
+        EXPECT_TRUE(m_root.isObject()) << text;
         return SelectLogUrls(m_root, bSuccess);
     }
     Json::Value m_root;

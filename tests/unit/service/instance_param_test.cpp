@@ -6,25 +6,38 @@ namespace {
 
 void Set(InstanceParamMap& table, std::int32_t nInterval, std::int32_t nTaskOp, std::int32_t nDllOp,
          std::int32_t nDestroyOp) {
-    SetInstanceParamIn(table, "42", L"", "", nInterval, nTaskOp, nDllOp, nDestroyOp);
+    SetInstanceParamIn(table, "42",
+                       {.nInterval = nInterval, .nTaskOp = nTaskOp, .nDllOp = nDllOp, .nDestroyOp = nDestroyOp});
 }
 
 InstanceParamMap TableWithEntry() {
     InstanceParamMap table;
-    SetInstanceParamIn(table, "42", L"pipe", "", kParamKeep, kParamKeep, kParamKeep, kParamKeep);
+    SetInstanceParamIn(table, "42", {.strPipeName = L"pipe"});
     return table;
 }
 
 TEST(SetInstanceParam, AnEmptyIdChangesNothing) {
     InstanceParamMap table = TableWithEntry();
-    SetInstanceParamIn(table, "", L"other", "text", 1, kTaskAdd, kDllGone, kDestroyNow);
+    SetInstanceParamIn(table, "",
+                       {.strPipeName = L"other",
+                        .strRunStatusParam = "text",
+                        .nInterval = 1,
+                        .nTaskOp = kTaskAdd,
+                        .nDllOp = kDllGone,
+                        .nDestroyOp = kDestroyNow});
     EXPECT_EQ(table.size(), 1U);
     EXPECT_EQ(table["42"].strPipeName, L"pipe");
 }
 
 TEST(SetInstanceParam, AnUnknownIdMakesTheEntryAndCountsNothing) {
     InstanceParamMap table;
-    SetInstanceParamIn(table, "42", L"pipe", "text", 5000, kTaskAdd, kDllGone, kDestroyNow);
+    SetInstanceParamIn(table, "42",
+                       {.strPipeName = L"pipe",
+                        .strRunStatusParam = "text",
+                        .nInterval = 5000,
+                        .nTaskOp = kTaskAdd,
+                        .nDllOp = kDllGone,
+                        .nDestroyOp = kDestroyNow});
     ASSERT_EQ(table.size(), 1U);
     const InstanceParam& param = table["42"];
     EXPECT_EQ(param.strServiceId, "42");
@@ -38,7 +51,7 @@ TEST(SetInstanceParam, AnUnknownIdMakesTheEntryAndCountsNothing) {
 
 TEST(SetInstanceParam, EmptyTextsAndMinus1KeepWhatStands) {
     InstanceParamMap table = TableWithEntry();
-    SetInstanceParamIn(table, "42", L"new", "text", 3000, kParamKeep, kParamKeep, kParamKeep);
+    SetInstanceParamIn(table, "42", {.strPipeName = L"new", .strRunStatusParam = "text", .nInterval = 3000});
     Set(table, kParamKeep, kParamKeep, kParamKeep, kParamKeep);
     const InstanceParam& param = table["42"];
     EXPECT_EQ(param.strPipeName, L"new");
@@ -109,12 +122,20 @@ TEST(GetInstanceParam, LeavesTheValueAloneWhenThereIsNoEntry) {
 
 TEST(GetInstanceParam, CopiesTheWholeEntry) {
     InstanceParamMap table = TableWithEntry();
-    SetInstanceParamIn(table, "42", L"new", "text", 3000, kTaskAdd, kDllGone, kDestroyNow);
+    SetInstanceParamIn(table, "42",
+                       {.strPipeName = L"new",
+                        .strRunStatusParam = "text",
+                        .nInterval = 3000,
+                        .nTaskOp = kTaskAdd,
+                        .nDllOp = kDllGone,
+                        .nDestroyOp = kDestroyNow});
     InstanceParam param;
     ASSERT_TRUE(GetInstanceParamFrom(table, "42", param));
     EXPECT_EQ(param.strServiceId, "42");
     EXPECT_EQ(param.strPipeName, L"new");
     EXPECT_EQ(param.strRunStatusParam, "text");
+    EXPECT_TRUE(param.strRunStatusParam.SharesWith(table["42"].strRunStatusParam))
+        << "the text of a caller is not copied while the table is locked";
     EXPECT_EQ(param.nInterval, 3000);
     EXPECT_EQ(param.nDelayedTaskCount, 1);
     EXPECT_FALSE(param.bDLLWndExist);
@@ -124,7 +145,7 @@ TEST(GetInstanceParam, CopiesTheWholeEntry) {
 TEST(InstanceParamMap, OrdersIdsBytewiseAndThenByLength) {
     InstanceParamMap table;
     for (const char* id : {"b", "\xE4\xB8\xAD", "ab", "a", "A"}) {
-        SetInstanceParamIn(table, id, L"", "", kParamKeep, kParamKeep, kParamKeep, kParamKeep);
+        SetInstanceParamIn(table, id, {});
     }
     std::string order;
     for (const auto& [id, param] : table) {

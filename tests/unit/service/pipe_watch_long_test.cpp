@@ -19,7 +19,7 @@ TEST_F(PipeWatchLongTest, AGonePipeIsNoticedAfterTheMinuteAndNotSoonerAndABusyOn
     Connect();
     std::this_thread::sleep_for(std::chrono::seconds(10));
     m_pCaller->Close();
-    ASSERT_TRUE(WaitForLine("Disconnected from server!")) << m_log.All();
+    ASSERT_TRUE(WaitForLine("]Disconnected from server!")) << m_log.All();
     EXPECT_TRUE(m_host.Param(m_strId).bDLLWndExist) << "the loss of the connection alone does not count";
 
     while (passed() < std::chrono::milliseconds(59900)) {

@@ -1,27 +1,15 @@
 #include "service/request_body.h"
 
+#include <limits>
+#include <optional>
 #include <string>
 
 #include <gtest/gtest.h>
 
 #include "foundation/json_text.h"
+#include "tests/support/json_of.h"
 
 namespace {
-
-Json::Value Body(const char* text) {
-    Json::Value root;
-    EXPECT_TRUE(ParseRequestBody(text, root)) << text;
-    return root;
-}
-
-TEST(ParseRequestBody, TakesAnObjectAlone) {
-    Json::Value root;
-    EXPECT_TRUE(ParseRequestBody("{}", root));
-    EXPECT_TRUE(ParseRequestBody("/* a comment */{\"a\":1}", root));
-    for (const char* text : {"", "null", "[]", "[{}]", "7", "true", "\"text\"", "{", "{]"}) {
-        EXPECT_FALSE(ParseRequestBody(text, root)) << text;
-    }
-}
 
 TEST(ParseJsonText, NoTextLeavesTheValueAlone) {
     Json::Value value("mine");
@@ -43,61 +31,26 @@ TEST(ParseJsonText, ReadsAnyRootAndSkipsComments) {
     Json::Value value;
     ASSERT_TRUE(ParseJsonText(text.data(), text.size(), value));
     EXPECT_EQ(WriteJson(value), "[1,{\"a\":2}]");
-    EXPECT_FALSE(value.hasComment(Json::commentBefore));
-}
-
-TEST(ReadOpenMiniApp, GivesTheCompactTextOfP1) {
-    std::string text;
-    EXPECT_TRUE(ReadOpenMiniApp(Body(R"({"service_id":"42","p1":{ "type" : "yyb", "from":"中" }})"), text));
-    EXPECT_EQ(text, R"({"from":"中","type":"yyb"})");
-}
-
-TEST(ReadOpenMiniApp, ANullP1GivesTheTextNull) {
-    std::string text;
-    EXPECT_TRUE(ReadOpenMiniApp(Body(R"({"service_id":"","p1":null})"), text));
-    EXPECT_EQ(text, "null");
-}
-
-TEST(ReadOpenMiniApp, RefusesAMissingOrMistypedServiceIdOrP1) {
-    for (const char* body :
-         {R"({})", R"({"p1":{}})", R"({"service_id":"42"})", R"({"service_id":42,"p1":{}})",
-          R"({"service_id":null,"p1":{}})", R"({"service_id":"42","p1":"{}"})", R"({"service_id":"42","p1":[]})",
-          R"({"service_id":"42","p1":1})", R"({"service_id":"42","p1":false})"}) {
-        std::string text = "mine";
-        EXPECT_FALSE(ReadOpenMiniApp(Body(body), text)) << body;
-        EXPECT_EQ(text, "mine") << body;
-    }
 }
 
 TEST(TakeOpenMiniAppSuccessfully, PutsTheValueOfTheTextInItsPlace) {
-    Json::Value root = Body(R"({"id":7,"p1":"{ \"type\" : \"yyb\" }"})");
-    std::string text;
-    ASSERT_TRUE(TakeOpenMiniAppSuccessfully(root, text));
-    EXPECT_EQ(text, R"({ "type" : "yyb" })");
-    EXPECT_EQ(WriteJson(root), R"({"id":7,"p1":{"type":"yyb"}})");
+    Json::Value content = JsonOf(R"({"id":7,"p1":"{ \"type\" : \"yyb\" }"})");
+    const Json::Value& question = TakeOpenMiniAppSuccessfully(content);
+    EXPECT_EQ(WriteJson(question), R"({"type":"yyb"})");
+    EXPECT_EQ(WriteJson(content), R"({"id":7,"p1":{"type":"yyb"}})");
 }
 
-TEST(TakeOpenMiniAppSuccessfully, ABrokenTextIsHandedOnAndItsPlaceTakesNull) {
+TEST(TakeOpenMiniAppSuccessfully, ABrokenTextGivesWayToNull) {
     for (const char* inner : {"", "no json", "{"}) {
-        Json::Value root(Json::objectValue);
-        root["p1"] = inner;
-        std::string text = "mine";
-        ASSERT_TRUE(TakeOpenMiniAppSuccessfully(root, text)) << inner;
-        EXPECT_EQ(text, inner);
-        EXPECT_EQ(WriteJson(root), R"({"p1":null})");
-    }
-}
-
-TEST(TakeOpenMiniAppSuccessfully, RefusesAMissingP1AndOneThatIsNoString) {
-    for (const char* body : {R"({})", R"({"p1":null})", R"({"p1":{}})", R"({"p1":1})"}) {
-        Json::Value root = Body(body);
-        std::string text;
-        EXPECT_FALSE(TakeOpenMiniAppSuccessfully(root, text)) << body;
+        Json::Value content(Json::objectValue);
+        content["p1"] = inner;
+        EXPECT_TRUE(TakeOpenMiniAppSuccessfully(content).isNull()) << inner;
+        EXPECT_EQ(WriteJson(content), R"({"p1":null})");
     }
 }
 
 TEST(AddOpenResult, ReplacesWhatTheCallerPutUnderItsKeysAndKeepsTheRest) {
-    Json::Value root = Body(R"({"id":7,"ret":{},"result":5})");
+    Json::Value root = JsonOf(R"({"id":7,"ret":{},"result":5})");
     AddOpenResult(root, "Loading", false);
     EXPECT_EQ(WriteJson(root), R"({"id":7,"result":"Loading","ret":"0"})");
     AddOpenResult(root, "1", true);
@@ -105,22 +58,30 @@ TEST(AddOpenResult, ReplacesWhatTheCallerPutUnderItsKeysAndKeepsTheRest) {
 }
 
 TEST(DelayInterval, TakesAJsonIntegerOtherThan0) {
-    EXPECT_EQ(DelayInterval(R"({"interval":5000})", 2000), 5000);
-    EXPECT_EQ(DelayInterval(R"({"interval":-7})", 2000), -7);
-    EXPECT_EQ(DelayInterval(R"({"interval":1})", 2000), 1);
+    EXPECT_EQ(DelayInterval(JsonOf(R"({"interval":5000})")), 5000);
+    EXPECT_EQ(DelayInterval(JsonOf(R"({"interval":-7})")), -7);
+    EXPECT_EQ(DelayInterval(JsonOf(R"({"interval":1})")), 1);
 }
 
-TEST(DelayInterval, KeepsTheOldIntervalFor0AndARealNumber) {
-    EXPECT_EQ(DelayInterval(R"({"interval":0})", 3000), 3000);
-    EXPECT_EQ(DelayInterval(R"({"interval":4000.0})", 3000), 3000);
-    EXPECT_EQ(DelayInterval(R"({"interval":4e3})", 3000), 3000);
+TEST(DelayInterval, IsNoneFor0AndARealNumber) {
+    EXPECT_EQ(DelayInterval(JsonOf(R"({"interval":0})")), std::nullopt);
+    EXPECT_EQ(DelayInterval(JsonOf(R"({"interval":4000.0})")), std::nullopt);
+    EXPECT_EQ(DelayInterval(JsonOf(R"({"interval":4e3})")), std::nullopt);
 }
 
-TEST(DelayInterval, KeepsTheOldIntervalForAnythingElse) {
+TEST(DelayInterval, IsNoneForANumberOutside32Bits) {
+    for (const char* number : {"-2147483649", "-3000000000", "-9223372036854775808", "2147483648"}) {
+        EXPECT_EQ(DelayInterval(JsonOf(std::string(R"({"interval":)") + number + "}")), std::nullopt) << number;
+    }
+    EXPECT_EQ(DelayInterval(JsonOf(R"({"interval":-2147483648})")), std::numeric_limits<std::int32_t>::min());
+    EXPECT_EQ(DelayInterval(JsonOf(R"({"interval":2147483647})")), 2147483647);
+}
+
+TEST(DelayInterval, IsNoneForAnythingElse) {
     for (const char* text :
          {"", "null", "no json", "[]", "5", "\"interval\"", "{}", R"({"interval":"5000"})", R"({"interval":true})",
           R"({"interval":null})", R"({"interval":3000000000})", R"({"interval":5000)"}) {
-        EXPECT_EQ(DelayInterval(text, 3000), 3000) << text;
+        EXPECT_EQ(DelayInterval(JsonOf(text)), std::nullopt) << text;
     }
 }
 

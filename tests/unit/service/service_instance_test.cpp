@@ -5,9 +5,10 @@
 #include <thread>
 #include <vector>
 
-#include "open/mini_program_service.h"
-#include "open/wx_api.h"
+#include "open/request/mini_program_service.h"
+#include "open/wx_sdk/wx_api.h"
 #include "service/watcher_edge.h"
+#include "tests/support/json_of.h"
 #include "tests/unit/service/service_fixture.h"
 
 namespace {
@@ -21,7 +22,8 @@ class ServiceInstanceTest : public ServiceFixture {
 
     // Sets the delay of a later destroy, and starts a delayed check with it.
     void SetDelay(int nMilliseconds) {
-        m_pInstance->DelayCheckWndStatus("{\"p1\":\"{\\\"interval\\\":" + std::to_string(nMilliseconds) + "}\"}");
+        m_pInstance->DelayCheckWndStatus(
+            CRequestOf(8, "{\"p1\":\"{\\\"interval\\\":" + std::to_string(nMilliseconds) + "}\"}"));
     }
 };
 
@@ -36,7 +38,7 @@ TEST_F(ServiceInstanceTest, ConnectsToTheCallersPipeAndSendsOnIt) {
 
 TEST_F(ServiceInstanceTest, BuildsItsNamesFromTheMarkAndTheServiceId) {
     Init();
-    EXPECT_TRUE(m_log.Has("Init m_strMark=" + Utf16ToUtf8(m_strMark) +
+    EXPECT_TRUE(m_log.Has("]Init m_strMark=" + Utf16ToUtf8(m_strMark) +
                           ", m_strPipeName=\\\\.\\pipe\\NamedPipezoltService_INSTANCE_" + Utf16ToUtf8(m_strMark) +
                           "_42, m_strEventName=Global\\NamedEventzoltService_" + Utf16ToUtf8(m_strMark) + "_42"))
         << m_log.All();
@@ -83,14 +85,14 @@ TEST_F(ServiceInstanceTest, StartsTheWatchOverTheCallersPipe) {
 
 TEST_F(ServiceInstanceTest, AFailedConnectIsNotTriedAgain) {
     Init();
-    EXPECT_TRUE(m_log.Has("OpenPipe 2")) << m_log.All();
-    EXPECT_TRUE(m_log.Has("pClientContext->GetPipe()")) << m_log.All();
-    EXPECT_TRUE(m_log.Has("Failed to connect to server!")) << m_log.All();
+    EXPECT_TRUE(m_log.Has("]OpenPipe 2")) << m_log.All();
+    EXPECT_TRUE(m_log.Has("]pClientContext->GetPipe()")) << m_log.All();
+    EXPECT_TRUE(m_log.Has("]Failed to connect to server!")) << m_log.All();
 
     CCallerPipe caller(PipeName(), EventName());
     Init();
     EXPECT_FALSE(caller.HasClient());
-    EXPECT_EQ(m_log.Count("Failed to connect to server!"), 1U) << m_log.All();
+    EXPECT_EQ(m_log.Count("]Failed to connect to server!"), 1U) << m_log.All();
     EXPECT_EQ(m_pInstance->SendIPCMessage(12, "x"), -1);
     EXPECT_TRUE(m_log.Has("service ipc not init")) << m_log.All();
     EXPECT_TRUE(m_log.Has("SendIPCMessage end")) << m_log.All();
@@ -102,8 +104,8 @@ TEST_F(ServiceInstanceTest, ABusyPipeIsAFailedConnect) {
         CreateFileW(PipeName().c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr));
     ASSERT_TRUE(hOther.valid());
     Init();
-    EXPECT_TRUE(m_log.Has("OpenPipe 231")) << m_log.All();
-    EXPECT_TRUE(m_log.Has("Failed to connect to server!")) << m_log.All();
+    EXPECT_TRUE(m_log.Has("]OpenPipe 231")) << m_log.All();
+    EXPECT_TRUE(m_log.Has("]Failed to connect to server!")) << m_log.All();
 }
 
 TEST_F(ServiceInstanceTest, ASecondInitOnAConnectedInstanceDoesNothing) {
@@ -124,7 +126,7 @@ TEST_F(ServiceInstanceTest, AWatchThatCannotStartLeavesTheRestRunning) {
     g_pfnLaunchWatcher = [](std::function<unsigned()>) { return CKernelHandle(); };
     Connect();
     g_pfnLaunchWatcher = &LaunchThread;
-    EXPECT_TRUE(m_log.Has("Failed to create thread for CheckzoltDLL")) << m_log.All();
+    EXPECT_TRUE(m_log.Has("]Failed to create thread for CheckzoltDLL")) << m_log.All();
     EXPECT_EQ(m_pInstance->SendIPCMessage(12, "x"), 1);
     EXPECT_EQ(m_pCaller->Receive(), "x");
 }
@@ -140,7 +142,7 @@ TEST_F(ServiceInstanceTest, ADelayedCheckThatCannotStartIsNotCounted) {
 TEST_F(ServiceInstanceTest, ALostPipeIsToldBySendingAlone) {
     Connect();
     m_pCaller->Close();
-    ASSERT_TRUE(WaitForLine("Disconnected from server!")) << m_log.All();
+    ASSERT_TRUE(WaitForLine("]Disconnected from server!")) << m_log.All();
     EXPECT_EQ(m_pInstance->SendIPCMessage(12, "x"), -1);
     EXPECT_TRUE(m_log.Has("InvokeFunc failed")) << m_log.All();
     EXPECT_FALSE(m_log.Has("service ipc not init")) << m_log.All();
@@ -199,7 +201,7 @@ TEST_F(ServiceInstanceTest, TwoDestroyRequestsRunTwoThreadsAndTheFirstToEndMarks
 TEST_F(ServiceInstanceTest, AnExitRequestIsTheHostsBusiness) {
     std::string strSeen;
     m_host.m_onDestroyRequest = [&strSeen](const std::string& strBody) { strSeen = strBody; };
-    m_pInstance->DestroyWxServiceItme("{\"service_id\":\"42\"}");
+    m_pInstance->DestroyWxServiceItme(CRequestOf(9, "{\"service_id\":\"42\"}"));
     EXPECT_EQ(strSeen, "{\"service_id\":\"42\"}");
 }
 
@@ -208,7 +210,7 @@ TEST_F(ServiceInstanceTest, DestroyEndsTheConnectionOnce) {
     m_pInstance->Destroy();
     EXPECT_EQ(m_pCaller->Receive(), std::nullopt);
     m_pInstance->Destroy();
-    EXPECT_EQ(m_log.Count("begin destruct strServiceId = 42 "), 1U) << m_log.All();
+    EXPECT_EQ(m_log.Count("]begin destruct strServiceId = 42 "), 1U) << m_log.All();
     EXPECT_EQ(m_pInstance->SendIPCMessage(12, "x"), -1);
     EXPECT_TRUE(m_log.Has("service ipc not init")) << m_log.All();
 }
@@ -217,7 +219,7 @@ TEST_F(ServiceInstanceTest, LettingTheLastPointerGoDestroysToo) {
     Connect();
     m_pInstance.reset();
     EXPECT_EQ(m_pCaller->Receive(), std::nullopt);
-    EXPECT_EQ(m_log.Count("begin destruct strServiceId = 42 "), 1U) << m_log.All();
+    EXPECT_EQ(m_log.Count("]begin destruct strServiceId = 42 "), 1U) << m_log.All();
 }
 
 TEST_F(ServiceInstanceTest, ADestroyedInstanceDoesNotComeBack) {

@@ -1,6 +1,8 @@
 // An instance that is dropped while something of it still runs. The host is held at the very moment that matters.
 #include <atomic>
 
+#include "tests/support/allocation_watch.h"
+#include "tests/support/json_of.h"
 #include "tests/unit/service/service_fixture.h"
 
 namespace {
@@ -52,7 +54,7 @@ class ServiceLifetimeTest : public ServiceFixture {
 TEST_F(ServiceLifetimeTest, DestroyWakesEveryWaitingWatcherAndWaitsForNone) {
     Init();
     for (int i = 0; i < 3; ++i) {
-        m_pInstance->DelayCheckWndStatus(R"({"p1":"{\"interval\":600000}"})");
+        m_pInstance->DelayCheckWndStatus(CRequestOf(8, R"({"p1":"{\"interval\":600000}"})"));
         m_pInstance->DelayedDestroy();
     }
     // The watch over the pipe, three checks and three delayed destroys.
@@ -66,7 +68,7 @@ TEST_F(ServiceLifetimeTest, DestroyWakesEveryWaitingWatcherAndWaitsForNone) {
 
 TEST_F(ServiceLifetimeTest, DestroyWithBothLocksHeldIsNotHeldUpByAReport) {
     Init();
-    m_pInstance->DelayCheckWndStatus(R"({"p1":"{\"interval\":10}"})");
+    m_pInstance->DelayCheckWndStatus(CRequestOf(8, R"({"p1":"{\"interval\":10}"})"));
     m_pInstance->DelayedDestroy();
     {
         const CAutoLock instances(&m_host.m_lockInstance);
@@ -82,7 +84,7 @@ TEST_F(ServiceLifetimeTest, DestroyWithBothLocksHeldIsNotHeldUpByAReport) {
 
 TEST_F(ServiceLifetimeTest, ALateReportDoesNotTouchANewInstanceUnderTheSameId) {
     Init();
-    m_pInstance->DelayCheckWndStatus(R"({"p1":"{\"interval\":20}"})");
+    m_pInstance->DelayCheckWndStatus(CRequestOf(8, R"({"p1":"{\"interval\":20}"})"));
     ASSERT_TRUE(WaitForLine("DelayCheckWndThread begin")) << m_log.All();
     m_pInstance->DelayedDestroy();
     HoldTheNextReport();
@@ -110,6 +112,49 @@ TEST_F(ServiceLifetimeTest, ARequestThatOutlastsItsInstanceFindsItAliveAndChange
     EXPECT_FALSE(m_log.Has("DelayCheckWndThread begin")) << m_log.All();
 }
 
+TEST_F(ServiceLifetimeTest, AnExitRequestThatOutlastsItsInstanceDestroysNoSuccessor) {
+    m_host.m_onDestroyRequest = [this](const std::string&) {
+        SetEvent(m_hArrived.get());
+        WaitForSingleObject(m_hGo.get(), 30000);
+    };
+    std::atomic<int> nDestroyed{0};
+    m_host.m_onDestroy = [&nDestroyed] { nDestroyed.fetch_add(1); };
+    Connect();
+    const std::weak_ptr<WxMiniProgramServiceEx> pOld = m_pInstance;
+    m_pCaller->Request(9, R"({"service_id":"42"})");
+    ASSERT_TRUE(SomebodyArrived()) << m_log.All();
+    Recreate();
+    SetEvent(m_hGo.get());
+    EXPECT_TRUE(Eventually([&pOld] { return pOld.expired(); }));
+    EXPECT_EQ(nDestroyed.load(), 0) << "the request was meant for the instance before";
+    m_pInstance->DestroyWxServiceItme(CRequestOf(9, R"({"service_id":"42"})"));
+    EXPECT_EQ(nDestroyed.load(), 1);
+}
+
+// The end of an instance takes the lock of its fields with both locks of the host held, on the thread that answers the
+// hang watchdog: whatever is done under it must not take its time from a caller's text.
+TEST_F(ServiceLifetimeTest, TheTextOfADelayedCheckIsReadWithoutTheLockOfTheFields) {
+    Init();
+    constexpr std::size_t kLetters = 54321;
+    const std::string body = R"({"p1":"{\"interval\":5000,\"long\":\")" + std::string(kLetters, 'x') + R"(\"}"})";
+    bool bFree = false;
+    std::thread other;
+    {
+        const CAllocationWatch watch(ReaderAllocation(kLetters), [this, &bFree, &other] {
+            other = std::thread([this] {
+                m_pInstance->GetService();
+                SetEvent(m_hArrived.get());
+            });
+            bFree = SomebodyArrived();
+        });
+        m_pInstance->DelayCheckWndStatus(CRequestOf(8, body));
+    }
+    ASSERT_TRUE(other.joinable()) << "the text was not read";
+    other.join();
+    EXPECT_TRUE(bFree);
+    EXPECT_EQ(m_host.Param(m_strId).nInterval, 5000);
+}
+
 TEST_F(ServiceLifetimeTest, ACallerThatWentInTheMiddleOfARequestCostsTheEndOfItsInstanceNoWait) {
     m_host.m_onDestroyRequest = [this](const std::string&) {
         SetEvent(m_hArrived.get());
@@ -121,7 +166,7 @@ TEST_F(ServiceLifetimeTest, ACallerThatWentInTheMiddleOfARequestCostsTheEndOfIts
     m_pCaller->Close();
     SetEvent(m_hGo.get());
     // The read behind the request fails at once; that ends the connection and leaves the worker.
-    ASSERT_TRUE(WaitForLine("Disconnected from server!")) << m_log.All();
+    ASSERT_TRUE(WaitForLine("]Disconnected from server!")) << m_log.All();
     std::atomic<bool> bDestroyed{false};
     std::thread host([this, &bDestroyed] {
         // Would be waited out by whoever waits for a worker that nothing wakes.
@@ -155,7 +200,7 @@ TEST_F(ServiceLifetimeTest, AReplyOfARequestThatOutlastsItsInstanceIsNotSent) {
         const auto pSelf = m_pInstance;
         SetEvent(m_hArrived.get());
         WaitForSingleObject(m_hGo.get(), 30000);
-        pSelf->OpenMiniApp(R"({"service_id":"42","p1":{}})");
+        pSelf->OpenMiniApp(CRequestOf(6, R"({"service_id":"42","p1":{}})"));
     };
     Connect();
     m_pCaller->Request(9, R"({"service_id":"42"})");
@@ -170,7 +215,7 @@ TEST_F(ServiceLifetimeTest, TheInstanceCanBeEnteredFromTheHostAndItsOwnWorkerAtO
     Connect();
     std::thread host([this] {
         for (int i = 0; i < 50; ++i) {
-            m_pInstance->DelayCheckWndStatus(R"({"p1":"{\"interval\":600000,\"by\":\"the host\"}"})");
+            m_pInstance->DelayCheckWndStatus(CRequestOf(8, R"({"p1":"{\"interval\":600000,\"by\":\"the host\"}"})"));
             m_pInstance->DelayedDestroy();
             m_pInstance->RunStatusParam();
         }

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "foundation/json_text.h"
+#include "tests/support/json_of.h"
 #include "tests/unit/service/service_fixture.h"
 
 namespace {
@@ -85,13 +86,13 @@ TEST_F(ServiceRequestsTest, ANullBodyIsAParseErrorForEveryRequest) {
 TEST_F(ServiceRequestsTest, ABodyThatIsNoObjectIsAParseErrorForEveryRequest) {
     std::size_t refused = 0;
     for (const char* body : {"", "no json", "[]", "\"text\"", "7", "null", "{"}) {
-        m_pInstance->GetWxAppStatus(body);
-        m_pInstance->GetWxAppStatusEncrypt(body);
-        m_pInstance->GetWxAppQIMEI(body);
-        m_pInstance->GetRSAEncrypt(body);
-        m_pInstance->OpenMiniApp(body);
-        m_pInstance->OpenMiniAppSuccessfully(body);
-        m_pInstance->DelayCheckWndStatus(body);
+        m_pInstance->GetWxAppStatus(CRequestOf(2, body));
+        m_pInstance->GetWxAppStatusEncrypt(CRequestOf(3, body));
+        m_pInstance->GetWxAppQIMEI(CRequestOf(4, body));
+        m_pInstance->GetRSAEncrypt(CRequestOf(5, body));
+        m_pInstance->OpenMiniApp(CRequestOf(6, body));
+        m_pInstance->OpenMiniAppSuccessfully(CRequestOf(7, body));
+        m_pInstance->DelayCheckWndStatus(CRequestOf(8, body));
         refused += 7;
         EXPECT_EQ(m_log.Count("parse error"), refused) << body << '\n' << m_log.All();
     }
@@ -134,14 +135,14 @@ TEST_F(ServiceRequestsTest, GetRSAEncryptAnswersAFailedEnvelopeWithAnEmptyResult
 TEST_F(ServiceRequestsTest, AReplyOnALostPipeIsDropped) {
     Connect();
     m_pCaller->Close();
-    ASSERT_TRUE(WaitForLine("Disconnected from server!")) << m_log.All();
-    m_pInstance->OpenMiniApp(R"({"service_id":"42","p1":{}})");
+    ASSERT_TRUE(WaitForLine("]Disconnected from server!")) << m_log.All();
+    m_pInstance->OpenMiniApp(CRequestOf(6, R"({"service_id":"42","p1":{}})"));
     EXPECT_TRUE(m_log.Has("InvokeFunc failed")) << m_log.All();
 }
 
 TEST_F(ServiceRequestsTest, AReplyWithoutAPipeIsDropped) {
     Init();
-    m_pInstance->OpenMiniApp(R"({"service_id":"42","p1":{}})");
+    m_pInstance->OpenMiniApp(CRequestOf(6, R"({"service_id":"42","p1":{}})"));
     EXPECT_TRUE(m_log.Has("service ipc not init")) << m_log.All();
 }
 
@@ -162,8 +163,8 @@ TEST_F(ServiceRequestsTest, ADelayedCheckIsCountedAndStoredBeforeItsThreadStarts
     EXPECT_EQ(param.nInterval, 5000);
     EXPECT_EQ(param.nDelayedTaskCount, 1);
     EXPECT_TRUE(m_log.Has(R"(enter DelayCheckWndStatus param={"p1":"{\"interval\":5000}"})")) << m_log.All();
-    EXPECT_EQ(m_log.Count("error second DelayCheckWndStatus"), 1U) << m_log.All();
-    EXPECT_TRUE(WaitForLine("DelayCheckWndThread strServiceId = 42, interval 5000")) << m_log.All();
+    EXPECT_EQ(m_log.Count("]error second DelayCheckWndStatus"), 1U) << m_log.All();
+    EXPECT_TRUE(WaitForLine("]DelayCheckWndThread strServiceId = 42, interval 5000")) << m_log.All();
 }
 
 TEST_F(ServiceRequestsTest, EveryDelayedCheckHasAThreadOfItsOwn) {
@@ -171,49 +172,49 @@ TEST_F(ServiceRequestsTest, EveryDelayedCheckHasAThreadOfItsOwn) {
     ExpectNoReply(8, R"({"p1":"{\"interval\":5000}"})");
     ExpectNoReply(8, R"({"p1":"{\"interval\":7000}"})");
     EXPECT_EQ(TaskCount(), 2);
-    EXPECT_EQ(m_log.Count("error second DelayCheckWndStatus"), 2U) << m_log.All();
-    EXPECT_TRUE(WaitForLine("DelayCheckWndThread strServiceId = 42, interval 5000")) << m_log.All();
-    EXPECT_TRUE(WaitForLine("DelayCheckWndThread strServiceId = 42, interval 7000")) << m_log.All();
+    EXPECT_EQ(m_log.Count("]error second DelayCheckWndStatus"), 2U) << m_log.All();
+    EXPECT_TRUE(WaitForLine("]DelayCheckWndThread strServiceId = 42, interval 5000")) << m_log.All();
+    EXPECT_TRUE(WaitForLine("]DelayCheckWndThread strServiceId = 42, interval 7000")) << m_log.All();
     // The fixture sees that both end with the instance.
 }
 
 TEST_F(ServiceRequestsTest, AnIntervalOf0OrARealNumberKeepsTheOldInterval) {
     Init();
-    m_pInstance->DelayCheckWndStatus(R"({"p1":"{\"interval\":0}"})");
+    m_pInstance->DelayCheckWndStatus(CRequestOf(8, R"({"p1":"{\"interval\":0}"})"));
     EXPECT_EQ(m_host.Param(m_strId).nInterval, 2000);
-    m_pInstance->DelayCheckWndStatus(R"({"p1":"{\"interval\":9000}"})");
-    m_pInstance->DelayCheckWndStatus(R"({"p1":"{\"interval\":4000.0}"})");
+    m_pInstance->DelayCheckWndStatus(CRequestOf(8, R"({"p1":"{\"interval\":9000}"})"));
+    m_pInstance->DelayCheckWndStatus(CRequestOf(8, R"({"p1":"{\"interval\":4000.0}"})"));
     EXPECT_EQ(m_host.Param(m_strId).nInterval, 9000);
-    m_pInstance->DelayCheckWndStatus(R"({"p1":"no json"})");
+    m_pInstance->DelayCheckWndStatus(CRequestOf(8, R"({"p1":"no json"})"));
     EXPECT_EQ(m_host.Param(m_strId).nInterval, 9000);
     EXPECT_EQ(TaskCount(), 4);
 }
 
 TEST_F(ServiceRequestsTest, ARefusedDelayedCheckLeavesNoTextAndStartsNothing) {
     Init();
-    m_pInstance->DelayCheckWndStatus(R"({"p1":"{\"interval\":9000}"})");
+    m_pInstance->DelayCheckWndStatus(CRequestOf(8, R"({"p1":"{\"interval\":9000}"})"));
     ASSERT_TRUE(WaitForLine("DelayCheckWndThread begin")) << m_log.All();
     for (const char* body : {"no json", "[]", R"({"p2":"{}"})"}) {
-        m_pInstance->DelayCheckWndStatus(body);
+        m_pInstance->DelayCheckWndStatus(CRequestOf(8, body));
         EXPECT_EQ(m_pInstance->RunStatusParam(), "") << body;
     }
     EXPECT_EQ(m_log.Count("parse error"), 2U) << m_log.All();
     EXPECT_EQ(m_log.Count("not contain p1"), 1U) << m_log.All();
     EXPECT_EQ(TaskCount(), 1);
-    EXPECT_EQ(m_log.Count("error second DelayCheckWndStatus"), 1U) << m_log.All();
+    EXPECT_EQ(m_log.Count("]error second DelayCheckWndStatus"), 1U) << m_log.All();
 }
 
 TEST_F(ServiceRequestsTest, ANullP1IsAnEmptyTextAndKeepsTheTablesText) {
     Init();
-    m_pInstance->DelayCheckWndStatus(R"({"p1":"{\"interval\":9000}"})");
-    m_pInstance->DelayCheckWndStatus(R"({"p1":null})");
+    m_pInstance->DelayCheckWndStatus(CRequestOf(8, R"({"p1":"{\"interval\":9000}"})"));
+    m_pInstance->DelayCheckWndStatus(CRequestOf(8, R"({"p1":null})"));
     EXPECT_EQ(m_pInstance->RunStatusParam(), "");
     EXPECT_EQ(m_host.Param(m_strId).strRunStatusParam, R"({"interval":9000})");
     EXPECT_EQ(TaskCount(), 2);
 }
 
 TEST_F(ServiceRequestsTest, ADelayedCheckWhoseTextIsNoStringEndsTheProcess) {
-    const auto request = [this](const char* body) noexcept { m_pInstance->DelayCheckWndStatus(body); };
+    const auto request = [this](const char* body) noexcept { m_pInstance->DelayCheckWndStatus(CRequestOf(8, body)); };
     for (const char* body : {R"({"p1":5})", R"({"p1":{}})", R"({"p1":[]})"}) {
         EXPECT_EXIT(request(body), testing::ExitedWithCode(3), "terminate called") << body;
     }
@@ -221,7 +222,7 @@ TEST_F(ServiceRequestsTest, ADelayedCheckWhoseTextIsNoStringEndsTheProcess) {
 
 TEST_F(ServiceRequestsTest, AnIntervalBelow0KeepsTheInstanceAliveForEver) {
     Init();
-    m_pInstance->DelayCheckWndStatus(R"({"p1":"{\"interval\":-5}"})");
+    m_pInstance->DelayCheckWndStatus(CRequestOf(8, R"({"p1":"{\"interval\":-5}"})"));
     EXPECT_TRUE(WaitForLine("Invalid interval, exiting thread")) << m_log.All();
     EXPECT_EQ(TaskCount(), 1);
     EXPECT_EQ(m_host.Param(m_strId).nInterval, -5);

@@ -1,11 +1,16 @@
 // The status probe on this machine, asked by its own operations and over a caller's pipe, with a registry of its own.
 #include <cstdlib>
 #include <ctime>
+#include <new>
+#include <thread>
 
 #include "foundation/json_text.h"
-#include "open/install_probes.h"
-#include "open/mini_program_service.h"
-#include "open/yyb_api.h"
+#include "open/probes/install_probes.h"
+#include "open/request/mini_program_service.h"
+#include "open/yyb/yyb_api.h"
+#include "service/status_store.h"
+#include "tests/support/allocation_watch.h"
+#include "tests/support/login_mark.h"
 #include "tests/support/opened_envelope.h"
 #include "tests/support/private_registry.h"
 #include "tests/support/stand_in_process.h"
@@ -156,6 +161,47 @@ TEST_F(StatusEdgeTest, AStatusThatWasWrittenIsReplaced) {
     ExpectStored(L"wx_install", 0);
 }
 
+// Fails the call whose turn it is, and counts all of them.
+int g_nCalls = 0;
+int g_nFailingCall = 0;
+
+LSTATUS WINAPI FailOneCall(HKEY root, LPCWSTR key, DWORD reserved, LPWSTR name, DWORD options, REGSAM access,
+                           const LPSECURITY_ATTRIBUTES security, PHKEY opened, LPDWORD disposition) {
+    return g_nCalls++ == g_nFailingCall
+               ? ERROR_ACCESS_DENIED
+               : RegCreateKeyExW(root, key, reserved, name, options, access, security, opened, disposition);
+}
+
+TEST_F(StatusEdgeTest, AValueThatCannotBeWrittenIsLeftOutAlone) {
+    const wchar_t* const names[] = {L"wx_install",  L"wx_login",  L"mini_install", L"mini_login",
+                                    L"yyb_install", L"yyb_login", L"zolt_tm"};
+    for (int failing = 0; failing < 7; ++failing) {
+        SCOPED_TRACE(failing);
+        RegDeleteTreeW(HKEY_CURRENT_USER, kStatusKey);
+        g_nCalls = 0;
+        g_nFailingCall = failing;
+        g_pfnCreateStatusKey = &FailOneCall;
+        EXPECT_EQ(Status(), kNothing) << "the answer does not depend on it";
+        g_pfnCreateStatusKey = &RegCreateKeyExW;
+        EXPECT_EQ(g_nCalls, 7);
+        for (int at = 0; at < 7; ++at) {
+            EXPECT_EQ(RegGetValueW(HKEY_CURRENT_USER, kStatusKey, names[at], RRF_RT_ANY, nullptr, nullptr, nullptr),
+                      at == failing ? ERROR_FILE_NOT_FOUND : ERROR_SUCCESS)
+                << at;
+        }
+    }
+}
+
+TEST_F(StatusEdgeTest, AFreshLoginMarkOfTheMiniProgramApplicationIsALogin) {
+    Install(NXL_UNINSTALL L"WeChatMiniProgram");
+    EXPECT_EQ(StatusOf("mini_wx_login"), "0");
+    ExpectStored(L"mini_login", 0);
+    const CRegistryValue mark(HKEY_CURRENT_USER, kLoginMarkKey, kLoginMarkValue, 0, REG_BINARY, LoginMarkBytes(1, 60));
+    EXPECT_EQ(StatusOf("mini_wx_login"), "1");
+    ExpectStored(L"mini_login", 1);
+    EXPECT_EQ(StatusOf("wx_login"), "0");
+}
+
 // The process-wide binding keeps its SDK and its pair: a process of its own for each.
 void AskWithAStoredIdentity() {
     const CPrivateRegistry registry;
@@ -204,6 +250,46 @@ TEST(StatusEdgeDeathTest, TheLoginAndTheIdentityComeFromTheSdk) {
     std::filesystem::remove_all(folder);
 }
 
+void RefreshDuringAStart(const std::filesystem::path& folder) {
+    const CPrivateRegistry registry;
+    const std::time_t start = std::time(nullptr);
+    CStandInYyb sdk(folder / L"yybsdk");
+    CTestEvent gate;
+    sdk.Set(L"initialize_hold", gate.Name());
+    CYybApi& api = CYybApi::GetInstance();
+    api.InitData(R"({"channel_id":"1"})", folder.wstring(), L"other");
+    std::thread starter([&] { EXPECT_TRUE(api.InitYybApi()); });
+    EXPECT_TRUE(sdk.WaitForCall("starting"));
+    CTestEvent refreshed;
+    std::thread refresher([&] {
+        WxMiniProgramService service;
+        service.UpdatezoltStatus();
+        refreshed.Set();
+    });
+    EXPECT_TRUE(refreshed.Wait()) << "it waits for the start";
+    EXPECT_FALSE(api.IsInit());
+    ExpectStored(L"yyb_login", 0);
+    ExpectStoredTime(start);
+    gate.Set();
+    starter.join();
+    refresher.join();
+    api.Uninit();
+}
+
+// A process of its own for each: the binding of a process keeps its SDK loaded to the end.
+TEST(StatusEdgeDeathTest, ARefreshDoesNotWaitForAnSdkThatAnotherThreadIsStarting) {
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    const std::filesystem::path folder = std::filesystem::temp_directory_path() / L"nxl_status_refresh_test";
+    std::filesystem::remove_all(folder);
+    EXPECT_EXIT(
+        {
+            RefreshDuringAStart(folder);
+            std::exit(testing::Test::HasFailure() ? 1 : 0);
+        },
+        testing::ExitedWithCode(0), "");
+    std::filesystem::remove_all(folder);
+}
+
 TEST(StatusEdgeDeathTest, AnIdentityThatIsStoredStandsInTheEncryptedFormAlone) {
     testing::FLAGS_gtest_death_test_style = "threadsafe";
     EXPECT_EXIT(
@@ -243,6 +329,16 @@ TEST_F(StatusRequestsTest, AnEncryptedStatusRequestIsAnsweredWithAnEscapedEnvelo
     const std::string text = OpenedEnvelope(ResultOf(Ask(3, "{}"), 14));
     EXPECT_EQ(text, R"({"mini_wx_inst":"0","mini_wx_login":"0","qimei32":"","qimei36":"","wx_inst":"0",)"
                     R"("wx_login":"0","yyb_inst":"0","yyb_login":"0"})");
+}
+
+TEST_F(StatusRequestsTest, AnEncryptedStatusWhoseEnvelopeFailsIsAnsweredWithAnEmptyResult) {
+    Connect();
+    // Whoever seals a text asks for the room of all its blocks first.
+    const std::string status = R"({"mini_wx_inst":"0","mini_wx_login":"0","qimei32":"","qimei36":"","wx_inst":"0",)"
+                               R"("wx_login":"0","yyb_inst":"0","yyb_login":"0"})";
+    const CAllocationWatch watch((status.size() / 117 + 1) * 175 + 1, [] { throw std::bad_alloc(); });
+    EXPECT_EQ(Ask(3, R"({"tag":7})"), R"({"content":{"result":"","tag":7},"message_type":14})");
+    EXPECT_EQ(ReadNumber(HKEY_CURRENT_USER, kStatusKey, L"wx_install"), 0U) << "the registry is written all the same";
 }
 
 TEST_F(StatusRequestsTest, AnIdentityRequestWithoutAnyIdentityIsAnsweredWithEmptyTexts) {

@@ -18,7 +18,7 @@ const wchar_t kLogin[] = L"WeChatLoginWndForPC";
 // A made-up machine; every question is written down.
 class CMadeUpMachine final : public IStatusFacts {
   public:
-    bool IsWeChatInstalled() override { return Ask("wx", m_nKind != 0); }
+    bool IsWeChatInstalled() override { return Ask("wx", m_bInstalled); }
     std::int32_t WeChatKind() override { return m_nKind; }
     bool HasWindow(const wchar_t* className) override {
         return Ask("window:" + Utf16ToUtf8(className), m_setWindows.contains(className));
@@ -29,6 +29,7 @@ class CMadeUpMachine final : public IStatusFacts {
     bool IsAndrowsInstalled() override { return Ask("yyb", m_bYyb); }
     bool IsYybLogined() override { return Ask("yyb login", m_bYybLogin); }
 
+    bool m_bInstalled = false;
     std::int32_t m_nKind = 0;
     std::set<std::wstring> m_setWindows;
     bool m_bProcess = false;
@@ -47,6 +48,7 @@ class CMadeUpMachine final : public IStatusFacts {
 
 CMadeUpMachine Machine(std::int32_t kind, const std::set<std::wstring>& windows = {}, bool bProcess = false) {
     CMadeUpMachine machine;
+    machine.m_bInstalled = kind != 0;
     machine.m_nKind = kind;
     machine.m_setWindows = windows;
     machine.m_bProcess = bProcess;
@@ -61,6 +63,14 @@ bool Login(CMadeUpMachine machine, const std::string& asked) {
 
 TEST(WeChatLogin, WithoutTheClientNoWindowAndNoProcessIsLookedAt) {
     EXPECT_FALSE(Login(Machine(0, {kTray, kMain}, true), "wx;"));
+}
+
+TEST(WeChatLogin, AClientThatWasRemovedHasNoneAlthoughItsKindIsRemembered) {
+    for (const std::int32_t kind : {1, 2}) {
+        CMadeUpMachine machine = Machine(kind, {kTray, kMain}, true);
+        machine.m_bInstalled = false;
+        EXPECT_FALSE(Login(machine, "wx;")) << kind;
+    }
 }
 
 TEST(WeChatLogin, AMainWindowIsALogin) {

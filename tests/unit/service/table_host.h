@@ -21,9 +21,8 @@ class CTableHost final : public IServiceHost {
         return GetInstanceParamFrom(m_mInstanceParam, strServiceId, param);
     }
 
-    bool SetInstanceParam(const std::string& strServiceId, const std::wstring& strPipeName,
-                          const std::string& strRunStatusParam, std::int32_t nInterval, std::int32_t nTaskOp,
-                          std::int32_t nDllOp, std::int32_t nDestroyOp, const IStopToken& stop) override {
+    bool SetInstanceParam(const std::string& strServiceId, const InstanceParamChange& change,
+                          const IStopToken& stop) override {
         if (m_onSet) {
             m_onSet();
         }
@@ -31,24 +30,27 @@ class CTableHost final : public IServiceHost {
         if (stop.StopRequested()) {
             return false;
         }
-        SetInstanceParamIn(m_mInstanceParam, strServiceId, strPipeName, strRunStatusParam, nInterval, nTaskOp, nDllOp,
-                           nDestroyOp);
+        SetInstanceParamIn(m_mInstanceParam, strServiceId, change);
         return true;
     }
 
-    void DestroyWxServiceItme(const std::string& strBody) override {
+    void DestroyWxServiceItme(const Request& request, const IStopToken& stop) override {
         if (m_onDestroyRequest) {
-            m_onDestroyRequest(strBody);
+            m_onDestroyRequest(request.ContentText());
+        }
+        const CAutoLock guard(&m_lockInstance);
+        if (m_onDestroy && !stop.StopRequested()) {
+            m_onDestroy();
         }
     }
 
-    void OpenMiniAppSuccessfullyByServiceId(const std::string& strServiceId, const std::string& strText,
+    void OpenMiniAppSuccessfullyByServiceId(const std::string& strServiceId, const CSharedJson& question,
                                             std::string& strResult, bool bLastCall, const IStopToken& stop) override {
         const CAutoLock guard(&m_lockInstance);
         if (stop.StopRequested()) {
             return;
         }
-        m_vecAsks.push_back({strServiceId, strText, bLastCall});
+        m_vecAsks.push_back({strServiceId, question.Text().Text(), bLastCall});
         if (m_onAsk) {
             m_onAsk(strResult);
         }
@@ -78,7 +80,10 @@ class CTableHost final : public IServiceHost {
     std::function<void(std::string& strResult)> m_onAsk;
     // Called before the parameter lock is taken.
     std::function<void()> m_onSet;
-    std::function<void(const std::string& strBody)> m_onDestroyRequest;
+    // Called before the instance lock is taken.
+    std::function<void(const std::string& strContent)> m_onDestroyRequest;
+    // Called with the instance lock held, unless the request was stopped.
+    std::function<void()> m_onDestroy;
 
   private:
     std::vector<Ask> m_vecAsks;

@@ -96,7 +96,7 @@ TEST(CWatcherEdgeTest, FetchesAUrlWholeAndLogsItsStatus) {
     ASSERT_EQ(server.Requests().size(), 1U);
     EXPECT_EQ(server.Requests()[0].strMethod, "GET");
     EXPECT_EQ(server.Requests()[0].strTarget, "/hit?a=1&b=%20");
-    EXPECT_TRUE(log.Has("HttpResponseCallback: dwStatus=200")) << log.All();
+    EXPECT_TRUE(log.Has("]HttpResponseCallback: dwStatus=200")) << log.All();
 }
 
 TEST(CWatcherEdgeTest, AFetchThatFailsIsALineInTheLog) {
@@ -106,7 +106,7 @@ TEST(CWatcherEdgeTest, AFetchThatFailsIsALineInTheLog) {
     edge.Fetch(server.Url(L"/missing"));
     edge.Fetch(L"no url at all");
     EXPECT_EQ(server.Requests().size(), 1U);
-    EXPECT_EQ(log.Count("HttpResponseCallback: lpRetData is NULL"), 1U) << log.All();
+    EXPECT_EQ(log.Count("]HttpResponseCallback: lpRetData is NULL"), 1U) << log.All();
 }
 
 }  // namespace

@@ -29,19 +29,17 @@ class CHurriedEdge final : public IWatcherEdge {
 
 class WatcherRaces : public testing::Test {
   protected:
-    void MakeEntry(const IStopToken& stop) {
-        m_host.SetInstanceParam(kId, L"pipe", "", kParamKeep, kParamKeep, kParamKeep, kParamKeep, stop);
-    }
+    void MakeEntry(const IStopToken& stop) { m_host.SetInstanceParam(kId, {.strPipeName = L"pipe"}, stop); }
 
     void StartWatchers(CHurriedEdge& edge) {
         for (int i = 0; i < 2; ++i) {
-            m_host.SetInstanceParam(kId, L"", "{}", 6000, kTaskAdd, kParamKeep, kParamKeep, edge);
+            m_host.SetInstanceParam(kId, {.strRunStatusParam = "{}", .nInterval = 6000, .nTaskOp = kTaskAdd}, edge);
             m_vecThreads.emplace_back([this, &edge] {
                 auto param = std::make_unique<InstanceParam>();
                 param->strServiceId = kId;
-                param->strRunStatusParam = R"({"successLog":["http://a","http://b"],"errorLog":["http://c"]})";
                 param->nInterval = 6000;
-                DelayCheckWndThread(edge, m_host, std::move(param));
+                DelayCheckWndThread(edge, m_host, std::move(param),
+                                    R"({"successLog":["http://a","http://b"],"errorLog":["http://c"]})");
             });
         }
         m_vecThreads.emplace_back([this, &edge] { CheckzoltDLLThread(edge, m_host, kId); });

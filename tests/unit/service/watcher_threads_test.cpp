@@ -24,7 +24,7 @@ class WatcherTest : public testing::Test {
     WatcherTest() { Set(L"pipe", kParamKeep, kParamKeep); }
 
     void Set(const wchar_t* pipeName, std::int32_t nInterval, std::int32_t nTaskOp) {
-        m_host.SetInstanceParam(kId, pipeName, "", nInterval, nTaskOp, kParamKeep, kParamKeep, m_edge);
+        m_host.SetInstanceParam(kId, {.strPipeName = pipeName, .nInterval = nInterval, .nTaskOp = nTaskOp}, m_edge);
     }
 
     // Runs a delayed check to its end, its count raised as by the request.
@@ -32,9 +32,8 @@ class WatcherTest : public testing::Test {
         Set(L"", kParamKeep, kTaskAdd);
         auto param = std::make_unique<InstanceParam>();
         param->strServiceId = kId;
-        param->strRunStatusParam = strRunStatusParam;
         param->nInterval = nInterval;
-        DelayCheckWndThread(m_edge, m_host, std::move(param));
+        DelayCheckWndThread(m_edge, m_host, std::move(param), strRunStatusParam);
     }
 
     std::int32_t TaskCount() { return m_host.Param(kId).nDelayedTaskCount; }
@@ -170,7 +169,7 @@ TEST_F(DelayCheckWndThreadTest, ABrokenTextKeepsTheCountRaised) {
 }
 
 TEST_F(DelayCheckWndThreadTest, NoRecordEndsTheThread) {
-    DelayCheckWndThread(m_edge, m_host, nullptr);
+    DelayCheckWndThread(m_edge, m_host, nullptr, "{}");
     EXPECT_TRUE(m_log.Has("Failed to get instance parameters")) << m_log.All();
     EXPECT_EQ(m_edge.m_vecWaits, Waits());
 }
@@ -179,7 +178,7 @@ TEST_F(DelayCheckWndThreadTest, LogsEachOfItsSteps) {
     Answer({"Loading", "1"});
     Check(4000, R"({"successLog":["http://ok/1"]})");
     const std::vector<std::string> expected = {"DelayCheckWndThread begin",
-                                               "DelayCheckWndThread strServiceId = 42, interval 4000",
+                                               "]DelayCheckWndThread strServiceId = 42, interval 4000",
                                                "print strResult=Loading, bLastCall = 0",
                                                "print strResult=1, bLastCall = 1",
                                                "successLog url=http://ok/1",
@@ -222,14 +221,13 @@ TEST_F(DelayCheckWndThreadTest, AStopJustBeforeTheReportLeavesARecreatedEntryAlo
     Set(L"", kParamKeep, kTaskAdd);
     auto param = std::make_unique<InstanceParam>();
     param->strServiceId = kId;
-    param->strRunStatusParam = "{}";
     m_host.m_onSet = [this] {
         // The host drops the instance and a new one takes the id.
         m_edge.m_bStop = true;
         m_host.m_mInstanceParam.erase(kId);
-        SetInstanceParamIn(m_host.m_mInstanceParam, kId, L"new", "", kParamKeep, kParamKeep, kParamKeep, kParamKeep);
+        SetInstanceParamIn(m_host.m_mInstanceParam, kId, {.strPipeName = L"new"});
     };
-    DelayCheckWndThread(m_edge, m_host, std::move(param));
+    DelayCheckWndThread(m_edge, m_host, std::move(param), "{}");
     EXPECT_EQ(TaskCount(), 0);
     EXPECT_FALSE(m_log.Has("DelayCheckWndThread end")) << m_log.All();
 }
@@ -340,13 +338,13 @@ TEST_F(DelayedDestroyThreadTest, AnEmptyOrUnknownIdEndsTheThread) {
 TEST(HttpResponseCallback, LogsTheStatusOfABodyAndDropsIt) {
     const LogCapture log;
     EXPECT_EQ(HttpResponseCallback(200, "body", 4, nullptr), 0U);
-    EXPECT_TRUE(log.Has("HttpResponseCallback: dwStatus=200")) << log.All();
+    EXPECT_TRUE(log.Has("]HttpResponseCallback: dwStatus=200")) << log.All();
 }
 
 TEST(HttpResponseCallback, SaysThatThereIsNoBody) {
     const LogCapture log;
     EXPECT_EQ(HttpResponseCallback(404, nullptr, 0, nullptr), 1U);
-    EXPECT_TRUE(log.Has("HttpResponseCallback: lpRetData is NULL")) << log.All();
+    EXPECT_TRUE(log.Has("]HttpResponseCallback: lpRetData is NULL")) << log.All();
 }
 
 }  // namespace

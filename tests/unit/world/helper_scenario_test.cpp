@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "ipc/frame.h"
+#include "ipc/transport/frame.h"
 
 namespace {
 
@@ -122,24 +122,24 @@ TEST(HelperScenario, RecordingAnswersInItsOrderWithTheNumberOfTheCall) {
 
 TEST(HelperScenario, ProblemsNameTheLine) {
     const std::pair<const char*, const char*> cases[] = {
-        {"\nreply {}", "line 2: a step must stand behind"},
+        {"\nreply {}", "line 2: a step must follow"},
         {"on", "line 1: \"on\" needs"},
         {"on x", "line 1: \"on\" needs"},
         {"on -2", "line 1: \"on\" needs"},
         {"on 2147483648", "line 1: \"on\" needs"},
         {"on 2\n# c\non 3", "line 3: the block above has no step"},
         {"on 2", "line 1: the block has no step"},
-        {"on connect\nsilence\non connect", "line 3: \"on connect\" stands twice"},
+        {"on connect\nsilence\non connect", "line 3: \"on connect\" is given twice"},
         {"on connect\nreply {}", "line 2: there is no request here"},
         {"on 9\nreply {}", "line 2: there is no request here"},
-        {"on 2\nreply", "line 2: this is no JSON object"},
-        {"on 2\nreply [1]", "line 2: this is no JSON object"},
+        {"on 2\nreply", "line 2: this is not a JSON object"},
+        {"on 2\nreply [1]", "line 2: this is not a JSON object"},
         {"on 2\nsend {}", "line 2: \"send\" needs"},
-        {"on 2\nsend 3", "line 2: this is no JSON object"},
-        {"on 2\nbytes 0", "line 2: these are no hexadecimal digits"},
-        {"on 2\nwait", "line 2: this is no number"},
-        {"on 2\nexit 4294967296", "line 2: this is no number"},
-        {"on 2\nsilence x", "line 2: nothing can stand behind"},
+        {"on 2\nsend 3", "line 2: this is not a JSON object"},
+        {"on 2\nbytes 0", "line 2: these are not pairs of hexadecimal digits"},
+        {"on 2\nwait", "line 2: this is not a number"},
+        {"on 2\nexit 4294967296", "line 2: this is not a number"},
+        {"on 2\nsilence x", "line 2: nothing may follow"},
         {"on 2\nspeak", "line 2: no step is called \"speak\""},
         {"on 2\ncut", "line 2: \"cut\" needs one number"},
         {"on 2\ncut 1 cut 2 notice", "line 2: \"cut\" needs one number"},

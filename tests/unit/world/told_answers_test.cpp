@@ -37,7 +37,7 @@ TEST(ToldAnswers, ProblemsSayWhatIsWrong) {
         EXPECT_EQ(ProblemOf(rest).rfind("\"answer\" needs", 0), 0u) << rest;
     }
     for (const char* rest : {"h /p 200 after x", "h /p 200 after 86400001", "h /p 200 after -1"}) {
-        EXPECT_EQ(ProblemOf(rest).rfind("these are no milliseconds: ", 0), 0u) << rest;
+        EXPECT_EQ(ProblemOf(rest).rfind("this is not a number of milliseconds: ", 0), 0u) << rest;
     }
     EXPECT_EQ(ProblemOf("h /p 200 body x"), "a body is \"text\" or \"file\", not \"body\"");
     for (const char* rest : {"h /p 200 file", "h /p 200 file ..\\x", "h /p 200 file a b", "h /p 200 file C:\\x"}) {

@@ -1,0 +1,45 @@
+# Targets that run on the simulated machine.
+
+# Sources of the floors that only other systems are built with.
+set(nexlet_not_simulated
+  foundation/lock_posix.cpp
+  foundation/log_output_posix.cpp
+  foundation/text_convert_win.cpp
+  foundation/wide_format_win.cpp)
+
+# nexlet_add_simulated_floors(TARGET FLOOR...): a library of all sources of these floors. Their edges are marked for the
+# scheduler; functions are not put into each other, so that each atomic operation has an edge of its own.
+function(nexlet_add_simulated_floors target)
+  set(sources "")
+  foreach(floor IN LISTS ARGN)
+    file(GLOB_RECURSE found CONFIGURE_DEPENDS RELATIVE ${CMAKE_SOURCE_DIR} ${CMAKE_SOURCE_DIR}/${floor}/*.cpp)
+    list(APPEND sources ${found})
+  endforeach()
+  list(REMOVE_ITEM sources ${nexlet_not_simulated})
+  list(TRANSFORM sources PREPEND ${CMAKE_SOURCE_DIR}/)
+  add_library(${target} STATIC ${sources})
+  target_compile_options(${target} PRIVATE -fsanitize-coverage=trace-pc-guard -fno-inline)
+  target_link_libraries(${target} PUBLIC simulation nexlet_settings jsoncpp)
+endfunction()
+
+# nexlet_add_simulated_gtest(NAME SOURCES ... LIBRARIES ... [SEEDS COUNT] [EXCEPT TEST...]): a test program as nexlet_add_gtest's, whose
+# tests are ctest entries "simulated.NAME.SUITE.TEST"; with SEEDS a further one, "simulated.NAME.seeds", runs all of them
+# under so many seeds.
+# EXCEPT names tests that wait for luck, which a seed can keep from coming.
+function(nexlet_add_simulated_gtest name)
+  cmake_parse_arguments(arg "" "SEEDS" "SOURCES;LIBRARIES;EXCEPT" ${ARGN})
+  set(filter "*")
+  if(arg_EXCEPT)
+    list(JOIN arg_EXCEPT ":" except)
+    set(filter "-${except}")
+  endif()
+  add_executable(${name} ${arg_SOURCES})
+  target_compile_options(${name} PRIVATE -O0 -g1)
+  target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} simulation_gtest_main)
+  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120 TEST_PREFIX "simulated.${name}." TEST_FILTER "${filter}"
+                       PROPERTIES TIMEOUT 120 LABELS unit)
+  if(arg_SEEDS)
+    add_test(NAME simulated.${name}.seeds COMMAND ${name} --seeds=${arg_SEEDS} --gtest_filter=${filter})
+    set_tests_properties(simulated.${name}.seeds PROPERTIES TIMEOUT 300 LABELS unit)
+  endif()
+endfunction()

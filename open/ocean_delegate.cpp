@@ -1,4 +1,0 @@
-#include "open/ocean_delegate.h"
-
-OceanDelegate& OceanDelegate::operator=(const OceanDelegate& other) = default;
-OceanDelegate& OceanDelegate::operator=(OceanDelegate&& other) noexcept = default;

@@ -1,0 +1,64 @@
+// The main of test programs that run on the simulated machine: all tests of the program in one run, for each seed.
+//
+//   PROGRAM [--seed=N] [--seeds=COUNT] [GoogleTest's options]
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "simulation/simulate.h"
+
+int main(int argc, char** argv) {
+    testing::InitGoogleTest(&argc, argv);
+    std::uint64_t nSeed = 1;
+    std::uint64_t nSeeds = 1;
+    for (int i = 1; i < argc; ++i) {
+        if (std::strncmp(argv[i], "--seed=", 7) == 0) {
+            nSeed = std::strtoull(argv[i] + 7, nullptr, 10);
+        } else if (std::strncmp(argv[i], "--seeds=", 8) == 0) {
+            nSeeds = std::strtoull(argv[i] + 8, nullptr, 10);
+        } else {
+            std::fprintf(stderr, "%s: %s is not known\n", argv[0], argv[i]);
+            return 2;
+        }
+    }
+    if (testing::GTEST_FLAG(list_tests)) {
+        return RUN_ALL_TESTS();
+    }
+    if (nSeeds > 1) {
+        // Lines for every test of every seed would hide the one that fails.
+        testing::TestEventListeners& listeners = testing::UnitTest::GetInstance()->listeners();
+        delete listeners.Release(listeners.default_result_printer());
+        struct Failures final : testing::EmptyTestEventListener {
+            // Asked for in the middle of a result, GoogleTest would wait for its own lock.
+            const testing::TestInfo* pTest = nullptr;
+            void OnTestStart(const testing::TestInfo& test) override { pTest = &test; }
+            void OnTestPartResult(const testing::TestPartResult& result) override {
+                if (result.failed()) {
+                    std::printf("%s.%s, %s:%d: %s\n", pTest != nullptr ? pTest->test_suite_name() : "",
+                                pTest != nullptr ? pTest->name() : "",
+                                result.file_name() != nullptr ? result.file_name() : "", result.line_number(),
+                                result.message());
+                }
+            }
+        };
+        listeners.Append(new Failures);
+    }
+    std::uint64_t nSteps = 0;
+    for (std::uint64_t n = nSeed; n < nSeed + nSeeds; ++n) {
+        simulation::Options options = simulation::OptionsOfSeed(n);
+        options.strName = argv[0];
+        int nResult = 0;
+        nSteps += simulation::Run(options, [&] { nResult = RUN_ALL_TESTS(); }).nSteps;
+        if (nResult != 0) {
+            std::printf("Failed with --seed=%llu\n", static_cast<unsigned long long>(n));
+            return nResult;
+        }
+    }
+    if (nSeeds > 1) {
+        std::printf("%llu seeds passed, %llu steps\n", static_cast<unsigned long long>(nSeeds),
+                    static_cast<unsigned long long>(nSteps));
+    }
+    return 0;
+}

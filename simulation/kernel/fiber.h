@@ -1,0 +1,40 @@
+// A stack of its own, and the way from one to another. The sanitizers are told of every change.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+
+namespace simulation {
+
+// Switched to by one operating system thread only. A fiber whose work has ended is never switched to again.
+class CFiber {
+  public:
+    // The stack that calls this.
+    CFiber();
+    // A new stack on which work will run. work never returns: it switches away for good.
+    explicit CFiber(std::function<void()> work);
+    ~CFiber();
+    CFiber(const CFiber&) = delete;
+    CFiber& operator=(const CFiber&) = delete;
+
+    // Leaves the running fiber, which is from, for to. Comes back when somebody switches to from; never, when it is the
+    // last thing that from does.
+    static void Switch(CFiber& from, CFiber& to, bool bLast = false);
+
+  private:
+    [[noreturn]] static void Begin();
+    void Arrive();
+
+    std::function<void()> m_work;
+    void* m_pStackPointer = nullptr;
+    const void* m_pBottom = nullptr;
+    std::size_t m_nSize = 0;
+    void* m_pMapped = nullptr;                   // null for the stack that was there
+    void* m_pFakeStack = nullptr;                // AddressSanitizer's
+    [[maybe_unused]] void* m_pThread = nullptr;  // ThreadSanitizer's
+    // The C++ runtime's record of exceptions under way, which it keeps for each thread.
+    void* m_pCaught = nullptr;
+    unsigned m_nUncaught = 0;
+};
+
+}  // namespace simulation

@@ -1,0 +1,164 @@
+#include "simulation/kernel/machine.h"
+
+#include <algorithm>
+
+namespace simulation {
+
+CMachine* g_pMachine = nullptr;
+
+namespace {
+
+constexpr std::uintptr_t kHandleStep = 4;
+constexpr wchar_t kLocal[] = L"Local\\";
+
+std::wstring PlainName(const std::wstring& strName) {
+    return strName.starts_with(kLocal) ? strName.substr(std::size(kLocal) - 1) : strName;
+}
+
+}  // namespace
+
+void* CProcess::Open(ObjectPointer pObject) {
+    ++pObject->m_nHandles;
+    // Values are given again at once: what is used after its closing meets somebody else's object.
+    auto free = std::find(m_vecHandles.begin(), m_vecHandles.end(), nullptr);
+    if (free == m_vecHandles.end()) {
+        free = m_vecHandles.insert(free, nullptr);
+    }
+    *free = std::move(pObject);
+    return reinterpret_cast<void*>(kHandleStep * static_cast<std::uintptr_t>(free - m_vecHandles.begin() + 1));
+}
+
+ObjectPointer CProcess::Find(void* hHandle) const {
+    const auto nValue = reinterpret_cast<std::uintptr_t>(hHandle);
+    const std::uintptr_t nIndex = nValue / kHandleStep - 1;
+    return nValue % kHandleStep == 0 && nIndex < m_vecHandles.size() ? m_vecHandles[nIndex] : nullptr;
+}
+
+bool CProcess::Close(void* hHandle) {
+    const ObjectPointer pObject = Find(hHandle);
+    if (!pObject) {
+        return false;
+    }
+    m_vecHandles[reinterpret_cast<std::uintptr_t>(hHandle) / kHandleStep - 1].reset();
+    if (--pObject->m_nHandles == 0) {
+        pObject->LastHandleClosed();
+    }
+    return true;
+}
+
+void CProcess::CloseAll() {
+    for (std::size_t i = 0; i < m_vecHandles.size(); ++i) {
+        Close(reinterpret_cast<void*>(kHandleStep * (i + 1)));
+    }
+}
+
+std::size_t CProcess::HandleCount() const {
+    return static_cast<std::size_t>(
+        std::count_if(m_vecHandles.begin(), m_vecHandles.end(), [](const ObjectPointer& p) { return p != nullptr; }));
+}
+
+CMachine::CMachine(CScheduler& scheduler, Flavour flavour) : m_scheduler(scheduler), m_flavour(flavour) {
+    g_pMachine = this;
+}
+
+CMachine::~CMachine() {
+    g_pMachine = nullptr;
+}
+
+std::shared_ptr<CProcess> CMachine::AddProcess(std::wstring strFile) {
+    const auto nId = static_cast<std::uint32_t>(m_processes.size() + 1);
+    return m_processes[nId] = std::make_shared<CProcess>(nId, std::move(strFile));
+}
+
+std::shared_ptr<CProcess> CMachine::FindProcess(std::uint32_t nId) const {
+    const auto found = m_processes.find(nId);
+    return found != m_processes.end() ? found->second : nullptr;
+}
+
+std::shared_ptr<CThread> CMachine::ThreadOf(const CTask& task) const {
+    for (const std::shared_ptr<CThread>& pThread : m_processes.at(task.m_nProcess)->m_vecThreads) {
+        if (pThread->m_pTask == &task) {
+            return pThread;
+        }
+    }
+    return nullptr;
+}
+
+std::shared_ptr<CThread> CMachine::StartThread(CProcess& process, std::function<std::uint32_t()> work,
+                                               bool bSuspended) {
+    const auto pThread = std::make_shared<CThread>();
+    CTask& task = m_scheduler.Add(
+        process.m_nId, "a thread",
+        [this, weak = std::weak_ptr<CThread>(pThread), work = std::move(work)] {
+            const std::uint32_t nExitCode = work();
+            ThreadEnded(*weak.lock(), nExitCode);
+        },
+        bSuspended);
+    pThread->m_pTask = &task;
+    process.m_vecThreads.push_back(pThread);
+    return pThread;
+}
+
+void CMachine::ThreadEnded(CThread& thread, std::uint32_t nExitCode) {
+    const CScheduler::CInside inside(m_scheduler);
+    const std::shared_ptr<CObject> pKept = thread.shared_from_this();
+    CTask& task = *thread.m_pTask;
+    for (const std::weak_ptr<CMutex>& weak : m_vecMutexes) {
+        if (const std::shared_ptr<CMutex> pMutex = weak.lock()) {
+            pMutex->Abandon(task);
+        }
+    }
+    auto& threads = m_processes.at(task.m_nProcess)->m_vecThreads;
+    threads.erase(std::remove_if(threads.begin(), threads.end(), [&](const auto& p) { return p.get() == &thread; }),
+                  threads.end());
+    thread.End(nExitCode);
+}
+
+void CMachine::EndThread(CThread& thread, std::uint32_t nExitCode) {
+    if (thread.m_bEnded) {
+        return;
+    }
+    CTask& task = *thread.m_pTask;
+    ThreadEnded(thread, nExitCode);
+    m_scheduler.End(task);
+}
+
+void CMachine::EndProcess(CProcess& process, std::uint32_t nExitCode) {
+    CTask* pSelf = nullptr;
+    while (!process.m_vecThreads.empty()) {
+        CThread& thread = *process.m_vecThreads.back();
+        CTask& task = *thread.m_pTask;
+        ThreadEnded(thread, nExitCode);
+        if (&task == &m_scheduler.Current()) {
+            pSelf = &task;
+        } else {
+            m_scheduler.End(task);
+        }
+    }
+    process.CloseAll();
+    process.End(nExitCode);
+    if (pSelf != nullptr) {
+        m_scheduler.End(*pSelf);
+    }
+}
+
+ObjectPointer CMachine::FindName(const std::wstring& strName) {
+    const auto found = m_names.find(PlainName(strName));
+    const ObjectPointer pObject = found != m_names.end() ? found->second.lock() : nullptr;
+    // Handles keep a name; a thread that was ended in the middle of a call does not.
+    return pObject && pObject->m_nHandles > 0 ? pObject : nullptr;
+}
+
+void CMachine::SetName(const ObjectPointer& pObject, const std::wstring& strName) {
+    pObject->m_strName = PlainName(strName);
+    m_names[pObject->m_strName] = pObject;
+}
+
+std::shared_ptr<CMutex> CMachine::AddMutex() {
+    const auto pMutex = std::make_shared<CMutex>();
+    std::erase_if(m_vecMutexes, [](const std::weak_ptr<CMutex>& weak) { return weak.expired(); });
+    m_vecMutexes.push_back(pMutex);
+    return pMutex;
+}
+
+}  // namespace simulation

@@ -1,0 +1,309 @@
+#include "simulation/kernel/scheduler.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+
+namespace simulation {
+
+CScheduler* g_pScheduler = nullptr;
+
+namespace {
+
+constexpr int kFailureExit = 86;
+constexpr std::uint64_t kMostPoints = 50'000'000;
+constexpr std::uint64_t kRandomStream = 1;
+constexpr std::uint64_t kEdgeStream = 2;
+
+void Remove(std::vector<CTask*>& list, const CTask* pTask) {
+    list.erase(std::remove(list.begin(), list.end(), pTask), list.end());
+}
+
+// The stack of a thread that was ended where it stood, or still waits. What it owned is reached from there, so it is
+// not a leak, and nobody can give it back.
+void KeepForGood(std::unique_ptr<CFiber> pFiber) {
+    static auto& kept = *new std::vector<std::unique_ptr<CFiber>>;
+    kept.push_back(std::move(pFiber));
+}
+
+}  // namespace
+
+CScheduler::CScheduler(SchedulerOptions options)
+    : m_random(options.nSeed, kRandomStream),
+      m_edges(options.nSeed, kEdgeStream),
+      m_nEdges(options.nEdges),
+      m_nJumps(options.nJumps),
+      m_pStrategy(std::move(options.pStrategy)) {
+    m_nEdgesLeft = m_edges.Below(2 * m_nEdges) + 1;
+}
+
+CScheduler::~CScheduler() {
+    for (const std::unique_ptr<CTask>& pTask : m_vecTasks) {
+        if (pTask->m_pFiber) {
+            KeepForGood(std::move(pTask->m_pFiber));
+        }
+    }
+}
+
+void CScheduler::Run(CTask& main) {
+    m_pMain = &main;
+    g_pScheduler = this;
+    m_pCurrent = m_pMain;
+    CFiber::Switch(m_outside, *m_pMain->m_pFiber);
+    g_pScheduler = nullptr;
+    m_pCurrent = nullptr;
+}
+
+CTask& CScheduler::Add(std::uint32_t nProcess, std::string strName, std::function<void()> work, bool bSuspended) {
+    const auto nId = static_cast<std::uint32_t>(m_vecTasks.size() + 1);
+    m_vecTasks.push_back(std::make_unique<CTask>(nId, nProcess, std::move(strName), std::move(work)));
+    CTask& task = *m_vecTasks.back();
+    task.m_nSuspended = bSuspended ? 1 : 0;
+    task.m_pFiber = std::make_unique<CFiber>([this, &task]() noexcept {
+        m_pDead.reset();
+        task.m_work();
+        task.m_work = nullptr;
+        End(task);
+    });
+    m_pStrategy->Added(task);
+    if (task.IsReady()) {
+        SetReady(task);
+    }
+    return task;
+}
+
+void CScheduler::SetReady(CTask& task) {
+    m_vecReady.insert(
+        std::upper_bound(m_vecReady.begin(), m_vecReady.end(), &task,
+                         [](const CTask* pOne, const CTask* pOther) { return pOne->m_nId < pOther->m_nId; }),
+        &task);
+}
+
+void CScheduler::RemoveReady(CTask& task) {
+    Remove(m_vecReady, &task);
+}
+
+void CScheduler::Suspend(CTask& task) {
+    if (task.IsReady()) {
+        RemoveReady(task);
+    }
+    ++task.m_nSuspended;
+    if (&task == m_pCurrent) {
+        Dispatch();
+    }
+}
+
+std::uint32_t CScheduler::Resume(CTask& task) {
+    const std::uint32_t nBefore = task.m_nSuspended;
+    if (nBefore > 0 && --task.m_nSuspended == 0 && task.m_state == CTask::State::Ready) {
+        SetReady(task);
+    }
+    return nBefore;
+}
+
+void CScheduler::End(CTask& task) {
+    if (task.m_state == CTask::State::Ended) {
+        return;
+    }
+    if (task.IsReady()) {
+        RemoveReady(task);
+    }
+    for (CWaitList* const pList : task.m_vecLists) {
+        Remove(*pList, &task);
+    }
+    task.m_vecLists.clear();
+    Remove(m_vecTimed, &task);
+    task.m_state = CTask::State::Ended;
+    m_bEnding = m_bEnding || &task == m_pMain;
+    if (&task == m_pCurrent) {
+        Dispatch();
+    }
+}
+
+Nanoseconds CScheduler::Deadline(std::uint32_t nMilliseconds) const {
+    return nMilliseconds == 0xFFFFFFFFU ? kNever : m_nNow + nMilliseconds * kMillisecond;
+}
+
+void CScheduler::WakeExpired() {
+    for (std::size_t i = 0; i < m_vecTimed.size();) {
+        CTask& task = *m_vecTimed[i];
+        if (task.m_nDeadline > m_nNow) {
+            ++i;
+            continue;
+        }
+        m_vecTimed.erase(m_vecTimed.begin() + static_cast<std::ptrdiff_t>(i));
+        for (CWaitList* const pList : task.m_vecLists) {
+            Remove(*pList, &task);
+        }
+        task.m_vecLists.clear();
+        task.m_bWoken = false;
+        task.m_state = CTask::State::Ready;
+        if (task.IsReady()) {
+            SetReady(task);
+        }
+    }
+}
+
+CTask* CScheduler::Choose() {
+    CTask* const pCurrent = m_pCurrent->IsReady() ? m_pCurrent : nullptr;
+    CTask* const pNext = m_pStrategy->Choose(++m_nStep, m_vecReady, pCurrent);
+    if (pNext != (pCurrent != nullptr ? pCurrent : m_vecReady.front())) {
+        m_schedule.push_back({m_nStep, pNext->m_nId});
+    }
+    return pNext;
+}
+
+void CScheduler::Point() {
+    m_nNow += kMicrosecond;
+    if (++m_nPoints > kMostPoints) {
+        Fail("no end: threads go round and round without waiting for anything");
+    }
+    if (!m_vecTimed.empty()) {
+        if (m_random.OneIn(m_nJumps)) {
+            for (const CTask* const pTask : m_vecTimed) {
+                m_nNow = std::max(m_nNow, std::min(pTask->m_nDeadline, m_nNow + kSecond));
+            }
+        }
+        WakeExpired();
+    }
+    if (m_vecReady.size() > 1) {
+        SwitchTo(Choose());
+    }
+}
+
+void CScheduler::Edge() {
+    if (m_nEdges == 0 || m_nInside != 0 || --m_nEdgesLeft != 0) {
+        return;
+    }
+    const CInside inside(*this);
+    m_nEdgesLeft = m_edges.Below(2 * m_nEdges) + 1;
+    Point();
+}
+
+void CScheduler::Yield() {
+    m_pStrategy->Yielded(*m_pCurrent);
+    Point();
+}
+
+bool CScheduler::Park(std::initializer_list<CWaitList*> lists, Nanoseconds nDeadline, const char* szWhat) {
+    return Park(std::vector<CWaitList*>(lists), nDeadline, szWhat);
+}
+
+bool CScheduler::Park(const std::vector<CWaitList*>& lists, Nanoseconds nDeadline, const char* szWhat) {
+    CTask& task = *m_pCurrent;
+    RemoveReady(task);
+    task.m_state = CTask::State::Parked;
+    task.m_nDeadline = nDeadline;
+    task.m_szWaitsFor = szWhat;
+    task.m_bWoken = false;
+    task.m_vecLists = lists;
+    for (CWaitList* const pList : lists) {
+        pList->push_back(&task);
+    }
+    if (nDeadline != kNever) {
+        m_vecTimed.push_back(&task);
+    }
+    Dispatch();
+    task.m_szWaitsFor = "";
+    return task.m_bWoken;
+}
+
+void CScheduler::Wake(CTask& task) {
+    if (task.m_state != CTask::State::Parked) {
+        return;
+    }
+    for (CWaitList* const pList : task.m_vecLists) {
+        Remove(*pList, &task);
+    }
+    task.m_vecLists.clear();
+    Remove(m_vecTimed, &task);
+    task.m_bWoken = true;
+    task.m_state = CTask::State::Ready;
+    if (task.IsReady()) {
+        SetReady(task);
+    }
+}
+
+void CScheduler::WakeAll(CWaitList& list) {
+    while (!list.empty()) {
+        Wake(*list.front());
+    }
+}
+
+void CScheduler::WakeOne(CWaitList& list) {
+    if (!list.empty()) {
+        Wake(*list[m_random.Below(list.size())]);
+    }
+}
+
+void CScheduler::Dispatch() {
+    for (;;) {
+        if (!m_vecReady.empty()) {
+            SwitchTo(Choose());
+            return;
+        }
+        if (m_bEnding) {
+            SwitchTo(nullptr);
+            return;
+        }
+        if (m_vecTimed.empty()) {
+            ReportDeadlock();
+        }
+        Nanoseconds nNext = kNever;
+        for (const CTask* const pTask : m_vecTimed) {
+            nNext = std::min(nNext, pTask->m_nDeadline);
+        }
+        m_nNow = std::max(m_nNow, nNext);
+        WakeExpired();
+    }
+}
+
+void CScheduler::SwitchTo(CTask* pNext) {
+    CTask* const pFrom = m_pCurrent;
+    if (pNext == pFrom) {
+        return;
+    }
+    CFiber* const pFiber = pFrom->m_pFiber.get();
+    const bool bLast = pFrom->m_state == CTask::State::Ended && !pFrom->m_work;
+    if (bLast) {
+        m_pDead = std::move(pFrom->m_pFiber);
+    }
+    m_pCurrent = pNext;
+    const int nInside = std::exchange(m_nInside, 0);
+    CFiber::Switch(*pFiber, pNext != nullptr ? *pNext->m_pFiber : m_outside, bLast);
+    m_nInside = nInside;
+    m_pDead.reset();
+}
+
+void CScheduler::ReportDeadlock() {
+    Fail("deadlock: every thread waits, and nothing is to come");
+}
+
+void CScheduler::Fail(const std::string& strReason) {
+    std::fflush(stdout);
+    std::fprintf(stderr, "== %s\n", m_strHeading.c_str());
+    m_trace.Print(stderr);
+    std::fprintf(stderr, "== threads\n");
+    for (const std::unique_ptr<CTask>& pTask : m_vecTasks) {
+        if (pTask->m_state == CTask::State::Ended) {
+            continue;
+        }
+        std::fprintf(stderr, "thread %u of process %u, %s: %s %s", pTask->m_nId, pTask->m_nProcess,
+                     pTask->m_strName.c_str(), pTask->m_state == CTask::State::Parked ? "waits for" : "can run",
+                     pTask->m_szWaitsFor);
+        if (pTask->m_nSuspended > 0) {
+            std::fprintf(stderr, ", suspended");
+        }
+        for (const void* const pLock : pTask->m_vecHeld) {
+            std::fprintf(stderr, ", holds %p", pLock);
+        }
+        std::fputc('\n', stderr);
+    }
+    std::fprintf(stderr, "== %s\n== %s, after %llu ms and %llu steps, %s\n", strReason.c_str(), m_strHeading.c_str(),
+                 static_cast<unsigned long long>(m_nNow / kMillisecond), static_cast<unsigned long long>(m_nStep),
+                 m_pStrategy->Name().c_str());
+    std::fflush(stderr);
+    std::_Exit(kFailureExit);
+}
+
+}  // namespace simulation

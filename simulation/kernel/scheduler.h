@@ -1,0 +1,139 @@
+// The one place where simulated threads run, wait and wake, and where time passes.
+//
+// One thread runs at a time, on a stack of its own, all of them on one thread of the operating system. It runs until it
+// comes to a point (a system call, a lock, an edge of the product's code that the compiler has marked) at which the
+// strategy takes another. Time stands still while a thread can run, but for a microsecond each call, and jumps to the
+// next end of a wait when none can.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <initializer_list>
+#include <memory>
+#include <string>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "simulation/kernel/random.h"
+#include "simulation/kernel/strategy.h"
+#include "simulation/kernel/task.h"
+#include "simulation/kernel/trace.h"
+
+namespace simulation {
+
+struct SchedulerOptions {
+    std::uint64_t nSeed = 1;
+    // On average one in so many marked edges is a point, beside every call. 0: none.
+    std::uint64_t nEdges = 0;
+    // One in so many points lets time jump to the next end of a wait although threads can run, as on a machine that is
+    // busy with something else. 0: never.
+    std::uint64_t nJumps = 0;
+    std::unique_ptr<IStrategy> pStrategy;
+};
+
+class CScheduler {
+  public:
+    explicit CScheduler(SchedulerOptions options);
+    ~CScheduler();
+    CScheduler(const CScheduler&) = delete;
+    CScheduler& operator=(const CScheduler&) = delete;
+
+    // Runs the main thread, one of Add's, and all that it starts, until it has ended and no other thread can run
+    // without the passing of time. Threads that still wait then are left where they are.
+    void Run(CTask& main);
+
+    CTask& Add(std::uint32_t nProcess, std::string strName, std::function<void()> work, bool bSuspended);
+    void Suspend(CTask& task);
+    // How often it was suspended before.
+    std::uint32_t Resume(CTask& task);
+    // Ends a thread where it stands. Does not return when it is the running one.
+    void End(CTask& task);
+
+    CTask& Current() { return *m_pCurrent; }
+    Nanoseconds Now() const { return m_nNow; }
+    // After the end of a wait of so many milliseconds that begins now; 0xFFFFFFFF is never.
+    Nanoseconds Deadline(std::uint32_t nMilliseconds) const;
+    std::uint64_t Steps() const { return m_nStep; }
+    CRandom& Random() { return m_random; }
+    CTrace& Trace() { return m_trace; }
+    const Schedule& Decisions() const { return m_schedule; }
+    const std::vector<std::unique_ptr<CTask>>& Tasks() const { return m_vecTasks; }
+
+    // A place at which another thread may be taken.
+    void Point();
+    // The same, for one in so many of the product's marked edges.
+    void Edge();
+    // A place at which another thread should be taken.
+    void Yield();
+
+    // While the simulation itself works: what it shares with the product's code is no point then.
+    class CInside {
+      public:
+        explicit CInside(CScheduler& scheduler) : m_scheduler(scheduler) { ++m_scheduler.m_nInside; }
+        ~CInside() { --m_scheduler.m_nInside; }
+        CInside(const CInside&) = delete;
+        CInside& operator=(const CInside&) = delete;
+
+      private:
+        CScheduler& m_scheduler;
+    };
+
+    // Waits until woken or until the deadline has passed; false for the second. szWhat is a literal.
+    bool Park(std::initializer_list<CWaitList*> lists, Nanoseconds nDeadline, const char* szWhat);
+    bool Park(const std::vector<CWaitList*>& lists, Nanoseconds nDeadline, const char* szWhat);
+    void Wake(CTask& task);
+    void WakeAll(CWaitList& list);
+    void WakeOne(CWaitList& list);
+    // Those who wait for something that lives at an address of the product's.
+    CWaitList& WaitersAt(const void* pAddress) { return m_waitersAt[pAddress]; }
+
+    // Ends the operating system's process with a report. Never returns.
+    [[noreturn]] void Fail(const std::string& strReason);
+
+    std::string m_strHeading;  // begins every report: what is run, with its seed
+
+  private:
+    void SetReady(CTask& task);
+    void RemoveReady(CTask& task);
+    void WakeExpired();
+    // Takes the next thread to run; the running one is parked or ended.
+    void Dispatch();
+    // Null: back to Run.
+    void SwitchTo(CTask* pNext);
+    CTask* Choose();
+    [[noreturn]] void ReportDeadlock();
+
+    CRandom m_random;
+    CRandom m_edges;
+    const std::uint64_t m_nEdges;
+    const std::uint64_t m_nJumps;
+    std::uint64_t m_nEdgesLeft = 0;
+    std::unique_ptr<IStrategy> m_pStrategy;
+
+    Nanoseconds m_nNow = 0;
+    std::uint64_t m_nStep = 0;  // choices between threads
+    std::uint64_t m_nPoints = 0;
+    std::vector<std::unique_ptr<CTask>> m_vecTasks;
+    std::vector<CTask*> m_vecReady;  // by number
+    std::vector<CTask*> m_vecTimed;  // parked with a deadline
+    CTask* m_pCurrent = nullptr;
+    CTask* m_pMain = nullptr;
+    std::unique_ptr<CFiber> m_pDead;  // its stack is free once another fiber runs
+    CFiber m_outside;
+    bool m_bEnding = false;
+    int m_nInside = 0;
+    std::unordered_map<const void*, CWaitList> m_waitersAt;
+    Schedule m_schedule;
+    CTrace m_trace;
+};
+
+// The one of the run under way; null outside of one.
+extern CScheduler* g_pScheduler;
+
+// Whether the caller is a simulated thread.
+inline bool IsSimulated() {
+    return g_pScheduler != nullptr;
+}
+
+}  // namespace simulation

@@ -1,0 +1,88 @@
+#include "simulation/simulate.h"
+
+#include "simulation/kernel/faults.h"
+#include "simulation/kernel/machine.h"
+
+namespace simulation {
+namespace {
+
+constexpr std::uint64_t kOptionStream = 4;
+constexpr std::uint64_t kStrategyStream = 5;
+constexpr std::uint64_t kFlavourStream = 6;
+
+std::unique_ptr<IStrategy> MakeStrategy(const Options& options) {
+    const CRandom random(options.nSeed, kStrategyStream);
+    switch (options.strategy) {
+        case StrategyKind::Priorities:
+            return MakePriorityStrategy(random, options.nDepth, options.nSteps);
+        case StrategyKind::Replay:
+            return MakeReplayStrategy(options.schedule);
+        case StrategyKind::Random:
+            break;
+    }
+    return MakeRandomStrategy(random, options.nStay);
+}
+
+Flavour DrawFlavour(std::uint64_t nSeed) {
+    CRandom random(nSeed, kFlavourStream);
+    Flavour flavour;
+    flavour.nOwnHandleClosed = random.OneIn(2) ? ERROR_BROKEN_PIPE : ERROR_OPERATION_ABORTED;
+    flavour.bClosedPortWakes = random.OneIn(2);
+    flavour.bFirstCounts = random.OneIn(2);
+    constexpr Nanoseconds kTicks[] = {kMillisecond, 10 * kMillisecond, 15625 * kMicrosecond};
+    flavour.nTick = kTicks[random.Below(std::size(kTicks))];
+    return flavour;
+}
+
+}  // namespace
+
+Options OptionsOfSeed(std::uint64_t nSeed) {
+    CRandom random(nSeed, kOptionStream);
+    Options options;
+    options.nSeed = nSeed;
+    options.strategy = random.OneIn(2) ? StrategyKind::Priorities : StrategyKind::Random;
+    constexpr std::uint64_t kStays[] = {1, 2, 4, 16, 64};
+    options.nStay = kStays[random.Below(std::size(kStays))];
+    options.nDepth = 2 + static_cast<std::uint32_t>(random.Below(4));
+    constexpr std::uint64_t kSteps[] = {300, 2000, 10000, 50000};
+    options.nSteps = kSteps[random.Below(std::size(kSteps))];
+    constexpr std::uint64_t kEdges[] = {0, 10, 100, 1000};
+    options.nEdges = kEdges[random.Below(std::size(kEdges))];
+    return options;
+}
+
+Outcome Run(const Options& options, std::function<void()> main) {
+    SchedulerOptions schedulerOptions;
+    schedulerOptions.nSeed = options.nSeed;
+    schedulerOptions.nEdges = options.nEdges;
+    schedulerOptions.nJumps = options.nJumps;
+    schedulerOptions.pStrategy = MakeStrategy(options);
+    CScheduler scheduler(std::move(schedulerOptions));
+    scheduler.m_strHeading =
+        options.strName + (options.strName.empty() ? "seed " : ", seed ") + std::to_string(options.nSeed);
+    CMachine machine(scheduler, DrawFlavour(options.nSeed));
+    CFaults faults(options.nSeed, options.nFaults);
+    g_pFaults = &faults;
+    const std::shared_ptr<CProcess> pProcess = machine.AddProcess(L"C:\\product\\bin\\program.exe");
+    const std::shared_ptr<CThread> pMain = machine.StartThread(
+        *pProcess,
+        [&] {
+            main();
+            return 0U;
+        },
+        /*bSuspended=*/false);
+    scheduler.Run(*pMain->m_pTask);
+    g_pFaults = nullptr;
+
+    Outcome outcome;
+    outcome.nSteps = scheduler.Steps();
+    outcome.nMilliseconds = scheduler.Now() / kMillisecond;
+    outcome.nExitCode = pProcess->m_nExitCode;
+    outcome.schedule = scheduler.Decisions();
+    for (const std::unique_ptr<CTask>& pTask : scheduler.Tasks()) {
+        outcome.nThreadsLeft += pTask->m_state != CTask::State::Ended ? 1 : 0;
+    }
+    return outcome;
+}
+
+}  // namespace simulation

@@ -1,0 +1,42 @@
+// Running code on the simulated machine.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+#include "simulation/kernel/strategy.h"
+
+namespace simulation {
+
+enum class StrategyKind { Random, Priorities, Replay };
+
+struct Options {
+    std::uint64_t nSeed = 1;
+    StrategyKind strategy = StrategyKind::Random;
+    std::uint64_t nStay = 1;       // Random: one in so many points is one
+    std::uint32_t nDepth = 3;      // Priorities
+    std::uint64_t nSteps = 20000;  // Priorities: how long a run is about
+    Schedule schedule;             // Replay
+    std::uint64_t nFaults = 0;     // one call in so many fails; 0: none
+    std::uint64_t nEdges = 0;      // beside the calls, one in so many of the product's marked edges is a point
+    std::uint64_t nJumps = 0;      // one in so many points lets time jump although threads can run
+    std::string strName;           // for the report of a failure
+};
+
+// What a seed alone decides: the strategy with its numbers, and the grain of points.
+Options OptionsOfSeed(std::uint64_t nSeed);
+
+struct Outcome {
+    std::uint64_t nSteps = 0;
+    std::uint64_t nMilliseconds = 0;  // of virtual time
+    std::uint32_t nExitCode = 0;      // of the first process, 259 while it has none
+    std::uint32_t nThreadsLeft = 0;   // that wait although the main thread has ended
+    Schedule schedule;
+};
+
+// Runs main as the main thread of the machine's first process. What may not happen (a deadlock, two orders of locks, a
+// lock used wrongly) ends the operating system's process with a report and code 86.
+Outcome Run(const Options& options, std::function<void()> main);
+
+}  // namespace simulation

@@ -1,0 +1,178 @@
+// Threads, processes, and the passing of time.
+#include <process.h>
+
+#include <string>
+
+#include "simulation/system/call.h"
+
+using namespace simulation;
+
+namespace {
+
+// Noon of a day in November, by the local clock and by the world's.
+constexpr std::uint64_t kStartUnixSeconds = 1763726400;
+constexpr std::uint64_t kUnixInFileTime = 11644473600;
+constexpr std::uint64_t kFileTimePerSecond = 10000000;
+// Ticks since the machine's start, some days ago.
+constexpr std::uint64_t kStartTicks = 200000000;
+
+std::shared_ptr<CThread> FindThread(CCall& call, HANDLE hThread) {
+    return hThread == GetCurrentThread() ? call.Machine().ThreadOf(call.Task())
+                                         : call.Process().FindAs<CThread>(hThread);
+}
+
+std::shared_ptr<CProcess> FindProcess(CCall& call, HANDLE hProcess) {
+    return hProcess == GetCurrentProcess() ? std::static_pointer_cast<CProcess>(call.Process().shared_from_this())
+                                           : call.Process().FindAs<CProcess>(hProcess);
+}
+
+}  // namespace
+
+HANDLE CreateThread(LPSECURITY_ATTRIBUTES, SIZE_T, LPTHREAD_START_ROUTINE pfnStart, LPVOID pArgument, DWORD dwFlags,
+                    LPDWORD pThreadId) {
+    CCall call("CreateThread", dwFlags);
+    if (call.Fault({ERROR_NOT_ENOUGH_MEMORY, ERROR_NO_SYSTEM_RESOURCES}) != 0) {
+        return nullptr;
+    }
+    const std::shared_ptr<CThread> pThread = call.Machine().StartThread(
+        call.Process(), [=] { return pfnStart(pArgument); }, (dwFlags & CREATE_SUSPENDED) != 0);
+    if (pThreadId != nullptr) {
+        *pThreadId = pThread->m_pTask->m_nId;
+    }
+    return call.Process().Open(pThread);
+}
+
+std::uintptr_t _beginthreadex(void*, unsigned, unsigned (*pfnStart)(void*), void* pArgument, unsigned nFlags,
+                              unsigned* pThreadId) {
+    DWORD nId = 0;
+    const HANDLE hThread = CreateThread(nullptr, 0, pfnStart, pArgument, nFlags, &nId);
+    if (pThreadId != nullptr) {
+        *pThreadId = nId;
+    }
+    return reinterpret_cast<std::uintptr_t>(hThread);
+}
+
+DWORD ResumeThread(HANDLE hThread) {
+    CCall call("ResumeThread", Number(hThread));
+    const std::shared_ptr<CThread> pThread = FindThread(call, hThread);
+    if (!pThread || pThread->m_bEnded) {
+        call.Fail(ERROR_INVALID_HANDLE);
+        return 0xFFFFFFFF;
+    }
+    return g_pScheduler->Resume(*pThread->m_pTask);
+}
+
+DWORD SuspendThread(HANDLE hThread) {
+    CCall call("SuspendThread", Number(hThread));
+    const std::shared_ptr<CThread> pThread = FindThread(call, hThread);
+    if (!pThread || pThread->m_bEnded) {
+        call.Fail(ERROR_ACCESS_DENIED);
+        return 0xFFFFFFFF;
+    }
+    const DWORD nBefore = pThread->m_pTask->m_nSuspended;
+    g_pScheduler->Suspend(*pThread->m_pTask);
+    return nBefore;
+}
+
+BOOL TerminateThread(HANDLE hThread, DWORD dwExitCode) {
+    CCall call("TerminateThread", Number(hThread));
+    const std::shared_ptr<CThread> pThread = FindThread(call, hThread);
+    if (!pThread) {
+        return call.Fail(ERROR_INVALID_HANDLE);
+    }
+    call.Machine().EndThread(*pThread, dwExitCode);
+    return TRUE;
+}
+
+BOOL GetExitCodeThread(HANDLE hThread, LPDWORD pExitCode) {
+    CCall call("GetExitCodeThread", Number(hThread));
+    const std::shared_ptr<CThread> pThread = FindThread(call, hThread);
+    if (!pThread) {
+        return call.Fail(ERROR_INVALID_HANDLE);
+    }
+    *pExitCode = pThread->m_nExitCode;
+    return TRUE;
+}
+
+HANDLE GetCurrentThread() {
+    return reinterpret_cast<HANDLE>(static_cast<std::intptr_t>(-2));
+}
+
+DWORD GetCurrentThreadId() {
+    return g_pScheduler->Current().m_nId;
+}
+
+HANDLE GetCurrentProcess() {
+    return reinterpret_cast<HANDLE>(static_cast<std::intptr_t>(-1));
+}
+
+DWORD GetCurrentProcessId() {
+    return g_pScheduler->Current().m_nProcess;
+}
+
+BOOL TerminateProcess(HANDLE hProcess, UINT nExitCode) {
+    CCall call("TerminateProcess", Number(hProcess), nExitCode);
+    const std::shared_ptr<CProcess> pProcess = FindProcess(call, hProcess);
+    if (!pProcess) {
+        return call.Fail(ERROR_INVALID_HANDLE);
+    }
+    call.Machine().EndProcess(*pProcess, nExitCode);
+    return TRUE;
+}
+
+BOOL GetExitCodeProcess(HANDLE hProcess, LPDWORD pExitCode) {
+    CCall call("GetExitCodeProcess", Number(hProcess));
+    const std::shared_ptr<CProcess> pProcess = FindProcess(call, hProcess);
+    if (!pProcess) {
+        return call.Fail(ERROR_INVALID_HANDLE);
+    }
+    *pExitCode = pProcess->m_nExitCode;
+    return TRUE;
+}
+
+BOOL GetProcessHandleCount(HANDLE hProcess, PDWORD pCount) {
+    CCall call("GetProcessHandleCount", Number(hProcess));
+    const std::shared_ptr<CProcess> pProcess = FindProcess(call, hProcess);
+    if (!pProcess) {
+        return call.Fail(ERROR_INVALID_HANDLE);
+    }
+    *pCount = static_cast<DWORD>(pProcess->HandleCount());
+    return TRUE;
+}
+
+void Sleep(DWORD dwMilliseconds) {
+    CCall call("Sleep", dwMilliseconds);
+    if (dwMilliseconds == 0) {
+        g_pScheduler->Yield();
+        return;
+    }
+    g_pScheduler->Park({}, g_pScheduler->Deadline(dwMilliseconds), "a time");
+}
+
+ULONGLONG GetTickCount64() {
+    CCall call("GetTickCount64");
+    const Nanoseconds nTick = call.Machine().m_flavour.nTick;
+    return kStartTicks + g_pScheduler->Now() / nTick * nTick / kMillisecond;
+}
+
+DWORD GetTickCount() {
+    return static_cast<DWORD>(GetTickCount64());
+}
+
+void GetLocalTime(SYSTEMTIME* pTime) {
+    const Nanoseconds nOfDay = (12 * 3600 * kSecond + g_pScheduler->Now()) % (24 * 3600 * kSecond);
+    *pTime = {};
+    pTime->wYear = 2025;
+    pTime->wMonth = 11;
+    pTime->wDay = 21;
+    pTime->wHour = static_cast<WORD>(nOfDay / (3600 * kSecond));
+    pTime->wMinute = static_cast<WORD>(nOfDay / (60 * kSecond) % 60);
+    pTime->wSecond = static_cast<WORD>(nOfDay / kSecond % 60);
+    pTime->wMilliseconds = static_cast<WORD>(nOfDay / kMillisecond % 1000);
+}
+
+void GetSystemTimeAsFileTime(FILETIME* pTime) {
+    const std::uint64_t nTime = (kStartUnixSeconds + kUnixInFileTime) * kFileTimePerSecond + g_pScheduler->Now() / 100;
+    pTime->dwLowDateTime = static_cast<DWORD>(nTime);
+    pTime->dwHighDateTime = static_cast<DWORD>(nTime >> 32);
+}

@@ -1,0 +1,29 @@
+// A world: what is run under one seed, with what must hold in it.
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "simulation/kernel/random.h"
+
+namespace simulation {
+
+struct World {
+    const char* szName;
+    // Runs as the main thread of the machine's first process, which is the helper's. What it draws from random is the
+    // same for every schedule and every fault of the seed.
+    void (*pfnRun)(CRandom random);
+};
+
+// Callers that serve pipes, and the helper's connections to them.
+void RunCallersWorld(CRandom random);
+
+// Ends the run with a report when the condition does not hold.
+void Hold(bool bCondition, const std::string& strWhat);
+
+// Runs work as the main thread of a process of its own and returns the process's handle, which the caller closes.
+void* StartProcess(std::function<void()> work);
+// Ends the calling process where it stands, with all its threads and handles.
+[[noreturn]] void Vanish();
+
+}  // namespace simulation

@@ -1,0 +1,57 @@
+#include "support/http/beacons.h"
+
+#include <cstdlib>
+#include <ctime>
+#include <mutex>
+
+#include "foundation/log.h"
+#include "support/http/beacon_url.h"
+#include "support/http/http_transfer.h"
+#include "support/system/system_queries.h"
+
+namespace {
+
+std::mutex g_lockMachineId;
+std::wstring g_strMachineId;
+
+std::wstring MachineId() {
+    const std::lock_guard guard(g_lockMachineId);
+    return g_strMachineId;
+}
+
+// Seeding right before the draw gives every beacon of one second the same number; those who count beacons rely on it.
+// The test BeaconsOfOneSecondCarryTheSameNumber holds it.
+std::int32_t NumberOfThisSecond() {
+    std::srand(static_cast<unsigned>(std::time(nullptr)));
+    return std::rand();
+}
+
+void Post(const std::wstring& url, BeaconWorker worker = BeaconWorker::StartAtNeed) {
+    GetSharedHttpTransfer()->PostUrl(url, worker == BeaconWorker::StartAtNeed);
+}
+
+}  // namespace
+
+void SetBeaconMachineId(const std::wstring& machineId) {
+    const std::lock_guard guard(g_lockMachineId);
+    g_strMachineId = machineId;
+}
+
+void ReportStaticWithMIDImp(const std::wstring& url, bool bHasQuery, BeaconWorker worker) {
+    NXL_LOG(L"[%s(%d)] Report: %s sync : %d", url.c_str(), 0);
+    const std::wstring plain = BeaconUrl(url, GetWindowsVersionCode());
+    Post(StatisticsBeaconUrl(plain, bHasQuery, NumberOfThisSecond(), MachineId()), worker);
+}
+
+void ReportYYBInstWithMID(const std::wstring& url) {
+    NXL_LOG(L"[%s(%d)] Report: %s sync : %d", url.c_str(), 0);
+    Post(InstallBeaconUrl(BeaconUrl(url, GetWindowsVersionCode()), MachineId()));
+}
+
+void ReportDot(const std::wstring& url) {
+    if (url.empty()) {
+        return;
+    }
+    NXL_LOG(L"[%s(%d)] Report: %s sync : %d", url.c_str(), 0);
+    Post(BeaconUrl(url, GetWindowsVersionCode()));
+}

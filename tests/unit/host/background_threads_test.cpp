@@ -1,0 +1,116 @@
+// How the background threads are started, and what is watched before there is a window.
+#include "host/background_threads.h"
+
+#include <atomic>
+#include <string_view>
+#include <thread>
+
+#include "foundation/log.h"
+#include "tests/unit/host/host_fixture.h"
+
+namespace {
+
+constexpr DWORD kLongMs = 20000;
+
+class BackgroundThreadsTest : public CHostFixture {};
+
+std::atomic<bool> g_bWatched{false};
+
+TEST_F(BackgroundThreadsTest, WatchdogsRunBeforeTheReadyNoticeIsSent) {
+    g_bWatched.store(false);
+    // The main thread stands still in this line: whoever runs then does not wait for it.
+    SetLogObserver([](const wchar_t* line) {
+        if (std::wstring_view(line).find(L"SendIPCMessage begin") != std::wstring_view::npos) {
+            g_bWatched.store(WaitForWatchdogs());
+        }
+    });
+    StartHost();
+    EXPECT_TRUE(g_bWatched.load());
+}
+
+// A thread that the system does not let run before the main thread has come to a line just before the connection.
+struct SlowStart {
+    CKernelHandle reached{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
+    std::atomic<bool> running{false};
+    std::atomic<bool> ranBeforeTheConnection{false};
+    LPTHREAD_START_ROUTINE procedure = nullptr;
+    void* argument = nullptr;
+};
+SlowStart g_slow;
+
+TEST_F(BackgroundThreadsTest, HangWatcherRunsBeforeTheCallerIsConnected) {
+    static const HostThreads slow = [] {
+        HostThreads threads = kCountingThreads;
+        threads.pfnStart = [](LPTHREAD_START_ROUTINE procedure, void* argument, DWORD flags) -> HANDLE {
+            if (g_slow.procedure != nullptr) {
+                return kHostThreads.pfnStart(procedure, argument, flags);
+            }
+            g_slow.procedure = procedure;
+            g_slow.argument = argument;
+            return kHostThreads.pfnStart(
+                [](void*) -> DWORD {
+                    WaitForSingleObject(g_slow.reached.get(), kLongMs);
+                    g_slow.running.store(true);
+                    return g_slow.procedure(g_slow.argument);
+                },
+                nullptr, flags);
+        };
+        return threads;
+    }();
+    SetLogObserver([](const wchar_t* line) {
+        const std::wstring_view text(line);
+        if (text.find(L"enter szPath=") != std::wstring_view::npos) {
+            SetEvent(g_slow.reached.get());
+        } else if (text.find(L"Init m_strMark=") != std::wstring_view::npos && g_slow.running.load()) {
+            g_slow.ranBeforeTheConnection.store(true);
+        }
+    });
+    auto& host = *new CommzoltHelperS(slow);  // stays, like the fixture's own
+    host.Init(CommandLine());
+    EXPECT_TRUE(g_slow.ranBeforeTheConnection.load());
+}
+
+TEST_F(BackgroundThreadsTest, StartThatDoesNotGetOnIsTakenForAHang) {
+    static const CKernelHandle hangs(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    static const CKernelHandle watches(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    static const HostThreads impatient = [] {
+        HostThreads threads = kCountingThreads;
+        threads.pfnHangWatcher = [](void*) -> DWORD { return SetEvent(watches.get()) ? 0 : 1; };
+        threads.pfnStartHangs = [] { SetEvent(hangs.get()); };
+        threads.nStartLimitMs = 1;
+        return threads;
+    }();
+    const CHangWatcherStart start(impatient, &m_host);
+    EXPECT_EQ(start.Error(), static_cast<DWORD>(ERROR_SUCCESS));
+    EXPECT_EQ(WaitForSingleObject(hangs.get(), kLongMs), WAIT_OBJECT_0);
+    EXPECT_EQ(WaitForSingleObject(watches.get(), 0), static_cast<DWORD>(WAIT_TIMEOUT)) << "there is no window yet";
+    start.Release();
+    EXPECT_EQ(WaitForSingleObject(watches.get(), kLongMs), WAIT_OBJECT_0);
+}
+
+TEST_F(BackgroundThreadsTest, StartMayTakeAsLongAsAnAnswerOfTheWindow) {
+    EXPECT_EQ(kHostThreads.nStartLimitMs, 15000u);
+}
+
+TEST_F(BackgroundThreadsTest, ThreadsThatCannotBeStartedAreLoggedAndTheStartGoesOn) {
+    static const HostThreads none = [] {
+        HostThreads threads = kCountingThreads;
+        threads.pfnStart = [](LPTHREAD_START_ROUTINE, void*, DWORD) -> HANDLE {
+            SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+            return nullptr;
+        };
+        return threads;
+    }();
+    CCallerEnd caller(m_mark, "first");
+    auto& host = *new CommzoltHelperS(none);
+    host.Init(CommandLine());
+    EXPECT_TRUE(host.IsInited());
+    EXPECT_EQ(caller.WaitForFrames(1).size(), 1u) << m_log.All();
+    EXPECT_EQ(m_log.Count("Thread create falied, error 8"), 2u) << m_log.All();
+    EXPECT_EQ(m_log.Count("InitConfInfoThread create falied, error 8"), 1u) << m_log.All();
+    EXPECT_EQ(m_log.Count("InitHangWatcherThread end"), 2u) << m_log.All();
+    EXPECT_EQ(m_log.Find("create success"), "") << m_log.All();
+    EXPECT_TRUE(m_log.Has("InitMonCPUUsageThread end")) << m_log.All();
+}
+
+}  // namespace

@@ -1,0 +1,156 @@
+// The numbers with which the window system is called: periods of the timers, and how long an answer may take.
+#include "host/window_calls.h"
+
+#include <thread>
+#include <tuple>
+#include <vector>
+
+#include "host/message_window.h"
+#include "host/watchdogs.h"
+#include "tests/unit/host/host_fixture.h"
+
+namespace {
+
+struct SetTimerCall {
+    HWND window;
+    UINT_PTR id;
+    UINT periodMs;
+    bool operator==(const SetTimerCall&) const = default;
+};
+
+struct SendCall {
+    HWND window;
+    UINT message;
+    WPARAM wParam;
+    UINT flags;
+    UINT timeoutMs;
+    bool operator==(const SendCall&) const = default;
+};
+
+std::vector<SetTimerCall> g_vecTimers;
+std::vector<std::pair<HWND, UINT_PTR>> g_vecKilled;
+std::vector<SendCall> g_vecSent;
+BOOL g_bKillSucceeds = TRUE;
+
+const WindowCalls kRecording = {
+    [](HWND window, UINT_PTR id, UINT periodMs, TIMERPROC) -> UINT_PTR {
+        g_vecTimers.push_back({window, id, periodMs});
+        return id;
+    },
+    [](HWND window, UINT_PTR id) -> BOOL {
+        g_vecKilled.emplace_back(window, id);
+        return g_bKillSucceeds;
+    },
+    [](HWND window, UINT message, WPARAM wParam, LPARAM, UINT flags, UINT timeoutMs, PDWORD_PTR result) -> LRESULT {
+        g_vecSent.push_back({window, message, wParam, flags, timeoutMs});
+        *result = 0;
+        g_hMsgWnd.store(nullptr);  // ends the hang watch
+        return 1;
+    },
+};
+
+class WindowCallsTest : public CHostFixture {
+  protected:
+    WindowCallsTest() {
+        g_vecTimers.clear();
+        g_vecKilled.clear();
+        g_vecSent.clear();
+        g_bKillSucceeds = TRUE;
+        OverrideWindowCalls(&kRecording);
+    }
+    ~WindowCallsTest() override { OverrideWindowCalls(nullptr); }
+
+    void Request(int type) { Receive(R"({"content":{},"message_type":)" + std::to_string(type) + "}"); }
+};
+
+TEST_F(WindowCallsTest, WindowArmsItsTwoTimersForElevenMinutesAndForTenSeconds) {
+    StartHost();
+    const HWND window = g_hMsgWnd.load();
+    EXPECT_EQ(g_vecTimers, (std::vector<SetTimerCall>{{window, 272, 660000}, {window, 273, 10000}}));
+}
+
+TEST_F(WindowCallsTest, TimersThatAreArmedAreNotArmedAgain) {
+    g_nExitTimerId.store(272);
+    g_nCheckTimerId.store(273);
+    StartHost();
+    EXPECT_TRUE(g_vecTimers.empty());
+}
+
+TEST_F(WindowCallsTest, RequestsOfFourTypesArmTheExitTimerAnew) {
+    StartHost();
+    const HWND window = g_hMsgWnd.load();
+    for (const int type : {3, 6, 7}) {
+        g_nStatusTimerId.store(276);
+        g_vecTimers.clear();
+        g_vecKilled.clear();
+        Request(type);
+        EXPECT_EQ(g_vecKilled, (std::vector<std::pair<HWND, UINT_PTR>>{{window, 272}})) << type;
+        EXPECT_EQ(g_vecTimers, (std::vector<SetTimerCall>{{window, 272, 660000}})) << type;
+    }
+    for (const int type : {4, 5, 8, 9}) {
+        g_vecTimers.clear();
+        g_vecKilled.clear();
+        Request(type);
+        EXPECT_TRUE(g_vecKilled.empty()) << type;
+        EXPECT_TRUE(g_vecTimers.empty()) << type;
+    }
+}
+
+TEST_F(WindowCallsTest, ExitTimerThatCannotBeKilledIsLeftAsItIs) {
+    StartHost();
+    g_vecTimers.clear();
+    g_bKillSucceeds = FALSE;
+    Request(6);
+    EXPECT_EQ(g_vecKilled.size(), 1u);
+    EXPECT_TRUE(g_vecTimers.empty());
+}
+
+TEST_F(WindowCallsTest, FirstStatusRequestArmsTheStatusTimerForFiveMinutes) {
+    StartHost();
+    const HWND window = g_hMsgWnd.load();
+    g_vecTimers.clear();
+    Request(2);
+    Request(2);
+    const SetTimerCall exit = {window, 272, 660000};
+    EXPECT_EQ(g_vecTimers, (std::vector<SetTimerCall>{exit, {window, 276, 300000}, exit}));
+}
+
+TEST_F(WindowCallsTest, LeavingKillsTheExitTimer) {
+    StartHost();
+    const HWND window = g_hMsgWnd.load();
+    SetParam("first", kParamKeep, kParamKeep, kDestroyNow);
+    SendMessageW(window, WM_TIMER, TIMER_ID_CHECK_EXIT, 0);
+    EXPECT_EQ(g_vecKilled, (std::vector<std::pair<HWND, UINT_PTR>>{{window, 272}}));
+    EXPECT_TRUE(TakeQuitMessage());
+}
+
+TEST_F(WindowCallsTest, WindowHasFifteenSecondsToAnswerAProbe) {
+    StartHost();
+    const HWND window = g_hMsgWnd.load();
+    EXPECT_EQ(HangWatcherThreadFunc(&m_host), 0u);
+    EXPECT_EQ(g_vecSent, (std::vector<SendCall>{{window, 1384, 0, SMTO_BLOCK, 15000}}));
+    DestroyWindow(window);
+}
+
+// A timer that fires is a message of this thread. The one that is armed short must come first, unless it was armed
+// anew.
+TEST_F(WindowCallsTest, ExitTimerThatWasArmedAnewDoesNotFireWhenItWouldHaveFired) {
+    OverrideWindowCalls(nullptr);
+    StartHost();
+    const HWND window = g_hMsgWnd.load();
+    constexpr UINT_PTR kReference = 999;
+    ASSERT_NE(SetTimer(window, TIMER_ID_CHECK_TIMEOUT, 50, nullptr), 0u);
+    Request(6);
+    ASSERT_NE(SetTimer(window, kReference, 500, nullptr), 0u);
+    std::vector<WPARAM> fired;
+    MSG message;
+    while ((fired.empty() || fired.back() != kReference) && GetMessageW(&message, window, WM_TIMER, WM_TIMER) > 0) {
+        if (message.wParam != TIMER_ID_CHECK_EXIT) {
+            fired.push_back(message.wParam);
+        }
+    }
+    EXPECT_EQ(fired, std::vector<WPARAM>{kReference});
+    KillTimer(window, kReference);
+}
+
+}  // namespace
