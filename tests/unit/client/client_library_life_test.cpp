@@ -151,6 +151,7 @@ TEST_F(ClientLibrary, ClientWithoutAServiceIdHasOneOfItsOwn) {
     EXPECT_LE(id.size(), 32u);
     EXPECT_NE(id, second.ServiceId());
     ASSERT_TRUE(m_helper.Come(ServicePipeName(Utf8ToUtf16(m_strMark), id), Answer));
+    ASSERT_EQ(m_client.WaitConnected(kLongMs), NEXLET_OK);
     EXPECT_TRUE(m_client.Status(kLongMs));
     EXPECT_EQ(m_client.Open(m_strMark, "svc"), NEXLET_OK);
     EXPECT_EQ(m_client.ServiceId(), "svc");
