@@ -26,7 +26,7 @@ class WxMiniProgramService {
     bool OpenMiniAppSuccessfully(const OpenPollInfo* pInfo, std::string& result, bool bLastCall);
 
     // What is installed and logged in on this machine, as a JSON text. The same goes into the user's registry. The
-    // three status operations are in service/status_edge.cpp.
+    // three status operations are in status_edge.cpp.
     void GetWxAppStatus(std::string& result);
 
     // The same with the identity pair beside it, under the envelope and URL-escaped; empty when the envelope fails. The

@@ -11,9 +11,9 @@
 #include "foundation/windows_headers.h"
 #include "open/probes/install_probes.h"
 #include "open/probes/login_probes.h"
+#include "open/probes/status_probe.h"
+#include "open/request/status_store.h"
 #include "open/yyb/yyb_api.h"
-#include "service/status_probe.h"
-#include "service/status_store.h"
 #include "support/envelope/rsa_envelope.h"
 #include "support/system/system_queries.h"
 

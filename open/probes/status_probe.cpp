@@ -1,4 +1,4 @@
-#include "service/status_probe.h"
+#include "open/probes/status_probe.h"
 
 #include <algorithm>
 
