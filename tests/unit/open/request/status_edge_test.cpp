@@ -1,22 +1,21 @@
-// The status probe on this machine, asked by its own operations and over a caller's pipe, with a registry of its own.
+// The status operations on this machine, with a registry of their own.
 #include <cstdlib>
 #include <ctime>
-#include <new>
 #include <thread>
 
 #include "foundation/json_text.h"
+#include "foundation/text_helpers.h"
 #include "open/probes/install_probes.h"
 #include "open/request/mini_program_service.h"
 #include "open/request/status_store.h"
 #include "open/yyb/yyb_api.h"
-#include "tests/support/allocation_watch.h"
+#include "tests/support/log_capture.h"
 #include "tests/support/login_mark.h"
 #include "tests/support/opened_envelope.h"
 #include "tests/support/private_registry.h"
 #include "tests/support/stand_in_process.h"
 #include "tests/support/stand_in_yyb.h"
 #include "tests/support/temp_folder.h"
-#include "tests/unit/service/service_fixture.h"
 
 namespace {
 
@@ -298,64 +297,6 @@ TEST(StatusEdgeDeathTest, AnIdentityThatIsStoredStandsInTheEncryptedFormAlone) {
             std::exit(testing::Test::HasFailure() ? 1 : 0);
         },
         testing::ExitedWithCode(0), "");
-}
-
-class StatusRequestsTest : public ServiceFixture {
-  protected:
-    std::string Ask(int nType, std::string_view content) {
-        m_pCaller->Request(nType, content);
-        return m_pCaller->Receive().value_or("no reply");
-    }
-    std::string ResultOf(const std::string& reply, int nReply) {
-        Json::Value root;
-        EXPECT_TRUE(ParseJson(reply, root)) << reply;
-        EXPECT_EQ(root["message_type"].asInt(), nReply) << reply;
-        return JsonToText(root["content"]["result"]);
-    }
-
-    CPrivateRegistry m_registry;
-};
-
-TEST_F(StatusRequestsTest, AStatusRequestIsAnsweredWithItsBodyAndTheStatusAsText) {
-    Connect();
-    EXPECT_EQ(Ask(2, "{}"),
-              R"({"content":{"result":"{\"mini_wx_inst\":\"0\",\"mini_wx_login\":\"0\",\"wx_inst\":\"0\",)"
-              R"(\"wx_login\":\"0\",\"yyb_inst\":\"0\",\"yyb_login\":\"0\"}"},"message_type":13})");
-    EXPECT_EQ(ResultOf(Ask(2, R"({"ticket":"中","result":5})"), 13), kNothing);
-}
-
-TEST_F(StatusRequestsTest, AnEncryptedStatusRequestIsAnsweredWithAnEscapedEnvelope) {
-    Connect();
-    const std::string text = OpenedEnvelope(ResultOf(Ask(3, "{}"), 14));
-    EXPECT_EQ(text, R"({"mini_wx_inst":"0","mini_wx_login":"0","qimei32":"","qimei36":"","wx_inst":"0",)"
-                    R"("wx_login":"0","yyb_inst":"0","yyb_login":"0"})");
-}
-
-TEST_F(StatusRequestsTest, AnEncryptedStatusWhoseEnvelopeFailsIsAnsweredWithAnEmptyResult) {
-    Connect();
-    // Whoever seals a text asks for the room of all its blocks first.
-    const std::string status = R"({"mini_wx_inst":"0","mini_wx_login":"0","qimei32":"","qimei36":"","wx_inst":"0",)"
-                               R"("wx_login":"0","yyb_inst":"0","yyb_login":"0"})";
-    const CAllocationWatch watch((status.size() / 117 + 1) * 175 + 1, [] { throw std::bad_alloc(); });
-    EXPECT_EQ(Ask(3, R"({"tag":7})"), R"({"content":{"result":"","tag":7},"message_type":14})");
-    EXPECT_EQ(ReadNumber(HKEY_CURRENT_USER, kStatusKey, L"wx_install"), 0U) << "the registry is written all the same";
-}
-
-TEST_F(StatusRequestsTest, AnIdentityRequestWithoutAnyIdentityIsAnsweredWithEmptyTexts) {
-    Connect();
-    EXPECT_EQ(Ask(4, R"({"a":1})"), R"({"content":{"a":1,"strQ32":"","strQ36":""},"message_type":15})");
-}
-
-TEST_F(StatusRequestsTest, ATextIsPutUnderTheEnvelope) {
-    Connect();
-    const std::string reply = Ask(5, R"({"p1":"{\"text\":\"a 中 text\"}"})");
-    EXPECT_EQ(OpenedEnvelope(ResultOf(reply, 16)), "a 中 text");
-    EXPECT_NE(reply.find(R"("p1":"{\"text\":\"a 中 text\"}")"), std::string::npos) << reply;
-}
-
-TEST_F(StatusRequestsTest, TheBindingGetsWhatTheInstanceWasInitialisedWith) {
-    Connect();
-    EXPECT_EQ(CYybApi::GetInstance().Channel().m_nChannelId, 7U);
 }
 
 }  // namespace
