@@ -11,17 +11,7 @@ set(NEXLET_COMPANY_NAME "Nexlet" CACHE STRING "Company in the version informatio
 set(NEXLET_PRODUCT_NAME "Nexlet" CACHE STRING "Product in the version information of all files")
 set(NEXLET_COPYRIGHT "" CACHE STRING "Copyright line in the version information of all files")
 
-# nexlet_add_settings(TARGET ...): an interface target that provides settings.h with the given hosts.
-function(nexlet_add_settings target statistics install info proxy_error)
-  set(NEXLET_SETTING_STATISTICS_HOST ${statistics})
-  set(NEXLET_SETTING_INSTALL_STATISTICS_HOST ${install})
-  set(NEXLET_SETTING_INFO_HOST ${info})
-  set(NEXLET_SETTING_PROXY_ERROR_HOST ${proxy_error})
-  set(folder ${CMAKE_BINARY_DIR}/settings/${target})
-  configure_file(${CMAKE_SOURCE_DIR}/cmake/settings.h.in ${folder}/settings.h @ONLY)
-  add_library(${target} INTERFACE)
-  target_include_directories(${target} INTERFACE ${folder})
-endfunction()
-
-nexlet_add_settings(nexlet_settings ${NEXLET_STATISTICS_HOST} ${NEXLET_INSTALL_STATISTICS_HOST} ${NEXLET_INFO_HOST}
-                    ${NEXLET_PROXY_ERROR_HOST})
+# Provides settings.h with the hosts.
+configure_file(${CMAKE_SOURCE_DIR}/cmake/settings.h.in ${CMAKE_BINARY_DIR}/settings/nexlet_settings/settings.h @ONLY)
+add_library(nexlet_settings INTERFACE)
+target_include_directories(nexlet_settings INTERFACE ${CMAKE_BINARY_DIR}/settings/nexlet_settings)
