@@ -40,9 +40,11 @@
 #include <stddef.h>
 #include <stdint.h>
 
+/* Define NEXLET_CLIENT_STATIC where the static library is linked; the CMake and pkg-config files of the package do. */
 #if defined(_WIN32)
+/* How the functions of the library and the callbacks are called. */
 #define NEXLET_CALL __cdecl
-#if !defined(NEXLET_CLIENT_BUILD)
+#if !defined(NEXLET_CLIENT_BUILD) && !defined(NEXLET_CLIENT_STATIC)
 #define NEXLET_API __declspec(dllimport)
 #endif
 #else
@@ -59,9 +61,10 @@ extern "C" {
 /* The version of this interface. It grows when something is added; nothing is ever taken away. */
 #define NEXLET_CLIENT_VERSION 2u
 
+/* What a function gives: one of the values below. */
 typedef int32_t nexlet_result;
 enum {
-    NEXLET_OK = 0,
+    NEXLET_OK = 0,            /* done */
     NEXLET_TIMEOUT = 1,       /* nothing came in time; the helper refuses a request by staying silent */
     NEXLET_NOT_CONNECTED = 2, /* no helper has connected yet */
     NEXLET_GONE = 3,          /* the helper's connection was lost, or its process ended */
@@ -101,8 +104,10 @@ enum {
     NEXLET_TYPE_OPEN_REPLY = 17
 };
 
+/* The direction of a frame, as the program sees it. */
 enum { NEXLET_SENT = 0, NEXLET_RECEIVED = 1 };
 
+/* What nexlet_open takes. */
 typedef struct nexlet_options {
     uint32_t struct_size;   /* sizeof(nexlet_options) */
     const char* mark;       /* of the product; neither NULL nor empty */
@@ -125,6 +130,7 @@ typedef struct nexlet_options {
                                 size_t size);
 } nexlet_options;
 
+/* Flags of nexlet_start_options. */
 enum {
     /* Start the program even when a helper of this mark runs; the new process then forwards and ends. */
     NEXLET_START_PROCESS = 1u,
@@ -132,30 +138,32 @@ enum {
     NEXLET_START_NO_WAIT = 2u
 };
 
+/* What nexlet_start takes. */
 typedef struct nexlet_start_options {
     uint32_t struct_size;     /* sizeof(nexlet_start_options) */
     uint32_t flags;           /* of NEXLET_START_... */
     const char* program;      /* full path; NULL: nexlet.exe in the folder of this library */
     const char* channel_json; /* the channel's JSON text; NULL: made from the four members below */
     const char* machine_id;   /* NULL: empty */
-    uint32_t channel_id;
-    const char* product;    /* NULL: empty */
-    const char* from;       /* NULL: empty */
-    const char* type;       /* the switch of a request to run at the start; NULL: none */
-    const char* param_json; /* the envelope of that request; NULL: none */
+    uint32_t channel_id;      /* of the product's distribution channel */
+    const char* product;      /* NULL: empty */
+    const char* from;         /* NULL: empty */
+    const char* type;         /* the switch of a request to run at the start; NULL: none */
+    const char* param_json;   /* the envelope of that request; NULL: none */
 } nexlet_start_options;
 
-/* 1 or 0 each. */
+/* What is installed and logged in: 1 or 0 each. */
 typedef struct nexlet_app_status {
-    uint32_t struct_size; /* sizeof(nexlet_app_status) */
-    int32_t mini_program_installed;
-    int32_t mini_program_logged_in;
-    int32_t wx_installed;
-    int32_t wx_logged_in;
-    int32_t yyb_installed;
-    int32_t yyb_logged_in;
+    uint32_t struct_size;           /* sizeof(nexlet_app_status) */
+    int32_t mini_program_installed; /* the mini-program application of WeChat */
+    int32_t mini_program_logged_in; /* a user is logged in there */
+    int32_t wx_installed;           /* the WeChat client */
+    int32_t wx_logged_in;           /* a user is logged in there */
+    int32_t yyb_installed;          /* the YYB client */
+    int32_t yyb_logged_in;          /* a user is logged in there */
 } nexlet_app_status;
 
+/* What nexlet_helper_process tells. */
 typedef struct nexlet_helper {
     uint32_t struct_size; /* sizeof(nexlet_helper) */
     uint32_t process_id;  /* of the helper: the process at the other end of the pipe once it has sent something, until
@@ -175,8 +183,10 @@ typedef struct nexlet_helper {
 /* The version of the interface that the library has: NEXLET_CLIENT_VERSION of its build. */
 NEXLET_API uint32_t NEXLET_CALL nexlet_version(void);
 
-/* One sentence for people, and the constant's name. Static texts, also for numbers that are no result. */
+/* One sentence about a result, for people. A static text, also for a number that is not a result. */
 NEXLET_API const char* NEXLET_CALL nexlet_result_text(nexlet_result result);
+
+/* The name of a result's constant. A static text, also for a number that is not a result. */
 NEXLET_API const char* NEXLET_CALL nexlet_result_name(nexlet_result result);
 
 /* One sentence about a result word of nexlet_open_target and nexlet_poll_target. Static, also for words nobody knows.

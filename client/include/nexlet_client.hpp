@@ -24,45 +24,55 @@ namespace nexlet {
 // What a function gave: its result and, with NEXLET_OK, its value.
 template <typename Value>
 struct Answer {
-    nexlet_result result = NEXLET_OK;
-    Value value{};
+    nexlet_result result = NEXLET_OK;  // of the C function
+    Value value{};                     // what it wrote; the default value when it failed
 
+    // Whether the result is NEXLET_OK.
     explicit operator bool() const { return result == NEXLET_OK; }
+    // One sentence about the result, for people.
     const char* Text() const { return nexlet_result_text(result); }
 };
 
+// The device identity pair, see nexlet_identity.
 struct Identity {
-    std::string q32;
-    std::string q36;
+    std::string q32;  // the first of the pair
+    std::string q36;  // the second
 };
 
+// A received frame, see nexlet_wait_frame.
 struct Frame {
-    std::int32_t type = 0;
-    std::string payload;
+    std::int32_t type = 0;  // 0 for a payload that is not an envelope
+    std::string payload;    // its bytes
 };
 
 // Called on threads of the library or of whoever sends; see nexlet_options. They stay alive until the last call of any
 // of them has returned, whatever becomes of the client meanwhile.
 struct Callbacks {
+    // Called when the helper's connection is lost, see nexlet_options::on_gone.
     std::function<void()> onGone;
+    // Called with each frame that passes, see nexlet_options::on_frame. The view is valid until it returns.
     std::function<void(std::int32_t direction, std::string_view payload)> onFrame;
     // Told of an exception that left one of the others, with its what(), on the same thread. What it throws itself is
     // dropped.
     std::function<void(const char* what)> onError{};
 };
 
-// Owns one client. Move-only. Moving, assigning and destroying on one thread at a time; everything else on any, Open and
-// Close at the same time included: whichever comes last holds.
+// Owns one client. Move-only. Moving, assigning and destroying on one thread at a time; everything else on any, Open
+// and Close at the same time included: whichever comes last holds.
 //
 // Inside a callback of the client itself Close and Open give NEXLET_WRONG_THREAD and change nothing. The destructor and
-// an assignment, which have no result to give, may run there: they end the connection, and a thread of its own frees the
-// client once the callback has returned.
+// an assignment, which have no result to give, may run there: they end the connection, and a thread of its own frees
+// the client once the callback has returned.
 class Client {
   public:
+    // The name of nexlet::Callbacks in version 1.
     using Callbacks = nexlet::Callbacks;
 
+    // No client until Open.
     Client() = default;
+    // Takes over the other's client.
     Client(Client&& other) noexcept : m_open(other.Take()) {}
+    // Closes this client and takes over the other's.
     Client& operator=(Client&& other) noexcept {
         if (this != &other) {
             Opened open = other.Take();
@@ -72,12 +82,15 @@ class Client {
         }
         return *this;
     }
+    // Closes the client.
     ~Client() { Drop(Take()); }
 
+    // The handle for the C functions; 0 when none is open.
     nexlet_client Handle() const {
         const std::lock_guard<std::mutex> lock(m_lock);
         return m_open.handle;
     }
+    // Whether a client is open.
     explicit operator bool() const { return Handle() != 0; }
 
     // Serves the pipe of this mark and service id. A client that was open is closed first.
@@ -88,7 +101,7 @@ class Client {
     nexlet_result Open(const std::string& mark, Callbacks callbacks = {}) {
         return OpenAs(mark, nullptr, std::move(callbacks));
     }
-    // NEXLET_OK also when none was open.
+    // See nexlet_close. NEXLET_OK also when none was open.
     nexlet_result Close() {
         if (nexlet_wait_connected(Handle(), 0) == NEXLET_WRONG_THREAD) {
             return NEXLET_WRONG_THREAD;
@@ -96,33 +109,40 @@ class Client {
         Drop(Take());
         return NEXLET_OK;
     }
+    // See nexlet_shutdown.
     nexlet_result Shutdown() { return nexlet_shutdown(Handle()); }
 
+    // See nexlet_service_id; empty when none is open.
     std::string ServiceId() const {
         char* text = nullptr;
         nexlet_service_id(Handle(), &text);
         return Text(text);
     }
 
-    // options.struct_size is set here.
+    // See nexlet_start. options.struct_size is set here.
     nexlet_result Start(nexlet_start_options options, std::uint32_t timeoutMs) {
         options.struct_size = sizeof options;
         return nexlet_start(Handle(), &options, timeoutMs);
     }
+    // See nexlet_start, with NULL for the options.
     nexlet_result Start(std::uint32_t timeoutMs) { return nexlet_start(Handle(), nullptr, timeoutMs); }
+    // See nexlet_wait_connected.
     nexlet_result WaitConnected(std::uint32_t timeoutMs) { return nexlet_wait_connected(Handle(), timeoutMs); }
+    // See nexlet_wait_lost.
     nexlet_result WaitLost(std::uint32_t timeoutMs) { return nexlet_wait_lost(Handle(), timeoutMs); }
+    // See nexlet_wait_process_end; the value is the exit code.
     Answer<std::uint32_t> WaitProcessEnd(std::uint32_t timeoutMs) {
         Answer<std::uint32_t> answer;
         answer.result = nexlet_wait_process_end(Handle(), timeoutMs, &answer.value);
         return answer;
     }
-    // Whether the process has ended too.
+    // See nexlet_exit. The value says whether the process has ended too.
     Answer<bool> Exit(std::uint32_t timeoutMs) {
         std::int32_t ended = 0;
         const nexlet_result result = nexlet_exit(Handle(), timeoutMs, &ended);
         return {result, ended != 0};
     }
+    // See nexlet_helper_process; all members 0 when none is open.
     nexlet_helper Helper() const {
         nexlet_helper helper = {};
         helper.struct_size = sizeof helper;
@@ -130,49 +150,61 @@ class Client {
         return helper;
     }
 
+    // See nexlet_status.
     Answer<nexlet_app_status> Status(std::uint32_t timeoutMs) {
         Answer<nexlet_app_status> answer;
         answer.value.struct_size = sizeof answer.value;
         answer.result = nexlet_status(Handle(), timeoutMs, &answer.value);
         return answer;
     }
+    // See nexlet_status_encrypted.
     Answer<std::string> StatusEncrypted(std::uint32_t timeoutMs) {
         return Ask([&](char** text) { return nexlet_status_encrypted(Handle(), timeoutMs, text); });
     }
+    // See nexlet_identity.
     Answer<nexlet::Identity> Identity(std::uint32_t timeoutMs) {
         char* q32 = nullptr;
         char* q36 = nullptr;
         const nexlet_result result = nexlet_identity(Handle(), timeoutMs, &q32, &q36);
         return {result, {Text(q32), Text(q36)}};
     }
+    // See nexlet_encrypt.
     Answer<std::string> Encrypt(const std::string& clear, std::uint32_t timeoutMs) {
         return Ask([&](char** text) { return nexlet_encrypt(Handle(), clear.c_str(), timeoutMs, text); });
     }
+    // See nexlet_open_target.
     Answer<std::string> OpenTarget(const std::string& openJson, std::uint32_t timeoutMs) {
         return Ask([&](char** text) { return nexlet_open_target(Handle(), openJson.c_str(), timeoutMs, text); });
     }
+    // See nexlet_poll_target.
     Answer<std::string> PollTarget(const std::string& questionJson, std::uint32_t timeoutMs) {
         return Ask([&](char** text) { return nexlet_poll_target(Handle(), questionJson.c_str(), timeoutMs, text); });
     }
+    // See nexlet_await_target.
     Answer<std::string> AwaitTarget(const std::string& questionJson, std::uint32_t intervalMs,
                                     std::uint32_t timeoutMs) {
         return Ask([&](char** text) {
             return nexlet_await_target(Handle(), questionJson.c_str(), intervalMs, timeoutMs, text);
         });
     }
+    // See nexlet_watch_target.
     nexlet_result WatchTarget(const std::string& questionJson, std::uint32_t timeoutMs) {
         return nexlet_watch_target(Handle(), questionJson.c_str(), timeoutMs);
     }
+    // See nexlet_call.
     Answer<std::string> Call(std::int32_t type, const std::string& contentJson, std::uint32_t timeoutMs) {
         return Ask([&](char** text) { return nexlet_call(Handle(), type, contentJson.c_str(), timeoutMs, text); });
     }
 
+    // See nexlet_send.
     nexlet_result Send(std::int32_t type, const std::string& contentJson, std::uint32_t timeoutMs) {
         return nexlet_send(Handle(), type, contentJson.c_str(), timeoutMs);
     }
+    // See nexlet_send_payload.
     nexlet_result SendPayload(std::string_view payload, std::uint32_t timeoutMs) {
         return nexlet_send_payload(Handle(), payload.data(), payload.size(), timeoutMs);
     }
+    // See nexlet_wait_frame.
     Answer<Frame> WaitFrame(std::int32_t type, std::uint32_t timeoutMs) {
         char* text = nullptr;
         std::size_t size = 0;
@@ -296,6 +328,6 @@ class Client {
 // The names of version 1, for one more version.
 template <typename Value>
 using NexletAnswer = nexlet::Answer<Value>;
-using NexletIdentity = nexlet::Identity;
-using NexletFrame = nexlet::Frame;
-using CNexletClient = nexlet::Client;
+using NexletIdentity = nexlet::Identity;  // of version 1
+using NexletFrame = nexlet::Frame;        // of version 1
+using CNexletClient = nexlet::Client;     // of version 1
