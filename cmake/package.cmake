@@ -6,6 +6,7 @@
 #   symbols    the debug information of all three, under the names that they refer to
 #   world      bin/nexlet-world.exe, bin/nexlet-standin.exe, the stand-ins that they start, and example scenarios
 include(CMakePackageConfigHelpers)
+include(reference)
 
 install(TARGETS nexlet nexctl RUNTIME DESTINATION bin COMPONENT program)
 
@@ -42,6 +43,7 @@ foreach(page package client nexlet glossary protocol troubleshooting refusals lo
 endforeach()
 install(FILES ${CMAKE_SOURCE_DIR}/docs/pictures/doctor.png ${CMAKE_SOURCE_DIR}/docs/pictures/timeline.png
   DESTINATION docs/pictures COMPONENT documents)
+install(FILES ${reference_folder}/reference.html DESTINATION docs COMPONENT documents)
 install(FILES ${CMAKE_SOURCE_DIR}/CHANGELOG.md DESTINATION . COMPONENT documents)
 install(FILES ${CMAKE_SOURCE_DIR}/examples/caller/CMakeLists.txt ${CMAKE_SOURCE_DIR}/examples/caller/caller.cpp
   DESTINATION examples/caller COMPONENT documents)

@@ -33,7 +33,7 @@ PROGRAMS = ["bin/nexctl.exe", "bin/nexlet.exe", "bin/nexlet_client.dll"]
 CONTENTS = PROGRAMS + [
     "CHANGELOG.md",
     "docs/beacons.md", "docs/client.md", "docs/envelope.md", "docs/glossary.md", "docs/log-lines.md", "docs/nexlet.md", "docs/package.md", "docs/pictures/doctor.png",
-    "docs/pictures/timeline.png", "docs/protocol.md", "docs/refusals.md",
+    "docs/pictures/timeline.png", "docs/protocol.md", "docs/reference.html", "docs/refusals.md",
     "docs/registry.md", "docs/signer-check.md", "docs/threats.md", "docs/troubleshooting.md", "docs/windows.md",
     "examples/caller/CMakeLists.txt", "examples/caller/caller.cpp",
     "include/nexlet_client.h", "include/nexlet_client.hpp",
@@ -100,6 +100,7 @@ class PackageTest(unittest.TestCase):
     def setUpClass(cls):
         shutil.rmtree(OUT, ignore_errors=True)
         make_package(OUT)
+        cls.tool = runpy.run_path(str(SOURCE_DIR / "tools" / "package"))
         cls.zip = zipfile.ZipFile(OUT / f"{NAME}.zip")
         cls.symbols = zipfile.ZipFile(OUT / f"{NAME}-symbols.zip")
         cls.world = zipfile.ZipFile(OUT / f"{NAME}-world.zip")
@@ -206,7 +207,7 @@ class PackageTest(unittest.TestCase):
             self.assertEqual((bill["bomFormat"], bill["specVersion"]), ("CycloneDX", "1.5"))
             self.assertIs(type(bill["version"]), int)
             self.assertGreaterEqual(bill["version"], 1)
-            self.assertEqual(set(bill["metadata"]), {"component"})
+            self.assertEqual(set(bill["metadata"]), {"authors", "component", "supplier"})
             components = [bill["metadata"]["component"], *bill["components"]]
             for component in components:
                 self.check_component(component)
@@ -228,6 +229,9 @@ class PackageTest(unittest.TestCase):
                 self.assertRegex(component[member], r"^\S(.*\S)?$", name)
         self.assertRegex(component.get("purl", "pkg:deb/debian/x@1"), r"^pkg:[a-z]+/[^@\s]+@[^@\s]+$")
         self.check_hashes(component.get("hashes", []))
+        if "supplier" in component:
+            self.assertEqual(set(component["supplier"]), {"name"}, name)
+            self.assertIs(type(component["author"]), str, name)
         for reference in component.get("externalReferences", []):
             self.assertLessEqual({"type", "url"}, set(reference))
             self.assertLessEqual(set(reference), {"type", "url", "comment", "hashes"})
@@ -280,6 +284,28 @@ class PackageTest(unittest.TestCase):
         self.assertIn("bin/nexlet_client.dll",
                       {link["ref"]: link["dependsOn"] for link in self.bill["dependencies"]}["bin/nexctl.exe"])
 
+    def test_bills_of_materials_name_supplier_and_author_as_the_build_sets_them(self):
+        cache = (BUILD_DIR / "CMakeCache.txt").read_text(encoding="utf-8")
+        company, author, owner = (re.search(f"^NEXLET_{name}:STRING=(.*)$", cache, re.M)[1]
+                                  for name in ("COMPANY_NAME", "AUTHOR", "COPYRIGHT"))
+        for bill, folder, _, own in self.bills:
+            # The same folder under other settings.
+            other = {**self.tool["read_facts"](BUILD_DIR), "company": "A company", "author": "An author",
+                     "copyright": "A line"}
+            made = json.loads(self.tool["bill_of_materials"](other, "x", folder, lambda path, parts: []))
+            for one, names in ((bill, (company, author, owner)), (made, ("A company", "An author", "A line"))):
+                self.assertEqual(one["metadata"]["supplier"], {"name": names[0]})
+                self.assertEqual(one["metadata"]["authors"], [{"name": names[1]}])
+                programs = [part for part in one["components"] if part["type"] != "file" and "hashes" in part]
+                self.assertGreater(len(programs), 2)
+                for part in [*programs, one["metadata"]["component"]]:
+                    self.assertEqual((part["supplier"]["name"], part["author"], part.get("copyright", "")), names,
+                                     part["name"])
+                for part in one["components"]:
+                    if "hashes" not in part:
+                        self.assertEqual(part["supplier"], {"name": "Debian"}, part["name"])
+                        self.assertNotIn(part["author"], (names[1], ""), part["name"])
+
     def test_bills_of_materials_have_no_time_and_no_serial_number(self):
         for bill, _, _, _ in self.bills:
             self.assertNotIn("serialNumber", bill)
@@ -301,6 +327,34 @@ class PackageTest(unittest.TestCase):
                 if not target.startswith(("http:", "https:")):
                     self.assertTrue((page.parent / target).exists(), f"{page.name} refers to {target}")
 
+    def test_reference_has_every_declaration_of_the_headers_and_its_links_lead_somewhere(self):
+        page = (self.unpacked / "docs/reference.html").read_text(encoding="utf-8")
+        anchors = re.findall(r' id="([^"]+)"', page)
+        self.assertEqual(len(anchors), len(set(anchors)), "an anchor is there twice")
+        self.assertLessEqual(set(re.findall(r'href="#([^"]+)"', page)), set(anchors))
+        self.assertEqual(re.findall(r'(?:href|src)="(?!#)', page), [], "the page refers to another file")
+        header, wrapper = ((self.unpacked / "include" / name).read_text(encoding="utf-8")
+                           for name in ("nexlet_client.h", "nexlet_client.hpp"))
+        declared = {*re.findall(r"NEXLET_CALL (nexlet_\w+)\(", header),
+                    *re.findall(r"^} (nexlet_\w+);", header, re.M),
+                    *re.findall(r"^\s*(?:enum \{ )?(NEXLET_[A-Z_]+) = ", header, re.M),
+                    *("nexlet::" + name for name in re.findall(r"^(?:struct|class) (\w+) \{", wrapper, re.M))}
+        self.assertGreater(len(declared), 60)
+        self.assertEqual(declared - set(anchors), set())
+
+    def test_reference_is_refused_while_a_declaration_has_no_comment(self):
+        doxygen = re.search("^NEXLET_DOXYGEN:FILEPATH=(.+)$", (BUILD_DIR / "CMakeCache.txt").read_text(), re.M)[1]
+        configuration = (BUILD_DIR / "reference/Doxyfile").read_text(encoding="utf-8")
+        with tempfile.TemporaryDirectory() as folder:
+            folder = pathlib.Path(folder)
+            for addition, code in ("/* Counts. */\nint nexlet_count(void);", 0), ("int nexlet_count(void);", 1):
+                text = (SOURCE_DIR / "client/include/nexlet_client.h").read_text(encoding="utf-8")
+                (folder / "nexlet_client.h").write_text(text + "\n" + addition + "\n", encoding="utf-8")
+                done = subprocess.run([doxygen, "-"], input=configuration + f"INPUT = {folder}\nOUTPUT_DIRECTORY = {folder}\n",
+                                      capture_output=True, text=True)
+                self.assertEqual(done.returncode, code, done.stderr)
+            self.assertIn("nexlet_count", done.stderr)
+
     def test_is_the_same_when_made_twice(self):
         with tempfile.TemporaryDirectory() as folder:
             make_package(pathlib.Path(folder))
@@ -309,7 +363,7 @@ class PackageTest(unittest.TestCase):
     def test_is_the_same_after_all_programs_were_linked_again(self):
         if not NINJA:
             self.skipTest("only Ninja shows how a program is linked")
-        tool = runpy.run_path(str(SOURCE_DIR / "tools" / "package"))
+        tool = self.tool
         with tempfile.TemporaryDirectory(dir=BUILD_DIR) as folder:
             folder = pathlib.Path(folder)
             linked, package, symbols, world, out = (folder / name for name in

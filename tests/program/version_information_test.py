@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 """The version information and the manifests of the built files.
-version_information_test.py VERSION COMPANY PRODUCT FILE..."""
+version_information_test.py VERSION COMPANY PRODUCT COPYRIGHT FILE..."""
 import pathlib
 import struct
 import sys
@@ -8,8 +8,8 @@ import unittest
 
 from pe_file import PeFile
 
-VERSION, COMPANY, PRODUCT = sys.argv[1:4]
-FILES = [pathlib.Path(path) for path in sys.argv[4:]]
+VERSION, COMPANY, PRODUCT, COPYRIGHT = sys.argv[1:5]
+FILES = [pathlib.Path(path) for path in sys.argv[5:]]
 
 RT_VERSION, RT_MANIFEST = 16, 24
 FIXED_MARK = 0xFEEF04BD
@@ -50,7 +50,7 @@ def texts(record):
 
 class VersionInformationTest(unittest.TestCase):
     def test_names_company_product_file_and_version(self):
-        self.assertGreaterEqual(len(FILES), 5)
+        self.assertGreaterEqual(len(FILES), 9)
         self.assertNotEqual(COMPANY, "")
         for path in FILES:
             with self.subTest(path.name):
@@ -63,6 +63,7 @@ class VersionInformationTest(unittest.TestCase):
                 said = texts(record)
                 self.assertEqual(said["CompanyName"], COMPANY)
                 self.assertEqual(said["ProductName"], PRODUCT)
+                self.assertEqual(said.get("LegalCopyright", ""), COPYRIGHT)
                 self.assertEqual((said["FileVersion"], said["ProductVersion"]), (VERSION, VERSION))
                 self.assertEqual((said["OriginalFilename"], said["InternalName"]), (path.name, path.stem))
                 self.assertNotEqual(said["FileDescription"], "")
