@@ -1,5 +1,6 @@
 #include "foundation/json_text.h"
 
+#include <atomic>
 #include <optional>
 
 #include <json/reader.h>
@@ -8,6 +9,9 @@
 #include "foundation/json_numbers.h"
 
 namespace {
+
+std::atomic<std::uint64_t> g_nParsed{0};
+std::atomic<std::uint64_t> g_nWritten{0};
 
 void AppendQuoted(std::string& out, std::string_view text) {
     constexpr char digits[] = "0123456789abcdef";
@@ -113,6 +117,7 @@ void Append(std::string& out, const Json::Value& value) {
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 
 bool ParseJson(std::string_view text, Json::Value& value) {
+    g_nParsed.fetch_add(1, std::memory_order_relaxed);
     const std::optional<std::string> shortened = WithShortNumbers(text);
     if (shortened) {
         text = *shortened;
@@ -136,9 +141,14 @@ bool ParseJson(std::string_view text, Json::Value& value) {
 #pragma GCC diagnostic pop
 
 std::string WriteJson(const Json::Value& value) {
+    g_nWritten.fetch_add(1, std::memory_order_relaxed);
     std::string text;
     Append(text, value);
     return text;
+}
+
+JsonTextCounts CountJsonTexts() {
+    return {g_nParsed.load(std::memory_order_relaxed), g_nWritten.load(std::memory_order_relaxed)};
 }
 
 std::string JsonToText(const Json::Value& value) {

@@ -16,6 +16,14 @@ bool ParseJson(std::string_view text, Json::Value& value);
 // number is written as the reader cannot read it back (null, 1e+9999, -1e+9999 for NaN and the infinities). Any thread.
 std::string WriteJson(const Json::Value& value);
 
+// How many texts ParseJson and WriteJson were called for since the process started. Tests hold a request to one text in
+// and one out by it. Any thread.
+struct JsonTextCounts {
+    std::uint64_t nParsed = 0;
+    std::uint64_t nWritten = 0;
+};
+JsonTextCounts CountJsonTexts();
+
 // The value was written as an integer and fits into 32 bits with its sign: JsonToInt converts it. What merely converts
 // to one (1.0, 1e3, true) does not count, and neither does a number outside -2147483648 to 2147483647: the library
 // gives every negative number down to -2^63 the type of a signed integer.

@@ -35,6 +35,9 @@ void CClientContext::Bind() {
         m_hPipe.reset();
         return;
     }
+    // Most replies are written at once. Without this each would cost the worker one more wait. Where it is refused,
+    // packets come as ever.
+    m_bSkipsPackets = SetFileCompletionNotificationModes(m_hPipe.get(), FILE_SKIP_COMPLETION_PORT_ON_SUCCESS) != FALSE;
     m_pReadBuffer.reset(new (std::nothrow) CIOReadBuffer);
 }
 
@@ -86,22 +89,30 @@ bool CClientContext::PostAccept() {
     }
 }
 
-int CClientContext::PostRead() {
+int CClientContext::PostRead(Completion* pAtOnce) {
     if (!m_pReadBuffer) {
         return 0;
     }
     OVERLAPPED* const pOverlapped = m_pReadBuffer->Prepare(IO_READ);
     m_nPendingIo.fetch_add(1);
     Started read;
+    DWORD nRead = 0;
     {
         const CAutoLock lock(&m_lockPipe);
-        DWORD nRead = 0;
         read.bSuccess = ReadFile(m_hPipe.get(), m_pReadBuffer->m_data, PIPE_READ_CHUNK, &nRead, pOverlapped);
         read.nError = GetLastError();
     }
     NXL_LOG(L"[%s(%d)]ReadFile bSuccess=%d, error=%d", read.bSuccess ? 1 : 0, read.nError);
-    // A read that is done at once gives a packet too, and is handled there.
-    if (read.Pending()) {
+    if (read.bSuccess && m_bSkipsPackets) {
+        if (pAtOnce != nullptr) {
+            *pAtOnce = {true, nRead};
+            return 1;
+        }
+        // Another thread than the worker: the packet that the system left out.
+        if (PostQueuedCompletionStatus(m_hPort->get(), nRead, reinterpret_cast<ULONG_PTR>(this), pOverlapped)) {
+            return 1;
+        }
+    } else if (read.Pending()) {
         return 1;
     }
     EndOperation();
@@ -189,19 +200,23 @@ int CClientContext::OnWriteBuffer(CIOWriteBuffer* pBuffer) {
     OVERLAPPED* const pOverlapped = pBuffer->Prepare(IO_WRITE_DONE);
     m_nPendingIo.fetch_add(1);
     Started write;
+    DWORD nWritten = 0;
     {
         const CAutoLock lock(&m_lockPipe);
-        DWORD nWritten = 0;
         write.bSuccess = WriteFile(m_hPipe.get(), pBuffer->m_data.get() + pBuffer->m_nWritten,
                                    pBuffer->m_nTotal - pBuffer->m_nWritten, &nWritten, pOverlapped);
         write.nError = GetLastError();
     }
     NXL_LOG(L"[%s(%d)]WriteFile bSuccess=%d, error=%d", write.bSuccess ? 1 : 0, write.nError);
-    if (write.Pending()) {
+    if (write.Pending() && !(write.bSuccess && m_bSkipsPackets)) {
         return 1;
     }
     EndOperation();
-    return 0;
+    if (!write.bSuccess) {
+        return 0;
+    }
+    FinishWrite(pBuffer, nWritten);
+    return 1;
 }
 
 void CClientContext::FinishWrite(CIOWriteBuffer* pBuffer, std::uint32_t nBytes) {
@@ -209,9 +224,10 @@ void CClientContext::FinishWrite(CIOWriteBuffer* pBuffer, std::uint32_t nBytes) 
     pBuffer->m_nWritten = static_cast<std::uint32_t>(
         std::min<std::uint64_t>(pBuffer->m_nTotal, std::uint64_t{pBuffer->m_nWritten} + nBytes));
     const CAutoLock lock(&m_lockWrite);
-    // Only the head is looked at: one worker starts the writes in the order of the queue, and a pipe completes them in
-    // that order.
-    if (!m_vecWriteBuffers.empty() && m_vecWriteBuffers.front().get() == pBuffer) {
+    pBuffer->m_bDone = true;
+    // A pipe completes writes in the order of the queue, but one that was done at once is known before the packet of
+    // the one before it was taken from the port.
+    while (!m_vecWriteBuffers.empty() && m_vecWriteBuffers.front()->m_bDone) {
         m_vecWriteBuffers.pop_front();
         --m_nStarted;
     }

@@ -16,6 +16,12 @@
 // A completion port and the promise that it stays open for as long as anybody may still wait on it or post to it.
 using CSharedPort = std::shared_ptr<const CKernelHandle>;
 
+// A read that was done at once.
+struct Completion {
+    bool bDone = false;
+    DWORD nBytes = 0;
+};
+
 // Life of a context. It is made and posts its first operation on any one thread. From then on its worker alone runs
 // Process, PostRead and teardown; PostWrite and ClosePipe may be called on any thread at any time.
 //
@@ -39,8 +45,9 @@ class CClientContext final {
     // Waits for a client on a pipe of MakePipe. False when no client will come through this context.
     bool PostAccept();
 
-    // Keeps one read pending. 1 when a read is pending or done, which gives a packet either way; 0 on failure.
-    int PostRead();
+    // Keeps one read pending. 1 when it is, 0 on failure. A read that is done at once gives a packet all the same when
+    // pAtOnce is null; otherwise it is counted as pending, and pAtOnce says what the packet would have said.
+    int PostRead(Completion* pAtOnce = nullptr);
 
     // Queues one frame with the payload; the worker starts the write. Drops it when the connection is closed, when
     // memory for the record is lacking or when length is negative. Any thread.
@@ -56,7 +63,7 @@ class CClientContext final {
     // Retires a completed write. A write is not continued when it was partial.
     void FinishWrite(CIOWriteBuffer* pBuffer, std::uint32_t nBytes);
 
-    // Takes one completed operation off the count.
+    // Takes one completed operation, or one that was done at once, off the count.
     void EndOperation() { m_nPendingIo.fetch_sub(1); }
     bool HasPendingIo() const { return m_nPendingIo.load() != 0; }
 
@@ -86,6 +93,8 @@ class CClientContext final {
     void Bind();
 
     const CSharedPort m_hPort;
+    // What succeeds at once gives no packet. Set before the first operation.
+    bool m_bSkipsPackets = false;
 
     mutable CLock m_lockPipe;  // a leaf; guards m_hPipe, so that no operation starts on a handle another thread closes
     CFileHandle m_hPipe;

@@ -65,6 +65,7 @@ class CIOWriteBuffer final : public CIOBuffer {
     std::unique_ptr<unsigned char[]> m_data;
     std::uint32_t m_nTotal = 0;    // bytes in m_data
     std::uint32_t m_nWritten = 0;  // bytes of them written
+    bool m_bDone = false;          // completed, well or in part
 };
 
 // Wakes the worker to start what is queued. A connection has one and posts it again only when it has come back.

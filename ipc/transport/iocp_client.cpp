@@ -49,7 +49,7 @@ unsigned CIOCP_Client::WorkerThread(const std::shared_ptr<CIOCP_Client>& pClient
     }
     const CSharedPort hPort = pClient->Port();
     while (hPort && !pClient->m_bPortClosed.load() && !(pClient->m_bEnding.load() && !pClient->HasPendingIo())) {
-        const Packet packet = WaitForPacket(hPort->get());
+        const Packet packet = pClient->NextPacket(hPort->get());
         if (packet.bGood) {
             // A packet that bears nothing is a wake-up call and does no more than that.
             if (packet.pContext != nullptr && packet.pBuffer != nullptr) {

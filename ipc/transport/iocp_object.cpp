@@ -4,6 +4,7 @@
 #include <cstring>
 #include <functional>
 #include <new>
+#include <utility>
 
 #include "foundation/thread.h"
 
@@ -96,6 +97,22 @@ CIOCP_Object::Packet CIOCP_Object::WaitForPacket(HANDLE hPort, DWORD nWaitMs) {
     return packet;
 }
 
+CIOCP_Object::Packet CIOCP_Object::NextPacket(HANDLE hPort) {
+    // So many before whatever else waits in the port has its turn.
+    constexpr int kAtOnceInARow = 16;
+    if (m_atOnce.pBuffer != nullptr) {
+        const Packet packet = std::exchange(m_atOnce, {});
+        if (++m_nAtOnceInARow < kAtOnceInARow ||
+            !PostQueuedCompletionStatus(hPort, packet.nBytes, reinterpret_cast<ULONG_PTR>(packet.pContext),
+                                        &packet.pBuffer->m_overlapped)) {
+            packet.pContext->EndOperation();
+            return packet;
+        }
+    }
+    m_nAtOnceInARow = 0;
+    return WaitForPacket(hPort);
+}
+
 std::shared_ptr<CClientContext> CIOCP_Object::MakeContext() {
     const CAutoLock lock(&m_lockContext);
     std::shared_ptr<CClientContext> pContext(new (std::nothrow) CClientContext(m_hPort));
@@ -177,7 +194,7 @@ void CIOCP_Object::AbandonConnections(HANDLE hPort) {
     }
     for (const std::shared_ptr<CClientContext>& pContext : vecContexts) {
         while (pContext->HasPendingIo()) {
-            const Packet packet = WaitForPacket(hPort);
+            const Packet packet = NextPacket(hPort);
             if (!packet.bGood && packet.pBuffer == nullptr) {
                 return;  // the port gives nothing back any more; the contexts stay until the object goes
             }
@@ -205,6 +222,7 @@ int CIOCP_Object::Handle(CIOBuffer* pBuffer, CClientContext* pContext, DWORD nBy
         return 1;
     }
     int nResult = 1;
+    Completion read;
     pContext->BeginServing(nOperation);
     switch (nOperation) {
         case IO_ACCEPT:
@@ -212,20 +230,23 @@ int CIOCP_Object::Handle(CIOBuffer* pBuffer, CClientContext* pContext, DWORD nBy
             if (m_pCallback) {
                 m_pCallback->Connected();
             }
-            nResult = pContext->PostRead();
+            nResult = pContext->PostRead(&read);
             break;
         case IO_READ: {
             auto* pRead = static_cast<CIOReadBuffer*>(pBuffer);
             pRead->m_nBytesRead = nBytes;
             pContext->m_frames.Append(pRead->m_data, nBytes);
             pContext->m_frames.DispatchFrames(m_pCallback.get());
-            nResult = pContext->PostRead();
+            nResult = pContext->PostRead(&read);
             break;
         }
         case IO_WRITE_REQUEST:
         case IO_WRITE_DONE:
         case IO_NONE:
             break;
+    }
+    if (read.bDone) {
+        m_atOnce = {true, read.nBytes, pContext, pContext->m_pReadBuffer.get()};
     }
     if (pContext->StartQueuedWrites() == 0) {
         nResult = 0;

@@ -70,6 +70,8 @@ class CIOCP_Object {
         CIOBuffer* pBuffer = nullptr;        // weak: kept by its context
     };
     static Packet WaitForPacket(HANDLE hPort, DWORD nWaitMs = INFINITE);
+    // What the worker is to handle next: a read that was done at once, or the next packet. Worker only.
+    Packet NextPacket(HANDLE hPort);
 
     // Makes a context that lives until Forget, or, when the port is closed already, gives null.
     std::shared_ptr<CClientContext> MakeContext();
@@ -103,6 +105,10 @@ class CIOCP_Object {
   private:
     CKernelHandle m_hThread;
     std::atomic<DWORD> m_nThreadId{0};
+
+    // Of the worker. A read that was done at once and waits to be handled; pBuffer is null when there is none.
+    Packet m_atOnce;
+    int m_nAtOnceInARow = 0;
 
     mutable CLock m_lockContext;  // a leaf; guards what follows
     CSharedPort m_hPort;

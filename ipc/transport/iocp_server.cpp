@@ -31,7 +31,7 @@ unsigned CIOCP_Server::WorkerThread(const std::shared_ptr<CIOCP_Server>& pServer
     }
     const CSharedPort hPort = pServer->Port();
     while (hPort && !pServer->m_bPortClosed.load()) {
-        const Packet packet = WaitForPacket(hPort->get());
+        const Packet packet = pServer->NextPacket(hPort->get());
         if (packet.bGood) {
             if (packet.pContext != nullptr && packet.pBuffer != nullptr) {
                 pServer->Process(packet.pBuffer, packet.pContext, packet.nBytes);

@@ -94,6 +94,61 @@ TEST_F(Ports, AnOperationThatIsDoneAtOnceGivesAPacketToo) {
     EXPECT_EQ(Next(port, 0).nError, DWORD{WAIT_TIMEOUT}) << "one packet, not two";
 }
 
+// The answer of the call and the packet never tell of the same end twice, and never keep silent both.
+TEST_F(Ports, WhereSuccessAtOnceIsSkippedEitherTheCallOrThePacketTells) {
+    EXPECT_TRUE(SetFileCompletionNotificationModes(server.get(), FILE_SKIP_COMPLETION_PORT_ON_SUCCESS));
+    for (int i = 0; i < 50; ++i) {
+        // A write that finds its reader.
+        OVERLAPPED read{};
+        char taken[4] = {};
+        ASSERT_EQ(ErrorOf(ReadFile(client.get(), taken, sizeof taken, nullptr, &read)), DWORD{ERROR_IO_PENDING});
+        DWORD nBytes = 0;
+        DWORD nError = ErrorOf(WriteFile(server.get(), "abc", 3, &nBytes, &block));
+        if (nError == ERROR_IO_PENDING) {
+            const Packet packet = Next(port);
+            EXPECT_EQ(packet.nError, DWORD{ERROR_SUCCESS});
+            EXPECT_EQ(packet.nBytes, 3u);
+            EXPECT_EQ(packet.pOverlapped, &block);
+        } else {
+            EXPECT_EQ(nError, DWORD{ERROR_SUCCESS});
+            EXPECT_EQ(nBytes, 3u);
+        }
+        EXPECT_EQ(Next(port, 0).nError, DWORD{WAIT_TIMEOUT});
+        ASSERT_TRUE(GetOverlappedResult(client.get(), &read, &nBytes, TRUE));
+        // A read that finds its bytes.
+        OVERLAPPED write{};
+        ErrorOf(WriteFile(client.get(), "de", 2, nullptr, &write));
+        nError = ErrorOf(ReadFile(server.get(), buffer, sizeof buffer, &nBytes, &block));
+        if (nError == ERROR_IO_PENDING) {
+            const Packet packet = Next(port);
+            EXPECT_EQ(packet.nError, DWORD{ERROR_SUCCESS});
+            EXPECT_EQ(packet.nBytes, 2u);
+            EXPECT_EQ(packet.pOverlapped, &block);
+        } else {
+            EXPECT_EQ(nError, DWORD{ERROR_SUCCESS});
+            EXPECT_EQ(nBytes, 2u);
+        }
+        EXPECT_EQ(Next(port, 0).nError, DWORD{WAIT_TIMEOUT});
+        ASSERT_TRUE(GetOverlappedResult(client.get(), &write, &nBytes, TRUE));
+    }
+}
+
+TEST_F(Ports, WhereSuccessAtOnceIsSkippedWhatWasPendingGivesItsPacket) {
+    EXPECT_TRUE(SetFileCompletionNotificationModes(server.get(), FILE_SKIP_COMPLETION_PORT_ON_SUCCESS));
+    ASSERT_EQ(ErrorOf(ReadFile(server.get(), buffer, sizeof buffer, nullptr, &block)), DWORD{ERROR_IO_PENDING});
+    ErrorOf(WriteFile(client.get(), "abc", 3, nullptr, &otherBlock));
+    const Packet packet = Next(port);
+    EXPECT_EQ(packet.nError, DWORD{ERROR_SUCCESS});
+    EXPECT_EQ(packet.nBytes, 3u);
+    EXPECT_EQ(packet.nKey, kKey);
+    EXPECT_EQ(packet.pOverlapped, &block);
+}
+
+TEST_F(Ports, SkippingForAHandleThatIsNotOneIsRefused) {
+    EXPECT_EQ(ErrorOf(SetFileCompletionNotificationModes(nullptr, FILE_SKIP_COMPLETION_PORT_ON_SUCCESS)),
+              DWORD{ERROR_INVALID_HANDLE});
+}
+
 TEST_F(Ports, AnOperationThatFailsAtOnceGivesNone) {
     client.reset();
     EXPECT_EQ(ErrorOf(ReadFile(server.get(), buffer, sizeof buffer, nullptr, &block)), DWORD{ERROR_BROKEN_PIPE});

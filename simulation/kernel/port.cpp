@@ -64,7 +64,8 @@ void CIo::Complete(DWORD nError, DWORD nBytes) {
     if (m_pOverlapped != nullptr) {
         m_pOverlapped->InternalHigh = nBytes;
         m_pOverlapped->Internal = nError == 0 ? 0 : kFailed | nError;
-        if (const std::shared_ptr<CPort> pPort = m_pPort.lock()) {
+        const bool bSkipped = m_bStarting && nError == ERROR_SUCCESS && m_pFile->m_bSkipsPackets;
+        if (const std::shared_ptr<CPort> pPort = m_pPort.lock(); pPort && !bSkipped) {
             pPort->Post({nError, nBytes, m_nKey, m_pOverlapped});
         }
     }

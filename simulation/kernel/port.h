@@ -53,6 +53,7 @@ class CIo : public std::enable_shared_from_this<CIo> {
     unsigned char* const m_pBuffer;
     const DWORD m_nSize;
     DWORD m_nMoved = 0;
+    bool m_bStarting = true;  // the call that starts it has not returned
     bool m_bDone = false;
     DWORD m_nError = 0;
 
@@ -77,6 +78,7 @@ class CFile : public CObject {
     virtual bool Cancel(const OVERLAPPED* pOverlapped) = 0;
 
     const bool m_bOverlapped;
+    bool m_bSkipsPackets = false;  // for what succeeds within its call
     bool m_bSignalled = false;
     std::weak_ptr<CPort> m_pPort;
     ULONG_PTR m_nKey = 0;

@@ -16,6 +16,7 @@ std::shared_ptr<CPipeEnd> FindServer(CCall& call, HANDLE hPipe) {
 
 // The result of the call that has just started pIo.
 BOOL Started(CCall& call, const IoPointer& pIo, LPDWORD pBytes) {
+    pIo->m_bStarting = false;
     if (!pIo->m_bDone && pIo->m_nError != 0) {
         if (pBytes != nullptr) {
             *pBytes = 0;
@@ -270,6 +271,20 @@ HANDLE CreateIoCompletionPort(HANDLE hFile, HANDLE hPort, ULONG_PTR nKey, DWORD)
         pFile->m_nKey = nKey;
     }
     return hPort;
+}
+
+BOOL SetFileCompletionNotificationModes(HANDLE hFile, UCHAR nFlags) {
+    CCall call("SetFileCompletionNotificationModes", Number(hFile), nFlags);
+    const std::shared_ptr<CFile> pFile = FindFile(call, hFile);
+    if (!pFile) {
+        return call.Fail(ERROR_INVALID_HANDLE);
+    }
+    if (call.Fault({ERROR_INVALID_PARAMETER}) != 0) {
+        return FALSE;
+    }
+    // What was set stays set.
+    pFile->m_bSkipsPackets = pFile->m_bSkipsPackets || (nFlags & FILE_SKIP_COMPLETION_PORT_ON_SUCCESS) != 0;
+    return TRUE;
 }
 
 BOOL GetQueuedCompletionStatus(HANDLE hPort, LPDWORD pBytes, ULONG_PTR* pKey, LPOVERLAPPED* ppOverlapped,

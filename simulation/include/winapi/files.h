@@ -54,6 +54,7 @@ BOOL CancelIoEx(HANDLE hFile, LPOVERLAPPED pOverlapped);
 #define PIPE_WAIT 0U
 #define PIPE_REJECT_REMOTE_CLIENTS 8U
 #define PIPE_UNLIMITED_INSTANCES 255U
+#define FILE_SKIP_COMPLETION_PORT_ON_SUCCESS 1U
 
 HANDLE CreateNamedPipeW(LPCWSTR szName, DWORD dwOpenMode, DWORD dwPipeMode, DWORD nMaxInstances, DWORD nOutBufferSize,
                         DWORD nInBufferSize, DWORD nDefaultTimeOut, LPSECURITY_ATTRIBUTES pAttributes);
@@ -63,6 +64,7 @@ BOOL PeekNamedPipe(HANDLE hPipe, LPVOID pBuffer, DWORD nBytes, LPDWORD pRead, LP
 BOOL GetNamedPipeServerProcessId(HANDLE hPipe, PULONG pProcessId);
 
 HANDLE CreateIoCompletionPort(HANDLE hFile, HANDLE hPort, ULONG_PTR nKey, DWORD nThreads);
+BOOL SetFileCompletionNotificationModes(HANDLE hFile, UCHAR nFlags);
 BOOL GetQueuedCompletionStatus(HANDLE hPort, LPDWORD pBytes, ULONG_PTR* pKey, LPOVERLAPPED* ppOverlapped,
                                DWORD dwMilliseconds);
 BOOL PostQueuedCompletionStatus(HANDLE hPort, DWORD nBytes, ULONG_PTR nKey, LPOVERLAPPED pOverlapped);

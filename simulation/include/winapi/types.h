@@ -6,6 +6,7 @@
 
 using BOOL = int;
 using BYTE = unsigned char;
+using UCHAR = unsigned char;
 using WORD = std::uint16_t;
 using DWORD = std::uint32_t;
 using DWORD_PTR = std::uintptr_t;

@@ -132,6 +132,44 @@ TEST_F(ServiceRequestsTest, GetRSAEncryptAnswersAFailedEnvelopeWithAnEmptyResult
     EXPECT_FALSE(m_log.Has("Generated result data is empty")) << m_log.All();
 }
 
+// One text is read for the request and one for a p1 that is a text. One is written for the reply and one for each text
+// within it.
+TEST_F(ServiceRequestsTest, ARequestIsReadOnceAndItsReplyWrittenOnce) {
+    struct Row {
+        int nType;
+        const char* content;
+        std::uint64_t nParsed;
+        std::uint64_t nWritten;
+    };
+    const Row rows[] = {
+        {2, R"({"id":1})", 1, 2},  // the states are a text in the reply
+        {3, R"({"id":1})", 1, 2},  // and in the envelope
+        {4, R"({"id":1})", 1, 1},
+        {5, R"({"p1":"{\"text\":\"hello\"}"})", 2, 1},
+        {6, R"({"p1":{"type":"other"},"service_id":"42"})", 1, 1},
+        {7, R"({"p1":"{\"type\":\"other\"}"})", 2, 1},
+    };
+    Connect();
+    for (const Row& row : rows) {
+        const JsonTextCounts before = CountJsonTexts();
+        m_pCaller->Request(row.nType, row.content);
+        EXPECT_TRUE(m_pCaller->Receive()) << row.nType;
+        const JsonTextCounts after = CountJsonTexts();
+        EXPECT_EQ(after.nParsed - before.nParsed, row.nParsed) << "type " << row.nType;
+        EXPECT_EQ(after.nWritten - before.nWritten, row.nWritten) << "type " << row.nType;
+    }
+}
+
+TEST_F(ServiceRequestsTest, ADelayedCheckIsReadOnceAndWrittenForTheLogAlone) {
+    Connect();
+    const JsonTextCounts before = CountJsonTexts();
+    m_pCaller->Request(8, R"({"p1":"{\"interval\":1}"})");
+    EXPECT_TRUE(Eventually([&] { return TaskCount() == 1; }));
+    const JsonTextCounts after = CountJsonTexts();
+    EXPECT_EQ(after.nParsed - before.nParsed, 2U);
+    EXPECT_EQ(after.nWritten - before.nWritten, 1U);
+}
+
 TEST_F(ServiceRequestsTest, AReplyOnALostPipeIsDropped) {
     Connect();
     m_pCaller->Close();
