@@ -1,5 +1,5 @@
 // From a caller's request to the reply, over connections as an instance has them, against the same two hops made of raw
-// overlapped calls in the same run.
+// overlapped calls in the same run, and beside two libraries that send bytes back without reading them.
 //
 //   pipe_roundtrip_bench [rounds]
 //
@@ -16,6 +16,7 @@
 
 #include <json/value.h>
 
+#include "bench/peers/pipe_peer.h"
 #include "foundation/handle.h"
 #include "foundation/json_text.h"
 #include "ipc/protocol/envelope.h"
@@ -177,10 +178,15 @@ struct CallerEnd {
 // All connections of one row, driven by one thread through one port.
 class CCaller {
   public:
-    enum class Kind { Raw, Ungated, Product };
+    enum class Kind { Raw, Libuv, Asio, Ungated, Product };
 
     CCaller(Kind kind, std::size_t nConnections, const std::string& reply) : m_strReply(reply) {
         m_hPort.reset(CreateIoCompletionPort(INVALID_HANDLE_VALUE, nullptr, 0, 0));
+        if (kind == Kind::Libuv) {
+            m_pPeer = MakeLibuvPeer(kRequest.size(), m_strReply);
+        } else if (kind == Kind::Asio) {
+            m_pPeer = MakeAsioPeer(kRequest.size(), m_strReply);
+        }
         for (std::size_t i = 0; i < nConnections; ++i) {
             auto end = std::make_unique<CallerEnd>();
             const std::wstring name = UniquePipeName();
@@ -189,7 +195,9 @@ class CCaller {
                 end->gate.reset(CreateEventW(nullptr, TRUE, TRUE, gate.c_str()));
             }
             end->pipe = CRawPipe::Serve(name, 1);
-            if (kind == Kind::Raw) {
+            if (m_pPeer) {
+                Require(m_pPeer->Connect(name), "opening a peer's pipe");
+            } else if (kind == Kind::Raw) {
                 end->pResponder = std::make_unique<CRawResponder>(name, m_strReply);
             } else {
                 end->pResponder = std::make_unique<CProductResponder>(name, gate);
@@ -197,6 +205,9 @@ class CCaller {
             Require(end->pipe.WaitForClient(), "waiting for the client");
             CreateIoCompletionPort(end->pipe.get(), m_hPort.get(), reinterpret_cast<ULONG_PTR>(end.get()), 0);
             m_vecEnds.push_back(std::move(end));
+        }
+        if (m_pPeer) {
+            m_pPeer->Start();
         }
     }
     ~CCaller() {
@@ -261,6 +272,7 @@ class CCaller {
     const std::string& m_strReply;
     CKernelHandle m_hPort;
     std::vector<std::unique_ptr<CallerEnd>> m_vecEnds;
+    std::unique_ptr<IPipePeer> m_pPeer;
 };
 
 double Percentile(std::vector<double>& values, double share) {
@@ -274,10 +286,13 @@ struct Row {
     CCaller caller;
     double p50 = 1e300;
     double p99 = 1e300;
+    double rate = 0;  // requests a second
 
     void RunOnce(int nRequests) {
         std::vector<double> latencies;
+        const double start = NowMicroseconds();
         caller.Run(nRequests, latencies);
+        rate = std::max(rate, nRequests * 1e6 / (NowMicroseconds() - start));
         p50 = std::min(p50, Percentile(latencies, 0.5));
         p99 = std::min(p99, Percentile(latencies, 0.99));
     }
@@ -286,6 +301,8 @@ struct Row {
 void Bench(std::size_t nConnections, int nRounds, const std::string& reply) {
     Row rows[] = {
         {"raw overlapped calls", {CCaller::Kind::Raw, nConnections, reply}},
+        {"bytes back, libuv", {CCaller::Kind::Libuv, nConnections, reply}},
+        {"bytes back, Boost.Asio", {CCaller::Kind::Asio, nConnections, reply}},
         {"CIOCP_Client, JSON handler, no gate", {CCaller::Kind::Ungated, nConnections, reply}},
         {"CIOCP_Client, JSON handler, gate", {CCaller::Kind::Product, nConnections, reply}},
     };
@@ -298,8 +315,8 @@ void Bench(std::size_t nConnections, int nRounds, const std::string& reply) {
     std::printf("\nrequest to reply, %zu connection%s, %d rounds of %d requests\n", nConnections,
                 nConnections == 1 ? "" : "s", nRounds, nRequests);
     for (const Row& row : rows) {
-        std::printf("  %-40s p50 %9.1f us  %5.2f x floor   p99 %9.1f us  %5.2f x floor\n", row.name, row.p50,
-                    row.p50 / rows[0].p50, row.p99, row.p99 / rows[0].p99);
+        std::printf("  %-36s p50 %8.1f us %5.2f   p99 %8.1f us %5.2f   %7.0f a second %5.2f\n", row.name, row.p50,
+                    row.p50 / rows[0].p50, row.p99, row.p99 / rows[0].p99, row.rate, row.rate / rows[0].rate);
     }
     std::fflush(stdout);
 }
