@@ -17,15 +17,31 @@ install(TARGETS nexlet_client EXPORT nexlet
 set_target_properties(nexlet_client PROPERTIES EXPORT_NAME client)
 # For Microsoft's linker, and for compilers that make an import library of their own.
 install(FILES ${CMAKE_BINARY_DIR}/client/nexlet_client.lib ${CMAKE_SOURCE_DIR}/client/nexlet_client.def
+  ${CMAKE_BINARY_DIR}/client/libnexlet_client_static.a
   DESTINATION lib COMPONENT client)
 
 set(package_folder ${CMAKE_BINARY_DIR}/package)
 configure_package_config_file(${CMAKE_SOURCE_DIR}/cmake/nexlet-config.cmake.in ${package_folder}/nexlet-config.cmake
   INSTALL_DESTINATION lib/cmake/nexlet NO_CHECK_REQUIRED_COMPONENTS_MACRO)
-write_basic_package_version_file(${package_folder}/nexlet-config-version.cmake COMPATIBILITY SameMajorVersion)
+write_basic_package_version_file(${package_folder}/nexlet-config-version.cmake COMPATIBILITY SameMajorVersion
+  # nexlet-config.cmake refuses another architecture, with its reason.
+  ARCH_INDEPENDENT)
 install(FILES ${package_folder}/nexlet-config.cmake ${package_folder}/nexlet-config-version.cmake
   DESTINATION lib/cmake/nexlet COMPONENT client)
 install(EXPORT nexlet NAMESPACE nexlet:: FILE nexlet-targets.cmake DESTINATION lib/cmake/nexlet COMPONENT client)
+
+# For other ways of building: pkg-config, a vcpkg port and a NuGet package.
+set(package_sources ${CMAKE_SOURCE_DIR}/resources/package)
+foreach(file nexlet_client.pc nexlet_client_static.pc)
+  configure_file(${package_sources}/${file}.in ${package_folder}/${file} @ONLY)
+  install(FILES ${package_folder}/${file} DESTINATION lib/pkgconfig COMPONENT client)
+endforeach()
+configure_file(${package_sources}/vcpkg/vcpkg.json.in ${package_folder}/vcpkg.json @ONLY)
+install(FILES ${package_folder}/vcpkg.json ${package_sources}/vcpkg/portfile.cmake ${package_sources}/vcpkg/usage
+  DESTINATION packaging/vcpkg/nexlet COMPONENT client)
+configure_file(${package_sources}/nuget/nexlet.nuspec.in ${package_folder}/nexlet.nuspec @ONLY)
+install(FILES ${package_folder}/nexlet.nuspec ${package_sources}/nuget/nexlet.targets
+  DESTINATION packaging/nuget COMPONENT client)
 
 foreach(target nexlet nexctl nexlet_client)
   install(FILES $<TARGET_FILE:${target}>.debug DESTINATION bin COMPONENT symbols)
@@ -37,6 +53,14 @@ install(FILES ${CMAKE_SOURCE_DIR}/world/README.md DESTINATION world COMPONENT wo
 install(DIRECTORY ${CMAKE_SOURCE_DIR}/examples/world DESTINATION examples COMPONENT world)
 install(FILES ${CMAKE_SOURCE_DIR}/resources/THIRD-PARTY.md DESTINATION licenses COMPONENT world)
 
+# What to read first, in each archive. Two of them are unpacked over the first.
+foreach(page README:documents README-world:world README-symbols:symbols)
+  string(REPLACE ":" ";" page ${page})
+  list(POP_FRONT page name component)
+  configure_file(${package_sources}/${name}.md.in ${package_folder}/${name}.md @ONLY)
+  install(FILES ${package_folder}/${name}.md DESTINATION . COMPONENT ${component})
+endforeach()
+
 # The pages that are of use without the sources.
 foreach(page package client nexlet glossary protocol troubleshooting refusals log-lines registry beacons envelope signer-check threats windows)
   install(FILES ${CMAKE_SOURCE_DIR}/docs/${page}.md DESTINATION docs COMPONENT documents)
@@ -45,8 +69,7 @@ install(FILES ${CMAKE_SOURCE_DIR}/docs/pictures/doctor.png ${CMAKE_SOURCE_DIR}/d
   DESTINATION docs/pictures COMPONENT documents)
 install(FILES ${reference_folder}/reference.html DESTINATION docs COMPONENT documents)
 install(FILES ${CMAKE_SOURCE_DIR}/CHANGELOG.md DESTINATION . COMPONENT documents)
-install(FILES ${CMAKE_SOURCE_DIR}/examples/caller/CMakeLists.txt ${CMAKE_SOURCE_DIR}/examples/caller/caller.cpp
-  DESTINATION examples/caller COMPONENT documents)
+install(DIRECTORY ${CMAKE_SOURCE_DIR}/examples DESTINATION . COMPONENT documents PATTERN world EXCLUDE)
 
 # nexlet_distribution_version(PACKAGE OUT): the version of a package of the distribution, or nothing.
 find_program(NEXLET_DPKG_QUERY dpkg-query)

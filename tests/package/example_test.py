@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Builds the example of a caller from the two archives of the package, as somebody does who has nothing else, and runs it
-in worlds that the package brings up.
-example_test.py SOURCE_DIR MADE CMAKE CXX RC WINE_PREFIX"""
+"""Builds the examples from the two archives of the package, as somebody does who has nothing else, and runs them in worlds
+that the package brings up.
+example_test.py SOURCE_DIR MADE CMAKE C CXX RC WINE_PREFIX"""
 import http.client
 import json
 import os
@@ -13,9 +13,13 @@ import tempfile
 import unittest
 import zipfile
 
-SOURCE_DIR, MADE, CMAKE, CXX, RC, PREFIX = sys.argv[1:7]
+SOURCE_DIR, MADE, CMAKE, CC, CXX, RC, PREFIX = sys.argv[1:8]
 SOURCE_DIR, MADE, PREFIX = pathlib.Path(SOURCE_DIR), pathlib.Path(MADE), pathlib.Path(PREFIX)
 WINE = SOURCE_DIR / "tools" / "wine"
+sys.dont_write_bytecode = True
+sys.path.insert(0, str(SOURCE_DIR / "tests" / "program"))
+from pe_file import PeFile  # noqa: E402
+
 # Wine's own notes about a desktop, which come and go with it.
 DESKTOP_NOTES = r"[HKEY_CURRENT_USER\Software\Wine\Temporary System Parameters"
 PLACES = ((r"HKLM\SOFTWARE", "/reg:64"), (r"HKLM\SOFTWARE", "/reg:32"), (r"HKCU\Software", "/reg:64"))
@@ -50,15 +54,20 @@ class ExampleTest(unittest.TestCase):
                     opened.extractall(cls.folder)
         cls.package, = cls.folder.iterdir()
         cls.caller = cls.folder / "caller" / "bin"
-        build = cls.folder / "build"
-        run(CMAKE, "-S", cls.package / "examples/caller", "-B", build, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Release",
-            "-DCMAKE_SYSTEM_NAME=Windows", f"-DCMAKE_CXX_COMPILER={CXX}", f"-DCMAKE_RC_COMPILER={RC}",
-            "-DCMAKE_CXX_FLAGS=-Wall -Wextra -Werror", "-DCMAKE_EXE_LINKER_FLAGS=-static",
-            f"-DCMAKE_PREFIX_PATH={cls.package}")
-        run(CMAKE, "--build", build)
-        run(CMAKE, "--install", build, "--prefix", cls.caller.parent)
+        cls.build("examples/caller", "build")
+        run(CMAKE, "--install", cls.folder / "build", "--prefix", cls.caller.parent)
+        cls.build("examples", "build_all")
 
         cls.before = cls.exports()
+
+    @classmethod
+    def build(cls, source, name):
+        run(CMAKE, "-S", cls.package / source, "-B", cls.folder / name, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Release",
+            "-DCMAKE_SYSTEM_NAME=Windows", f"-DCMAKE_C_COMPILER={CC}", f"-DCMAKE_CXX_COMPILER={CXX}",
+            f"-DCMAKE_RC_COMPILER={RC}", "-DCMAKE_C_FLAGS=-Wall -Wextra -pedantic-errors -Werror",
+            "-DCMAKE_CXX_FLAGS=-Wall -Wextra -Werror", "-DCMAKE_EXE_LINKER_FLAGS=-static",
+            f"-DCMAKE_CROSSCOMPILING_EMULATOR={WINE / 'run'}", f"-DCMAKE_PREFIX_PATH={cls.package}")
+        run(CMAKE, "--build", cls.folder / name)
 
     def setUp(self):
         self.world = self.folder / "world"
@@ -89,9 +98,21 @@ class ExampleTest(unittest.TestCase):
             file.unlink()
         return texts
 
+    def helper(self):
+        return r"C:\temp" + "\\" + self.folder.name + r"\world\app\bin\nexlet.exe"
+
+    def example(self, name, *words, code=0):
+        """What an example says in the world that is up, and then the world is taken down."""
+        said = run(WINE / "run", self.folder / f"build_all/bin/{name}.exe", *words, self.helper(), code=code)
+        print(said, end="")
+        # The helper writes to the same output.
+        said = "".join(line for line in said.splitlines(keepends=True) if not line.startswith("Received text chunk"))
+        self.down()
+        self.assert_nothing_left()
+        return said
+
     def call(self, code=0):
-        helper = r"C:\temp" + "\\" + self.folder.name + r"\world\app\bin\nexlet.exe"
-        said = run(WINE / "run", self.caller / "caller.exe", helper, code=code).splitlines()
+        said = run(WINE / "run", self.caller / "caller.exe", self.helper(), code=code).splitlines()
         print(*said, sep="\n")
         # The helper writes to the same output, before its end.
         return said[-2:]
@@ -99,7 +120,7 @@ class ExampleTest(unittest.TestCase):
     def assert_nothing_left(self):
         self.assertFalse(self.world.exists())
         self.assertEqual(sorted(file.name for file in self.folder.iterdir()),
-                         sorted([self.package.name, "build", "caller"]))
+                         sorted([self.package.name, "build", "build_all", "caller"]))
         for old, new, place in zip(self.before, self.exports(), PLACES):
             changed = set(new.splitlines()) ^ set(old.splitlines())
             self.assertTrue(old == new, f"{place}: {changed}")
@@ -168,11 +189,60 @@ class ExampleTest(unittest.TestCase):
 
     def test_every_example_of_a_scenario_can_be_brought_up(self):
         scenarios = sorted((self.package / "examples/world").iterdir())
-        self.assertEqual(len(scenarios), 3)
+        self.assertEqual(len(scenarios), 4)
         for scenario in scenarios:
             self.nexlet_world("check", scenario)
             self.up(scenario.name)
             self.down()
+        self.assert_nothing_left()
+
+    def test_caller_in_c_opens_with_the_library_and_with_the_static_one(self):
+        for name in ("c_caller", "c_caller_static"):
+            self.up("opens.scenario")
+            said = self.example(name)
+            self.assertIn("mini-program application installed: 1\n", said)
+            self.assertIn("opened: 1 ", said)
+        self.assertNotIn("nexlet_client.dll", PeFile(self.folder / "build_all/bin/c_caller_static.exe").imports())
+
+    def test_caller_in_c_says_what_failed(self):
+        self.up("fails.scenario")
+        said = self.example("c_caller", code=1)
+        self.assertIn("accepted: 1 ", said)
+        self.assertNotIn("opened: 1 ", said)
+
+    def test_lost_helper_is_started_again(self):
+        self.up("opens.scenario")
+        said = self.example("restart")
+        self.assertIn("lost: ", said)
+        self.assertIn("start again: done\nstatus: done\nanother process: yes\n", said)
+
+    def test_two_services_share_a_helper(self):
+        self.up("opens.scenario")
+        said = self.example("two_services")
+        self.assertIn("one process: yes; second start forwarded: yes\n", said)
+        self.assertIn("first: exit: done, the helper runs on for others\nsecond: status: done\n", said)
+        self.assertIn("second: exit: done, the helper ended\n", said)
+
+    def test_message_loop_goes_on_while_the_helper_is_asked(self):
+        self.up("opens.scenario")
+        said = self.example("message_loop")
+        self.assertIn("start: done\nstatus: done\n", said)
+        self.assertIn("exit: done\n", said)
+        self.assertIn("the loop went on meanwhile: yes\n", said)
+
+    def test_targets_of_each_kind_open_in_their_worlds(self):
+        for kind, scenario in (("miniApp", "opens"), ("weChat", "page"), ("yyb", "yyb")):
+            with self.subTest(kind):
+                self.up(f"{scenario}.scenario")
+                self.assertIn("opened: 1 ", self.example("targets", kind))
+
+    def test_target_that_nothing_can_open_fails(self):
+        self.up("fails.scenario")
+        self.assertIn("accepted: InitYybApi error ", self.example("targets", "yyb", code=1))
+
+    def test_tests_with_the_stand_in_of_the_helper_pass(self):
+        said = run(pathlib.Path(CMAKE).with_name("ctest"), "--test-dir", self.folder / "build_all", "--output-on-failure")
+        self.assertIn("100% tests passed, 0 tests failed out of 3", said)
         self.assert_nothing_left()
 
 

@@ -30,17 +30,25 @@ NAME = f"nexlet-{VERSION}-windows-x64"
 MADE = {f"{NAME}.zip", f"{NAME}-symbols.zip", f"{NAME}-world.zip", f"{NAME}.cdx.json", f"{NAME}-world.cdx.json",
         "SHA256SUMS"}
 PROGRAMS = ["bin/nexctl.exe", "bin/nexlet.exe", "bin/nexlet_client.dll"]
+STATIC_LIBRARY = "lib/libnexlet_client_static.a"
 CONTENTS = PROGRAMS + [
-    "CHANGELOG.md",
+    "CHANGELOG.md", "README.md",
     "docs/beacons.md", "docs/client.md", "docs/envelope.md", "docs/glossary.md", "docs/log-lines.md", "docs/nexlet.md", "docs/package.md", "docs/pictures/doctor.png",
     "docs/pictures/timeline.png", "docs/protocol.md", "docs/reference.html", "docs/refusals.md",
     "docs/registry.md", "docs/signer-check.md", "docs/threats.md", "docs/troubleshooting.md", "docs/windows.md",
-    "examples/caller/CMakeLists.txt", "examples/caller/caller.cpp",
+    "examples/CMakeLists.txt", "examples/README.md", "examples/c_caller.c",
+    "examples/caller/CMakeLists.txt", "examples/caller/caller.cpp", "examples/message_loop.c", "examples/restart.cpp",
+    *(f"examples/standin/{name}" for name in ("CMakeLists.txt", "crashes.scenario", "opens.scenario",
+                                              "refuses.scenario")),
+    "examples/targets.cpp", "examples/two_services.cpp",
     "include/nexlet_client.h", "include/nexlet_client.hpp",
     "lib/cmake/nexlet/nexlet-config-version.cmake", "lib/cmake/nexlet/nexlet-config.cmake",
     "lib/cmake/nexlet/nexlet-targets-relwithdebinfo.cmake", "lib/cmake/nexlet/nexlet-targets.cmake",
-    "lib/nexlet_client.def", "lib/nexlet_client.dll.a", "lib/nexlet_client.lib",
+    "lib/libnexlet_client_static.a", "lib/nexlet_client.def", "lib/nexlet_client.dll.a", "lib/nexlet_client.lib",
+    "lib/pkgconfig/nexlet_client.pc", "lib/pkgconfig/nexlet_client_static.pc",
     "licenses/THIRD-PARTY.md", "licenses/gcc-runtime.txt", "licenses/jsoncpp.txt", "licenses/mingw-w64.txt",
+    "packaging/nuget/nexlet.nuspec", "packaging/nuget/nexlet.targets", "packaging/vcpkg/nexlet/portfile.cmake",
+    "packaging/vcpkg/nexlet/usage", "packaging/vcpkg/nexlet/vcpkg.json",
     "sbom.cdx.json"]
 OCEANS = ["broken", "failing", "good", "inside", "inside_thread", "late", "missing_export", "refusing", "unknown_id"]
 YYB = {"good": ["AndrowsInstaller.exe", "pcyyb_sdk_dll.dll", "qimei.dll"], "missing_export": ["pcyyb_sdk_dll.dll"],
@@ -48,12 +56,13 @@ YYB = {"good": ["AndrowsInstaller.exe", "pcyyb_sdk_dll.dll", "qimei.dll"], "miss
        "older": ["pcyyb_sdk_dll.dll"], "stranger": ["AndrowsInstaller.exe", "pcyyb_sdk_dll.dll", "qimei.dll"],
        "unsigned": ["pcyyb_sdk_dll.dll", "qimei.dll"]}
 WORLD_CONTENTS = [
+    "README-world.md",
     "bin/nexlet-standin.exe", "bin/nexlet-world.exe",
     *(f"bin/world/{name}.exe" for name in ("WeChat", "internet", "monitor", "stand_in")),
     *(f"bin/world/{variant}/ocean.dll" for variant in OCEANS),
     "bin/world/yyb/androws_logo.png",
     *(f"bin/world/yyb/{variant}/{file}" for variant, files in YYB.items() for file in files),
-    *(f"examples/world/{name}.scenario" for name in ("fails", "opens", "page")),
+    *(f"examples/world/{name}.scenario" for name in ("fails", "opens", "page", "yyb")),
     "licenses/THIRD-PARTY.md", "licenses/gcc-runtime.txt", "licenses/jsoncpp.txt", "licenses/mingw-w64.txt",
     "world/README.md", "world/sbom.cdx.json"]
 
@@ -145,7 +154,7 @@ class PackageTest(unittest.TestCase):
                                       "user32.dll", "version.dll", "ws2_32.dll"}, name)
 
     def test_symbols_are_apart_and_are_those_that_the_programs_refer_to(self):
-        self.assertEqual(self.symbols.namelist(), [f"{NAME}/{name}.debug" for name in PROGRAMS])
+        self.assertEqual(self.symbols.namelist(), [f"{NAME}/README-symbols.md", *(f"{NAME}/{name}.debug" for name in PROGRAMS)])
         for name in PROGRAMS:
             link, checksum = debug_link(PeFile(self.unpacked / name))
             self.assertEqual(link, pathlib.Path(name).name + ".debug")
@@ -260,7 +269,7 @@ class PackageTest(unittest.TestCase):
             for name, part in listed.items():
                 data = (folder / name).read_bytes()
                 self.assertEqual(part["hashes"], [{"alg": "SHA-256", "content": sha256(data)}], name)
-                self.assertEqual(part["type"] == "file", data[:2] != b"MZ", name)
+                self.assertEqual(part["type"] == "file", data[:2] != b"MZ" and name != STATIC_LIBRARY, name)
 
     def test_bills_of_materials_name_what_is_linked_in(self):
         linked = {"JsonCpp", "libgcc", "libssp", "libstdc++", "mingw-w64 runtime", "winpthreads"}
@@ -275,14 +284,15 @@ class PackageTest(unittest.TestCase):
             links = {link["ref"]: set(link["dependsOn"]) for link in bill["dependencies"]}
             programs = {name for name, part in parts.items() if part["type"] != "file" and "hashes" in part}
             self.assertEqual(set(links), programs | {bill["metadata"]["component"]["bom-ref"]})
-            for name in programs:
+            for name in programs - {STATIC_LIBRARY}:
                 data = (folder / name).read_bytes()
                 self.assertLessEqual({"libgcc", "mingw-w64 runtime"}, links[name], name)
                 # What these two leave in every program that has them.
                 self.assertEqual("JsonCpp" in links[name], b"in Json::Value" in data, name)
                 self.assertEqual("libstdc++" in links[name], b"terminate called" in data, name)
-        self.assertIn("bin/nexlet_client.dll",
-                      {link["ref"]: link["dependsOn"] for link in self.bill["dependencies"]}["bin/nexctl.exe"])
+        links = {link["ref"]: link["dependsOn"] for link in self.bill["dependencies"]}
+        self.assertIn("bin/nexlet_client.dll", links["bin/nexctl.exe"])
+        self.assertEqual(links[STATIC_LIBRARY], ["JsonCpp"], "the program that links it brings the rest")
 
     def test_bills_of_materials_name_supplier_and_author_as_the_build_sets_them(self):
         cache = (BUILD_DIR / "CMakeCache.txt").read_text(encoding="utf-8")
@@ -369,6 +379,7 @@ class PackageTest(unittest.TestCase):
             linked, package, symbols, world, out = (folder / name for name in
                                                     ("linked", "package", "symbols", "world", "out"))
             tool["install"](BUILD_DIR, package, *tool["COMPONENTS"])
+            tool["install"](BUILD_DIR, symbols, "symbols")
             tool["install"](BUILD_DIR, world, "world")
             for name in PROGRAMS:
                 linked.mkdir(exist_ok=True)
