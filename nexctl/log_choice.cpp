@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <limits>
+#include <utility>
 
 namespace {
 
@@ -56,6 +57,24 @@ std::optional<std::uint64_t> ReadSpan(std::string_view text) {
             return std::nullopt;
         }
         return number * one.ms;
+    }
+    return std::nullopt;
+}
+
+std::optional<std::uint64_t> ReadSize(std::string_view text) {
+    constexpr std::pair<std::string_view, int> kUnits[] = {{"KB", 10}, {"MB", 20}, {"GB", 30}, {"", 0}};
+    for (const auto& [unit, shift] : kUnits) {
+        if (!text.ends_with(unit)) {
+            continue;
+        }
+        const std::string_view digits = text.substr(0, text.size() - unit.size());
+        std::uint64_t number = 0;
+        const auto [at, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
+        if (digits.empty() || error != std::errc() || at != digits.data() + digits.size() ||
+            number > std::numeric_limits<std::uint64_t>::max() >> shift) {
+            return std::nullopt;
+        }
+        return number << shift;
     }
     return std::nullopt;
 }

@@ -33,3 +33,6 @@ std::string LogFileText(const LogFile& file);
 
 // A span of time such as "90s", "15m", "2h" or "7d" in milliseconds; nothing for any other text.
 std::optional<std::uint64_t> ReadSpan(std::string_view text);
+
+// A size such as "200KB", "50MB", "1GB" or "512" in bytes; nothing for any other text. A kilobyte has 1024 bytes.
+std::optional<std::uint64_t> ReadSize(std::string_view text);

@@ -61,9 +61,10 @@ class CSummary {
 
   private:
     void AddService(const std::string& service) {
-        if (!service.empty() &&
-            std::find(m_summary.services.begin(), m_summary.services.end(), service) == m_summary.services.end()) {
-            m_summary.services.push_back(service);
+        for (auto* services : {&m_summary.services, &m_summary.liveServices}) {
+            if (!service.empty() && std::ranges::find(*services, service) == services->end()) {
+                services->push_back(service);
+            }
         }
     }
 
@@ -77,6 +78,9 @@ class CSummary {
             AddService(SwitchIn(*commandLine, "/service_id:"));
         } else if (const auto service = After(line, {"enter szServiceId="})) {
             AddService(*service);
+        } else if (const auto gone = After(line, {"begin destruct strServiceId = "})) {
+            // The line ends with a blank.
+            std::erase(m_summary.liveServices, gone->substr(0, gone->find_last_not_of(' ') + 1));
         } else if (line.strText == "exe mutex exist") {
             m_summary.end = LogEnd::LostStart;
         } else if (line.strText == "SPIC Received message") {

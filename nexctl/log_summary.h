@@ -29,8 +29,9 @@ struct OpenRequest {
 struct LogSummary {
     std::string strProgram;  // the path of the program
     std::string strMark;
-    std::vector<std::string> services;  // in the order of their first lines
-    std::int64_t nFirstMs = 0;          // as in LogLine, of the latest process of the file
+    std::vector<std::string> services;      // in the order of their first lines
+    std::vector<std::string> liveServices;  // those of them that were not let go
+    std::int64_t nFirstMs = 0;              // as in LogLine, of the latest process of the file
     std::int64_t nLastMs = 0;
     std::string strLastText;
     bool bTorn = false;  // the file does not end with a line end

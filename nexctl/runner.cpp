@@ -119,7 +119,7 @@ ExitCode CRunner::RunStep(const Step& step) {
         {"host", &CRunner::Host},     {"record", &CRunner::Record},   {"replay", &CRunner::Replay},
         {"show", &CRunner::Show},     {"doctor", &CRunner::Doctor},   {"log", &CRunner::Log},
         {"names", &CRunner::Names},   {"encode", &CRunner::Encode},   {"decode", &CRunner::Decode},
-        {"demo", &CRunner::Demo},
+        {"demo", &CRunner::Demo},     {"helpers", &CRunner::Helpers}, {"stop", &CRunner::Stop},
     };
     const std::string_view name = step.verb->name;
     m_bListening = name == "listen";

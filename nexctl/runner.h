@@ -14,6 +14,7 @@
 #include "client/include/nexlet_client.hpp"
 #include "nexctl/exchange.h"
 #include "nexctl/exit_code.h"
+#include "nexctl/helpers/helper_list.h"
 #include "nexctl/log_choice.h"
 #include "nexctl/script.h"
 
@@ -59,6 +60,9 @@ class CRunner {
     ExitCode SwitchLog(const Step& step, const std::string& what);
     // The logs that the step means, the latest first; none when a line about that was printed.
     std::vector<LogFile> LogsFor(const Step& step);
+    // What mark, service, --pid and --since of the step say.
+    LogWish WishOf(const Step& step) const;
+    ExitCode PruneLogs(const Step& step);
     ExitCode ShowLog(const Step& step, const std::vector<LogFile>& files);
     ExitCode FollowLog(const Step& step, const LogFile& file);
     ExitCode PageOfLog(const Step& step, const std::vector<LogFile>& files);
@@ -67,12 +71,20 @@ class CRunner {
     // What the log of a process that has ended says last, as words to put after a sentence; empty without a log.
     static std::string LastWords(std::uint32_t processId);
 
+    // The helpers that run (runner_helpers.cpp).
+    ExitCode Helpers(const Step& step);
+    ExitCode Stop(const Step& step);
+    // Those of the program's file name, of this run's mark alone if asked for.
+    std::vector<RunningHelper> HelpersThatRun(bool ofMark) const;
+
     // What needs no helper (runner_tools.cpp).
     ExitCode Names(const Step& step);
     ExitCode Encode(const Step& step);
     ExitCode Decode(const Step& step);
     ExitCode Decrypt(const Step& step);
     ExitCode Doctor(const Step& step);
+    // That of --exe, or nexlet.exe beside nexctl.exe.
+    std::wstring ProgramPath() const;
 
     std::uint32_t TimeoutOf(const Step& step, std::uint32_t least = 0) const;
     // Prints the step's line and, when it did not end with Ok, a sentence for people.

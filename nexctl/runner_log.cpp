@@ -3,17 +3,21 @@
 
 #include "foundation/handle.h"
 #include "foundation/json_text.h"
+#include "foundation/text_helpers.h"
 #include "foundation/windows_headers.h"
 #include "nexctl/console/console_io.h"
 #include "nexctl/helper_logs.h"
 #include "nexctl/log_lines.h"
 #include "nexctl/log_page.h"
+#include "nexctl/log_prune.h"
 #include "nexctl/runner.h"
 #include "nexctl/text_file.h"
 
 namespace {
 
 constexpr DWORD kLookMs = 100;
+// Of the page beside its log.
+constexpr char kPageEnding[] = ".html";
 
 Json::Value LineRecord(const LogLine& line) {
     Json::Value record(Json::objectValue);
@@ -62,6 +66,9 @@ ExitCode CRunner::Log(const Step& step) {
     if (what == "on" || what == "off" || what == "status") {
         return SwitchLog(step, what);
     }
+    if (what == "prune") {
+        return PruneLogs(step);
+    }
     const std::vector<LogFile> files = LogsFor(step);
     if (files.empty()) {
         return Finish(step, ExitCode::Gone, Json::Value(Json::objectValue),
@@ -77,17 +84,7 @@ ExitCode CRunner::Log(const Step& step) {
                             : PageOfLog(step, files);
 }
 
-std::vector<LogFile> CRunner::LogsFor(const Step& step) {
-    if (!step.file.empty()) {
-        LogFile file;
-        std::string bytes;
-        if (!ReadTextFile(step.file, bytes)) {
-            return {};
-        }
-        file.strPath = step.file;
-        file.summary = SummariseLog(bytes);
-        return {file};
-    }
+LogWish CRunner::WishOf(const Step& step) const {
     LogWish wish;
     if (m_script.markGiven) {
         wish.strMark = m_strMark;
@@ -99,7 +96,60 @@ std::vector<LogFile> CRunner::LogsFor(const Step& step) {
     if (step.sinceMs != 0) {
         wish.nWrittenSince = FileTimeBefore(step.sinceMs);
     }
-    std::vector<LogFile> files = ChooseLogs(FindLogs(), wish);
+    return wish;
+}
+
+ExitCode CRunner::PruneLogs(const Step& step) {
+    if (step.olderMs == 0 && step.largerBytes == 0) {
+        WriteText(OutputStream::Error, "nexctl: log: prune needs --older, --larger or both\n");
+        return ExitCode::Usage;
+    }
+    PruneRule rule;
+    if (step.olderMs != 0) {
+        rule.nWrittenBefore = FileTimeBefore(step.olderMs);
+    }
+    if (step.largerBytes != 0) {
+        rule.nLargerThan = step.largerBytes;
+    }
+    Json::Value line(Json::objectValue);
+    line["dry_run"] = step.dryRun;
+    line["removed"] = Json::Value(Json::arrayValue);
+    line["kept"] = Json::Value(Json::arrayValue);
+    std::uint64_t bytes = 0;
+    for (const PrunedLog& log : LogsToPrune(ChooseLogs(FindLogs(), WishOf(step)), rule, FileTimeBefore(0))) {
+        const std::string& path = log.file.strPath;
+        // A process that has it open keeps it, whatever became of the program that the log names.
+        const bool removed = step.dryRun || DeleteFileW(Utf8ToUtf16(path).c_str()) != FALSE;
+        const std::string error = removed ? "" : " (system error " + std::to_string(GetLastError()) + ")";
+        if (removed && !step.dryRun) {
+            // The page holds what the log held.
+            DeleteFileW(Utf8ToUtf16(path + kPageEnding).c_str());
+        }
+        bytes += removed ? log.file.nBytes : 0;
+        line[removed ? "removed" : "kept"].append(path);
+        WriteText(OutputStream::Error, std::string("nexctl: log: ") +
+                                           (!removed      ? "cannot remove "
+                                            : step.dryRun ? "would remove "
+                                                          : "removed ") +
+                                           path + ", " + log.strWhy + error + "\n");
+    }
+    line["bytes"] = Json::UInt64(bytes);
+    const bool all = line["kept"].empty();
+    return Finish(step, all ? ExitCode::Ok : ExitCode::NotStarted, std::move(line), "not every log could be removed");
+}
+
+std::vector<LogFile> CRunner::LogsFor(const Step& step) {
+    if (!step.file.empty()) {
+        LogFile file;
+        std::string bytes;
+        if (!ReadTextFile(step.file, bytes)) {
+            return {};
+        }
+        file.strPath = step.file;
+        file.summary = SummariseLog(bytes);
+        return {file};
+    }
+    std::vector<LogFile> files = ChooseLogs(FindLogs(), WishOf(step));
     // Several are taken when several were asked for by their processes.
     if (files.size() > 1 && step.pids.size() < 2) {
         files.resize(1);
@@ -111,6 +161,11 @@ ExitCode CRunner::SwitchLog(const Step& step, const std::string& what) {
     if (what != "status" && (!SetLogSwitch(what == "on") || (what == "on" && !MakeLogFolder()))) {
         return Finish(step, ExitCode::NotStarted, Json::Value(Json::objectValue),
                       "the registry or the folder cannot be written");
+    }
+    if (what == "on") {
+        WriteText(OutputStream::Error,
+                  "nexctl: log: a log holds requests and replies in full, with what callers put into them: names, "
+                  "paths, machine ids. Look before you hand one on; \"nexctl bundle\" masks such contents\n");
     }
     const LogSwitch now = ReadLogSwitch();
     Json::Value line(Json::objectValue);
@@ -197,7 +252,7 @@ ExitCode CRunner::PageOfLog(const Step& step, const std::vector<LogFile>& files)
         lines += log.timeline.lines.size();
         lanes += log.timeline.lanes.size();
     }
-    const std::string out = step.out.empty() ? files.front().strPath + ".html" : step.out;
+    const std::string out = step.out.empty() ? files.front().strPath + kPageEnding : step.out;
     if (!WriteTextFile(out, TimelinePage(logs))) {
         return Finish(step, ExitCode::NotStarted, Json::Value(Json::objectValue), out + " cannot be written");
     }

@@ -15,6 +15,16 @@
 #include "nexctl/frame_text.h"
 #include "nexctl/runner.h"
 
+std::wstring CRunner::ProgramPath() const {
+    if (!m_script.exe.empty()) {
+        return Utf8ToUtf16(m_script.exe);
+    }
+    wchar_t own[MAX_PATH] = {};
+    GetModuleFileNameW(nullptr, own, MAX_PATH);
+    const std::wstring path = own;
+    return path.substr(0, path.find_last_of(L'\\') + 1) + L"nexlet.exe";
+}
+
 ExitCode CRunner::Names(const Step& /*step*/) {
     const std::wstring mark = Utf8ToUtf16(m_strMark);
     Json::Value line(Json::objectValue);
@@ -68,9 +78,6 @@ ExitCode CRunner::Decrypt(const Step& step) {
 }
 
 ExitCode CRunner::Doctor(const Step& step) {
-    wchar_t own[MAX_PATH] = {};
-    GetModuleFileNameW(nullptr, own, MAX_PATH);
-    const std::wstring path = own;
     DoctorSubject subject;
     subject.mark = m_strMark;
     // That of this run, when there is one; or else the doctor takes the one of the helper that runs.
@@ -80,7 +87,7 @@ ExitCode CRunner::Doctor(const Step& step) {
     if (!m_script.exe.empty()) {
         subject.program = m_script.exe;
     }
-    subject.ownProgram = Utf16ToUtf8(path.substr(0, path.find_last_of(L'\\') + 1) + L"nexlet.exe");
+    subject.ownProgram = Utf16ToUtf8(ProgramPath());
     const DoctorFacts facts = LookAtMachine(subject);
     const std::vector<Finding> findings = Diagnose(facts);
     const bool wrong = std::ranges::any_of(findings, &Finding::isWrong);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <limits>
+#include <utility>
 
 #include "foundation/json_text.h"
 #include "nexctl/console/console_io.h"
@@ -41,12 +42,29 @@ bool ReadIn(std::string& argument, std::string& problem) {
 
 const std::vector<std::string_view>& KnownOptions() {
     static const std::vector<std::string_view> options = {
-        "--exe",      "--mark",     "--service", "--mid",   "--type",   "--channel", "--channel-id",
-        "--param",    "--no-start", "--frames",  "--trace", "--hex",    "--text",    "--summary",
-        "--help",     "--timeout",  "--until",   "--every", "--expect", "--count",   "--file",
-        "--function", "--out",      "--pid",     "--run",   "--since",  "--version"};
+        "--exe",      "--mark",     "--service", "--mid",     "--type",          "--channel", "--channel-id",
+        "--param",    "--no-start", "--frames",  "--trace",   "--hex",           "--text",    "--summary",
+        "--help",     "--timeout",  "--until",   "--every",   "--expect",        "--count",   "--file",
+        "--function", "--out",      "--pid",     "--run",     "--since",         "--version", "--wait",
+        "--older",    "--larger",   "--yes",     "--dry-run", "--with-contents", "--json",    "--world"};
     return options;
 }
+
+constexpr std::pair<std::string_view, bool Script::*> kScriptFlags[] = {
+    {"--no-start", &Script::noStart},
+    {"--frames", &Script::frames},
+    {"--trace", &Script::trace},
+    {"--hex", &Script::hex},
+};
+constexpr std::pair<std::string_view, bool Step::*> kStepFlags[] = {
+    {"--text", &Step::text}, {"--summary", &Step::summary}, {"--wait", &Step::wait},
+    {"--yes", &Step::yes},   {"--dry-run", &Step::dryRun},  {"--with-contents", &Step::withContents},
+    {"--json", &Step::json},
+};
+constexpr std::pair<std::string_view, std::string Step::*> kStepTexts[] = {
+    {"--until", &Step::until}, {"--file", &Step::file},   {"--function", &Step::function},
+    {"--out", &Step::out},     {"--world", &Step::world},
+};
 
 std::string MeantWords(std::string_view text, const std::vector<std::string_view>& names) {
     const std::string meant = DidYouMean(text, names);
@@ -98,6 +116,15 @@ class CScriptReader {
         return false;
     }
 
+    // The verb that an option belongs to; null, with the problem told, before the first.
+    Step* LastStep(const std::string& option) {
+        if (m_script.steps.empty()) {
+            Fail(option + " must follow a verb");
+            return nullptr;
+        }
+        return &m_script.steps.back();
+    }
+
     bool TakeVerb(const std::string& name) {
         Step step;
         step.verb = FindVerb(name);
@@ -135,12 +162,12 @@ class CScriptReader {
             return Fail("\"" + step.arguments[0] + "\" is not a message type");
         }
         if (std::string_view(step.verb->name) == "log") {
-            for (const char* what : {"on", "off", "status", "show", "follow", "page"}) {
+            for (const char* what : {"on", "off", "status", "show", "follow", "page", "prune"}) {
                 if (step.arguments[0] == what) {
                     return true;
                 }
             }
-            return Fail("log needs on, off, status, show, follow or page, not \"" + step.arguments[0] + "\"");
+            return Fail("log needs on, off, status, show, follow, page or prune, not \"" + step.arguments[0] + "\"");
         }
         const bool commandLine = std::string_view(step.verb->name) == "host" && type == 1;
         const bool json = arguments.ends_with("JSON") || (arguments.ends_with("BODY") && !commandLine);
@@ -152,28 +179,20 @@ class CScriptReader {
     }
 
     bool TakeOption(const std::string& name) {
-        if (name == "--no-start") {
-            m_script.noStart = true;
-            return true;
-        }
-        if (name == "--frames") {
-            m_script.frames = true;
-            return true;
-        }
-        if (name == "--trace") {
-            m_script.trace = true;
-            return true;
-        }
-        if (name == "--hex") {
-            m_script.hex = true;
-            return true;
-        }
-        if (name == "--text" || name == "--summary") {
-            if (m_script.steps.empty()) {
-                return Fail(name + " must follow a verb");
+        for (const auto& [flag, member] : kScriptFlags) {
+            if (name == flag) {
+                m_script.*member = true;
+                return true;
             }
-            (name == "--text" ? m_script.steps.back().text : m_script.steps.back().summary) = true;
-            return true;
+        }
+        for (const auto& [flag, member] : kStepFlags) {
+            if (name == flag) {
+                Step* const step = LastStep(name);
+                if (step != nullptr) {
+                    step->*member = true;
+                }
+                return step != nullptr;
+            }
         }
         if (name == "--help") {
             Step step;
@@ -206,27 +225,36 @@ class CScriptReader {
             }
             return true;
         }
-        if (name == "--until" || name == "--file" || name == "--function" || name == "--out") {
-            if (m_script.steps.empty()) {
-                return Fail(name + " must follow a verb");
+        for (const auto& [option, member] : kStepTexts) {
+            if (name == option) {
+                Step* const step = LastStep(name);
+                if (step != nullptr) {
+                    step->*member = value;
+                }
+                return step != nullptr;
             }
-            Step& step = m_script.steps.back();
-            (name == "--until"  ? step.until
-             : name == "--file" ? step.file
-             : name == "--out"  ? step.out
-                                : step.function) = value;
-            return true;
         }
-        if (name == "--since") {
+        if (name == "--since" || name == "--older") {
             const auto span = ReadSpan(value);
             if (!span) {
-                return Fail("--since needs a span such as 90s, 15m, 2h or 7d, not \"" + value + "\"");
+                return Fail(name + " needs a span such as 90s, 15m, 2h or 7d, not \"" + value + "\"");
             }
-            if (m_script.steps.empty()) {
-                return Fail(name + " must follow a verb");
+            Step* const step = LastStep(name);
+            if (step != nullptr) {
+                (name == "--since" ? step->sinceMs : step->olderMs) = *span;
             }
-            m_script.steps.back().sinceMs = *span;
-            return true;
+            return step != nullptr;
+        }
+        if (name == "--larger") {
+            const auto size = ReadSize(value);
+            if (!size) {
+                return Fail("--larger needs a size such as 200KB, 50MB or 1GB, not \"" + value + "\"");
+            }
+            Step* const step = LastStep(name);
+            if (step != nullptr) {
+                step->largerBytes = *size;
+            }
+            return step != nullptr;
         }
         return TakeNumber(name, value);
     }

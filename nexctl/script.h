@@ -34,10 +34,18 @@ struct Step {
     std::uint32_t count = 0;                 // listen, log follow: frames or lines to print, 0 for no limit
     std::string file;                        // log: the file, empty for the newest or that of pid
     std::string function;                    // log: what a line's function must contain
-    std::string out;                         // log page: where the page goes
+    std::string out;                         // log page, bundle, conformance: where the file goes
     std::vector<std::uint32_t> pids;         // log: the processes, none for the newest log that fits
     std::uint64_t sinceMs = 0;               // log: only logs written in this span, 0 for any
-    bool text = false;                       // log show: lines for people
+    std::uint64_t olderMs = 0;               // log prune: logs written before this span, 0 for none
+    std::uint64_t largerBytes = 0;           // log prune: logs of more bytes, 0 for none
+    bool text = false;                       // lines for people
+    bool json = false;                       // conformance: JSON lines
+    bool wait = false;                       // stop: until the process has ended and its file is free
+    bool dryRun = false;                     // log prune: only list
+    bool yes = false;                        // clean: remove
+    bool withContents = false;               // bundle: contents of requests as they are
+    std::string world;                       // conformance: a folder that nexlet-world has brought up
     bool summary = false;                    // doctor: one short line
     std::uint32_t run = 0;                   // log page: which process of a file, 0 for the last
 };

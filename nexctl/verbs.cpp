@@ -88,14 +88,17 @@ const std::vector<VerbInfo>& AllVerbs() {
          "nexctl, or those of --exe. Without --service the service is that of this run or of the helper that runs.\n"
          "Something wrong ends with 5.\n"
          "  --summary      one short line for monitoring: how much is wrong, and the codes of all findings\n"},
-        {"log", "WHAT", 1, "the helper's log: on, off, status, show, follow, page; needs no helper",
+        {"log", "WHAT", 1, "the helper's log: on, off, status, show, follow, page, prune; needs no helper",
          "  log on         later starts of the helper write a log; off: they do not. A running one is what it was\n"
-         "                 started as\n"
+         "                 started as. A log holds requests and replies in full\n"
          "  log status     the switch, the folder and the files there, newest first, each with mark, services, first\n"
          "                 and last line and how it ended\n"
          "  log show       every line as a JSON line\n"
          "  log follow     the same, and goes on until the process or --timeout ends\n"
          "  log page       one HTML page with a timeline: lanes, requests, beacons, timers, and every line\n"
+         "  log prune      removes the logs that --older or --larger names, and their pages. The log of a process "
+         "that\n"
+         "                 runs is kept; what cannot be removed ends with 2\n"
          "The log is the latest written one of those that fit --mark and --service, where they are given, and\n"
          "  --pid N        the log of this process; more than once for several logs on one page\n"
          "  --since SPAN   written in the last 90s, 15m, 2h or 7d\n"
@@ -105,8 +108,24 @@ const std::vector<VerbInfo>& AllVerbs() {
          "  --text         lines for people instead of JSON (show)\n"
          "  --count N      stop after N lines (follow)\n"
          "  --out PATH     where the page goes (the log's path and .html)\n"
+         "  --older SPAN   logs that were not written to for so long (prune)\n"
+         "  --larger SIZE  logs of more than 200KB, 50MB or 1GB (prune)\n"
+         "  --dry-run      only say what would be removed (prune)\n"
          "  --run N        which process, when a reused process id has continued a file (the last)\n"
          "A log that is not there ends with 4.\n"},
+        {"helpers", "", 0, "the helpers that run: mark, version, services, age, log",
+         "Of every mark, or of --mark alone where that is given; of the program name nexlet.exe, or that of --exe. A\n"
+         "service is \"connected\" while the helper has its caller's pipe open. \"serves\" is false for a second "
+         "start,\n"
+         "which hands its command line over and ends. Nothing is connected to.\n"
+         "  --text         a table for people instead of JSON\n"},
+        {"stop", "", 0, "ask the helper of --mark to let every service go",
+         "Sends type 9 for each of its services on the host's pipe. Callers that are connected lose their service. "
+         "The\n"
+         "helper takes 2 seconds and up to 10 more, and ends when nobody is left; with a mark that contains ml up to\n"
+         "660 seconds. Without a helper of this mark nothing is done, and that ends with 0.\n"
+         "  --wait         wait until its process has ended and its file can be replaced; --timeout (30000) is the\n"
+         "                 limit. What still holds it then is told, and ends with 3\n"},
         {"names", "", 0, "print the names of pipes and events for --mark and --service", ""},
         {"encode", "TYPE JSON", 2, "print the frame of a message as hexadecimal bytes", ""},
         {"decode", "HEX", 1, "print the frames in hexadecimal bytes as JSON lines",

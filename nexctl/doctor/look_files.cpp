@@ -43,20 +43,6 @@ std::wstring FolderAbove(const std::wstring& path, int levels) {
     return folder;
 }
 
-std::string VersionOf(const std::wstring& path) {
-    DWORD unused = 0;
-    const DWORD size = GetFileVersionInfoSizeW(path.c_str(), &unused);
-    std::vector<char> block(size);
-    VS_FIXEDFILEINFO* info = nullptr;
-    UINT length = 0;
-    if (size == 0 || GetFileVersionInfoW(path.c_str(), 0, size, block.data()) == FALSE ||
-        VerQueryValueW(block.data(), L"\\", reinterpret_cast<void**>(&info), &length) == FALSE || info == nullptr) {
-        return {};
-    }
-    return std::to_string(HIWORD(info->dwFileVersionMS)) + "." + std::to_string(LOWORD(info->dwFileVersionMS)) + "." +
-           std::to_string(HIWORD(info->dwFileVersionLS)) + "." + std::to_string(LOWORD(info->dwFileVersionLS));
-}
-
 struct FileNeeds {
     bool bSigned = false;
     bool bNew = false;
@@ -71,7 +57,7 @@ FileFact LookAtFile(const std::wstring& path, const FileNeeds& needs) {
     file.mustBeLibrary = needs.bLibrary;
     file.exists = Exists(path);
     if (file.exists) {
-        file.version = VersionOf(path);
+        file.version = FileVersionOf(path);
         std::string thumbprint;
         std::string issuer;
         GetSignInfo(path, file.signer, thumbprint, issuer);
@@ -100,6 +86,20 @@ FileFact LookAtLibrary(const std::wstring& path, FileNeeds needs, const char* co
 }
 
 }  // namespace
+
+std::string FileVersionOf(const std::wstring& path) {
+    DWORD unused = 0;
+    const DWORD size = GetFileVersionInfoSizeW(path.c_str(), &unused);
+    std::vector<char> block(size);
+    VS_FIXEDFILEINFO* info = nullptr;
+    UINT length = 0;
+    if (size == 0 || GetFileVersionInfoW(path.c_str(), 0, size, block.data()) == FALSE ||
+        VerQueryValueW(block.data(), L"\\", reinterpret_cast<void**>(&info), &length) == FALSE || info == nullptr) {
+        return {};
+    }
+    return std::to_string(HIWORD(info->dwFileVersionMS)) + "." + std::to_string(LOWORD(info->dwFileVersionMS)) + "." +
+           std::to_string(HIWORD(info->dwFileVersionLS)) + "." + std::to_string(LOWORD(info->dwFileVersionLS));
+}
 
 void LookAtSdks(const std::wstring& program, bool mlHost, DoctorFacts& facts) {
     const std::wstring sdk = FolderAbove(program, 2);

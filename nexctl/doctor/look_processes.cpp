@@ -1,8 +1,10 @@
 #include "nexctl/doctor/look_processes.h"
 
-#include <atomic>
+#include <algorithm>
 #include <memory>
+#include <mutex>
 #include <set>
+#include <utility>
 
 #include "foundation/handle.h"
 #include "foundation/text_helpers.h"
@@ -17,6 +19,10 @@ namespace {
 constexpr DWORD kHandlesMs = 2000;
 // A helper has some dozens of handles; numbers are given in steps of four from the lowest free one.
 constexpr ULONG_PTR kMostHandles = 0x4000;
+
+bool IsSameName(const std::wstring& a, const std::wstring& b) {
+    return CompareStringOrdinal(a.c_str(), -1, b.c_str(), -1, TRUE) == CSTR_EQUAL;
+}
 
 LONG NTAPI QueryProcess(HANDLE process, int infoClass, void* block, ULONG size, ULONG* length) {
     using Query = LONG(NTAPI*)(HANDLE, int, void*, ULONG, ULONG*);
@@ -67,11 +73,16 @@ std::vector<std::string> DialogsOf(DWORD processId) {
     return search.titles;
 }
 
-// The name below \\.\pipe of the server's end of a pipe; empty for every other handle.
-std::wstring ServedPipeOf(HANDLE handle) {
+constexpr wchar_t kPipePrefix[] = LR"(\\.\pipe)";
+
+struct PipeEnd {
+    std::wstring name;  // empty: the handle is not of a pipe
+    bool served = false;
+};
+
+PipeEnd PipeEndOf(HANDLE handle) {
     DWORD flags = 0;
-    if (GetFileType(handle) != FILE_TYPE_PIPE || GetNamedPipeInfo(handle, &flags, nullptr, nullptr, nullptr) == FALSE ||
-        (flags & PIPE_SERVER_END) == 0) {
+    if (GetFileType(handle) != FILE_TYPE_PIPE || GetNamedPipeInfo(handle, &flags, nullptr, nullptr, nullptr) == FALSE) {
         return {};
     }
     struct {
@@ -81,39 +92,36 @@ std::wstring ServedPipeOf(HANDLE handle) {
     if (GetFileInformationByHandleEx(handle, FileNameInfo, &name, sizeof name) == FALSE) {
         return {};
     }
-    return std::wstring(name.info.FileName, name.info.FileNameLength / sizeof(wchar_t));
+    return {kPipePrefix + std::wstring(name.info.FileName, name.info.FileNameLength / sizeof(wchar_t)),
+            (flags & PIPE_SERVER_END) != 0};
 }
 
 struct HandleLook {
-    std::wstring name;  // as ServedPipeOf gives it
-    std::vector<std::uint32_t> processIds;
-    std::atomic<std::uint32_t> holderId{0};
-    std::atomic<bool> allRead{true};
+    std::uint32_t processId = 0;
+    std::mutex lock;  // guards what follows: whoever waits takes what there is when its time is over
+    HeldPipes pipes;
 };
 
 void LookThroughHandles(HandleLook& look) {
-    for (const std::uint32_t id : look.processIds) {
-        const CKernelHandle process(OpenProcess(PROCESS_DUP_HANDLE, FALSE, id));
-        if (!process) {
-            look.allRead = false;
+    const CKernelHandle process(OpenProcess(PROCESS_DUP_HANDLE, FALSE, look.processId));
+    if (!process) {
+        return;
+    }
+    for (ULONG_PTR value = 4; value < kMostHandles; value += 4) {
+        HANDLE copy = nullptr;
+        if (DuplicateHandle(process.get(), reinterpret_cast<HANDLE>(value), GetCurrentProcess(), &copy, 0, FALSE,
+                            DUPLICATE_SAME_ACCESS) == FALSE) {
             continue;
         }
-        bool served = false;
-        for (ULONG_PTR value = 4; value < kMostHandles; value += 4) {
-            HANDLE copy = nullptr;
-            if (DuplicateHandle(process.get(), reinterpret_cast<HANDLE>(value), GetCurrentProcess(), &copy, 0, FALSE,
-                                DUPLICATE_SAME_ACCESS) == FALSE) {
-                continue;
-            }
-            const CKernelHandle owner(copy);
-            const std::wstring name = ServedPipeOf(copy);
-            served = served || !name.empty();
-            if (!name.empty() && CompareStringOrdinal(name.c_str(), -1, look.name.c_str(), -1, TRUE) == CSTR_EQUAL) {
-                look.holderId = id;
-                return;
-            }
+        const CKernelHandle owner(copy);
+        PipeEnd end = PipeEndOf(copy);
+        if (!end.name.empty()) {
+            const std::lock_guard<std::mutex> lock(look.lock);
+            (end.served ? look.pipes.served : look.pipes.connected).push_back(std::move(end.name));
         }
     }
+    const std::lock_guard<std::mutex> lock(look.lock);
+    look.pipes.read = true;
 }
 
 DWORD WINAPI LookThread(void* parameter) {
@@ -155,22 +163,30 @@ std::vector<HelperFact> LookForHelpers(const std::wstring& fileName) {
     return helpers;
 }
 
-PipeHolder LookForHolder(const std::wstring& pipeName, const std::vector<std::uint32_t>& processIds,
-                         std::uint32_t& holderId) {
-    constexpr std::wstring_view kPrefix = L"\\\\.\\pipe";
+HeldPipes LookForPipes(std::uint32_t processId) {
     const auto look = std::make_shared<HandleLook>();
-    look->name = pipeName.substr(kPrefix.size());
-    look->processIds = processIds;
+    look->processId = processId;
     // A handle of another process may be one whose questions wait; then this thread goes on without an answer.
     auto parameter = std::make_unique<std::shared_ptr<HandleLook>>(look);
     const CKernelHandle thread(CreateThread(nullptr, 0, LookThread, parameter.get(), 0, nullptr));
-    if (!thread) {
-        return PipeHolder::NotTold;
+    if (thread) {
+        parameter.release();  // the thread's
+        WaitForSingleObject(thread.get(), kHandlesMs);
     }
-    parameter.release();  // the thread's
-    if (WaitForSingleObject(thread.get(), kHandlesMs) != WAIT_OBJECT_0) {
-        return PipeHolder::NotTold;
+    const std::lock_guard<std::mutex> lock(look->lock);
+    return look->pipes;
+}
+
+PipeHolder LookForHolder(const std::wstring& pipeName, const std::vector<std::uint32_t>& processIds,
+                         std::uint32_t& holderId) {
+    bool allRead = true;
+    for (const std::uint32_t id : processIds) {
+        const HeldPipes pipes = LookForPipes(id);
+        allRead = allRead && pipes.read;
+        if (std::ranges::any_of(pipes.served, [&](const std::wstring& name) { return IsSameName(name, pipeName); })) {
+            holderId = id;
+            return PipeHolder::Helper;
+        }
     }
-    holderId = look->holderId;
-    return holderId != 0 ? PipeHolder::Helper : look->allRead ? PipeHolder::Stranger : PipeHolder::NotTold;
+    return allRead ? PipeHolder::Stranger : PipeHolder::NotTold;
 }
