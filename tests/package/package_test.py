@@ -337,6 +337,27 @@ class PackageTest(unittest.TestCase):
                 if not target.startswith(("http:", "https:")):
                     self.assertTrue((page.parent / target).exists(), f"{page.name} refers to {target}")
 
+    def test_pages_name_no_path_that_the_archives_do_not_have(self):
+        # The three archives are unpacked into one folder.
+        archives = {name.split("/", 1)[1] for one in (self.zip, self.world, self.symbols) for name in one.namelist()}
+        folders = {parent.as_posix() for name in archives for parent in pathlib.PurePosixPath(name).parents}
+        tops = {path.name for path in SOURCE_DIR.iterdir() if path.is_dir() and not path.name.startswith(".")}
+        tops = (tops | {name for name in folders if "/" not in name}) - {"build", "."}
+        named = re.compile(r"(?<![\w/.:%>-])((?:" + "|".join(sorted(tops)) + r")/[\w.+*/-]*|build/(?:windows|native|package|wine)[\w./-]*)")
+        faults, seen = [], 0
+        for one in (self.zip, self.world, self.symbols):
+            for page in one.namelist():
+                if not page.endswith((".md", ".html")) or page.endswith("THIRD-PARTY.md"):
+                    continue
+                for path in named.findall(re.sub(r"\\(?=\w)", "/", one.read(page).decode("utf-8"))):
+                    seen += 1
+                    path = path.rstrip("./")
+                    # Scenarios name files from below the programs' folder, and a command may leave .exe out.
+                    if not any(place in archives or place in folders for place in (path, path + ".exe", "bin/" + path)):
+                        faults.append(f"{page.split('/', 1)[1]} names {path}")
+        self.assertGreater(seen, 40)
+        self.assertEqual(faults, [])
+
     def test_reference_has_every_declaration_of_the_headers_and_its_links_lead_somewhere(self):
         page = (self.unpacked / "docs/reference.html").read_text(encoding="utf-8")
         anchors = re.findall(r' id="([^"]+)"', page)
