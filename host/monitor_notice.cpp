@@ -5,6 +5,7 @@
 #include <json/value.h>
 
 #include "foundation/json_text.h"
+#include "foundation/little_endian.h"
 #include "foundation/text_helpers.h"
 
 namespace {
@@ -22,8 +23,7 @@ constexpr std::int32_t kFromThisProgram = 2;
 constexpr std::size_t kLargestLength = std::numeric_limits<std::uint16_t>::max();
 
 void AppendWord(std::string& bytes, std::size_t value) {
-    bytes.push_back(static_cast<char>(value & 0xFF));
-    bytes.push_back(static_cast<char>(value >> 8 & 0xFF));
+    AppendLittleEndian(bytes, value, 2);
 }
 
 std::string TextOf(const Json::Value& object, const char* key) {
@@ -39,8 +39,7 @@ void MonitorBag::AddText(std::string_view key, std::string_view text) {
 void MonitorBag::AddNumber(std::string_view key, std::int32_t number) {
     const auto bits = static_cast<std::uint32_t>(number);
     std::string value;
-    AppendWord(value, bits);
-    AppendWord(value, bits >> 16);
+    AppendLittleEndian(value, bits, sizeof bits);
     m_vecEntries.push_back({std::string(key), kTypeNumber, std::move(value)});
 }
 

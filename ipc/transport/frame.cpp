@@ -1,18 +1,10 @@
 #include "ipc/transport/frame.h"
 
-namespace {
-
-void WriteWord(unsigned char* target, std::uint32_t nWord) {
-    for (int i = 0; i < 4; ++i) {
-        target[i] = static_cast<unsigned char>(nWord >> (8 * i));
-    }
-}
-
-}  // namespace
+#include "foundation/little_endian.h"
 
 void WriteFrameHeader(unsigned char* target, std::uint32_t nType, std::uint32_t nLength) {
-    WriteWord(target, nType);
-    WriteWord(target + 4, nLength);
+    WriteLittleEndian(target, nType, 4);
+    WriteLittleEndian(target + 4, nLength, 4);
 }
 
 std::string BuildFrame(std::string_view payload, std::uint32_t nType) {

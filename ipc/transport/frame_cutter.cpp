@@ -3,17 +3,10 @@
 #include <algorithm>
 #include <limits>
 
+#include "foundation/little_endian.h"
 #include "ipc/transport/frame.h"
 
 namespace {
-
-std::uint32_t ReadWord(const char* source) {
-    std::uint32_t word = 0;
-    for (int i = 3; i >= 0; --i) {
-        word = word << 8 | static_cast<unsigned char>(source[i]);
-    }
-    return word;
-}
 
 // The longest payload whose length a sink can be told as a positive number.
 constexpr std::uint32_t kLongestDelivered = std::numeric_limits<std::int32_t>::max();
@@ -26,7 +19,7 @@ bool CFrameCutter::Header::Dropped() const {
 
 CFrameCutter::Header CFrameCutter::PeekHeader() const {
     const char* front = m_strReceived.data() + m_nTaken;
-    return {ReadWord(front), ReadWord(front + 4)};
+    return {LittleEndian<std::uint32_t>(front), LittleEndian<std::uint32_t>(front + 4)};
 }
 
 void CFrameCutter::Append(const void* data, std::size_t nSize) {

@@ -1,19 +1,11 @@
 #include "open/probes/login_rules.h"
 
+#include "foundation/little_endian.h"
 #include "foundation/log.h"
 
-namespace {
-
-std::uint32_t LittleEndian(const LoginMark& mark, std::size_t at) {
-    return mark[at] | (std::uint32_t{mark[at + 1]} << 8) | (std::uint32_t{mark[at + 2]} << 16) |
-           (std::uint32_t{mark[at + 3]} << 24);
-}
-
-}  // namespace
-
 bool IsLoginMarkFresh(const LoginMark& mark, std::uint64_t now) {
-    const std::uint32_t state = LittleEndian(mark, 0);
-    const std::uint64_t stamp = LittleEndian(mark, 4) | (std::uint64_t{LittleEndian(mark, 8)} << 32);
+    const auto state = LittleEndian<std::uint32_t>(mark.data());
+    const auto stamp = LittleEndian<std::uint64_t>(mark.data() + 4);
     return state != 0 && now - stamp <= kLoginMarkAgeLimit;
 }
 

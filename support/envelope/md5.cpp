@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <bit>
 
+#include "foundation/little_endian.h"
+
 namespace {
 
 constexpr std::size_t kBlockSize = 64;
@@ -22,21 +24,10 @@ constexpr std::array<std::uint32_t, 64> kSines = {
 constexpr std::array<std::array<int, 4>, 4> kShifts = {
     {{7, 12, 17, 22}, {5, 9, 14, 20}, {4, 11, 16, 23}, {6, 10, 15, 21}}};
 
-std::uint32_t LoadLittle(const std::uint8_t* bytes) {
-    return static_cast<std::uint32_t>(bytes[0]) | static_cast<std::uint32_t>(bytes[1]) << 8 |
-           static_cast<std::uint32_t>(bytes[2]) << 16 | static_cast<std::uint32_t>(bytes[3]) << 24;
-}
-
-void StoreLittle(std::uint8_t* bytes, std::uint64_t value, std::size_t count) {
-    for (std::size_t i = 0; i < count; ++i) {
-        bytes[i] = static_cast<std::uint8_t>(value >> (8 * i));
-    }
-}
-
 void Transform(std::array<std::uint32_t, 4>& state, const std::uint8_t* block) {
     std::array<std::uint32_t, 16> words;
     for (std::size_t i = 0; i < words.size(); ++i) {
-        words[i] = LoadLittle(block + 4 * i);
+        words[i] = LittleEndian<std::uint32_t>(block + 4 * i);
     }
     std::uint32_t a = state[0];
     std::uint32_t b = state[1];
@@ -98,10 +89,10 @@ void Md5Final(Md5Context& context, Md5Digest& digest) {
         Transform(context.state, context.block.data());
         context.block.fill(0);
     }
-    StoreLittle(context.block.data() + kLengthAt, context.length * 8, 8);
+    WriteLittleEndian(context.block.data() + kLengthAt, context.length * 8, 8);
     Transform(context.state, context.block.data());
     for (std::size_t i = 0; i < context.state.size(); ++i) {
-        StoreLittle(digest.data() + 4 * i, context.state[i], 4);
+        WriteLittleEndian(digest.data() + 4 * i, context.state[i], 4);
     }
     Md5Init(context);
 }

@@ -4,6 +4,7 @@
 #include <array>
 #include <string_view>
 
+#include "foundation/little_endian.h"
 #include "support/picture/image_format.h"
 
 namespace {
@@ -21,11 +22,7 @@ bool Has(Bytes bytes, std::size_t at, std::size_t count) {
 
 // Numbers of a file, in either order of bytes. The caller has looked whether they are there.
 std::uint32_t Little(Bytes bytes, std::size_t at, std::size_t width) {
-    std::uint32_t value = 0;
-    for (std::size_t i = width; i-- > 0;) {
-        value = value << 8 | bytes[at + i];
-    }
-    return value;
+    return LittleEndian<std::uint32_t>(bytes.data() + at, width);
 }
 std::uint32_t Big(Bytes bytes, std::size_t at, std::size_t width) {
     std::uint32_t value = 0;

@@ -5,6 +5,8 @@
 #include <exception>
 #include <optional>
 
+#include "foundation/little_endian.h"
+
 namespace {
 
 constexpr std::uint64_t kDosHeaderBytes = 64;
@@ -49,11 +51,7 @@ class CHeaderReader {
 
     // The little-endian number of `width` bytes at an offset within what was loaded.
     std::uint32_t Little(std::uint64_t offset, std::size_t width) const {
-        std::uint32_t value = 0;
-        for (std::size_t i = 0; i < width; ++i) {
-            value |= static_cast<std::uint32_t>(m_head.at(static_cast<std::size_t>(offset - m_nOffset) + i)) << (8 * i);
-        }
-        return value;
+        return LittleEndian<std::uint32_t>(m_head.data() + static_cast<std::size_t>(offset - m_nOffset), width);
     }
 
   private:

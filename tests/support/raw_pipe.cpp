@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "foundation/little_endian.h"
+#include "foundation/overlapped_wait.h"
 #include "ipc/transport/frame.h"
 #include "tests/support/unique_name.h"
 
@@ -42,16 +44,7 @@ CRawPipe CRawPipe::Open(const std::wstring& name) {
 }
 
 bool CRawPipe::Finish(BOOL bStarted, OVERLAPPED& overlapped, DWORD nWaitMs, DWORD& nBytes) {
-    nBytes = 0;
-    if (!bStarted && GetLastError() != ERROR_IO_PENDING) {
-        return false;
-    }
-    if (WaitForSingleObject(overlapped.hEvent, nWaitMs) != WAIT_OBJECT_0) {
-        CancelIoEx(m_hPipe.get(), &overlapped);
-        // Cancelled or done after all; either way it is over before the block is freed.
-        return GetOverlappedResult(m_hPipe.get(), &overlapped, &nBytes, /*bWait=*/TRUE) != FALSE;
-    }
-    return GetOverlappedResult(m_hPipe.get(), &overlapped, &nBytes, /*bWait=*/FALSE) != FALSE;
+    return FinishOverlapped(m_hPipe.get(), overlapped, bStarted, nWaitMs, nBytes);
 }
 
 bool CRawPipe::WaitForClient(DWORD nWaitMs) {
@@ -99,10 +92,7 @@ std::optional<std::string> CRawPipe::ReadFrame(DWORD nWaitMs) {
     if (header.size() < kFrameHeaderSize) {
         return std::nullopt;
     }
-    std::size_t nLength = 0;
-    for (std::size_t i = 0; i < 4; ++i) {
-        nLength |= static_cast<std::size_t>(static_cast<unsigned char>(header[4 + i])) << (8 * i);
-    }
+    const std::size_t nLength = LittleEndian<std::uint32_t>(header.data() + 4);
     if (header.substr(0, 4) != std::string("\x00\x02\x00\x00", 4)) {
         return std::nullopt;
     }

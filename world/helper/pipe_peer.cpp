@@ -1,7 +1,7 @@
 #include "world/helper/pipe_peer.h"
 
-#include <cstring>
-
+#include "foundation/little_endian.h"
+#include "foundation/overlapped_wait.h"
 #include "ipc/transport/frame.h"
 
 bool CPipePeer::Open(const std::wstring& name) {
@@ -13,16 +13,7 @@ bool CPipePeer::Open(const std::wstring& name) {
 }
 
 bool CPipePeer::Finish(OVERLAPPED& overlapped, BOOL started, std::uint32_t timeoutMs, DWORD& moved) {
-    moved = 0;
-    if (started == FALSE && GetLastError() != ERROR_IO_PENDING) {
-        m_dwError = GetLastError();
-        return false;
-    }
-    const HANDLE handles[] = {overlapped.hEvent, m_hStop};
-    if (WaitForMultipleObjects(m_hStop != nullptr ? 2 : 1, handles, FALSE, timeoutMs) != WAIT_OBJECT_0) {
-        CancelIoEx(m_hPipe.get(), &overlapped);
-    }
-    const bool done = GetOverlappedResult(m_hPipe.get(), &overlapped, &moved, TRUE) != FALSE;
+    const bool done = FinishOverlapped(m_hPipe.get(), overlapped, started, timeoutMs, moved, m_hStop);
     m_dwError = done ? ERROR_SUCCESS : GetLastError();
     return done;
 }
@@ -65,9 +56,7 @@ std::string CPipePeer::ReadFrame(std::uint32_t timeoutMs) {
     if (m_bFailed) {
         return {};
     }
-    std::uint32_t length = 0;
-    std::memcpy(&length, header.data() + 4, sizeof length);
-    return Read(length, timeoutMs);
+    return Read(LittleEndian<std::uint32_t>(header.data() + 4), timeoutMs);
 }
 
 bool CPipePeer::WaitForEnd(std::uint32_t timeoutMs) {

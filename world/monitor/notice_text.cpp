@@ -4,6 +4,8 @@
 
 #include <json/json.h>
 
+#include "foundation/little_endian.h"
+
 namespace {
 
 constexpr std::uint32_t kTextTag = 101;
@@ -20,14 +22,7 @@ class CNoticeReader {
         m_at += count;
         return m_bytes.substr(m_at - count, count);
     }
-    std::uint32_t Number(std::size_t size) {
-        std::uint32_t number = 0;
-        const std::string little = Take(size);
-        for (std::size_t i = size; i-- > 0;) {
-            number = number << 8 | static_cast<unsigned char>(little[i]);
-        }
-        return number;
-    }
+    std::uint32_t Number(std::size_t size) { return LittleEndian<std::uint32_t>(Take(size).data(), size); }
     bool AtEnd() const { return m_at == m_bytes.size(); }
 
   private:
