@@ -44,30 +44,12 @@ CWxApi::~CWxApi() {
 }
 
 void CWxApi::InitData(const std::string& config, const std::wstring& sdkPath, const std::wstring& hostTag) {
-    CAutoLock lock(&m_lockData);
-    switch (m_host.Take(config, sdkPath, hostTag)) {
-        case ChannelConfigOutcome::NotJson:
-            NXL_LOG(L"[%s(%d)] parse error");
-            break;
-        case ChannelConfigOutcome::NotObject:
-            NXL_LOG(L"[%s(%d)] value is error");
-            break;
-        case ChannelConfigOutcome::Ok:
-            break;
-    }
-}
-
-ChannelConfig CWxApi::Channel() const {
-    CAutoLock lock(&m_lockData);
-    return m_host.m_channel;
+    m_host.Take(NXL_LOG_NAME, config, sdkPath, hostTag);
 }
 
 std::wstring CWxApi::WxSdkFolder() const {
-    std::wstring folder;
-    {
-        CAutoLock lock(&m_lockData);
-        folder = m_host.m_bMlHost ? m_host.m_strSdkPath : m_host.m_strSdkPath + L"\\wxsdk";
-    }
+    const SdkHostData host = m_host.Data();
+    const std::wstring folder = host.m_bMlHost ? host.m_strSdkPath : host.m_strSdkPath + L"\\wxsdk";
     return Late::PathFileExistsW(folder.c_str()) ? folder : std::wstring();
 }
 

@@ -8,7 +8,7 @@
 
 #include "foundation/kept_modules.h"
 #include "foundation/lock.h"
-#include "open/record/channel_config.h"
+#include "open/record/sdk_host.h"
 #include "open/wx_sdk/ocean_delegate.h"
 #include "open/wx_sdk/wx_open_tasks.h"
 
@@ -20,7 +20,8 @@ namespace MINI_API_CLIENT {
 // Every operation may run on any thread. m_lockInit makes one thread at a time load the SDK; m_lockApi is held across
 // the SDK's open call, so that a poll waits for an open under way. The SDK may answer during that call, on the calling
 // thread or on another one that the call waits for: an answer therefore takes the lock of m_tasks alone, which nothing
-// holds across a call of the SDK. Order: m_lockInit, m_lockApi, then one of the leaf locks m_lockData and m_tasks.
+// holds across a call of the SDK. Order: m_lockInit, m_lockApi, then one of the leaf locks, those of m_tasks and
+// m_host.
 class CWxApi {
   public:
     // The one binding of the process, made at first use and never destroyed.
@@ -32,9 +33,7 @@ class CWxApi {
     CWxApi(const CWxApi&) = delete;
     CWxApi& operator=(const CWxApi&) = delete;
 
-    // config: JSON text of the channel, UTF-8. sdkPath: folder of the SDKs. hostTag: kind of host; an "ml" anywhere in
-    // it counts. Called for every new instance; the latest values hold. A channel_id of the wrong form throws, and
-    // nothing catches it.
+    // As CSdkHost::Take. Called for every new instance.
     void InitData(const std::string& config, const std::wstring& sdkPath, const std::wstring& hostTag);
 
     // True when the SDK is ready. Loads it when it is not; after a failure the next call tries again from the start. A
@@ -59,7 +58,7 @@ class CWxApi {
     void OnOpenResult(std::uint32_t id, std::int32_t status) noexcept;
 
     bool IsInit() const { return m_bInit.load(std::memory_order_acquire); }
-    ChannelConfig Channel() const;
+    ChannelConfig Channel() const { return m_host.Channel(); }
 
   private:
     struct OceanTable {
@@ -75,9 +74,8 @@ class CWxApi {
     std::wstring WxSdkFolder() const;
     static bool IsWxSDKOk(const std::wstring& folder);
 
-    mutable CLock m_lockInit;
-    mutable CLock m_lockApi;
-    mutable CLock m_lockData;
+    CLock m_lockInit;
+    CLock m_lockApi;
 
     // Written under m_lockInit before m_bInit is set, and not changed afterwards.
     CKeptModules m_modules;
@@ -88,9 +86,7 @@ class CWxApi {
     std::atomic<bool> m_bUninit{false};
 
     CWxOpenTasks m_tasks;
-
-    // Guarded by m_lockData.
-    SdkHostData m_host;
+    CSdkHost m_host;
 };
 
 // What the SDK calls, on a thread of its own choosing.

@@ -81,38 +81,17 @@ CYybApi::~CYybApi() {
 }
 
 void CYybApi::InitData(const std::string& config, const std::wstring& sdkPath, const std::wstring& hostTag) {
-    CAutoLock lock(&m_lockData);
-    switch (m_host.Take(config, sdkPath, hostTag)) {
-        case ChannelConfigOutcome::NotJson:
-            NXL_LOG(L"[%s(%d)] parse error");
-            break;
-        case ChannelConfigOutcome::NotObject:
-            NXL_LOG(L"[%s(%d)] value is error");
-            break;
-        case ChannelConfigOutcome::Ok:
-            break;
-    }
-}
-
-ChannelConfig CYybApi::Channel() const {
-    CAutoLock lock(&m_lockData);
-    return m_host.m_channel;
+    m_host.Take(NXL_LOG_NAME, config, sdkPath, hostTag);
 }
 
 CYybApi::SdkTable CYybApi::Sdk() const {
-    CAutoLock lock(&m_lockData);
+    CAutoLock lock(&m_lockTable);
     return m_table;
 }
 
 std::wstring CYybApi::SdkDir() const {
-    std::wstring sdkPath;
-    bool bMlHost = false;
-    {
-        CAutoLock lock(&m_lockData);
-        sdkPath = m_host.m_strSdkPath;
-        bMlHost = m_host.m_bMlHost;
-    }
-    return WXMINI_PROGRAM_COMMON::GetYybSdkDir(sdkPath, bMlHost);
+    const SdkHostData host = m_host.Data();
+    return WXMINI_PROGRAM_COMMON::GetYybSdkDir(host.m_strSdkPath, host.m_bMlHost);
 }
 
 bool CYybApi::ResolveSdk(HMODULE module, SdkTable& table) {
@@ -158,7 +137,7 @@ bool CYybApi::InitYybApi() {
     const bool bWhole = ResolveSdk(module.get(), table);
     m_modules.Keep(std::move(module));
     {
-        CAutoLock lockData(&m_lockData);
+        CAutoLock lockData(&m_lockTable);
         m_table = table;
     }
     if (!bWhole) {

@@ -8,7 +8,7 @@
 
 #include "foundation/kept_modules.h"
 #include "foundation/lock.h"
-#include "open/record/channel_config.h"
+#include "open/record/sdk_host.h"
 #include "open/yyb/qimei.h"
 #include "open/yyb/yyb_tasks.h"
 
@@ -22,7 +22,7 @@ namespace YYB_API_CLIENT {
 // a whole open, the SDK's launch included: a poll waits for an open under way, and so does a state report on a thread
 // of the SDK; a report on the launching thread itself passes. An SDK whose launch waits for such a thread of its own
 // would therefore never come back; this one does not. Order: m_lockOpen, m_lockInit, then one of the leaf locks
-// m_lockData and those of m_tasks and m_qimei.
+// m_lockTable and those of m_tasks, m_qimei and m_host.
 class CYybApi final : private IYybSettler {
   public:
     // The one binding of the process, made at first use and never destroyed.
@@ -34,9 +34,7 @@ class CYybApi final : private IYybSettler {
     CYybApi(const CYybApi&) = delete;
     CYybApi& operator=(const CYybApi&) = delete;
 
-    // config: JSON text of the channel, UTF-8. sdkPath: folder of the SDKs. hostTag: kind of host; an "ml" anywhere in
-    // it counts. Called for every new instance; the latest values hold. A channel_id of the wrong form throws, and
-    // nothing catches it.
+    // As CSdkHost::Take. Called for every new instance.
     void InitData(const std::string& config, const std::wstring& sdkPath, const std::wstring& hostTag);
 
     // True when the SDK is ready. Loads it when it is not; after a failure the next call tries again from the start.
@@ -80,7 +78,7 @@ class CYybApi final : private IYybSettler {
     void Uninit();
 
     bool IsInit() const { return m_bInit.load(std::memory_order_acquire); }
-    ChannelConfig Channel() const;
+    ChannelConfig Channel() const { return m_host.Channel(); }
 
   private:
     friend void StateChangeThunk(const char* text, std::int32_t code) noexcept;
@@ -108,7 +106,7 @@ class CYybApi final : private IYybSettler {
 
     CLock m_lockOpen;
     CLock m_lockInit;
-    mutable CLock m_lockData;
+    mutable CLock m_lockTable;
 
     // Guarded by m_lockInit.
     CKeptModules m_modules;
@@ -121,9 +119,8 @@ class CYybApi final : private IYybSettler {
     CYybTasks m_tasks;
     CQimeiCache m_qimei;
 
-    // Guarded by m_lockData.
-    SdkTable m_table;
-    SdkHostData m_host;
+    CSdkHost m_host;
+    SdkTable m_table;  // guarded by m_lockTable
 };
 
 // What the SDK calls, on a thread of its own choosing.
