@@ -69,24 +69,22 @@ class COwner final : public IRequestOwner, public IRequestHandlers {
   public:
     std::shared_ptr<IRequestHandlers> Owner() const override { return m_pSelf.lock(); }
 
-    void GetWxAppStatus(Request& request) override { Take(request, 2); }
-    void GetWxAppStatusEncrypt(Request& request) override { Take(request, 3); }
-    void GetWxAppQIMEI(Request& request) override { Take(request, 4); }
-    void GetRSAEncrypt(Request& request) override { Take(request, 5); }
-    void OpenMiniApp(Request& request) override { Take(request, 6); }
-    void OpenMiniAppSuccessfully(Request& request) override { Take(request, 7); }
-    void DelayCheckWndStatus(Request& request) override { Take(request, 8); }
-    void DestroyWxServiceItme(Request& request) override { Take(request, 9); }
+#define TAKE(name)                              \
+    void name(Request& request) override {      \
+        Take(request, &IRequestHandlers::name); \
+    }
+    NXL_REQUEST_HANDLERS(TAKE)
+#undef TAKE
 
     std::weak_ptr<COwner> m_pSelf;
     int m_nTaken = 0;
 
   private:
-    void Take(Request& request, int nType) {
-        FUZZ_CHECK(request.nType == nType);
+    void Take(Request& request, void (IRequestHandlers::*pHandler)(Request& request)) {
+        FUZZ_CHECK(FindRequest(request.nType)->pHandler == pHandler);
         FUZZ_CHECK(request.content.isNull() || request.content.isObject());
-        CheckContentOf(nType, request.content);
-        CheckContent(*FindRequest(nType), request.content);
+        CheckContentOf(request.nType, request.content);
+        CheckContent(*FindRequest(request.nType), request.content);
         ++m_nTaken;
     }
 };

@@ -53,14 +53,7 @@ class CommzoltHelperS final : public IServiceHost, public IMessageReceiver, publ
 
     // The handlers of the requests that come on the host's pipe or in /param:. Each finds or makes the instance of the
     // request's service_id, and calls the instance's handler of the same name. A refusal is a log line and no reply.
-    void GetWxAppStatus(Request& request) override;
-    void GetWxAppStatusEncrypt(Request& request) override;
-    void GetWxAppQIMEI(Request& request) override;
-    void GetRSAEncrypt(Request& request) override;
-    void OpenMiniApp(Request& request) override;
-    void OpenMiniAppSuccessfully(Request& request) override;
-    void DelayCheckWndStatus(Request& request) override;
-    void DestroyWxServiceItme(Request& request) override;
+    NXL_REQUEST_HANDLERS(NXL_HANDLER)
     void DestroyWxServiceItme(const Request& request, const IStopToken& stop) override;
 
     // One WM_TIMER. Main thread.

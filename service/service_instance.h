@@ -63,14 +63,7 @@ class WxMiniProgramServiceEx final : public IRequestHandlers,
 
     const std::string& ServiceId() const { return m_strServiceId; }
 
-    void GetWxAppStatus(Request& request) override;
-    void GetWxAppStatusEncrypt(Request& request) override;
-    void GetWxAppQIMEI(Request& request) override;
-    void GetRSAEncrypt(Request& request) override;
-    void OpenMiniApp(Request& request) override;
-    void OpenMiniAppSuccessfully(Request& request) override;
-    void DelayCheckWndStatus(Request& request) override;
-    void DestroyWxServiceItme(Request& request) override;
+    NXL_REQUEST_HANDLERS(NXL_HANDLER)
 
     // The text of the last delayed check that was not refused; empty after a refused one.
     CSharedText RunStatusParam();

@@ -31,7 +31,6 @@ namespace {
 
 // Longer than any wait of the product: what has not come by then never comes.
 constexpr DWORD kNeverMs = 3600 * 1000;
-constexpr DWORD kGateWaitMs = 1000;
 
 struct Plan {
     std::uint32_t nNumber = 0;
@@ -229,7 +228,7 @@ class CConnection final : public IRequestHandlers, public std::enable_shared_fro
         m_pClient.reset();
     }
 
-    void GetRSAEncrypt(Request& request) override {
+    void Answer(Request& request) {
         const Json::Value* p1 = FindJsonMember(request.content, "p1");
         Hold(p1 != nullptr && p1->isString(), "a request arrives changed");
         const auto nRequest = static_cast<std::uint32_t>(std::stoul(p1->asString()));
@@ -238,13 +237,12 @@ class CConnection final : public IRequestHandlers, public std::enable_shared_fro
             pClient->Send(m_plan.Reply(nRequest));
         }
     }
-    void GetWxAppStatus(Request&) override {}
-    void GetWxAppStatusEncrypt(Request&) override {}
-    void GetWxAppQIMEI(Request&) override {}
-    void OpenMiniApp(Request&) override {}
-    void OpenMiniAppSuccessfully(Request&) override {}
-    void DelayCheckWndStatus(Request&) override {}
-    void DestroyWxServiceItme(Request&) override {}
+#define ANSWER(name)                       \
+    void name(Request& request) override { \
+        Answer(request);                   \
+    }
+    NXL_REQUEST_HANDLERS(ANSWER)
+#undef ANSWER
 
   private:
     const Plan m_plan;

@@ -19,14 +19,12 @@ namespace {
 
 class CRecordingHandlers final : public IRequestHandlers {
   public:
-    void GetWxAppStatus(Request& request) override { Record("GetWxAppStatus", request); }
-    void GetWxAppStatusEncrypt(Request& request) override { Record("GetWxAppStatusEncrypt", request); }
-    void GetWxAppQIMEI(Request& request) override { Record("GetWxAppQIMEI", request); }
-    void GetRSAEncrypt(Request& request) override { Record("GetRSAEncrypt", request); }
-    void OpenMiniApp(Request& request) override { Record("OpenMiniApp", request); }
-    void OpenMiniAppSuccessfully(Request& request) override { Record("OpenMiniAppSuccessfully", request); }
-    void DelayCheckWndStatus(Request& request) override { Record("DelayCheckWndStatus", request); }
-    void DestroyWxServiceItme(Request& request) override { Record("DestroyWxServiceItme", request); }
+#define RECORD(name)                       \
+    void name(Request& request) override { \
+        Record(#name, request);            \
+    }
+    NXL_REQUEST_HANDLERS(RECORD)
+#undef RECORD
 
     std::vector<std::pair<std::string, std::string>> m_vecCalls;
     std::function<void()> m_onCall;
