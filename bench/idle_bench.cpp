@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "foundation/handle.h"
+#include "foundation/late_library.h"
 #include "host/cpu_sample.h"
 #include "ipc/transport/pipe_names.h"
 #include "tests/support/helper_process.h"
@@ -31,8 +32,8 @@ struct Subject {
 
 // CPU time so far, from the same list that the helper's own watch reads; whole ticks of the system.
 double CpuSeconds(DWORD id) {
-    const auto query = reinterpret_cast<LONG(WINAPI*)(ULONG, void*, ULONG, ULONG*)>(
-        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "NtQuerySystemInformation")));
+    LONG(WINAPI * query)(ULONG, void*, ULONG, ULONG*) = nullptr;
+    ResolveFunction(GetModuleHandleW(L"ntdll.dll"), "NtQuerySystemInformation", query);
     std::vector<std::byte> list(65536);
     constexpr ULONG kSystemProcessInformation = 5;
     constexpr auto kInfoLengthMismatch = static_cast<LONG>(0xC0000004);

@@ -10,6 +10,8 @@
 
 #include <imm.h>
 
+#include "foundation/late_library.h"
+
 namespace {
 
 using Query = LONG(WINAPI*)(ULONG, void*, ULONG, ULONG*);
@@ -28,8 +30,8 @@ DWORD WINAPI ProbeWindow(void* window) {
 }
 
 DWORD WINAPI SampleSystem(void*) {
-    const auto query = reinterpret_cast<Query>(
-        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "NtQuerySystemInformation")));
+    Query query = nullptr;
+    ResolveFunction(GetModuleHandleW(L"ntdll.dll"), "NtQuerySystemInformation", query);
     for (;;) {
         Sleep(10000);
         std::vector<char> list(65536);

@@ -4,11 +4,11 @@
 
 #include "foundation/log.h"
 #include "foundation/log_output.h"
+#include "foundation/registry_names.h"
 #include "foundation/wide_format.h"
 
 namespace {
 
-constexpr wchar_t kSwitchKey[] = L"Software\\Ovrin\\zolt";
 constexpr wchar_t kLogFileFormat[] = L"C:\\temp\\zolt\\Nexlet%d.log";
 
 // Never destroyed: a thread may still log while the process ends.
@@ -19,7 +19,7 @@ std::shared_ptr<Log>& g_pLog = *new std::shared_ptr<Log>(std::make_shared<Log>()
 bool IsDebugValueOn(const wchar_t* name) {
     DWORD value = 0;
     DWORD size = sizeof(value);
-    const LSTATUS status = RegGetValueW(HKEY_CURRENT_USER, kSwitchKey, name, RRF_RT_ANY, nullptr, &value, &size);
+    const LSTATUS status = RegGetValueW(HKEY_CURRENT_USER, kProgramKey, name, RRF_RT_ANY, nullptr, &value, &size);
     return status == ERROR_SUCCESS && size == sizeof(value) && value == 1;
 }
 

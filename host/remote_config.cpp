@@ -36,7 +36,7 @@ bool FetchInfo(std::string& text) {
     g_nHttpTimeoutMs.store(kHttpShortTimeoutMs);
     COvHttpTransfer transfer;
     transfer.SetRequest(kInfoUrl, &HttpContextText, &text);
-    return transfer.Execute() == 200;
+    return transfer.Execute() == kHttpOk;
 }
 
 }  // namespace
@@ -45,7 +45,7 @@ std::uint32_t HttpContextText(std::uint32_t status, const void* data, std::uint3
     if (size == 0 || context == nullptr) {
         return 1;
     }
-    if (status != 200 || data == nullptr) {
+    if (status != static_cast<std::uint32_t>(kHttpOk) || data == nullptr) {
         NXL_LOG(L"[%s(%d)] Failed or empty response, status::  %d", status);
         return 1;
     }

@@ -7,10 +7,11 @@
 #include <cstdint>
 #include <string>
 
-// HKEY_CURRENT_USER; both values are REG_DWORD.
-inline constexpr wchar_t kRemoteConfigKey[] = L"Software\\Ovrin\\zolt";
-inline constexpr wchar_t kLastInfoTimeValue[] = L"last_info_time";            // time of the last successful fetch
-inline constexpr wchar_t kAppShortcutCreateValue[] = L"app_shortcut_create";  // 1 or 0
+#include "foundation/registry_names.h"
+
+// HKEY_CURRENT_USER; kLastInfoTimeValue and kAppShortcutCreateValue are REG_DWORD.
+inline constexpr auto& kRemoteConfigKey = kProgramKey;
+inline constexpr wchar_t kLastInfoTimeValue[] = L"last_info_time";  // time of the last successful fetch
 
 // Thread procedure with the host as argument; a null argument ends it at once. Otherwise it never returns: it looks at
 // the age of the stored time at the start and every 3 hours, and fetches when that is more than a day.

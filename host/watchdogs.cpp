@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "foundation/handle.h"
+#include "foundation/late_library.h"
 #include "foundation/log.h"
 #include "foundation/wide_format.h"
 #include "host/cpu_rule.h"
@@ -236,13 +237,12 @@ DWORD WINAPI MonCPUUsageThreadFunc(void*) {
         NXL_LOG(L"[%s(%d)] Failed to load ntdll.dll");
         return 0;
     }
-    const FARPROC query = GetProcAddress(module, "NtQuerySystemInformation");
-    if (query == nullptr) {
+    void* query = nullptr;
+    if (!ResolveFunction(module, "NtQuerySystemInformation", query)) {
         NXL_LOG(L"[%s(%d)] Failed to get NtQuerySystemInformation address");
         return 0;
     }
-    RunCpuWatch({&SleepPause, &SampleThisProcess, &EndBurningProcess, reinterpret_cast<void*>(query),
-                 CommzoltHelperS::GetInstance()});
+    RunCpuWatch({&SleepPause, &SampleThisProcess, &EndBurningProcess, query, CommzoltHelperS::GetInstance()});
     return 0;
 }
 

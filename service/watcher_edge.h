@@ -23,6 +23,7 @@ class CWatcherEdge final : public IWatcherEdge {
 
   private:
     std::atomic<bool> m_bStop{false};  // written with m_lock held
+    // The system's own, since a condition waits with no other kind: a CLock has none.
     SRWLOCK m_lock = SRWLOCK_INIT;
     CONDITION_VARIABLE m_stopped = CONDITION_VARIABLE_INIT;
 };

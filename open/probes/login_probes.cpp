@@ -18,8 +18,8 @@ namespace {
 
 const wchar_t kMarkKey[] = L"SOFTWARE\\Classes\\WdTsIndexStore.1";
 const wchar_t kMarkValue[] = L"wxl_state";
-const wchar_t kWxCacheKey[] = L"SOFTWARE\\OvrinSe\\MiniWxProgram\\WXSDK";
-const wchar_t kYybCacheKey[] = L"SOFTWARE\\OvrinSe\\MiniWxProgram\\YYBSDK";
+const wchar_t kWxCacheKey[] = NXL_STATUS_KEY L"\\WXSDK";
+const wchar_t kYybCacheKey[] = NXL_STATUS_KEY L"\\YYBSDK";
 const wchar_t kLoginTime[] = L"lt";
 const wchar_t kLoginState[] = L"ls";
 

@@ -11,6 +11,7 @@
 #include "foundation/windows_headers.h"
 #include "open/probes/install_probes.h"
 #include "open/probes/login_probes.h"
+#include "open/probes/registry_views.h"
 #include "open/probes/status_probe.h"
 #include "open/request/status_store.h"
 #include "open/yyb/yyb_api.h"
@@ -21,7 +22,6 @@ namespace {
 
 using YYB_API_CLIENT::CYybApi;
 
-const wchar_t kStatusKey[] = L"SOFTWARE\\OvrinSe\\MiniWxProgram";
 const wchar_t kStatusTime[] = L"zolt_tm";
 
 // What a probe does when another thread is starting the YYB SDK.
@@ -53,7 +53,7 @@ class CMachineFacts final : public IStatusFacts {
 // One value of the status key; the key is made when it is missing. A failure is not noticed.
 void WriteStatusValue(const wchar_t* name, DWORD type, const void* data, std::size_t size) {
     HKEY opened = nullptr;
-    if (g_pfnCreateStatusKey(HKEY_CURRENT_USER, kStatusKey, 0, nullptr, 0, kWrite32BitView, nullptr, &opened,
+    if (g_pfnCreateStatusKey(HKEY_CURRENT_USER, NXL_STATUS_KEY, 0, nullptr, 0, kWrite32BitView, nullptr, &opened,
                              nullptr) != ERROR_SUCCESS) {
         return;
     }

@@ -12,6 +12,7 @@
 #include "foundation/late_shlwapi.h"
 #include "foundation/log.h"
 #include "foundation/path_helpers.h"
+#include "foundation/registry_names.h"
 #include "open/probes/install_probes.h"
 #include "open/wx_client/app_shortcut.h"
 #include "open/wx_client/wx_client_flow.h"
@@ -27,8 +28,6 @@ namespace WX_CLIENT {
 
 namespace {
 
-const wchar_t kSettingsKey[] = L"Software\\Ovrin\\zolt";
-const wchar_t kSwitchName[] = L"app_shortcut_create";
 const wchar_t kCacheFolder[] = L"NxlShortcutCache";
 const wchar_t kCodeBeacon[] = L"https://" NEXLET_STATISTICS_HOST L"/static/a/1663.8991.gif?_referer=";
 // ShellExecuteW speaks of success above this.
@@ -79,7 +78,7 @@ class CWeChatEdge final : public IWeChatEdge {
         std::uint32_t value = 0;
         DWORD type = REG_DWORD;
         DWORD size = sizeof value;
-        Late::SHGetValueW(HKEY_CURRENT_USER, kSettingsKey, kSwitchName, &type, &value, &size);
+        Late::SHGetValueW(HKEY_CURRENT_USER, kProgramKey, kAppShortcutCreateValue, &type, &value, &size);
         return value;
     }
     bool OpenUrl(const std::wstring& urlScheme) override {

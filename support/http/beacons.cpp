@@ -2,8 +2,8 @@
 
 #include <cstdlib>
 #include <ctime>
-#include <mutex>
 
+#include "foundation/lock.h"
 #include "foundation/log.h"
 #include "support/http/beacon_url.h"
 #include "support/http/http_transfer.h"
@@ -11,11 +11,12 @@
 
 namespace {
 
-std::mutex g_lockMachineId;
+// Never destroyed: a thread may still send a beacon while the process ends.
+CLock& g_lockMachineId = *new CLock;
 std::wstring g_strMachineId;
 
 std::wstring MachineId() {
-    const std::lock_guard guard(g_lockMachineId);
+    const CAutoLock guard(&g_lockMachineId);
     return g_strMachineId;
 }
 
@@ -33,7 +34,7 @@ void Post(const std::wstring& url, BeaconWorker worker = BeaconWorker::StartAtNe
 }  // namespace
 
 void SetBeaconMachineId(const std::wstring& machineId) {
-    const std::lock_guard guard(g_lockMachineId);
+    const CAutoLock guard(&g_lockMachineId);
     g_strMachineId = machineId;
 }
 

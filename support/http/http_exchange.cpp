@@ -17,7 +17,6 @@ constexpr std::int32_t kNoConnection = -4;
 constexpr std::int32_t kNoRequest = -5;
 constexpr std::int32_t kBodyBroken = -6;
 
-constexpr std::uint32_t kStatusOk = 200;
 constexpr std::uint32_t kStatusForbidden = 403;
 constexpr std::uint32_t kStatusProxyAuthentication = 407;
 
@@ -152,7 +151,7 @@ CHttpExchange::Next CHttpExchange::Attempt() {
         status = DecimalValue(text);
     }
     m_nResult = static_cast<std::int32_t>(status);
-    if (status == kStatusOk) {
+    if (status == static_cast<std::uint32_t>(kHttpOk)) {
         // The size is the one the status left behind, three characters' worth: only a length of at most two digits
         // fits, any longer one counts as absent. Nothing may rely on the length but the broken read of ReadBody; the
         // test ALengthOfThreeDigitsCountsAsAbsent holds it.
@@ -250,10 +249,10 @@ CHttpExchange::Next CHttpExchange::ReadBody(std::uint32_t expected) {
 
 CHttpExchange::Next CHttpExchange::Deliver(const void* data, std::uint32_t size) {
     if (m_transfer.m_pfnCallback != nullptr) {
-        m_transfer.m_pfnCallback(kStatusOk, data, size, m_transfer.m_pCallbackContext);
+        m_transfer.m_pfnCallback(static_cast<std::uint32_t>(kHttpOk), data, size, m_transfer.m_pCallbackContext);
     }
     m_bDelivered = true;
-    m_nResult = static_cast<std::int32_t>(kStatusOk);
+    m_nResult = kHttpOk;
     return Next::StoreHeaderTexts;
 }
 

@@ -66,7 +66,7 @@ std::int32_t COvHttpTransfer::Execute() {
 }
 
 bool COvHttpTransfer::StartWorker() {
-    const std::lock_guard guard(m_lockStart);
+    const CAutoLock guard(&m_lockStart);
     if (m_hThread.load() != nullptr) {
         return true;
     }
@@ -88,7 +88,7 @@ bool COvHttpTransfer::PostUrl(const std::wstring& url, bool bMayStart) {
     if (bMayStart && m_dwThreadId.load() == 0 && m_bStartAtNeed.load()) {
         StartWorker();
     }
-    const std::lock_guard guard(m_lockUrls);
+    const CAutoLock guard(&m_lockUrls);
     const DWORD thread = m_dwThreadId.load();
     if (thread == 0 || m_deqUrls.size() >= kWaitingUrls) {
         return false;
@@ -102,7 +102,7 @@ bool COvHttpTransfer::PostUrl(const std::wstring& url, bool bMayStart) {
 }
 
 bool COvHttpTransfer::TakeUrl(std::wstring& url) {
-    const std::lock_guard guard(m_lockUrls);
+    const CAutoLock guard(&m_lockUrls);
     if (m_deqUrls.empty()) {
         return false;
     }
@@ -112,7 +112,7 @@ bool COvHttpTransfer::TakeUrl(std::wstring& url) {
 }
 
 void COvHttpTransfer::EndQueue() {
-    const std::lock_guard guard(m_lockUrls);
+    const CAutoLock guard(&m_lockUrls);
     m_dwThreadId.store(0);
     m_deqUrls.clear();
 }

@@ -15,12 +15,15 @@
 #include <deque>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <set>
 #include <string>
 #include <vector>
 
 #include "foundation/handle.h"
+#include "foundation/lock.h"
+
+// The status of a transfer that succeeded, as the callback and the result of Execute give it.
+inline constexpr std::int32_t kHttpOk = 200;
 
 // Told the outcome of a transfer once: 200 with the body (null and 0 when it is empty), or the result of Execute with
 // null and 0. The bytes carry no terminator and are gone when the callback returns. What it returns is ignored: 0 for
@@ -100,9 +103,9 @@ class COvHttpTransfer {
     bool TakeUrl(std::wstring& url);
     void EndQueue();
 
-    std::mutex m_lockUrls;               // guards m_deqUrls, and a worker's id against its end
+    CLock m_lockUrls;                    // guards m_deqUrls, and a worker's id against its end
     std::deque<std::wstring> m_deqUrls;  // posted and not yet taken by the worker
-    std::mutex m_lockStart;
+    CLock m_lockStart;
     std::atomic<bool> m_bStartAtNeed{false};
     CKernelHandle m_hQueueReady;
 };

@@ -46,7 +46,6 @@ void CWxLoadingWnd::DownAppIcon(const std::wstring& strAppIconUrl) {
     COvHttpTransfer transfer;
     g_nHttpTimeoutMs = kHttpShortTimeoutMs;
     transfer.SetRequest(m_strAppIconUrl.c_str(), &HttpDownload, path.data());
-    constexpr std::int32_t kHttpOk = 200;
     std::int32_t result = 0;
     RunBesideSentMessages([&] { result = transfer.Execute(); });
     if (result == kHttpOk && !IsDevicePath(path)) {

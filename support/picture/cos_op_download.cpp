@@ -39,6 +39,5 @@ bool CosOp::DownLoadFile(const std::wstring& url, const std::wstring& folder, co
     COvHttpTransfer transfer;
     g_nHttpTimeoutMs = kHttpShortTimeoutMs;
     transfer.SetRequest(url.c_str(), &HttpDownloadFile, target.data());
-    constexpr std::int32_t kHttpOk = 200;
     return transfer.Execute() == kHttpOk && !IsDevicePath(target) && Exists(target);
 }

@@ -3,6 +3,7 @@
 #include <cstring>
 #include <vector>
 
+#include "foundation/late_library.h"
 #include "host/cpu_sample.h"
 #include "host/message_window.h"
 #include "tests/unit/host/host_fixture.h"
@@ -115,8 +116,9 @@ TEST_F(CpuWatchTest, WindowThatCouldNotBeMadeIsLogged) {
 }
 
 NtQuerySystemInformationFunction SystemQuery() {
-    return reinterpret_cast<NtQuerySystemInformationFunction>(
-        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "NtQuerySystemInformation")));
+    NtQuerySystemInformationFunction query = nullptr;
+    EXPECT_TRUE(ResolveFunction(GetModuleHandleW(L"ntdll.dll"), "NtQuerySystemInformation", query));
+    return query;
 }
 
 TEST_F(CpuWatchTest, RealSampleIsAShareOfTheMachine) {

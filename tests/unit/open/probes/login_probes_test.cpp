@@ -10,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include "foundation/late_library.h"
 #include "open/probes/install_probes.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/login_mark.h"
@@ -27,8 +28,8 @@ const std::wstring kYybCache = L"SOFTWARE\\OvrinSe\\MiniWxProgram\\YYBSDK";
 
 LONG NTAPI Query(HANDLE process, int infoClass, void* block, ULONG size, ULONG* length) {
     using Function = LONG(NTAPI*)(HANDLE, int, void*, ULONG, ULONG*);
-    static const auto function = reinterpret_cast<Function>(
-        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "NtQueryInformationProcess")));
+    Function function = nullptr;
+    EXPECT_TRUE(ResolveFunction(GetModuleHandleW(L"ntdll.dll"), "NtQueryInformationProcess", function));
     return function(process, infoClass, block, size, length);
 }
 
