@@ -75,7 +75,7 @@ Number CutNumber(std::string_view text, std::size_t at) {
     return number;
 }
 
-// The digits from the first one other than 0, and where the point stands: before all of them when it is 0.
+// The digits from the first one other than 0, and where the point is: before all of them when it is 0.
 struct Mantissa {
     std::string digits;    // at most kSignificantDigits
     bool bMore = false;    // a digit other than 0 was left out
@@ -124,7 +124,7 @@ void AppendShort(std::string& out, const Number& number, const Mantissa& mantiss
     out += std::to_string(std::clamp(ExponentOf(number) + mantissa.point, -kLargestExponent, kLargestExponent));
 }
 
-// The end of the text or comment that begins at this place, or of the single character that stands there.
+// The end of the text or comment that begins at this place, or of the single character there.
 std::size_t EndOfPiece(std::string_view text, std::size_t at) {
     if (text[at] == '"') {
         for (++at; at < text.size() && text[at] != '"'; ++at) {
@@ -143,7 +143,7 @@ std::size_t EndOfPiece(std::string_view text, std::size_t at) {
 }  // namespace
 
 std::optional<std::string> WithShortNumbers(std::string_view text, std::size_t nLongDigits) {
-    // The digits may stand on both sides of the point: half of them stand on one.
+    // The digits may be on both sides of the point: then half of them are on one.
     if (!HasLongRow(text, (nLongDigits + 1) / 2)) {
         return std::nullopt;
     }

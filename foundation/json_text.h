@@ -8,12 +8,12 @@
 #include <json/value.h>
 
 // Parses text into value. False, with value null, when the reader refuses it: broken text, a byte-order mark, nesting
-// deeper than 1000. Comments are skipped, and text after a whole root is ignored. The time is linear in the text, but
-// for the search among the members of an object. Any thread.
+// deeper than 1000. Comments are skipped, and text after a whole root is ignored. The time is linear in the text,
+// except for the search among the members of an object. Any thread.
 bool ParseJson(std::string_view text, Json::Value& value);
 
-// The compact form: keys sorted bytewise, no blanks, no line end, bytes above 0x7F as they are; a value that is no
-// number is written as the reader cannot read it back (null, 1e+9999, -1e+9999 for NaN and the infinities). Any thread.
+// The compact form: keys sorted bytewise, no blanks, no line end, bytes above 0x7F as they are; a value that is not a
+// number is written in a form that the reader refuses (null, 1e+9999, -1e+9999 for NaN and the infinities). Any thread.
 std::string WriteJson(const Json::Value& value);
 
 // How many texts ParseJson and WriteJson were called for since the process started. Tests hold a request to one text in

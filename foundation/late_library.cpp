@@ -4,7 +4,7 @@
 
 namespace {
 
-// The program's own folder is where anybody may have put a file of the library's name, and a bare name would find it
+// Any user may have put a file of the library's name into the program's own folder, and a bare name would find it
 // there; so would a name that an SDK has loaded a file of. A whole path finds neither.
 HMODULE LoadFromSystemFolder(const wchar_t* name) {
     wchar_t folder[MAX_PATH] = {};

@@ -167,8 +167,8 @@ constexpr ArgumentKind NextConversion(std::wstring_view format, std::size_t& at)
     return ArgumentKind::Unfit;
 }
 
-// Whether the arguments are as many, and of the kinds, as format asks for. %d and its like take up to 32 bits, %lld and
-// its like 64, %f a real, %s wide text, %hs narrow text; other conversions are not used by this program.
+// Whether the arguments have the number and the kinds that format asks for. %d and its like take up to 32 bits, %lld
+// and its like 64, %f a real, %s wide text, %hs narrow text; other conversions are not used by this program.
 template <typename... T>
 constexpr bool FormatFits(std::wstring_view format, Types<T...>) {
     constexpr ArgumentKind given[] = {KindOf<T>()..., ArgumentKind::Unfit};

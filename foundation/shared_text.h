@@ -6,7 +6,7 @@
 #include <string_view>
 #include <utility>
 
-// Does not change once it is made. Copying it costs the same however long it is, so that a text of a caller may be
+// Does not change once it is made. Copying it costs the same however long it is, so that a caller's text may be
 // copied while a lock is held. Copies may be used on several threads at once.
 class CSharedText {
   public:
