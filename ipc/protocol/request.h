@@ -1,4 +1,4 @@
-// A message as it goes from the pipe to its handler: read from its payload once.
+// A message on its way from the pipe to its handler: read from its payload once.
 #pragma once
 
 #include <string>
@@ -14,6 +14,6 @@ struct Request {
     // Every other type: an object, or null. The handler turns it into the content of the reply.
     Json::Value content;
 
-    // The content as compact JSON, for a line of the log: "null" for null. It is written anew for each call.
+    // The content as compact JSON, for a line of the log: "null" for null. Each call writes it again.
     std::string ContentText() const { return WriteJson(content); }
 };

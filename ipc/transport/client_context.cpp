@@ -31,7 +31,7 @@ void CClientContext::Bind() {
         m_hPort && CreateIoCompletionPort(m_hPipe.get(), m_hPort->get(), reinterpret_cast<ULONG_PTR>(this),
                                           /*NumberOfConcurrentThreads=*/0) != nullptr;
     if (!bBound) {
-        // Nothing posted on such a pipe would ever be seen to complete.
+        // The completion of an operation on such a pipe would never be seen.
         m_hPipe.reset();
         return;
     }

@@ -13,7 +13,7 @@
 #include "ipc/transport/frame_cutter.h"
 #include "ipc/transport/io_buffer.h"
 
-// A completion port and the promise that it stays open for as long as anybody may still wait on it or post to it.
+// A completion port, kept open for as long as any thread may still wait on it or post to it.
 using CSharedPort = std::shared_ptr<const CKernelHandle>;
 
 // A read that was done at once.

@@ -55,7 +55,7 @@ void CFrameCutter::DispatchFrames(IPipeConnectCallback* pCallback) {
         }
         const Header header = PeekHeader();
         if (header.Dropped()) {
-            // There is no resynchronisation: whatever follows the frame is read as the next one.
+            // There is no resynchronisation: the bytes after the frame are read as the next one.
             m_nTaken += kFrameHeaderSize;
             m_bDropping = true;
             m_nToDrop = header.nLength;
@@ -71,7 +71,7 @@ void CFrameCutter::DispatchFrames(IPipeConnectCallback* pCallback) {
         m_nTaken += kFrameHeaderSize + header.nLength;
     }
     if (m_nTaken > 0) {
-        // Once for all frames of this pass: moving the rest down behind each would be quadratic in a full buffer.
+        // Once for all frames of this pass: moving the rest down after each would be quadratic in a full buffer.
         m_strReceived.erase(0, m_nTaken);
         m_nTaken = 0;
         ShrinkReceiveBuffer();
@@ -80,17 +80,17 @@ void CFrameCutter::DispatchFrames(IPipeConnectCallback* pCallback) {
 
 void CFrameCutter::Deliver(IPipeConnectCallback* pCallback, std::uint32_t nLength) {
     char* payload = m_strReceived.data() + m_nTaken + kFrameHeaderSize;
-    char* behind = payload + nLength;
+    char* after = payload + nLength;
     const auto* data = reinterpret_cast<const unsigned char*>(payload);
     const auto length = static_cast<std::int32_t>(nLength);
-    if (behind == m_strReceived.data() + m_strReceived.size()) {
-        pCallback->Received(data, length);  // the string's own terminator stands there
+    if (after == m_strReceived.data() + m_strReceived.size()) {
+        pCallback->Received(data, length);  // the string's own terminator is there
         return;
     }
-    const char saved = *behind;
-    *behind = '\0';
+    const char saved = *after;
+    *after = '\0';
     pCallback->Received(data, length);
-    *behind = saved;
+    *after = saved;
 }
 
 void CFrameCutter::ShrinkReceiveBuffer() {

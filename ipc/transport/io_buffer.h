@@ -20,11 +20,11 @@ enum IOType : std::int32_t {
 
 class CIOBuffer;
 
-// The block the kernel is given, with the way back to its record behind it.
+// The block that the kernel is given, followed by a pointer to its record.
 struct OverlappedBlock : OVERLAPPED {
     explicit OverlappedBlock(CIOBuffer* pRecord) : OVERLAPPED{}, pOwner(pRecord) {}
 
-    CIOBuffer* const pOwner;  // weak: the record the block lies in
+    CIOBuffer* const pOwner;  // weak: the record that holds the block
 };
 
 // While an operation is pending the kernel holds the block, and the read or write the data too: a record is neither

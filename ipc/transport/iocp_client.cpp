@@ -33,7 +33,7 @@ bool CIOCP_Client::StartThread() {
 }
 
 void CIOCP_Client::End() {
-    // In this order: the worker looks at it behind the wake-up call.
+    // In this order: the worker looks at it after the wake-up call.
     m_bEnding.store(true);
     Stop();
 }
@@ -60,7 +60,7 @@ unsigned CIOCP_Client::WorkerThread(const std::shared_ptr<CIOCP_Client>& pClient
         if (packet.pContext != nullptr && pClient->EndIfIdle(packet.pContext)) {
             return 0;
         }
-        // Either something else is pending, and the connection is dead without a word, or the port is of no use.
+        // Either something else is pending, and the connection is dead without a call of Lost, or the port is unusable.
         break;
     }
     if (hPort) {

@@ -1,4 +1,4 @@
-// The client of a named pipe that somebody else serves.
+// The client of a named pipe that another process serves.
 #pragma once
 
 #include <atomic>
@@ -10,11 +10,11 @@
 
 // One connection, ever: a lost one takes a new object.
 //
-//   Closed   CreateClientContext fails           Closed; nobody tries again
+//   Closed   CreateClientContext fails           Closed; there is no second attempt
 //            CreateClientContext succeeds        Opened
 //   Opened   the first PostRead succeeds         Reading
 //   Reading  a completion fails, alone           Lost: context freed, Lost called, worker ended
-//            a completion fails, others pending  Dead: worker ended without a word, sends are taken and dropped
+//            a completion fails, others pending  Dead: worker ended without a call, sends are taken and dropped
 //            an operation fails at once, alone   Lost, but the worker goes on until the port is closed
 //            the same, a write pending           the same when the write is done; Lost or Dead as above when it fails
 //            Stop                                pipe closed, so the read fails: as above
@@ -28,7 +28,7 @@ class CIOCP_Client final : public CIOCP_Object,
     static std::shared_ptr<CIOCP_Client> Create();
     ~CIOCP_Client() = default;
 
-    // Who answers the requests that come in, reached by the sink. Set before the worker is started.
+    // What answers the requests that come in; the sink asks for it. Set before the worker is started.
     void SetOwner(std::weak_ptr<IRequestHandlers> pOwner) { m_pOwner = std::move(pOwner); }
     std::shared_ptr<IRequestHandlers> Owner() const override { return m_pOwner.lock(); }
 
@@ -37,7 +37,7 @@ class CIOCP_Client final : public CIOCP_Object,
     // Starts the worker. False when the thread could not be started, or there is one.
     bool StartThread();
     // Stop for an owner that lets go. Stop leaves a worker asleep whose connection has ended already, or never got a
-    // read: nothing would come from its port any more but its closing, which WaitForThread puts behind its wait.
+    // read: its port would give nothing but the closing, which WaitForThread does only after its wait.
     void End();
     // Posts the first read on the current connection. 1, or 0 when it failed or there is no connection.
     int PostRead();
@@ -57,6 +57,6 @@ class CIOCP_Client final : public CIOCP_Object,
     CClientContext* m_pEnding = nullptr;  // over, but something is still pending on it; the worker alone
 };
 
-// Whether somebody serves the pipe of this name. The probe is a real connect: the server sees a client come and go.
+// Whether a process serves the pipe of this name. The probe is a real connect: the server sees a client come and go.
 // A server whose instances are all taken counts.
 bool DoesNamedPipeExist(const std::wstring& strName);

@@ -123,7 +123,7 @@ std::shared_ptr<CClientContext> CIOCP_Object::MakeContext() {
 }
 
 void CIOCP_Object::Forget(const CClientContext* pContext) {
-    // Freed behind the lock.
+    // Freed after the lock is released.
     std::shared_ptr<CClientContext> pFreed;
     const CAutoLock lock(&m_lockContext);
     if (m_pContext.get() == pContext) {
@@ -196,7 +196,7 @@ void CIOCP_Object::AbandonConnections(HANDLE hPort) {
         while (pContext->HasPendingIo()) {
             const Packet packet = NextPacket(hPort);
             if (!packet.bGood && packet.pBuffer == nullptr) {
-                return;  // the port gives nothing back any more; the contexts stay until the object goes
+                return;  // the port gives nothing back; the contexts stay until the object is destroyed
             }
         }
     }

@@ -19,7 +19,7 @@ inline constexpr DWORD kGateWaitMs = 1000;
 inline constexpr DWORD kWorkerWaitMs = 1000;
 
 // Held by shared pointers: the owner has one and the worker another, so whatever a late worker touches is alive. An
-// owner that lets go calls Stop and WaitForThread first; without them the worker goes on serving its connection.
+// owner that lets go calls Stop and WaitForThread first; without them the worker continues to serve its connection.
 //
 // SetCallback and SetNames come before the worker and the connection; everything else may be called on any thread.
 class CIOCP_Object {
@@ -28,12 +28,12 @@ class CIOCP_Object {
     CIOCP_Object& operator=(const CIOCP_Object&) = delete;
 
     void SetCallback(std::shared_ptr<IPipeConnectCallback> pCallback) { m_pCallback = std::move(pCallback); }
-    // An empty event name means that sends go ungated.
+    // With an empty event name sends wait for no gate.
     void SetNames(const std::wstring& strPipe, const std::wstring& strEvent);
 
     // Sends text, up to its first NUL, as one frame. 1 when it was handed on, 0 when there is no connection.
     //
-    // Waits up to kGateWaitMs for the gate, goes on whatever came of it, and leaves the gate closed when there is no
+    // Waits up to kGateWaitMs for the gate, sends whatever came of it, and leaves the gate closed when there is no
     // connection: the next sender on that pipe, here or in the other process, then sits out its full wait. Callers
     // rely on a failed send giving no signal; IocpClientTest.FailedSendLeavesTheGateClosed holds it.
     int Send(const std::string& text);
@@ -46,7 +46,7 @@ class CIOCP_Object {
     // ends by itself as soon as it can. Returns at once on the worker itself.
     void WaitForThread(DWORD nWaitMs = kWorkerWaitMs);
 
-    // Closes the port for this object without waiting: the worker closes its connection without a word to the sink and
+    // Closes the port for this object without waiting: the worker closes its connection without telling the sink and
     // ends, once it is back from a handler.
     void ClosePort();
 
@@ -84,12 +84,12 @@ class CIOCP_Object {
     CSharedPort Port() const;
     // Whether any connection has an operation whose packet is still to come.
     bool HasPendingIo() const;
-    // Ends every connection without a word to the sink and takes what is pending from the port. Worker only.
+    // Ends every connection without telling the sink and takes what is pending from the port. Worker only.
     void AbandonConnections(HANDLE hPort);
     bool LaunchWorker(std::function<unsigned()> work);
 
-    // The work of one good completion and the writes it left behind. 0 when the connection should end if nothing is
-    // pending on it, else 1.
+    // The work of one good completion and of the writes that wait for it. 0 when the connection should end if nothing
+    // is pending on it, else 1.
     int Handle(CIOBuffer* pBuffer, CClientContext* pContext, DWORD nBytes);
 
     // The gate in effect. Replaced by every listener, hence shared with the senders that are waiting on it.

@@ -16,7 +16,7 @@ void CIOCP_Server::CreateListener() {
     pContext->MakePipe(m_strPipe);
     if (!m_strEvent.empty()) {
         // While a gate of this name is held anywhere this is the same event, in the state it is in. The old handle is
-        // closed behind the making of the new one, so the event lives as long as the server does.
+        // closed after the new one is made, so the event lives as long as the server does.
         SetGate(CreateEventW(nullptr, /*bManualReset=*/TRUE, /*bInitialState=*/TRUE, m_strEvent.c_str()));
     }
     if (pContext->HasPipe() && pContext->HasAcceptBuffer() && pContext->PostAccept()) {
@@ -61,7 +61,7 @@ void CIOCP_Server::Process(CIOBuffer* pBuffer, CClientContext* pContext, DWORD n
 void CIOCP_Server::EndIfIdle(CClientContext* pContext) {
     if (!pContext->TryClose()) {
         // What is still pending may end well: a write that the client took before it left. That packet, too, must end
-        // the connection, or nobody is listened for any more.
+        // the connection, or the server never listens again.
         m_pEnding = pContext;
         return;
     }

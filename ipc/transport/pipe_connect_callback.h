@@ -8,7 +8,7 @@ class IPipeConnectCallback {
   public:
     // A connection is up. Server side only: a client knows from its own call that it is connected.
     virtual void Connected() = 0;
-    // One frame's payload. A zero byte stands behind it for the length of the call, so it can be read as text. The
+    // One frame's payload. A zero byte follows it for the length of the call, so it can be read as text. The
     // result is not looked at. length is negative for a frame of more than 2 GiB, and data is then empty.
     virtual std::uint32_t Received(const unsigned char* data, std::int32_t length) = 0;
     // The connection is gone and its context freed.

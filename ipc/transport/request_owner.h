@@ -1,4 +1,4 @@
-// Who answers the requests that come in on a connection.
+// What answers the requests that come in on a connection.
 #pragma once
 
 #include <memory>
