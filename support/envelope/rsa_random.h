@@ -1,6 +1,6 @@
 // The envelope's random source: a counter seeded from the clock and read through MD5.
 //
-// Its output is predictable for those who know when it was seeded (see rsa_envelope.h). Do not use it elsewhere.
+// Its output is predictable once the time of its seeding is known (see rsa_envelope.h). Do not use it elsewhere.
 #pragma once
 
 #include <array>
@@ -27,7 +27,7 @@ bool RsaGenerateBytes(std::uint8_t* out, std::size_t length, RsaRandomState& sta
 // Seeds fresh states: for every pass the calendar second as a broken-down UTC record of nine 32-bit fields and the
 // process's clock, until the state wants no more, which takes 13 passes. Within a run of blocks neither changes often,
 // so the digests of the last record and the last clock value are kept: the sum is the same, most of the hashing is
-// not done again. Lives on the stack of whoever seals one text.
+// not done again. Lives on the stack of the function that seals one text.
 class CRsaSeeder {
   public:
     using Sampler = RsaSeedSample (*)();

@@ -16,7 +16,7 @@ std::wstring WithPlainScheme(std::wstring_view url);
 // url with its version's scheme.
 std::wstring BeaconUrl(std::wstring_view url, std::int32_t windowsVersionCode);
 
-// url with the number t and the machine id behind it, neither escaped, cut after 1023 characters. bHasQuery says that
+// url followed by the number t and the machine id, neither escaped, cut after 1023 characters. bHasQuery says that
 // url already carries a query, so that "&" and not "?" comes first.
 std::wstring StatisticsBeaconUrl(const std::wstring& url, bool bHasQuery, std::int32_t t,
                                  const std::wstring& machineId);

@@ -20,8 +20,8 @@ std::wstring MachineId() {
     return g_strMachineId;
 }
 
-// Seeding right before the draw gives every beacon of one second the same number; those who count beacons rely on it.
-// The test BeaconsOfOneSecondCarryTheSameNumber holds it.
+// Seeding right before the draw gives every beacon of one second the same number; the servers that count beacons rely
+// on it. The test BeaconsOfOneSecondCarryTheSameNumber holds it.
 std::int32_t NumberOfThisSecond() {
     std::srand(static_cast<unsigned>(std::time(nullptr)));
     return std::rand();

@@ -1,4 +1,4 @@
-// Statistics beacons: bare GETs whose URL says what happened. Any thread; nobody waits for them.
+// Statistics beacons: bare GETs whose URL says what happened. Any thread; no caller waits for them.
 #pragma once
 
 #include <string>
@@ -9,14 +9,14 @@ enum class BeaconWorker {
     AsItIs,  // no thread is started: without a worker the beacon is lost
 };
 
-// Sends url with a cache-breaking number t and the machine id m behind it. bHasQuery says that url already carries a
+// Sends url followed by a cache-breaking number t and the machine id m. bHasQuery says that url already carries a
 // query, so that "&" and not "?" comes first.
 void ReportStaticWithMIDImp(const std::wstring& url, bool bHasQuery, BeaconWorker worker = BeaconWorker::StartAtNeed);
 
 // Sends url with the machine id m alone.
 void ReportYYBInstWithMID(const std::wstring& url);
 
-// Sends url as it stands. Empty text does nothing.
+// Sends url unchanged. Empty text does nothing.
 void ReportDot(const std::wstring& url);
 
 // The machine id that beacons carry from now on.

@@ -152,7 +152,7 @@ CHttpExchange::Next CHttpExchange::Attempt() {
     }
     m_nResult = static_cast<std::int32_t>(status);
     if (status == static_cast<std::uint32_t>(kHttpOk)) {
-        // The size is the one the status left behind, three characters' worth: only a length of at most two digits
+        // The size is the one that the status left, that of three characters: only a length of at most two digits
         // fits, any longer one counts as absent. Nothing may rely on the length but the broken read of ReadBody; the
         // test ALengthOfThreeDigitsCountsAsAbsent holds it.
         std::uint32_t expected = 0;

@@ -141,8 +141,8 @@ DWORD WINAPI COvHttpTransfer::WorkerThreadProc(void* object) {
     }
     transfer->EndQueue();
     SetEvent(transfer->m_hStopEvent.get());
-    // The destructor may be waiting on this handle: whoever takes it out closes it, and the object is not touched
-    // after.
+    // The destructor may be waiting on this handle: the thread that takes it out closes it, and the object is not
+    // touched after.
     const CKernelHandle thread(transfer->m_hThread.exchange(nullptr));
     return 0;
 }

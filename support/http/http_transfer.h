@@ -36,7 +36,7 @@ using HttpTransferCallback = std::uint32_t (*)(std::uint32_t status, const void*
 inline constexpr std::int32_t kHttpTimeoutUnset = 60000;
 inline std::atomic<std::int32_t> g_nHttpTimeoutMs{kHttpTimeoutUnset};
 
-// The timeout of the fetches somebody waits for. Whoever makes one sets it, and nothing restores the marker.
+// The timeout of the fetches that a user waits for. The code that makes one sets it; nothing restores the marker.
 inline constexpr std::int32_t kHttpShortTimeoutMs = 5000;
 
 // Thread message that wakes the worker; its parameters mean nothing. The URLs wait in memory: a message that a dialog
@@ -71,7 +71,7 @@ class COvHttpTransfer {
     // the return is lost. False when the thread cannot be started.
     bool StartWorker();
 
-    // From now on the first URL that is posted starts the worker when nobody else has. A start that has something to
+    // From now on the first URL that is posted starts the worker when nothing else has. A start that has something to
     // do first need not wait for the worker's queue then.
     void StartWorkerAtNeed() { m_bStartAtNeed.store(true); }
 
@@ -82,7 +82,7 @@ class COvHttpTransfer {
     // The worker; a null object ends it at once with 0. Runs until WM_QUIT.
     static DWORD WINAPI WorkerThreadProc(void* object);
 
-    std::atomic<HANDLE> m_hThread{nullptr};  // whoever exchanges it for null closes it
+    std::atomic<HANDLE> m_hThread{nullptr};  // the thread that exchanges it for null closes it
     CKernelHandle m_hStopEvent;              // auto-reset: ends a transfer under way with result 0
     std::atomic<DWORD> m_dwThreadId{0};
     std::unique_ptr<wchar_t[]> m_pszUrl;

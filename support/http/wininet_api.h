@@ -1,4 +1,4 @@
-// The platform's HTTP functions behind one table, loaded at first use: a start that fetches nothing never maps the
+// The platform's HTTP functions in one table, loaded at first use: a start that fetches nothing never maps the
 // library, and a test can put a fault in the place of any single function.
 #pragma once
 
@@ -30,7 +30,7 @@ struct WinInetApi {
 const WinInetApi* GetWinInetApi();
 
 // For tests: puts api in force for every transfer that begins from now on, null the platform's own again. The table
-// must outlive those transfers. kMissingWinInetApi stands for a platform without a usable library.
+// must outlive those transfers. kMissingWinInetApi means a platform without a usable library.
 void OverrideWinInetApi(const WinInetApi* api);
 extern const WinInetApi kMissingWinInetApi;
 

@@ -1,4 +1,4 @@
-// Where everything in the loading window stands, when it goes, and where it is put on the screen. All of it pure.
+// Where everything in the loading window is, when the window closes, and where it is on the screen. Pure functions.
 #pragma once
 
 #include <array>

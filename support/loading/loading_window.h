@@ -1,6 +1,6 @@
 // The small window that is on the screen while the WeChat client brings up a mini-program.
 //
-// It has no frame and no task-bar button, stays on top, never takes the focus, and goes by itself: when a window with
+// It has no frame and no task-bar button, stays on top, never takes the focus, and closes by itself: when a window with
 // the awaited title appears, or when its time is up.
 #pragma once
 

@@ -74,7 +74,7 @@ HWND CWxLoadingWnd::Create() {
     return m_hWnd;
 }
 
-// The procedure of the class: until it is told which object a window belongs to, there is nobody to ask.
+// The procedure of the class: it handles a message itself until the window knows its object.
 LRESULT CALLBACK CWxLoadingWnd::StartWindowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) noexcept {
     if (message != WM_NCCREATE) {
         return DefWindowProcW(window, message, wParam, lParam);
@@ -146,7 +146,7 @@ BOOL CWxLoadingWnd::Dispatch(HWND /*window*/, UINT message, WPARAM wParam, LRESU
 void CWxLoadingWnd::OnFinalMessage(HWND /*window*/) {}
 
 // The name that the member was meant to hold, WXMINI_ZOLT_LOADING_WND with the ids of process and thread, never became
-// the class's, and whoever looks for the window by class knows it under its automatic name.
+// the class's, and programs that look for the window by class know it by its automatic name.
 // WxLoadingWnd.HasAnAutomaticClassName holds it.
 const wchar_t* CWxLoadingWnd::GetWndClassName() {
     NXL_LOG(L"[%s(%d)] GetWndClassName m_strClassNmae :[%s]", m_strClassNmae.c_str());
@@ -218,7 +218,7 @@ void CWxLoadingWnd::OnTimer(UINT_PTR timerId) {
     }
 }
 
-// The other timer goes with the window.
+// The other timer ends with the window.
 void CWxLoadingWnd::CloseByTimer(UINT_PTR timerId) {
     KillTimer(m_hWnd, timerId);
     ShowWindow(m_hWnd, SW_HIDE);

@@ -45,7 +45,7 @@ class CWxLoadingWnd {
     // on another thread while this one takes the messages that are sent to its windows. An earlier file of that name is
     // deleted first, so that it cannot pass for this one. On a failure the icon stays as it is.
     void DownAppIcon(const std::wstring& strAppIconUrl);
-    // Shows the picture in a file, unless there is an icon already. What is no picture leaves the default one.
+    // Shows the picture in a file, unless there is an icon already. What is not a picture leaves the default one.
     void SetAppIcon(const std::wstring& strAppIconPath);
     void ClearAppIcon() { m_pAppIcon.reset(); }
 

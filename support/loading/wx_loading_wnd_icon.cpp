@@ -13,7 +13,7 @@
 
 namespace {
 
-// Where icons are kept, with a backslash at the end; empty, which stands for the current folder, when there is no such
+// Where icons are kept, with a backslash at the end; empty, which means the current folder, when there is no such
 // folder and none can be made.
 std::wstring IconFolder() {
     const std::wstring folder = TemporarySubfolder(L"NxlIconCache");

@@ -25,7 +25,7 @@ bool ResizeImageToPngBuffer(const std::wstring& path, std::uint32_t width, std::
 bool TuFileToIcoFile(const std::wstring& sourcePath, const std::wstring& icoPath);
 
 // Saves a shell link "name.lnk" to targetPath on the user's desktop; an empty iconPath sets no icon. False only when
-// there is no shell link object, it takes the target in no way, or it cannot be saved to files: the outcome of saving
+// there is no shell link object, it does not take the target, or it cannot be saved to files: the outcome of saving
 // does not count.
 bool CreateDesktopShortcut(const std::wstring& name, const std::wstring& targetPath, const std::wstring& description,
                            const std::wstring& iconPath);

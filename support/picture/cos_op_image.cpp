@@ -67,7 +67,7 @@ bool FindPngEncoder(CLSID& encoder) {
     if (Late::GdipGetImageEncodersSize(&count, &bytes) != Gdiplus::Ok || bytes == 0) {
         return false;
     }
-    // The texts of the records lie behind them in the same memory.
+    // The texts of the records follow them in the same memory.
     const auto memory = std::make_unique<std::uint8_t[]>(bytes);
     auto* const codecs = reinterpret_cast<Gdiplus::ImageCodecInfo*>(memory.get());
     if (Late::GdipGetImageEncoders(count, bytes, codecs) != Gdiplus::Ok) {

@@ -10,8 +10,8 @@
 
 namespace {
 
-// Whether the link leads to the target. A target that is no path, as the URL of a scheme, may be refused as one, or be
-// taken for a path that does not exist (S_FALSE); the shell then reads it as the name of any item.
+// Whether the link leads to the target. A target that is not a path, as the URL of a scheme, may be refused as one, or
+// be taken for a path that does not exist (S_FALSE); the shell then reads it as the name of any item.
 bool SetTarget(IShellLinkW* link, const std::wstring& target) {
     const HRESULT asPath = link->SetPath(target.c_str());
     if (asPath == S_OK) {

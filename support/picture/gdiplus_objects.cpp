@@ -15,7 +15,7 @@ bool IsTooLarge(const std::optional<PictureSize>& size) {
     return size && size->Pixels() > kMostPicturePixels;
 }
 
-// What GDI+ itself has read of the headers; also for the formats that nobody else here knows.
+// What GDI+ itself has read of the headers; also for the formats that no other code here knows.
 PictureSize SizeOf(Gdiplus::GpImage* image) {
     UINT width = 0;
     UINT height = 0;

@@ -50,7 +50,7 @@ class CDerCursor {
         return taken;
     }
 
-    // The bytes from an earlier position up to here and `more` behind, none when that is not within the range.
+    // The bytes from an earlier position up to here and `more` after it, none when that is not within the range.
     std::span<const std::uint8_t> From(std::size_t start, std::size_t more) const {
         if (start > m_nPosition || more > Remaining()) {
             return {};

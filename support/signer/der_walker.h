@@ -15,7 +15,7 @@ constexpr std::uint32_t kAsn1DoNotEnter = 0x20000;  // do not descend into this 
 constexpr std::uint8_t kAsn1Constructed = 0x20;
 constexpr std::uint8_t kAsn1TagNumber = 0x1F;
 
-// Codes of a walk, in the low 16 bits of its result; a callback's own code stands there too.
+// Codes of a walk, in the low 16 bits of its result; a callback's own code is there too.
 constexpr std::uint32_t kAsn1NoTag = 1;
 constexpr std::uint32_t kAsn1NoLength = 2;
 constexpr std::uint32_t kAsn1LengthForm = 3;      // a length of three bytes or more
@@ -45,7 +45,7 @@ class Asn1Parser {
     // 0, or the depth of the fault shifted left by 16, OR its code.
     //
     // A constructed element of definite length is a region of its own: a stop without an error, and a tag of 0 outside
-    // an indefinite element, end the region they stand in, and the walk goes on behind it.
+    // an indefinite element, end the region they are in, and the walk continues after it.
     std::uint32_t Parse();
 
   private:

@@ -30,7 +30,7 @@ class CMemorySource : public IByteSource {
 };
 
 // Reads the certificate table that the security data directory names (PE format, "The Attribute Certificate Table"),
-// whole and as it stands. False when there is none, when a header or the table does not lie within the file, when the
+// whole and unchanged. False when there is none, when a header or the table does not lie within the file, when the
 // file is empty or has 4 GiB or more, or when the memory does not suffice.
 //
 // The PE signature is not looked at. Only machine 0x8664 has the wide layout: any other machine, ARM64 included, is

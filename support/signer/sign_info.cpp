@@ -57,8 +57,8 @@ std::vector<std::string> IssuerNames(const SignInfoCollecter& collected) {
     return names;
 }
 
-// The certificates to hand out when no signer names one: the only one, or each leaf that is no time stamp's. One that
-// was not kept has no subject and no issuer, so it is its own issuer and no leaf.
+// The certificates to hand out when no signer names one: the only one, or each leaf that is not a time stamp's. One
+// that was not kept has no subject and no issuer, so it is its own issuer and no leaf.
 void SelectLeaves(const SignInfoCollecter& collected, std::vector<std::size_t>& chosen) {
     if (collected.Certificates() == 1) {
         chosen.push_back(0);
@@ -109,7 +109,7 @@ Reading ReadTable(std::span<const std::uint8_t> table) {
     if (Little(table.subspan(4, 2)) != kRevision2 || Little(table.subspan(6, 2)) != kTypePkcsSignedData) {
         return failed(kSignInfoWrongHeader);
     }
-    // The length field counts the header too and is taken as it stands, so the walk may see up to eight bytes of what
+    // The length field counts the header too and is taken unchanged, so the walk may see up to eight bytes of what
     // follows the entry: padding, or the header of a second entry, which is not read.
     const std::span<const std::uint8_t> rest = table.subspan(kCertificateHeaderBytes);
     const auto contents = rest.first(std::min<std::size_t>(Little(table.first(4)), rest.size()));
@@ -163,7 +163,7 @@ std::int32_t GetSignInfo(IByteSource& file, std::string& subject, std::string& t
     return GetSignInfoOfTable(table, subject, thumbprint, issuer);
 }
 
-// What GetSignInfo gives as subject, without the values that nobody asks for here.
+// What GetSignInfo gives as subject, without the values that are not needed here.
 bool IsTrustedSigner(IByteSource& file) {
     std::vector<std::uint8_t> table;
     if (!ReadCertificateTable(file, table)) {

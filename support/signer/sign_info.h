@@ -1,8 +1,8 @@
-// Who signed a Windows executable or library, by the names in its certificate table.
+// The signer of a Windows executable or library, by the names in its certificate table.
 //
 // This is a name check and proves nothing by itself. No signature is verified, no chain is built, no time, purpose or
-// revocation is looked at, and the file's contents are not hashed: whoever can write the file can make it say any name.
-// It keeps a wrong or unsigned file from being loaded by accident; against somebody who means it, it is no protection.
+// revocation is looked at, and the file's contents are not hashed: any program that can write the file can make it say
+// any name. It keeps a wrong or unsigned file from being loaded by accident; it does not protect against an attacker.
 #pragma once
 
 #include <cstdint>
@@ -20,7 +20,8 @@ constexpr std::int32_t kSignInfoWrongHeader = -3;
 constexpr std::int32_t kSignInfoNoMatch = -102;  // no certificate is the signer's
 
 // The common name of subject and issuer (UTF-8) and the SHA-1 thumbprint (40 lower-case digits) of the certificate that
-// the first signer names. Without a signer: of the only certificate, or of each leaf that is no time stamp's, joined by
+// the first signer names. Without a signer: of the only certificate, or of each leaf that is not a time stamp's, joined
+// by
 // ";", which may be none at all: 0 with empty texts is possible. The three texts are replaced; on any other code than 0
 // they are empty. Nothing is logged. Any thread.
 //

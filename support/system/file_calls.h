@@ -1,4 +1,4 @@
-// The platform's functions that put a file in place, behind one table, so that a test can put a fault in the place of
+// The platform's functions that put a file in place, in one table, so that a test can put a fault in the place of
 // any of them.
 #pragma once
 

@@ -4,9 +4,9 @@
 #include <cstdint>
 #include <string>
 
-// Writes the bytes to path + ".write_cache" and renames that file to path, in place of any file there, so that nobody
-// ever sees half a file under the final name. False on any failure, and for a name that is a device's (see
-// device_name.h), which is never opened. The temporary file is left behind only when not all bytes could be written.
+// Writes the bytes to path + ".write_cache" and renames that file to path, in place of any file there, so that no
+// process ever sees half a file under the final name. False on any failure, and for a name that is a device's (see
+// device_name.h), which is never opened. The temporary file stays only when not all bytes could be written.
 bool ReplaceFileWithBytes(const std::wstring& path, const void* bytes, std::uint32_t size);
 
 // Renames a file, in place of any file of the new name. A file that was just written may be held for some milliseconds

@@ -1,4 +1,4 @@
-// The rules behind the version queries: four-part versions and the code of the Windows version.
+// The rules of the version queries: four-part versions and the code of the Windows version.
 #pragma once
 
 #include <cstdint>
