@@ -69,7 +69,8 @@ bool MayBeRuntime(const wchar_t* name) {
 }
 
 // The processes that run exactly this file, in ascending order. A process is opened only when its name in the list
-// allows it, and with the least right that tells its path: security products report who opens everything to read it.
+// allows it, and with the least right that tells its path: security products report programs that open all processes to
+// read them.
 std::set<std::uint32_t> FindRuntimeProcesses(const std::wstring& path, const ProcessMemoryApi& api) {
     std::set<std::uint32_t> ids;
     const CFileHandle snapshot(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
@@ -142,7 +143,7 @@ void GetWxRunState(bool& run, bool& login, const ProcessMemoryApi& api) {
         run = true;
     }
     if (!CanReadCommandLines(api)) {
-        // No process could tell of a login, so none is looked at.
+        // No process could show a login, so none is looked at.
         return;
     }
     const std::wstring path = GetWxMiniProgramInstallDir() + kRuntimeFolder + kRuntime;

@@ -1,4 +1,4 @@
-// When a user counts as logged in to the mini-program application. The facts stand behind ILoginFacts.
+// When a user counts as logged in to the mini-program application. ILoginFacts gives the facts.
 #pragma once
 
 #include <array>
@@ -17,23 +17,23 @@ struct LoginCache {
 // aligned.
 using LoginMark = std::array<std::uint8_t, 12>;
 
-// How long a login stays true without being looked at: 28 days.
+// How long a login counts without being seen again: 28 days.
 inline constexpr std::uint64_t kLoginMarkAgeLimit = 0x1600A3910000;  // units of 100 ns
 inline constexpr std::uint32_t kLoginCacheAgeLimit = 2419200;        // seconds
 
 static_assert(kLoginMarkAgeLimit == kLoginCacheAgeLimit * 10'000'000ull);
 
-// The mark tells of a login whose age at now (a FILETIME as one number) is at most the limit. A time stamp in the
+// The mark is that of a login whose age at now (a FILETIME as one number) is at most the limit. A time stamp in the
 // future makes a huge age.
 bool IsLoginMarkFresh(const LoginMark& mark, std::uint64_t now);
 
 // The cache holds a valid login of at most the limit. Seconds are counted modulo 2^32.
 bool IsLoginCacheFresh(const LoginCache& cache, std::uint32_t now);
 
-// The folder of an uninstall text: what stands before its last backslash, or the whole text. Quotation marks stay.
+// The folder of an uninstall text: the part before its last backslash, or the whole text. Quotation marks stay.
 std::wstring InstallDirOf(const std::wstring& uninstallString);
 
-// What the login rule asks for and leaves behind.
+// What the login rule asks for and what it stores.
 class ILoginFacts {
   public:
     virtual bool IsInstalled() = 0;
@@ -50,5 +50,5 @@ class ILoginFacts {
     ~ILoginFacts() = default;
 };
 
-// The login answer. The costly walk comes behind the two cheap tests.
+// The login answer. The costly walk comes after the two cheap tests.
 bool DecideLogin(ILoginFacts& facts);

@@ -7,7 +7,7 @@
 #include "foundation/windows_headers.h"
 
 // The services that reading another process's command line needs. The system may lack the first three: NtWow64...64 are
-// exported to 32-bit programs on a 64-bit system alone. Null is missing.
+// exported to 32-bit programs on a 64-bit system alone. Null means missing.
 struct ProcessMemoryApi {
     using QueryFunction = LONG(NTAPI*)(HANDLE process, int infoClass, void* block, ULONG size, ULONG* length);
     using ReadFunction = LONG(NTAPI*)(HANDLE process, std::uint64_t address, void* target, std::uint64_t size,

@@ -36,7 +36,7 @@ std::u16string ReadCommandLineAt(std::uint64_t address, IProcessMemory& memory) 
     if (line.Buffer == 0 || line.MaximumLength < line.Length || line.Length >= kCommandLineLimit) {
         return {};
     }
-    // Room for an odd last byte and a zero behind it all.
+    // Room for an odd last byte and a zero at the end.
     std::array<char16_t, kCommandLineLimit / 2 + 1> text = {};
     if (!memory.Read(line.Buffer, text.data(), line.Length)) {
         return {};

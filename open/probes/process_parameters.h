@@ -1,4 +1,4 @@
-// Reading a process's command line out of its memory: where it stands, and what is believed of it.
+// Reading a process's command line out of its memory: where it is, and which of it is accepted.
 #pragma once
 
 #include <cstddef>
@@ -15,6 +15,6 @@ class IProcessMemory {
     ~IProcessMemory() = default;
 };
 
-// The command line of the process whose environment block (PEB) stands at address, up to its first zero, in UTF-16.
+// The command line of the process whose environment block (PEB) is at address, up to its first zero, in UTF-16.
 // Empty when any of it cannot be read, does not fit together or takes 4096 bytes or more.
 std::u16string ReadCommandLineAt(std::uint64_t address, IProcessMemory& memory);

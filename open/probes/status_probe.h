@@ -1,4 +1,4 @@
-// What is installed and logged in, as one small JSON text and as values in the registry. The facts stand behind
+// What is installed and logged in, as one small JSON text and as values in the registry. The facts come from
 // IStatusFacts.
 #pragma once
 
@@ -26,7 +26,7 @@ class IStatusFacts {
     virtual std::int32_t WeChatKind() = 0;
     // A top-level window of this class exists.
     virtual bool HasWindow(const wchar_t* className) = 0;
-    // A process of this name runs, in any case. A process list that cannot be taken is no.
+    // A process of this name runs, in any case. False when the list of processes cannot be read.
     virtual bool HasProcess(const wchar_t* name) = 0;
     virtual bool IsWxMiniProgramInstalled() = 0;
     virtual bool CheckWxMiniProgramIntalled() = 0;
@@ -50,7 +50,7 @@ std::string WriteAppStatus(const AppStatus& status);
 // The same with the identity pair beside it, for the enciphered form.
 std::string WriteAppStatus(const AppStatus& status, const std::string& qimei32, const std::string& qimei36);
 
-// The names and numbers under which a status lies in the registry, in the order of writing.
+// The names and numbers under which a status is kept in the registry, in the order of writing.
 using StatusValue = std::pair<const wchar_t*, std::uint32_t>;
 std::array<StatusValue, 6> StatusValues(const AppStatus& status);
 

@@ -19,7 +19,7 @@ class WxMiniProgramService {
     // Opens what the request asks for and writes the result word. Always false: callers judge by result alone.
     bool OpenApp(const Json::Value& open, std::string& result);
 
-    // Asks how a started open stands and writes the result word. True when the open has reached its end and is
+    // Asks for the state of a started open and writes the result word. True when the open has reached its end and is
     // forgotten; false when the caller should ask again or there is nothing to wait for.
     bool OpenMiniAppSuccessfully(const Json::Value& question, std::string& result, bool bLastCall);
     // The same for a question that was read before; null when it was not an object.
@@ -30,13 +30,13 @@ class WxMiniProgramService {
     void GetWxAppStatus(std::string& result);
 
     // The same with the identity pair beside it, under the envelope and URL-escaped; empty when the envelope fails. The
-    // pair does not go into the registry.
+    // pair is not written into the registry.
     void GetWxAppStatusEncrypt(std::string& result);
 
     // Refreshes the registry alone.
     void UpdatezoltStatus();
 
     std::string m_strConfig;    // JSON text of the channel, UTF-8
-    std::wstring m_strSdkPath;  // folder under which the SDK libraries lie
+    std::wstring m_strSdkPath;  // folder with the folders of the SDKs
     std::wstring m_strMark;
 };

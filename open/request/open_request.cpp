@@ -97,7 +97,7 @@ bool WxMiniProgramService::ParseAppOpenInfo(const Json::Value& root, AppOpenInfo
     if (const Json::Value* section = FindSection(root, "appShortcut")) {
         ReadAppShortcut(*section, info);
     }
-    // The label "errorDot" stands twice; readers of the log rely on the line as it is. Held by
+    // The label "errorDot" is there twice; readers of the log rely on the line as it is. Held by
     // TheShortcutLineNamesBothBeaconsErrorDot.
     NXL_LOG(
         L"[%s(%d)] ParseAppOpenInfo appShortcut: create[%d] imageUrl[%s] shortcutName[%s] errorDot[%s] errorDot[%s] ",
@@ -153,8 +153,8 @@ void DecideOpen(const Json::Value& open, IOpenRoutes& routes, std::string& resul
         } else {
             result = "InitWxApi error";
         }
-        // Behind the open call and in all three cases: an answer counts for a request only once its open call is
-        // over. Held by TheTaskIdIsStoredBehindTheOpenCall.
+        // After the open call and in all three cases: an answer counts for a request only once its open call is
+        // over. Held by TheTaskIdIsStoredAfterTheOpenCall.
         routes.SetLastTaskId(info.taskId);
     } else if (info.type == kYyb) {
         if (info.yybParam.empty() || info.appId.empty() || info.taskId.empty()) {

@@ -1,4 +1,4 @@
-// How an open request and a poll are read and decided. What Windows must do stands behind IOpenRoutes.
+// How an open request and a poll are read and decided. IOpenRoutes does what needs Windows.
 #pragma once
 
 #include <cstdint>
@@ -21,7 +21,7 @@ struct OpenPollInfo {
 // Json::LogicError, which nothing catches.
 bool ParseOpenPollInfo(const Json::Value& question, OpenPollInfo& info);
 
-// The targets an open request can reach, and the questions that decide on the way. The operations named after routes
+// The targets of an open request, and the questions that decide between them. The operations named after routes
 // write result; a poll is true when the open has ended and is forgotten.
 class IOpenRoutes {
   public:

@@ -12,7 +12,7 @@ bool IsSystemPicStart();
 // The same for a process that runs from this path, which may be a short one (in the system's own code page).
 bool IsSystemPicStart(const char* modulePath);
 
-// The rule behind it: the name behind the last backslash of path, or longForm when path has none, is the screen
+// The rule of it: the name after the last backslash of path, or longForm when path has none, is the screen
 // saver's, letter by letter in the same case.
 bool IsSystemPicFile(std::string_view path, std::string_view longForm);
 

@@ -40,7 +40,7 @@ unsigned CreateAppShortcut(const AppOpenInfo* info, IAppShortcutEdge& edge) {
     if (!IsFitPicture(format)) {
         return breakOff(AppShortcutCode::UnfitPicture);
     }
-    // Behind whatever the name ends with: the bytes say what the picture is, its name does not.
+    // After any ending that the name has: the bytes say what the picture is, its name does not.
     const std::wstring picture = downloaded + ImageFormatExtension(format);
     edge.RemoveFile(picture);
     edge.RenameFile(downloaded, picture);

@@ -1,5 +1,5 @@
-// How the desktop shortcut of an open is made: fetch the picture, look what it is, make an icon of it, write the
-// shortcut, tell how it ended. What Windows must do stands behind IAppShortcutEdge.
+// How the desktop shortcut of an open is made: fetch the picture, find its format, make an icon of it, write the
+// shortcut, tell how it ended. What Windows must do is in IAppShortcutEdge.
 #pragma once
 
 #include <string>
@@ -26,12 +26,12 @@ class IAppShortcutEdge {
     virtual bool DownLoadFile(const std::wstring& url, const std::wstring& folder, const std::wstring& fileName) = 0;
     virtual ImageFormat GetImageFormatFromFile(const std::wstring& path) = 0;
     virtual void RemoveFile(const std::wstring& path) = 0;
-    // Replaces what stands at the new path.
+    // Replaces a file at the new path.
     virtual void RenameFile(const std::wstring& path, const std::wstring& newPath) = 0;
     virtual bool TuFileToIcoFile(const std::wstring& sourcePath, const std::wstring& icoPath) = 0;
     virtual bool CreateDesktopShortcut(const std::wstring& name, const std::wstring& target,
                                        const std::wstring& description, const std::wstring& iconPath) = 0;
-    // The caller's beacon; an empty text is none.
+    // The caller's beacon; an empty text means none.
     virtual void ReportDot(const std::wstring& url) = 0;
     // The program's own beacon.
     virtual void ReportCode(AppShortcutCode code) = 0;

@@ -30,7 +30,7 @@ namespace {
 
 const wchar_t kCacheFolder[] = L"NxlShortcutCache";
 const wchar_t kCodeBeacon[] = L"https://" NEXLET_STATISTICS_HOST L"/static/a/1663.8991.gif?_referer=";
-// ShellExecuteW speaks of success above this.
+// ShellExecuteW gives a number above this for success.
 constexpr INT_PTR kLastShellError = 32;
 
 // The shell may run extensions that need an apartment; without one here they would refuse.
@@ -50,10 +50,10 @@ class CApartment {
     const bool m_bEntered;
 };
 
-// Runs Work on a thread of its own, which gets a copy of info, or none when there is no memory for one.
+// Runs Work on a thread of its own, which gets a copy of info, or null when there is no memory for one.
 template <unsigned (*Work)(const AppOpenInfo*)>
 void StartOnACopy(const AppOpenInfo& info) {
-    // noexcept: the runtime's own frames below must not get to see an exception of ours.
+    // noexcept: an exception of ours must not reach the runtime's own frames below.
     const auto run = [](void* argument) noexcept -> unsigned {
         const std::unique_ptr<AppOpenInfo> copy(static_cast<AppOpenInfo*>(argument));
         return Work(copy.get());
@@ -111,8 +111,8 @@ class CAppShortcutEdge final : public IAppShortcutEdge {
     }
     void ReportDot(const std::wstring& url) override { ::ReportDot(url); }
     void ReportCode(AppShortcutCode code) override {
-        // The URL has its question mark already and gets another one with the number behind it: whoever counts these
-        // beacons reads them so. Held by TheCodeStandsBetweenTwoQuestionMarks.
+        // The URL has its question mark already and gets another one before the number: the servers that count these
+        // beacons read them so. Held by TheCodeStandsBetweenTwoQuestionMarks.
         ReportStaticWithMIDImp(kCodeBeacon + std::to_wstring(static_cast<int>(code)), /*bHasQuery=*/false);
     }
 };

@@ -21,7 +21,7 @@ void OpenWithWeChat(const AppOpenInfo& info, IWeChatEdge& edge, CWeChatTasks& ta
         result = "uninstalled";
         return;
     }
-    // Both are under way before the shell is asked: its refusal leaves a window and a shortcut behind. Callers have the
+    // Both are under way before the shell is asked: a refusal leaves a window and a shortcut. Callers have the
     // window on the screen without waiting for the shell. Held by ARefusingShellLeavesTheWindowAndTheShortcut.
     if (info.show) {
         edge.StartLoadingWnd(info);

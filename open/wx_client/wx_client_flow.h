@@ -1,5 +1,5 @@
 // What an open through the installed WeChat client does, in which order, and how a poll of it is answered. What Windows
-// must do stands behind IWeChatEdge.
+// must do is in IWeChatEdge.
 #pragma once
 
 #include <cstdint>
@@ -19,7 +19,7 @@ class IWeChatEdge {
     virtual void StartAppShortcut(const AppOpenInfo& info) = 0;
     // The switch that the daily configuration sets for this user: shortcuts are made when it is 1.
     virtual std::uint32_t AppShortcutSwitch() = 0;
-    // Hands a URL to whoever serves its scheme; false when the shell finds nobody.
+    // Hands a URL to the program of its scheme; false when the shell finds none.
     virtual bool OpenUrl(const std::wstring& urlScheme) = 0;
     virtual bool WindowExists(const std::wstring& title) = 0;
 
@@ -34,7 +34,7 @@ std::unique_ptr<AppOpenInfo> CopyForThread(const AppOpenInfo& info) noexcept;
 // shell refuses, "1" when the task is stored.
 void OpenWithWeChat(const AppOpenInfo& info, IWeChatEdge& edge, CWeChatTasks& tasks, std::string& result);
 
-// Asks how the open of taskId stands by the title of its window. result: "1" when it is there, "Loading" while it is
+// Looks for the window of taskId's open by its title. result: "1" when it is there, "Loading" while it is
 // not, "0" for an unknown task, an error word for an empty argument. True when the task has ended: it is forgotten with
 // its window, and with the last call.
 bool OpenProtocolTimeOut(const std::string& wndname, const std::string& taskId, IWeChatEdge& edge, CWeChatTasks& tasks,

@@ -12,7 +12,7 @@ namespace WX_CLIENT {
 enum class WeChatPoll {
     Unknown,  // there is no such task: result is "0"
     Waiting,  // it stays: result is "Loading"
-    Erased,   // its window is there, or nobody will ask again: result is "1" or "Loading", and it is gone
+    Erased,   // its window is there, or this was the last call: result is "1" or "Loading", and it is gone
 };
 
 // A task is there from the moment the shell took its URL until a poll ends it. Every operation may run on any thread.

@@ -24,7 +24,7 @@ enum class WxTaskState { Unknown, Waiting, Answered };
 class CWxOpenTasks {
   public:
     void Clear();
-    // Stores a task under the SDK's id, in place of what stood there.
+    // Stores a task under the SDK's id, in place of one with this id.
     void Store(std::uint32_t id, WxOpenTask task);
     void SetLastTaskId(const std::string& taskId);
 

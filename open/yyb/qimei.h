@@ -17,14 +17,14 @@ struct QimeiPair {
     bool IsWhole() const { return !qimei32.empty() && !qimei36.empty(); }
 };
 
-// The SDK's answer, a JSON text: false when it is no JSON object. A key that is missing gives an empty text; one that
-// cannot be converted throws Json::LogicError, which nothing catches.
+// The SDK's answer, a JSON text: false when it is not a JSON object. A key that is missing gives an empty text; one
+// that cannot be converted throws Json::LogicError, which nothing catches.
 bool ParseQimeiAnswer(std::string_view text, QimeiPair& pair);
 
 // The pair needs no renewal.
 bool HasQimeiMarker(const std::string& qimei32);
 
-// The pair as this process last knew it. Any thread; each operation stands alone, and of two writers the last one wins.
+// The pair as this process last knew it. Any thread; of two writers the last one wins.
 class CQimeiCache {
   public:
     // False, and pair as it was, while nothing whole is kept.

@@ -1,4 +1,4 @@
-// Finding, loading and starting the YYB SDK, and what it says of its user. The opens are in yyb_open.cpp, the identity
+// Finding, loading and starting the YYB SDK, and the login of its user. The opens are in yyb_open.cpp, the identity
 // pair in yyb_qimei.cpp.
 #include "open/yyb/yyb_api.h"
 
@@ -95,7 +95,7 @@ std::wstring CYybApi::SdkDir() const {
 }
 
 bool CYybApi::ResolveSdk(HMODULE module, SdkTable& table) {
-    // Every one is tried: what is there stays usable beside what is missing.
+    // Every one is tried: those that are there can be used when another one is missing.
     bool bWhole = ResolveFunction(module, "Initialize", table.m_pInitialize);
     bWhole = ResolveFunction(module, "Uninitialize", table.m_pUninitialize) && bWhole;
     bWhole = ResolveFunction(module, "CheckPcyyb", table.m_pCheckPcyyb) && bWhole;
@@ -150,7 +150,7 @@ bool CYybApi::InitYybApi() {
     m_fnStateChange = [this](const char* text, std::int32_t code) { OnDownloadStatus(*this, text, code); };
     g_pBound.store(this, std::memory_order_release);
     table.m_pRegisterStateChangeHandler(&StateChangeThunk);
-    // Before anybody is told that the SDK is ready: a task that is stored from then on stays.
+    // Before any thread can see that the SDK is ready: a task that is stored from then on stays.
     m_tasks.Clear();
     m_bInit.store(true, std::memory_order_release);
     return true;
@@ -186,15 +186,15 @@ bool CYybApi::IsYybLogined() {
 }
 
 bool CYybApi::IsYybLoginedNow() {
-    // Held to the end: otherwise a start could begin elsewhere meanwhile, and hold up the questions to the SDK.
+    // Held to the end: otherwise another thread could begin a start, which would hold up the questions to the SDK.
     const CAutoTryLock lock(&m_lockInit);
     return (IsInit() || lock.IsHeld()) && IsYybLogined();
 }
 
 void CYybApi::Settle(const std::string& pkgname, const char* word) {
     if (!IsInit()) {
-        // The SDK is being given its handler: no task can be there, and whoever loads it may wait for this thread. So
-        // no lock of an open or of the start is taken here.
+        // The SDK is being given its handler: no task can be there, and the thread that loads it may wait for this one.
+        // So no lock of an open or of the start is taken here.
         CLoginFacts facts(*this, false);
         DecideYybLogin(facts);
         return;

@@ -15,13 +15,13 @@
 namespace YYB_API_CLIENT {
 
 // Finds the SDK in a folder that the host names, loads it once its files are new enough and the publisher's, opens
-// applets through it, keeps how they ended, and has the login and the identity pair from it. Once loaded, the SDK stays
-// to the end of the process.
+// applets through it, keeps how they ended, and gets the login and the identity pair from it. Once loaded, the SDK
+// stays to the end of the process.
 //
 // Every operation may run on any thread. m_lockInit makes one thread at a time load the SDK. m_lockOpen is held across
 // a whole open, the SDK's launch included: a poll waits for an open under way, and so does a state report on a thread
 // of the SDK; a report on the launching thread itself passes. An SDK whose launch waits for such a thread of its own
-// would therefore never come back; this one does not. Order: m_lockOpen, m_lockInit, then one of the leaf locks
+// would therefore never return; this one does not. Order: m_lockOpen, m_lockInit, then one of the leaf locks
 // m_lockTable and those of m_tasks, m_qimei and m_host.
 class CYybApi final : private IYybSettler {
   public:
@@ -48,7 +48,7 @@ class CYybApi final : private IYybSettler {
     // The SDK says that YYB is present; false without an SDK. Also works with an SDK that refused to start.
     bool CheckPcyyb();
 
-    // Whether the user of YYB is logged in. Walks the processes and writes the login cache; false for want of an SDK.
+    // Whether the user of YYB is logged in. Walks the processes and writes the login cache; false without an SDK.
     bool IsYybLogined();
 
     // The same for a thread that must not wait, however long the SDK takes to start: while another thread is starting
@@ -60,7 +60,7 @@ class CYybApi final : private IYybSettler {
     void OpenWidthYybSDK(const std::string& yybParam, const std::string& appId, const std::string& taskId,
                          bool bAllowInstall, std::string& result);
 
-    // Asks how the open of taskId stands: "Loading" while it waits, its word once when it was settled, "0" for an
+    // Asks for the state of the open of taskId: "Loading" while it waits, its word once when it was settled, "0" for an
     // unknown task, an error word without a taskId. mon_wndexists 1 looks for a window titled wndname as well. True
     // when the task has ended and is forgotten.
     bool OpenProtocolTimeOut(const std::string& wndname, const std::string& taskId, std::string& result,

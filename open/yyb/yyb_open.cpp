@@ -1,4 +1,4 @@
-// Opening an applet through the YYB SDK, and asking how that stands.
+// Opening an applet through the YYB SDK, and asking for the state of that open.
 #include "foundation/log.h"
 #include "foundation/text_helpers.h"
 #include "foundation/windows_headers.h"
@@ -49,7 +49,7 @@ void CYybApi::OpenWidthYybSDK(const std::string& yybParam, const std::string& ap
     if (launched != 0) {
         NXL_LOG(L"[%s(%d)] LaunchApplet error %d", error);
     }
-    // Stored behind the launch: a report on this thread inside it finds nothing. Held by
+    // Stored after the launch: a report on this thread inside it finds nothing. Held by
     // AReportInsideAnInstallingLaunchFindsNoTask.
     m_tasks.Store(taskId, {appId, yybParam, {}});
     result = "install";

@@ -14,11 +14,11 @@ namespace YYB_API_CLIENT {
 std::string DoubleBackslashes(const std::string& text);
 
 // The JSON text that starts the SDK; directory has its backslashes doubled already. The writer escapes them once more,
-// so that four stand in the text for each one of the path: the SDK relies on it. Held by
+// so that the text has four for each one of the path: the SDK relies on it. Held by
 // EachBackslashOfThePathStandsFourTimes.
 std::string YybInitializeText(const ChannelConfig& channel, const std::string& directory);
 
-// What the login rule asks for and leaves behind.
+// What the login rule asks for and what it stores.
 class IYybLoginFacts {
   public:
     // Makes the SDK ready if that is possible.

@@ -22,7 +22,7 @@ enum class YybPoll {
     Unknown,   // there is no such task: result is "0"
     Waiting,   // it stays: result is "Loading"
     Answered,  // a report had settled it: result is its word, and it is gone
-    Erased,    // its window is there, or nobody will ask again: result is "1" or "Loading", and it is gone
+    Erased,    // its window is there, or this was the last call: result is "1" or "Loading", and it is gone
 };
 
 // Every operation may run on any thread. The lock in here is a leaf and held for no more than the operation itself.
@@ -30,11 +30,11 @@ class CYybTasks {
   public:
     void Clear();
 
-    // Stores a waiting task, in place of what stood under taskId.
+    // Stores a waiting task, in place of one with this taskId.
     void Store(const std::string& taskId, YybOpenTask task);
 
     // Gives the first task in the order of task ids whose appId is pkgname this word; a word that it has is replaced.
-    // Others with the same appId go on waiting: callers rely on one report settling one open. Held by
+    // Others with the same appId continue to wait: callers rely on one report settling one open. Held by
     // OneReportSettlesTheFirstOfTwoTasks. False when there is none.
     bool Settle(const std::string& pkgname, const std::string& word);
 

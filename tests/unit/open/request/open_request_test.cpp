@@ -391,7 +391,7 @@ TEST(DecideOpen, AMiniAppNeedsNoPath) {
                                     "SetLastTaskId k"}));
 }
 
-TEST(DecideOpen, TheTaskIdIsStoredBehindTheOpenCall) {
+TEST(DecideOpen, TheTaskIdIsStoredAfterTheOpenCall) {
     const Decided decided = Decide(R"({"from":"f","type":"miniApp","appId":"a","appPath":"p","taskId":"k"})");
     ASSERT_EQ(decided.calls.size(), 5u);
     EXPECT_EQ(decided.calls[3], "OpenWithWxSDK a [p] k");
