@@ -1,4 +1,4 @@
-// The rules of a delayed check: when to ask how an open stands, and which of the caller's URLs to fetch afterwards.
+// The rules of a delayed check: when to poll an open, and which of the caller's URLs to fetch afterwards.
 #pragma once
 
 #include <cstdint>
@@ -6,23 +6,23 @@
 
 #include <json/value.h>
 
-// From the start to the first ask, and between two asks.
+// From the start to the first poll, and between two polls.
 inline constexpr std::uint32_t kDelayCheckPeriodMs = 2000;
 
-// Counts the asks of one delayed check: one for each period that the interval has begun.
+// Counts the polls of one delayed check: one for each period that the interval has begun.
 //
 //   CDelayCheckSchedule schedule(nInterval);
-//   do { sleep one period; ask, with schedule.IsLastCall(); } while (not answered && schedule.Next());
+//   do { sleep one period; poll, with schedule.IsLastCall(); } while (not answered && schedule.Next());
 class CDelayCheckSchedule {
   public:
-    // nInterval: total time to keep asking, in milliseconds, above 0.
+    // nInterval: total time to keep polling, in milliseconds, above 0.
     explicit CDelayCheckSchedule(std::int32_t nInterval)
         : m_nLeft(std::int64_t{nInterval} - std::int64_t{kDelayCheckPeriodMs}) {}
 
-    // No further ask will follow the one at hand.
+    // No poll follows the present one.
     bool IsLastCall() const { return m_nLeft < 1; }
 
-    // Goes on to the next ask; false when there is none.
+    // Moves to the next poll; false when there is none.
     bool Next() {
         const bool more = m_nLeft > 0;
         m_nLeft -= std::int64_t{kDelayCheckPeriodMs};
@@ -30,7 +30,7 @@ class CDelayCheckSchedule {
     }
 
   private:
-    std::int64_t m_nLeft;  // milliseconds that remain after the ask at hand
+    std::int64_t m_nLeft;  // milliseconds that remain after the present poll
 };
 
 // Whether a result word says that the open has succeeded.
@@ -38,5 +38,5 @@ inline bool IsOpenSuccess(const std::string& strResult) {
     return strResult == "1";
 }
 
-// The URLs to fetch: successLog or errorLog of root, an object. Null when the member is missing or no array.
+// The URLs to fetch: successLog or errorLog of root, an object. Null when the member is missing or not an array.
 const Json::Value* SelectLogUrls(const Json::Value& root, bool bSuccess);

@@ -27,6 +27,6 @@ void AddOpenResult(Json::Value& content, const std::string& strResult, bool bRet
 // integer other than 0, in an object.
 std::optional<std::int32_t> DelayInterval(const Json::Value& question);
 
-// The text that a request for the envelope wants encrypted: text of the JSON object whose text p1 is. Empty when p1 is
+// The text that is to be encrypted: the member text of the JSON object that p1 holds as a text. Empty when p1 is
 // broken, not an object or names none.
 std::string TextToEncrypt(const Json::Value& p1);

@@ -11,7 +11,7 @@
 
 // Every operation may be called on any thread.
 //
-// Watcher threads and requests can outlast their instance for a moment, and a new instance may by then stand under the
+// Watcher threads and requests can outlast their instance for a moment, and a new instance may by then have the
 // same id. The operations that change something therefore take the token of the instance they act for and look at it
 // with their lock held: when it says stop they do nothing at all.
 class IServiceHost {

@@ -32,7 +32,7 @@ void WxMiniProgramServiceEx::Init(const std::string& config, const std::wstring&
     pService->m_strConfig = config;
     pService->m_strSdkPath = sdkPath;
     pService->m_strMark = mark;
-    // One binding of each SDK serves the whole process: the values of the latest instance stand.
+    // One binding of each SDK serves the whole process: the values of the latest instance hold.
     YYB_API_CLIENT::CYybApi::GetInstance().InitData(config, sdkPath, mark);
     MINI_API_CLIENT::CWxApi::GetInstance().InitData(config, sdkPath, mark);
     m_strMark = mark;

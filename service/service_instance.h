@@ -42,8 +42,8 @@ class WxMiniProgramServiceEx final : public IRequestHandlers,
     WxMiniProgramServiceEx(const WxMiniProgramServiceEx&) = delete;
     WxMiniProgramServiceEx& operator=(const WxMiniProgramServiceEx&) = delete;
 
-    // Connects to the caller's pipe and starts the watch over it. Only the first call does anything, whatever came of
-    // it: a pipe that could not be opened is not tried again.
+    // Connects to the caller's pipe and starts the watch over it. Only the first call does anything, also when it
+    // failed: a pipe that could not be opened is not tried again.
     void Init(const std::string& config, const std::wstring& sdkPath, const std::wstring& mark);
 
     // Made at first use, the same from then on; lives as long as the instance.

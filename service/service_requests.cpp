@@ -66,7 +66,7 @@ void WxMiniProgramServiceEx::GetRSAEncrypt(Request& request) {
     if (!Accept(NXL_LOG_NAME, request)) {
         return;
     }
-    // An envelope that fails is an empty text, and the reply goes out with it.
+    // An envelope that fails is an empty text, and the reply is sent with it.
     request.content["result"] = UrlEscapeString(RsaEncryptToString(TextToEncrypt(request.content["p1"])));
     Reply(NXL_LOG_NAME, request);
 }
@@ -112,7 +112,7 @@ void WxMiniProgramServiceEx::DelayCheckWndStatus(Request& request) {
         m_nDelayInterval = interval.value_or(m_nDelayInterval);
         param.nInterval = m_nDelayInterval;
     }
-    // Written for first requests too, whatever it says.
+    // Written for first requests too, also when it is empty.
     NXL_LOG(L"[%s(%d)]error second DelayCheckWndStatus");
     if (!m_pHost->SetInstanceParam(
             m_strServiceId, {.strRunStatusParam = question.Text(), .nInterval = param.nInterval, .nTaskOp = kTaskAdd},
@@ -124,7 +124,7 @@ void WxMiniProgramServiceEx::DelayCheckWndStatus(Request& request) {
         DelayCheckWndThread(edge, host, std::make_unique<InstanceParam>(param), question);
     });
     if (!hThread) {
-        // What was counted will never run.
+        // The thread that was counted will never run.
         m_pHost->SetInstanceParam(m_strServiceId, {.nTaskOp = kTaskRemove}, *m_pWatchers);
         return;
     }

@@ -13,7 +13,7 @@ void CWatcherEdge::RequestStop() {
 bool CWatcherEdge::Wait(std::uint32_t nMilliseconds) {
     const ULONGLONG nStart = GetTickCount64();
     AcquireSRWLockExclusive(&m_lock);
-    // A wait may end early for no reason; the rest of the time is then waited out.
+    // A wait may end early for no reason; it is then repeated for the rest of the time.
     for (ULONGLONG nPassed = 0; !m_bStop.load() && nPassed < nMilliseconds; nPassed = GetTickCount64() - nStart) {
         SleepConditionVariableSRW(&m_stopped, &m_lock, static_cast<DWORD>(nMilliseconds - nPassed), 0);
     }

@@ -95,7 +95,7 @@ void CheckzoltDLLThread(IWatcherEdge& edge, IServiceHost& host, const std::strin
     if (!host.SetInstanceParam(serviceId, {.nDllOp = kDllGone}, edge)) {
         return;
     }
-    // No name stands before the equals sign: the line is known like this.
+    // There is no name before the equals sign: readers of the log know the line like this.
     NXL_LOG(L"[%s(%d)] CheckzoltDLLThread end,     = %s", Utf8ToUtf16(serviceId).c_str());
 }
 

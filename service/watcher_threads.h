@@ -1,7 +1,7 @@
-// The three threads of an instance. They hold copies and the instance's stop, never the instance: what they learn goes
-// into the host's parameter table, by which the host decides when the instance ends.
+// The three threads of an instance. They hold copies and the instance's stop, never the instance: they write what they
+// find into the host's parameter table, by which the host decides when the instance ends.
 //
-// A thread that is told to stop ends at its next step without a word: it neither changes the table nor asks nor
+// A thread that is told to stop ends at its next step without a log line: it neither changes the table nor asks nor
 // fetches any more.
 #pragma once
 
@@ -23,16 +23,16 @@ class IWatcherEdge : public IStopToken {
     // True when the whole time has passed, false as soon as a stop is requested.
     virtual bool Wait(std::uint32_t nMilliseconds) = 0;
     virtual bool DoesNamedPipeExist(const std::wstring& strPipeName) = 0;
-    // Fetches a URL and drops what comes back; returns when it is done, whatever came of it.
+    // Fetches a URL and drops what comes back; returns when it is done, also after a failure.
     virtual void Fetch(const std::wstring& strUrl) = 0;
 
   protected:
     ~IWatcherEdge() = default;
 };
 
-// Asks every kDelayCheckPeriodMs how a started open stands until it has succeeded or param's nInterval has passed,
-// fetches the caller's URLs for the outcome and takes itself off the count of delayed tasks. The caller has raised
-// that count.
+// Asks every kDelayCheckPeriodMs for the state of a started open until it has succeeded or param's nInterval has
+// passed, fetches the caller's URLs for the outcome and takes itself off the count of delayed tasks. The caller has
+// raised that count.
 //
 // An nInterval below 1 and a question that is not a JSON object end the thread with the count still raised, so that the
 // instance is never erased. Callers rely on it.
