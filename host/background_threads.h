@@ -1,4 +1,4 @@
-// The threads that run beside the main one for the rest of the process. Nobody waits for them at its end.
+// The threads that run beside the main one for the rest of the process. They are not waited for at its end.
 #pragma once
 
 #include "foundation/windows_headers.h"
@@ -33,7 +33,7 @@ class CHangWatcherStart {
     DWORD Error() const { return m_nError; }
     // Waits until the thread runs. Without one it returns at once.
     void WaitUntilItRuns() const;
-    // The start got on: the thread goes into its procedure.
+    // The start has progressed: the thread enters its procedure.
     void Release() const;
 
   private:

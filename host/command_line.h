@@ -31,7 +31,7 @@ std::int32_t TypeFromSwitch(const std::wstring& value);
 enum class ChannelMidStatus {
     Ok,
     ParseError,  // not JSON
-    NotObject,   // the root is no object
+    NotObject,   // the root is not an object
     NoMid,       // mid is missing or no text
 };
 

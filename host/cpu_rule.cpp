@@ -1,7 +1,7 @@
 #include "host/cpu_rule.h"
 
 CpuAction CCpuRule::OnSample(double usage) {
-    // A comparison the other way round would let a usage that is no number count as a breach.
+    // A comparison the other way round would let a usage that is not a number count as a breach.
     m_nRounds = usage >= kCpuThreshold ? m_nRounds + 1 : 0;
     if (m_nRounds >= kCpuRoundsToKill) {
         return CpuAction::Kill;

@@ -40,7 +40,7 @@ struct Dumper {
     CKernelHandle hDone{CreateEventW(nullptr, /*bManualReset=*/TRUE, /*bInitialState=*/FALSE, nullptr)};
     std::atomic<bool> bTaken{false};
     DWORD nThreadId = 0;
-    EXCEPTION_POINTERS* pPointers = nullptr;  // of the crashed thread, which waits meanwhile
+    EXCEPTION_POINTERS* pPointers = nullptr;  // of the crashed thread, which waits
 };
 
 Dumper* g_pDumper = nullptr;  // made at the start, never destroyed

@@ -86,6 +86,6 @@ void ExistzoltExcute(const std::wstring& commandLine) {
         }
         NXL_LOG(L"[%s(%d)] SPIC Received message dwWaitResult=%d ,error=%d", dwWaitResult, GetLastError());
     }
-    // Nobody waits for the worker here: it ends by itself, and shares what it needs until then.
+    // The worker is not waited for here: it ends by itself, and shares what it needs until then.
     pClient->ClosePort();
 }

@@ -9,7 +9,7 @@
 // taken. Main thread of the second process, which ends right afterwards whatever came of it: the caller of the process
 // learns nothing, the log everything. Takes two seconds at least.
 //
-// A /type: that is no number throws what nothing catches: the process ends.
+// A /type: that is not a number throws an exception that nothing catches: the process ends.
 void ExistzoltExcute(const std::wstring& commandLine);
 
 // What it waits for the reply with; tests put one in its place that notes the times.

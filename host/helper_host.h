@@ -87,7 +87,7 @@ class CommzoltHelperS final : public IServiceHost, public IMessageReceiver, publ
     std::size_t InstanceCount() const;
 
   private:
-    // start: the hang watcher of a first start, null otherwise; it runs before anybody else can be waited for.
+    // start: the hang watcher of a first start, null otherwise; it runs before the start can wait for anything.
     void InitData(const std::wstring& commandLine, const CHangWatcherStart* start);
     void InitMsgWnd();
     void InitZOLTSIPC();
@@ -95,8 +95,8 @@ class CommzoltHelperS final : public IServiceHost, public IMessageReceiver, publ
     void InitHangWatcherThread(const CHangWatcherStart& start);
     void InitMonCPUUsageThread();
     void InitConfInfoThread();
-    // The thread of the configuration and the beacons' worker begin their work. Whoever waits for the ready notice does
-    // not wait for them as well.
+    // The thread of the configuration and the beacons' worker begin their work. A caller that waits for the ready
+    // notice does not wait for them as well.
     void ReleaseThreads();
     void DealWithMsg(std::int32_t type, const std::string& param);
     void SendReadyNotice();

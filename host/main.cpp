@@ -27,7 +27,7 @@ static_assert(kErrorMode == 0x8007);
 
 void RunMessageLoop() {
     MSG message;
-    // A result of -1 is taken for a message, and the loop goes on.
+    // A result of -1 is taken for a message, and the loop continues.
     while (GetMessageW(&message, /*hWnd=*/nullptr, 0, 0) != 0) {
         TranslateMessage(&message);
         DispatchMessageW(&message);

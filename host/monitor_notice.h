@@ -1,4 +1,4 @@
-// The notice that asks the monitor program to show a pop-up: what goes in and its bytes.
+// The notice that asks the monitor program to show a pop-up: its content and its bytes.
 #pragma once
 
 #include <cstdint>

@@ -24,7 +24,7 @@ constexpr wchar_t kMonitoredMark[] = L"ml";
 
 }  // namespace
 
-// notice: nothing when it cannot be written down, which fails like a notice that nobody takes.
+// notice: nothing when it cannot be written down, which fails like a notice that no monitor takes.
 static bool SendTrayCopyData(const std::optional<std::string>& notice) {
     if (!notice) {
         NXL_LOG(L"[%s(%d)] send WD MSG failed");

@@ -8,7 +8,7 @@
 
 enum class InstanceFate {
     Keep,
-    EraseUnknown,   // no record: the instance goes without a word
+    EraseUnknown,   // no record: the instance is erased without a log line
     EraseFinished,  // no task is running and the caller left: the instance and its record go
 };
 

@@ -8,7 +8,7 @@
 // A stored answer younger than this is not asked for again.
 inline constexpr std::uint32_t kRemoteConfigMinAgeSeconds = 86400;
 
-// Both are the low 32 bits of a time in seconds. The difference is unsigned: a stored time that lies in the future is
+// Both are the low 32 bits of a time in seconds. The difference is unsigned: a stored time in the future is
 // very old, so that a wrong clock heals itself.
 constexpr bool IsRemoteConfigDue(std::uint32_t now, std::uint32_t lastFetch) {
     return now - lastFetch > kRemoteConfigMinAgeSeconds;

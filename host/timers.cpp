@@ -1,4 +1,4 @@
-// What the timers do: prune the instance table, end a process that nobody needs, refresh the status record.
+// What the timers do: prune the instance table, end a process that serves no caller, refresh the status record.
 #include "host/helper_host.h"
 
 #include "foundation/log.h"

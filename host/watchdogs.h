@@ -44,7 +44,7 @@ struct HangWatchSteps {
     bool (*pfnPause)(void* context, DWORD milliseconds);  // false ends the loop
     bool (*pfnProbe)(void* context, HWND window, DWORD_PTR& result);
     void (*pfnKill)(void* context);
-    std::uint64_t (*pfnAwakeMs)(void* context);  // a clock that stands still while the machine sleeps
+    std::uint64_t (*pfnAwakeMs)(void* context);  // a clock that stops while the machine sleeps
     void* pContext;
 };
 void RunHangWatch(const HangWatchSteps& steps);

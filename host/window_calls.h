@@ -1,4 +1,4 @@
-// The calls into the window system whose numbers nobody can see from outside. Tests put their own in place of them.
+// The calls into the window system whose numbers cannot be seen from outside. Tests put their own in their place.
 #pragma once
 
 #include "foundation/windows_headers.h"
