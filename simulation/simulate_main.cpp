@@ -30,7 +30,7 @@ using Clock = std::chrono::steady_clock;
 constexpr simulation::World kWorlds[] = {{"callers", &simulation::RunCallersWorld}};
 constexpr std::uint64_t kWorldStream = 7;
 constexpr std::uint64_t kFaultStream = 8;
-// The stacks of threads that were ended where they stood are kept, so a child does not live for ever.
+// The stacks of threads that were ended where they were are kept, so a child does not run for ever.
 constexpr std::uint64_t kSeedsOfAChild = 100;
 constexpr auto kProgressEvery = std::chrono::seconds(10);
 

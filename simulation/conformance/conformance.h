@@ -1,8 +1,8 @@
 // What the files of this test share.
 //
-// They say what the product relies on, and run in two worlds: against the simulation, and as a Windows program. Whoever
-// adds a function to the simulation adds its lines here first, sees them pass on Windows (here: Wine) and then makes
-// them pass on the simulation. Where systems differ, a line says which answers there are; the product must do with
+// They say what the product relies on, and run in two worlds: against the simulation, and as a Windows program. A
+// change that adds a function to the simulation adds its lines here first: they must pass on Windows (here: Wine), and
+// then also on the simulation. Where systems differ, a line says which answers there are; the product must work with
 // each.
 #pragma once
 

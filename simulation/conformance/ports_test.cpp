@@ -39,7 +39,7 @@ class Ports : public testing::Test {
     const CKernelHandle port = MakePort();
     CFileHandle server;
     CFileHandle client;
-    // What is pending lies here until its packet has come.
+    // Pending operations are kept here until their packet has come.
     OVERLAPPED block{};
     OVERLAPPED otherBlock{};
     char buffer[16] = {};
@@ -224,7 +224,7 @@ TEST_F(Ports, AValueThatIsNoPortIsError6) {
     EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_HANDLE});
 }
 
-// Whether closing a port wakes who waits on it is not asserted: Windows does, with error 735, Wine does not. The
-// product keeps a port open while anybody waits on it, and the simulation does the one or the other by its seed.
+// Whether closing a port wakes a thread that waits on it is not asserted: Windows does, with error 735, Wine does not.
+// The product keeps a port open while a thread waits on it, and the simulation does the one or the other by its seed.
 
 }  // namespace

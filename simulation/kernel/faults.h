@@ -12,7 +12,7 @@
 
 namespace simulation {
 
-// Draws from a stream of its own, so that the same seed without faults has the same schedule as far as that goes.
+// Draws from a stream of its own, so that the same seed without faults has the same schedule up to the first fault.
 class CFaults {
   public:
     // One call in nOneIn fails, of those that can. 0: none.

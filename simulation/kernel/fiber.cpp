@@ -62,7 +62,7 @@ RuntimeExceptions& Exceptions() {
     return *reinterpret_cast<RuntimeExceptions*>(abi::__cxa_get_globals());
 }
 
-// The last switch. Whoever arrives learns from it where the stack lies that was there from the start.
+// The last switch. The fiber that it enters learns from it where the stack is that was there from the start.
 CFiber* g_pArriving = nullptr;
 CFiber* g_pLeft = nullptr;
 

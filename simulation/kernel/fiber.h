@@ -17,8 +17,8 @@ class CFiber {
     CFiber(const CFiber&) = delete;
     CFiber& operator=(const CFiber&) = delete;
 
-    // Leaves the running fiber, which is from, for to. Comes back when somebody switches to from; never, when it is the
-    // last thing that from does.
+    // Leaves the running fiber, which is from, for to. Returns when another fiber switches to from; never, when it is
+    // the last thing that from does.
     static void Switch(CFiber& from, CFiber& to, bool bLast = false);
 
   private:

@@ -19,7 +19,7 @@ std::wstring PlainName(const std::wstring& strName) {
 
 void* CProcess::Open(ObjectPointer pObject) {
     ++pObject->m_nHandles;
-    // Values are given again at once: what is used after its closing meets somebody else's object.
+    // Values are given again at once: a handle that is used after its closing meets another object.
     auto free = std::find(m_vecHandles.begin(), m_vecHandles.end(), nullptr);
     if (free == m_vecHandles.end()) {
         free = m_vecHandles.insert(free, nullptr);

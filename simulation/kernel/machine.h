@@ -29,13 +29,13 @@ class CProcess final : public CEnding {
 
     // A handle for the object, held by this process.
     void* Open(ObjectPointer pObject);
-    // Null for a value that stands for nothing.
+    // Null for a value that means nothing.
     ObjectPointer Find(void* hHandle) const;
     template <typename T>
     std::shared_ptr<T> FindAs(void* hHandle) const {
         return std::dynamic_pointer_cast<T>(Find(hHandle));
     }
-    // False for a value that stands for nothing.
+    // False for a value that means nothing.
     bool Close(void* hHandle);
     void CloseAll();
     std::size_t HandleCount() const;
@@ -72,7 +72,7 @@ class CMachine {
 
     // A thread of the process; its exit code is what work returns.
     std::shared_ptr<CThread> StartThread(CProcess& process, std::function<std::uint32_t()> work, bool bSuspended);
-    // Ends a thread where it stands. Does not return when it is the running one.
+    // Ends a thread where it is. Does not return when it is the running one.
     void EndThread(CThread& thread, std::uint32_t nExitCode);
     void EndProcess(CProcess& process, std::uint32_t nExitCode);
 

@@ -13,7 +13,7 @@ namespace simulation {
 using Exports = std::map<std::string, FARPROC>;
 
 // Names without regard to case. A library is loaded once for all processes of the machine, since the code it exports
-// lies in one address space.
+// is in one address space.
 class CModules {
   public:
     CModules();

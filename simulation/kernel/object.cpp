@@ -35,7 +35,7 @@ bool TrySatisfy(CTask& task, const ObjectWait& wait) {
 }  // namespace
 
 void CObject::Signal() {
-    // In the order in which they came. Those who are let through leave the list.
+    // In the order in which they came. Waits that end leave the list.
     const ObjectPointer pKept = shared_from_this();
     for (std::size_t i = 0; i < m_waiters.size();) {
         CTask& task = *m_waiters[i];

@@ -1,4 +1,4 @@
-// What handles stand for, and waiting for it.
+// What handles refer to, and waiting for it.
 #pragma once
 
 #include <cstdint>
@@ -23,8 +23,8 @@ class CObject : public std::enable_shared_from_this<CObject> {
     virtual void LastHandleClosed() {}
     virtual const char* Kind() const = 0;
 
-    // Ends the waits that can end now. To be called whenever IsSignalled may have become true: who waits at that moment
-    // is let through even if the object changes back before it runs.
+    // Ends the waits that can end now. To be called whenever IsSignalled may have become true: a thread that waits at
+    // that moment is let through even if the object changes back before it runs.
     void Signal();
 
     CWaitList m_waiters;

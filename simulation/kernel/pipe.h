@@ -19,7 +19,7 @@ struct PipeOpening {
     DWORD nOutQuota = 0;  // bytes that the server may write before they are read; 0: none
     DWORD nInQuota = 0;
     bool bOverlapped = false;
-    bool bFirst = false;    // only if nobody serves the name
+    bool bFirst = false;    // only if no pipe of the name is served
     bool bInbound = true;   // whether clients may write
     bool bOutbound = true;  // whether clients may read
 };

@@ -19,8 +19,8 @@ void Remove(std::vector<CTask*>& list, const CTask* pTask) {
     list.erase(std::remove(list.begin(), list.end(), pTask), list.end());
 }
 
-// The stack of a thread that was ended where it stood, or still waits. What it owned is reached from there, so it is
-// not a leak, and nobody can give it back.
+// The stack of a thread that was ended where it was, or still waits. What it owned is reached from there, so it is
+// not a leak, and nothing can give it back.
 void KeepForGood(std::unique_ptr<CFiber> pFiber) {
     static auto& kept = *new std::vector<std::unique_ptr<CFiber>>;
     kept.push_back(std::move(pFiber));

@@ -2,7 +2,7 @@
 //
 // One thread runs at a time, on a stack of its own, all of them on one thread of the operating system. It runs until it
 // comes to a point (a system call, a lock, an edge of the product's code that the compiler has marked) at which the
-// strategy takes another. Time stands still while a thread can run, but for a microsecond each call, and jumps to the
+// strategy takes another. Time stops while a thread can run, except for a microsecond each call, and jumps to the
 // next end of a wait when none can.
 #pragma once
 
@@ -47,7 +47,7 @@ class CScheduler {
     void Suspend(CTask& task);
     // How often it was suspended before.
     std::uint32_t Resume(CTask& task);
-    // Ends a thread where it stands. Does not return when it is the running one.
+    // Ends a thread where it is. Does not return when it is the running one.
     void End(CTask& task);
 
     CTask& Current() { return *m_pCurrent; }
@@ -85,7 +85,7 @@ class CScheduler {
     void Wake(CTask& task);
     void WakeAll(CWaitList& list);
     void WakeOne(CWaitList& list);
-    // Those who wait for something that lives at an address of the product's.
+    // The threads that wait for something at an address of the product's.
     CWaitList& WaitersAt(const void* pAddress) { return m_waitersAt[pAddress]; }
 
     // Ends the operating system's process with a report. Never returns.

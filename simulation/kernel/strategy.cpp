@@ -49,7 +49,7 @@ class CPriorityStrategy final : public IStrategy {
                 pCurrent->m_nPriority = --m_nLowest;
             }
         }
-        // A thread that goes round and round without waiting would shut all others out.
+        // A thread that loops without waiting would shut all others out.
         if (pCurrent != nullptr && pCurrent == m_pRunning && ready.size() > 1 && ++m_nAlone > kLongestTurn) {
             pCurrent->m_nPriority = --m_nLowest;
         }

@@ -38,7 +38,7 @@ std::unique_ptr<IStrategy> MakeRandomStrategy(CRandom random, std::uint64_t nSta
 // Priorities drawn at random, the highest runs, and at nDepth - 1 steps, drawn from the first nSteps, the running
 // thread falls below all others: a fault that needs nDepth orderings is met with a known chance.
 std::unique_ptr<IStrategy> MakePriorityStrategy(CRandom random, std::uint32_t nDepth, std::uint64_t nSteps);
-// What was kept: where the schedule says nothing, the running thread goes on, or the first that can.
+// What was kept: where the schedule says nothing, the running thread continues, or the first that can.
 std::unique_ptr<IStrategy> MakeReplayStrategy(Schedule schedule);
 
 }  // namespace simulation

@@ -20,7 +20,7 @@ inline constexpr Nanoseconds kSecond = 1000 * kMillisecond;
 class CTask;
 struct ObjectWait;
 
-// Those who wait for one thing, in the order in which they came.
+// The tasks that wait for one thing, in the order in which they came.
 using CWaitList = std::vector<CTask*>;
 
 class CTask {

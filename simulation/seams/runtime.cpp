@@ -179,7 +179,7 @@ long __wrap_syscall(long nNumber, ...) {
     return 0;
 }
 
-// Static objects of functions, which are made by whoever comes first, the others waiting.
+// Static objects of functions: the first thread makes one, the others wait.
 int __wrap___cxa_guard_acquire(std::uint64_t* pGuard) {
     auto* const pBytes = reinterpret_cast<std::atomic<unsigned char>*>(pGuard);
     while (pBytes[0].load() == 0) {

@@ -317,7 +317,7 @@ BOOL PostQueuedCompletionStatus(HANDLE hPort, DWORD nBytes, ULONG_PTR nKey, LPOV
         return call.Fail(ERROR_INVALID_HANDLE);
     }
     // A packet that bears nothing does not fail here: a worker whose two wake-up calls both fail sleeps for ever, which
-    // docs/simulation.md tells of.
+    // docs/simulation.md describes.
     if (pOverlapped != nullptr && call.Fault({ERROR_NO_SYSTEM_RESOURCES}) != 0) {
         return FALSE;
     }

@@ -1,4 +1,4 @@
-// The order in which locks are taken: whoever waits for one while holding another settles it, and a circle is a
+// The order in which locks are taken: a thread that waits for one while it holds another sets it, and a circle is a
 // deadlock that has not happened yet.
 #pragma once
 

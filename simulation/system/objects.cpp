@@ -33,7 +33,7 @@ bool IsPseudo(HANDLE hHandle) {
     return hHandle == GetCurrentProcess() || hHandle == GetCurrentThread();
 }
 
-// Also for the values that stand for the caller's own process and thread.
+// Also for the values that mean the caller's own process and thread.
 ObjectPointer Resolve(CCall& call, HANDLE hHandle) {
     if (hHandle == GetCurrentProcess()) {
         return call.Process().shared_from_this();

@@ -8,7 +8,7 @@
 
 namespace {
 
-// The parts of a path behind its drive, with "." and ".." worked in.
+// The parts of a path after its drive, with "." and ".." resolved.
 std::wstring Canonical(const std::wstring& strPath) {
     const bool bDrive = strPath.size() >= 2 && strPath[1] == L':';
     const std::wstring strRoot = bDrive ? strPath.substr(0, 2) : L"";

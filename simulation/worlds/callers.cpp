@@ -294,7 +294,7 @@ void RunCallersWorld(CRandom random) {
             Hold(WaitForSingleObject(caller.get(), 4 * kNeverMs) == WAIT_OBJECT_0, "a caller never ends");
         }
     }
-    // A worker that nobody waited for ends by itself.
+    // A worker that was not waited for ends by itself.
     Sleep(kNeverMs);
     DWORD nHandles = 0;
     GetProcessHandleCount(GetCurrentProcess(), &nHandles);

@@ -23,7 +23,7 @@ void Hold(bool bCondition, const std::string& strWhat);
 
 // Runs work as the main thread of a process of its own and returns the process's handle, which the caller closes.
 void* StartProcess(std::function<void()> work);
-// Ends the calling process where it stands, with all its threads and handles.
+// Ends the calling process where it is, with all its threads and handles.
 [[noreturn]] void Vanish();
 
 }  // namespace simulation
