@@ -26,8 +26,8 @@ class CScriptedHelper {
     CScriptedHelper(const CScriptedHelper&) = delete;
     CScriptedHelper& operator=(const CScriptedHelper&) = delete;
 
-    // Opens the pipe, which is waited for, sends the ready notice, and answers from then on. False when nobody serves
-    // the pipe.
+    // Opens the pipe, which is waited for, sends the ready notice, and answers from then on. False when no caller
+    // serves the pipe.
     bool Come(const std::wstring& pipeName, Script script, bool notice = true);
     // Before Come: what the helper's thread does first of all, in place of a notice.
     void SetGreeting(std::function<void()> greeting) { m_greeting = std::move(greeting); }

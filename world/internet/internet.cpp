@@ -4,7 +4,7 @@
 //   internet --dir DIRECTORY [--stop EVENT] [--ready EVENT] [--parent PID]
 //
 // The answers are read again from DIRECTORY\answers.txt for every request, see told_answers.h; a request that matches
-// none gets 404. Every request becomes a line of DIRECTORY\requests.txt before its answer goes out.
+// none gets 404. Every request becomes a line of DIRECTORY\requests.txt before its answer is sent.
 // DIRECTORY\internet_port.txt names the port. It ends when the stop event is set or the parent process ends.
 #include "world/internet/connection.h"
 

@@ -1,4 +1,4 @@
-// The messages of a TLS 1.2 handshake with the one cipher suite that the stand-in servers speak, as bytes.
+// The messages of a TLS 1.2 handshake with the one cipher suite of the stand-in servers, as bytes.
 //
 // There are no sessions, no other suites and no client certificates. The suite is one that Windows and Wine both offer;
 // the secret comes under the server's RSA key.

@@ -1,4 +1,4 @@
-// A stand-in for the monitor program: a window of the class that notices go to, and a record of what comes.
+// A stand-in for the monitor program: a window of the class that notices are sent to, and a record of what comes.
 //
 //   monitor --out FILE [--hang] [--stop EVENT] [--ready EVENT] [--parent PID]
 //
@@ -23,7 +23,7 @@ LRESULT CALLBACK Procedure(HWND window, UINT message, WPARAM wParam, LPARAM lPar
     const std::string bytes(static_cast<const char*>(record->lpData), record->cbData);
     std::fprintf(g_pOut, "%s\n", NoticeText(record->dwData, bytes).c_str());
     std::fflush(g_pOut);
-    // Nobody reads this answer: a value that looks like a refusal shows it.
+    // The helper does not read this answer: a value that looks like a refusal shows it.
     return 0;
 }
 

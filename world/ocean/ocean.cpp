@@ -88,7 +88,7 @@ void Burn() {
     }
 }
 
-// Waits for an event on the caller's thread. bAnswers: windows of that thread answer what is sent to them meanwhile,
+// Waits for an event on the caller's thread. bAnswers: windows of that thread answer what is sent to them in that time,
 // and what is posted to them stays where it is.
 void Hold(HANDLE gate, bool bAnswers) {
     const DWORD wakes = bAnswers ? QS_SENDMESSAGE : 0;
@@ -145,7 +145,7 @@ OCEAN_EXPORT std::int32_t ocean_init(const char* kind, void* delegate) {
     }
     given->onEvent0(1, "ready");
     given->onEvent1(&kind, sizeof kind);
-    // Nobody reads this result: a value that looks like a failure shows it.
+    // The helper does not read this result: a value that looks like a failure shows it.
     return -7;
 }
 

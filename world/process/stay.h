@@ -19,8 +19,8 @@ class CStay {
     // Sets the ready event; false when there is none of that name.
     bool SayReady() const;
 
-    // Returns when a stop event is set or the parent has ended. Dispatches the messages of this thread meanwhile, or
-    // leaves every one of them lying.
+    // Returns when a stop event is set or the parent has ended. Until then it dispatches the messages of this thread,
+    // or leaves every one of them lying.
     void Stay(bool bDispatches) const;
 
   private:

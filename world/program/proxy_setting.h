@@ -1,4 +1,4 @@
-// The proxy that programs of this user go through, as a world sets it. What stood there is the journal's business.
+// The proxy that programs of this user use, as a world sets it. The journal keeps what was set before.
 #pragma once
 
 #include <cstdint>

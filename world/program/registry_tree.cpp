@@ -182,7 +182,7 @@ bool RestoreRegistry(const JournalEntry& entry) {
     bool done = true;
     JournalEntry now;
     if (entry.kind == JournalEntry::Kind::Keep && RememberKey(entry.place, entry.strKey, now) && now.old == entry.old) {
-        // Nobody has written there; it may be a key that this user must not write.
+        // No world has written there; it may be a key that this user must not write.
         return RemoveEmptyKeys(entry);
     }
     if (entry.kind == JournalEntry::Kind::Keep) {
