@@ -1,5 +1,5 @@
 // What every reader of foreign bytes costs with its worst inputs: nanoseconds a byte for 64 KiB, 1 MiB and 16 MiB side
-// by side. Whoever sends a message chooses it; none may cost more a byte because it is longer. The time is the
+// by side. The sender of a message chooses it; none may cost more a byte because it is longer. The time is the
 // processor's, so that a busy machine does not show.
 //
 //   worst_input_bench [TEXT...]     the rows whose names hold one of the texts; default: all

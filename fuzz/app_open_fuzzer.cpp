@@ -93,7 +93,7 @@ void CheckParsed(const std::string& text) {
                                info.errorDot.empty()));
 }
 
-// What a text says as a number of 32 bits.
+// The value of a text as a number of 32 bits.
 enum class Decimal { Fits, None, TooLarge };
 
 Decimal Judge(const std::string& text) {

@@ -1,5 +1,5 @@
-// What the stand-in servers read: told answers, requests, and the bytes of a TLS client. Whatever is cut is gone from
-// the front and nothing else is, and an answer that is taken keeps to its rules.
+// What the stand-in servers read: told answers, requests, and the bytes of a TLS client. A part that is cut off is gone
+// from the front and nothing else is, and an answer that is taken keeps to its rules.
 #include <cstddef>
 #include <cstdint>
 #include <string>

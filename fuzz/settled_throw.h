@@ -40,7 +40,7 @@ inline bool AllConvertToText(const Json::Value& object, std::initializer_list<co
     return true;
 }
 
-// What a text says, or null.
+// The value of a text, or null.
 inline Json::Value ValueOf(std::string_view text) {
     Json::Value value;
     ParseJson(text, value);

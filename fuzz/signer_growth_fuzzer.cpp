@@ -2,7 +2,7 @@
 // little memory, and picks what a plain reading of the same certificates picks.
 //
 // The input is a list of pieces: a byte whose low half says how often the piece is repeated (two to that power), a byte
-// with its length less 1, then its bytes. They stand where the certificates are, or, when the first byte has its
+// with its length less 1, then its bytes. They are where the certificates are, or, when the first byte has its
 // highest bit set, in the place of all SignedData.
 #include <sanitizer/allocator_interface.h>
 
@@ -92,7 +92,7 @@ class CPlainReader : public IASN1ParserCallback {
         return answer;
     }
 
-    // What is handed out when there is no signer.
+    // What is given when there is no signer.
     std::string Leaves() const {
         std::string joined;
         bool bFirst = true;
