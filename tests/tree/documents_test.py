@@ -77,6 +77,14 @@ class Documents(unittest.TestCase):
                     faults.append(f"{page.relative_to(ROOT)}: {link}: there is no such heading")
         self.assertEqual(faults, [])
 
+    def test_every_page_opens_with_what_its_reader_can_do_after_it(self):
+        pages = [page for page in files("*.md", "resources/package/README*.md.in")
+                 if page.name != "THIRD-PARTY.md" and not page.relative_to(ROOT).parts[0].startswith(".")]
+        self.assertGreater(len(pages), 20)
+        # Before the first heading below the page's own; a picture or a sentence about the subject may come first.
+        opening = {page.relative_to(ROOT).as_posix(): read(page).split("\n## ")[0] for page in pages}
+        self.assertEqual([page for page, text in opening.items() if "fter this page you" not in " ".join(text.split())], [])
+
     def test_every_picture_of_the_documents_is_shown_and_is_small(self):
         shown = set()
         for page in files("*.md"):
