@@ -391,6 +391,27 @@ class PackageTest(unittest.TestCase):
             make_package(pathlib.Path(folder))
             self.assert_same_package(pathlib.Path(folder))
 
+    def test_reference_and_static_library_are_the_same_when_made_again(self):
+        if not NINJA:
+            self.skipTest("only Ninja shows how they are made")
+        with tempfile.TemporaryDirectory() as folder:
+            for made, place in (("reference/reference.html", "docs/reference.html"),
+                                ("client/libnexlet_client_static.a", STATIC_LIBRARY)):
+                command = subprocess.run([NINJA, "-C", BUILD_DIR, "-t", "commands", "-s", made], check=True, text=True,
+                                         stdout=subprocess.PIPE).stdout
+                # All that is written goes to another folder.
+                out = (BUILD_DIR / made).parent if place.endswith(".html") else BUILD_DIR / made
+                other = pathlib.Path(folder, out.name)
+                if out.is_dir():
+                    shutil.copytree(out, other)
+                    text = (other / "Doxyfile").read_text(encoding="utf-8")
+                    (other / "Doxyfile").write_text(text.replace(str(out), str(other)), encoding="utf-8")
+                    (other / pathlib.Path(made).name).unlink()
+                self.assertIn(str(out), command)
+                subprocess.run(command.replace(str(out), str(other)), shell=True, check=True, stdout=subprocess.DEVNULL)
+                again = other / pathlib.Path(made).name if other.is_dir() else other
+                self.assertEqual(sha256(again.read_bytes()), sha256((self.unpacked / place).read_bytes()), place)
+
     def test_is_the_same_after_all_programs_were_linked_again(self):
         if not NINJA:
             self.skipTest("only Ninja shows how a program is linked")
