@@ -74,6 +74,8 @@ class CRunner {
     // The helpers that run (runner_helpers.cpp).
     ExitCode Helpers(const Step& step);
     ExitCode Stop(const Step& step);
+    // What helpers leave (runner_clean.cpp).
+    ExitCode Clean(const Step& step);
     // Those of the program's file name, of this run's mark alone if asked for.
     std::vector<RunningHelper> HelpersThatRun(bool ofMark) const;
 

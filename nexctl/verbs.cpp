@@ -126,6 +126,10 @@ const std::vector<VerbInfo>& AllVerbs() {
          "660 seconds. Without a helper of this mark nothing is done, and that ends with 0.\n"
          "  --wait         wait until its process has ended and its file can be replaced; --timeout (30000) is the\n"
          "                 limit. What still holds it then is told, and ends with 3\n"},
+        {"clean", "", 0, "list or remove what helpers leave: registry values, caches, logs, shortcuts",
+         "Of this user, whatever the mark. Lists alone, unless told otherwise:\n"
+         "  --yes          remove all of it but the logs of processes that run. What cannot be removed ends with 2\n"
+         "Values of other programs in the same keys stay, and so do keys and folders that are not empty then.\n"},
         {"names", "", 0, "print the names of pipes and events for --mark and --service", ""},
         {"encode", "TYPE JSON", 2, "print the frame of a message as hexadecimal bytes", ""},
         {"decode", "HEX", 1, "print the frames in hexadecimal bytes as JSON lines",

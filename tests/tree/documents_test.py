@@ -122,6 +122,20 @@ class Documents(unittest.TestCase):
         self.assertGreater(len(values), 15)
         self.assertEqual([value for value in values if value not in literals], [])
 
+    def test_what_clean_removes_is_what_the_helper_leaves(self):
+        clean = read(ROOT / "nexctl/clean/leftovers.cpp")
+        removed = set(re.findall(LITERAL, clean))
+        for cell, written_by in rows("docs/registry.md", "value", "written by"):
+            if re.search(r"the helper|probe", written_by) or cell.startswith("`debug_"):
+                for value in CODE.findall(cell):
+                    self.assertIn(value, removed, "a value that the helper writes stays")
+        # The other way round: whatever it removes has a name that the helper knows.
+        literals = set().union(*(re.findall(LITERAL, text) for text in self.sources.values()))
+        names = re.findall(LITERAL, clean[clean.index("kKeys[]"):clean.index("// Keys that only")])
+        names += re.findall(r'L"(Nxl\w+)"', clean)
+        self.assertGreater(len(names), 20)
+        self.assertEqual([name for name in names if name not in literals], [])
+
     def test_findings_of_the_doctor_and_of_its_page_are_the_same(self):
         kinds = {"Wrong": "wrong", "Note": "note"}
         judged = [(code, kinds[kind]) for kind, code in
