@@ -33,7 +33,7 @@ struct EventFact {
     std::string name;
     bool exists = false;
     bool signalled = false;
-    bool denied = false;  // it exists, but this process may not open it; the two above are false then
+    bool denied = false;  // it exists, but this process may not open it as helper and callers do
 };
 
 struct HelperFact {
@@ -88,6 +88,7 @@ struct DoctorFacts {
     std::string program;  // the running helper's, or that beside nexctl.exe, or that of --exe
     bool programExists = false;
     bool mutexExists = false;
+    bool mutexDenied = false;  // it exists, but this process may not open it as a helper does
     std::string mutexName;
     PipeFact hostPipe;
     PipeFact servicePipe;

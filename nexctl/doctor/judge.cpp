@@ -42,6 +42,7 @@ class CDiagnosis {
     explicit CDiagnosis(const DoctorFacts& facts) : m_facts(facts) {}
 
     std::vector<Finding> Make() {
+        Rights();
         Helper();
         HostPipe();
         CallersPipe();
@@ -78,6 +79,24 @@ class CDiagnosis {
     }
     bool Runs() const { return m_facts.mutexExists && (!OfMark().empty() || SomeCannotBeRead()); }
 
+    // Whether a helper runs or not: what a process with other rights holds keeps a start out, too.
+    void Rights() {
+        std::vector<std::string> names;
+        if (m_facts.mutexDenied) {
+            names.push_back(m_facts.mutexName);
+        }
+        for (const EventFact* event : {&m_facts.hostGate, &m_facts.serviceGate, &m_facts.readyEvent}) {
+            if (event->denied) {
+                names.push_back(event->name);
+            }
+        }
+        if (!names.empty()) {
+            Wrong("access.denied",
+                  "this process may not open " + Joined(names) + ": a process with other rights has made it",
+                  "run helper, caller and nexctl with the same rights, all of them elevated or none, and as one user");
+        }
+    }
+
     void Helper() {
         if (!m_facts.programExists) {
             Wrong("program.missing", "the helper's program " + m_facts.program + " is not there",
@@ -87,7 +106,7 @@ class CDiagnosis {
         if (!m_facts.mutexExists) {
             Note("helper.none", "no helper of the mark " + Quoted(m_facts.mark) + " runs",
                  "\"nexctl start\" starts one");
-        } else if (own.empty() && !SomeCannotBeRead()) {
+        } else if (!m_facts.mutexDenied && own.empty() && !SomeCannotBeRead()) {
             Wrong("mutex.stranger",
                   "the mutex " + m_facts.mutexName + " exists, but no helper of the mark " + Quoted(m_facts.mark) +
                       " runs: every start takes itself for a second one and ends",
@@ -115,11 +134,6 @@ class CDiagnosis {
                       "answer the dialog, or set up the proxy of this user; transfers wait until then");
             }
         }
-    }
-
-    void Denied(const std::string& name) {
-        Wrong("access.denied", "this process may not open " + name + ": a process with other rights has made it",
-              "run helper, caller and nexctl with the same rights, all of them elevated or none, and as one user");
     }
 
     void HostPipe() {
@@ -152,9 +166,7 @@ class CDiagnosis {
                   "somebody stays connected to the host's pipe: a second start of this mark is lost meanwhile",
                   "a client that has had its answer has to close; find it and end it");
         }
-        if (m_facts.hostGate.denied) {
-            Denied(m_facts.hostGate.name);
-        } else if (!m_facts.hostGate.exists) {
+        if (!m_facts.hostGate.exists) {
             Wrong("host-gate.missing", "the host's pipe is served without its gate event " + m_facts.hostGate.name,
                   "end the helper and start it again");
         }
@@ -182,13 +194,11 @@ class CDiagnosis {
             case PipeState::Busy:
                 break;
         }
-        if (m_facts.serviceGate.denied) {
-            Denied(m_facts.serviceGate.name);
-        } else if (!m_facts.serviceGate.exists) {
+        if (!m_facts.serviceGate.exists) {
             Wrong("caller-gate.missing",
                   "the caller's pipe is served without its gate event " + m_facts.serviceGate.name,
                   "the caller makes it, manual-reset and signalled, before the pipe");
-        } else if (!m_facts.serviceGate.signalled) {
+        } else if (!m_facts.serviceGate.signalled && !m_facts.serviceGate.denied) {
             Wrong("caller-gate.closed", "the gate of the caller's pipe is closed: every write waits a second for it",
                   "a writer sets the event after its write; one did not, or is just writing: look again");
         }

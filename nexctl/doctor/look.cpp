@@ -41,15 +41,25 @@ PipeFact LookAtPipe(const std::wstring& name, DWORD waitMs) {
     return pipe;
 }
 
+// Helper and callers ask for all rights. Who has fewer may still look: an elevated process lets others of its logon
+// read and wait.
 EventFact LookAtEvent(const std::wstring& name) {
     EventFact event;
     event.name = Utf16ToUtf8(name);
+    const CKernelHandle all(OpenEventW(EVENT_ALL_ACCESS, FALSE, name.c_str()));
+    event.denied = !all && GetLastError() == ERROR_ACCESS_DENIED;
     const CKernelHandle handle(OpenEventW(SYNCHRONIZE, FALSE, name.c_str()));
-    event.denied = !handle && GetLastError() == ERROR_ACCESS_DENIED;
-    event.exists = handle.valid();
+    event.exists = event.denied || handle.valid();
     // The events looked at are manual-reset: a wait takes nothing away.
     event.signalled = handle && WaitForSingleObject(handle.get(), 0) == WAIT_OBJECT_0;
     return event;
+}
+
+void LookAtMutex(const std::wstring& name, DoctorFacts& facts) {
+    facts.mutexName = Utf16ToUtf8(name);
+    const CKernelHandle mutex(OpenMutexW(MUTEX_ALL_ACCESS, FALSE, name.c_str()));
+    facts.mutexDenied = !mutex && GetLastError() == ERROR_ACCESS_DENIED;
+    facts.mutexExists = facts.mutexDenied || mutex.valid();
 }
 
 std::optional<std::uint32_t> ReadNumber(const wchar_t* key, const wchar_t* name) {
@@ -64,8 +74,7 @@ std::optional<std::uint32_t> ReadNumber(const wchar_t* key, const wchar_t* name)
 void LookAtHelpers(const DoctorSubject& subject, DoctorFacts& facts) {
     const std::wstring mark = Utf8ToUtf16(subject.mark);
     const std::wstring own = Utf8ToUtf16(subject.program.value_or(subject.ownProgram));
-    facts.mutexName = Utf16ToUtf8(HostMutexName(mark));
-    facts.mutexExists = CKernelHandle(OpenMutexW(SYNCHRONIZE, FALSE, HostMutexName(mark).c_str())).valid();
+    LookAtMutex(HostMutexName(mark), facts);
     facts.helpers = LookForHelpers(own.substr(own.find_last_of(L'\\') + 1));
     facts.hostPipe = LookAtPipe(HostPipeName(mark), kBusyMs);
     std::vector<std::uint32_t> ids;

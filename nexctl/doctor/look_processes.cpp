@@ -16,7 +16,8 @@
 
 namespace {
 
-constexpr DWORD kHandlesMs = 2000;
+// A busy machine may need long for all handles together, but for one of them this is too long.
+constexpr DWORD kHandleMs = 2000;
 // A helper has some dozens of handles; numbers are given in steps of four from the lowest free one.
 constexpr ULONG_PTR kMostHandles = 0x4000;
 
@@ -73,6 +74,11 @@ std::vector<std::string> DialogsOf(DWORD processId) {
     return search.titles;
 }
 
+std::optional<std::uint32_t> SessionOf(DWORD processId) {
+    DWORD session = 0;
+    return ProcessIdToSessionId(processId, &session) != FALSE ? std::optional<std::uint32_t>(session) : std::nullopt;
+}
+
 constexpr wchar_t kPipePrefix[] = LR"(\\.\pipe)";
 
 struct PipeEnd {
@@ -100,6 +106,7 @@ struct HandleLook {
     std::uint32_t processId = 0;
     std::mutex lock;  // guards what follows: whoever waits takes what there is when its time is over
     HeldPipes pipes;
+    std::uint32_t asked = 0;  // how many handles it has come to
 };
 
 void LookThroughHandles(HandleLook& look) {
@@ -108,6 +115,10 @@ void LookThroughHandles(HandleLook& look) {
         return;
     }
     for (ULONG_PTR value = 4; value < kMostHandles; value += 4) {
+        {
+            const std::lock_guard<std::mutex> lock(look.lock);
+            ++look.asked;
+        }
         HANDLE copy = nullptr;
         if (DuplicateHandle(process.get(), reinterpret_cast<HANDLE>(value), GetCurrentProcess(), &copy, 0, FALSE,
                             DUPLICATE_SAME_ACCESS) == FALSE) {
@@ -132,7 +143,11 @@ DWORD WINAPI LookThread(void* parameter) {
 
 }  // namespace
 
-std::vector<HelperFact> LookForHelpers(const std::wstring& fileName) {
+std::optional<std::uint32_t> OwnSession() {
+    return SessionOf(GetCurrentProcessId());
+}
+
+std::vector<HelperFact> LookForHelpers(const std::wstring& fileName, std::optional<std::uint32_t> ownSession) {
     std::vector<HelperFact> helpers;
     std::set<std::uint32_t> ids;
     FindProcessesByName(fileName, ids);
@@ -154,10 +169,8 @@ std::vector<HelperFact> LookForHelpers(const std::wstring& fileName) {
             }
         }
         helper.dialogs = DialogsOf(id);
-        DWORD session = 0;
-        DWORD ownSession = 0;
-        helper.otherSession = ProcessIdToSessionId(id, &session) &&
-                              ProcessIdToSessionId(GetCurrentProcessId(), &ownSession) && session != ownSession;
+        const std::optional<std::uint32_t> session = SessionOf(id);
+        helper.otherSession = session && ownSession && *session != *ownSession;
         helpers.push_back(std::move(helper));
     }
     return helpers;
@@ -171,7 +184,14 @@ HeldPipes LookForPipes(std::uint32_t processId) {
     const CKernelHandle thread(CreateThread(nullptr, 0, LookThread, parameter.get(), 0, nullptr));
     if (thread) {
         parameter.release();  // the thread's
-        WaitForSingleObject(thread.get(), kHandlesMs);
+    }
+    std::uint32_t seen = 0;
+    while (thread && WaitForSingleObject(thread.get(), kHandleMs) != WAIT_OBJECT_0) {
+        const std::lock_guard<std::mutex> lock(look->lock);
+        if (look->asked == seen) {
+            break;
+        }
+        seen = look->asked;
     }
     const std::lock_guard<std::mutex> lock(look->lock);
     return look->pipes;

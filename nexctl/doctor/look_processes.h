@@ -2,16 +2,22 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "nexctl/doctor/facts.h"
 
-// Every process of this file name, with mark and service of its command line and the dialogs that it shows.
-std::vector<HelperFact> LookForHelpers(const std::wstring& fileName);
+// The session of this process; nothing when the system does not tell.
+std::optional<std::uint32_t> OwnSession();
 
-// Whether one of these processes holds a server's end of the pipe; that one's number is written to holderId. Takes two
-// seconds at most for each. The pipe itself is not opened.
+// Every process of this file name, with mark and service of its command line, the dialogs that it shows, and whether
+// its session is another than ownSession. Where the system does not tell a session, it is not another one.
+std::vector<HelperFact> LookForHelpers(const std::wstring& fileName,
+                                       std::optional<std::uint32_t> ownSession = OwnSession());
+
+// Whether one of these processes holds a server's end of the pipe; that one's number is written to holderId. The pipe
+// itself is not opened.
 PipeHolder LookForHolder(const std::wstring& pipeName, const std::vector<std::uint32_t>& processIds,
                          std::uint32_t& holderId);
 
@@ -22,5 +28,5 @@ struct HeldPipes {
     std::vector<std::wstring> connected;  // as a client
 };
 
-// Looks through the handles of a process, for two seconds at most. No pipe is opened.
+// Looks through the handles of a process. Stops when one of them takes more than two seconds. No pipe is opened.
 HeldPipes LookForPipes(std::uint32_t processId);

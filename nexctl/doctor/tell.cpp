@@ -44,6 +44,9 @@ Json::Value Event(const EventFact& event) {
     Json::Value value(Json::objectValue);
     value["name"] = event.name;
     value["exists"] = event.exists;
+    if (event.denied) {
+        value["denied"] = true;
+    }
     if (event.exists) {
         value["signalled"] = event.signalled;
     }
@@ -116,6 +119,9 @@ Json::Value DoctorReport(const DoctorFacts& facts, const std::vector<Finding>& f
     report["program"]["exists"] = facts.programExists;
     report["mutex"]["name"] = facts.mutexName;
     report["mutex"]["exists"] = facts.mutexExists;
+    if (facts.mutexDenied) {
+        report["mutex"]["denied"] = true;
+    }
     report["host_pipe"] = Pipe(facts.hostPipe);
     report["service_pipe"] = Pipe(facts.servicePipe);
     report["host_gate"] = Event(facts.hostGate);

@@ -9,6 +9,8 @@
 #include "tests/e2e/nexctl_fixture.h"
 #include "tests/support/stand_in_process.h"
 
+#include <sddl.h>
+
 namespace {
 
 class NexctlDoctor : public Nexctl {
@@ -108,6 +110,53 @@ TEST_F(NexctlDoctor, NamesAStrangerThatHoldsTheMutex) {
     const auto codes = CodesOf();
     EXPECT_TRUE(Has(codes, "mutex.stranger"));
     EXPECT_FALSE(Has(codes, "helper.none"));
+}
+
+// What an object of a process with other rights looks like from here: it lets nobody in.
+struct NobodysObject {
+    NobodysObject() {
+        attributes.nLength = sizeof attributes;
+        EXPECT_NE(ConvertStringSecurityDescriptorToSecurityDescriptorW(L"D:P", SDDL_REVISION_1,
+                                                                       &attributes.lpSecurityDescriptor, nullptr),
+                  FALSE);
+    }
+    ~NobodysObject() { LocalFree(attributes.lpSecurityDescriptor); }
+    NobodysObject(const NobodysObject&) = delete;
+    NobodysObject& operator=(const NobodysObject&) = delete;
+
+    SECURITY_ATTRIBUTES attributes = {};
+};
+
+TEST_F(NexctlDoctor, NamesAGateThatItMayNotOpenWithAndWithoutAHelper) {
+    NobodysObject nobodys;
+    EXPECT_FALSE(Has(CodesOf(), "access.denied"));
+    const CKernelHandle gate(CreateEventW(&nobodys.attributes, TRUE, TRUE, HostEventName(m_strMark).c_str()));
+    ASSERT_TRUE(gate.valid());
+    EXPECT_TRUE(Has(CodesOf(), "access.denied"));
+    ASSERT_EQ(Run({"start"}).dwExitCode, 0u);
+    const auto codes = CodesOf();
+    EXPECT_TRUE(Has(codes, "access.denied"));
+    EXPECT_FALSE(Has(codes, "host-gate.missing")) << "it is there";
+}
+
+TEST_F(NexctlDoctor, NamesACallersGateThatItMayNotOpen) {
+    NobodysObject nobodys;
+    const CKernelHandle gate(
+        CreateEventW(&nobodys.attributes, TRUE, TRUE, ServiceEventName(m_strMark, m_strService).c_str()));
+    ASSERT_TRUE(gate.valid());
+    EXPECT_FALSE(Has(CodesOf(), "access.denied")) << "no service is asked for";
+    EXPECT_TRUE(Has(CodesOf({"--service", m_strService}), "access.denied"));
+}
+
+TEST_F(NexctlDoctor, TakesAMutexThatItMayNotOpenForOneThatIsThere) {
+    NobodysObject nobodys;
+    const CKernelHandle mutex(CreateMutexW(&nobodys.attributes, FALSE, HostMutexName(m_strMark).c_str()));
+    ASSERT_TRUE(mutex.valid());
+    const auto codes = CodesOf();
+    EXPECT_TRUE(Has(codes, "access.denied"));
+    EXPECT_FALSE(Has(codes, "helper.none"));
+    // A start does not take itself for a second one, so a stranger is not what is wrong.
+    EXPECT_FALSE(Has(codes, "mutex.stranger"));
 }
 
 TEST_F(NexctlDoctor, NamesASquatterOnTheHostsPipeWithAndWithoutAHelper) {

@@ -85,8 +85,14 @@ const Ill kIlls[] = {
     {"host-gate.missing", [](DoctorFacts& f) { f.hostGate.exists = false; }, true, "without its gate event"},
     {"access.denied",
      [](DoctorFacts& f) {
-         f.hostGate.exists = f.hostGate.signalled = false;
+         f.hostGate.signalled = false;
          f.hostGate.denied = true;
+     },
+     true, "this process may not open"},
+    {"access.denied",
+     [](DoctorFacts& f) {
+         f.serviceGate.signalled = false;
+         f.serviceGate.denied = true;
      },
      true, "this process may not open"},
     {"helper.other-session", [](DoctorFacts& f) { f.helpers[0].otherSession = true; }, false, "in another session"},
@@ -199,6 +205,35 @@ TEST(Doctor, WhatIsWrongStandsBeforeNotes) {
     ASSERT_EQ(findings.size(), 2u);
     EXPECT_TRUE(findings[0].isWrong);
     EXPECT_FALSE(findings[1].isWrong);
+}
+
+// What a process with other rights made keeps this one out, whether a helper is seen or not.
+TEST(Doctor, DeniedRightsAreToldWithoutAHelperToo) {
+    DoctorFacts facts = Healthy();
+    facts.helpers.clear();
+    facts.serviceGate.signalled = false;
+    facts.mutexDenied = facts.hostGate.denied = facts.serviceGate.denied = facts.readyEvent.denied = true;
+    facts.mutexName = "mutex";
+    facts.hostGate.name = "gate";
+    facts.serviceGate.name = "caller gate";
+    facts.readyEvent.name = "ready";
+    facts.hostPipe.state = facts.servicePipe.state = PipeState::Missing;
+    const std::vector<Finding> findings = Diagnose(facts);
+    ASSERT_EQ(findings.size(), 2u) << FindingsText(findings);
+    EXPECT_STREQ(findings[0].code, "access.denied");
+    EXPECT_NE(findings[0].what.find("open mutex, gate, caller gate, ready:"), std::string::npos) << findings[0].what;
+    EXPECT_STREQ(findings[1].code, "caller-pipe.missing") << "the mutex is there: neither no helper nor a stranger";
+}
+
+TEST(Doctor, HelperWithOtherRightsIsOneThatRuns) {
+    DoctorFacts facts = Healthy();
+    facts.mutexDenied = true;
+    facts.helpers[0].mark.clear();  // its command line cannot be read
+    facts.hostPipe.holder = PipeHolder::NotTold;
+    const std::vector<Finding> findings = Diagnose(facts);
+    ASSERT_EQ(findings.size(), 1u) << FindingsText(findings);
+    EXPECT_STREQ(findings[0].code, "access.denied");
+    EXPECT_TRUE(DoctorReport(facts, findings)["mutex"]["denied"].asBool());
 }
 
 TEST(Doctor, PipeThatSomebodyElseServesIsWrong) {
