@@ -21,6 +21,7 @@ constinit CLateLibrary g_dbghelp(L"dbghelp.dll");
 }  // namespace
 
 NXL_LATE_FUNCTION(g_dbghelp, , MiniDumpWriteDump, FALSE);
+NXL_LATE_FUNCTION(g_dbghelp, , SymSetOptions, 0);
 
 }  // namespace Late
 
@@ -29,7 +30,7 @@ namespace {
 constexpr wchar_t kDumpSwitch[] = L"debug_dump";
 constexpr wchar_t kDumpFileFormat[] = L"%s\\Nexlet%d.dmp";
 // A dump takes less than a second, and much longer on a machine out of breath.
-constexpr DWORD kDumpWaitMs = 60000;
+constexpr DWORD kDumpWaitMs = 120000;
 
 constexpr auto kDumpType =
     static_cast<MINIDUMP_TYPE>(MiniDumpNormal | MiniDumpWithUnloadedModules | MiniDumpWithThreadInfo);
@@ -58,6 +59,9 @@ void WriteDump(const Dumper& dumper) {
     MINIDUMP_EXCEPTION_INFORMATION exception = {};
     exception.ThreadId = dumper.nThreadId;
     exception.ExceptionPointers = dumper.pPointers;
+    // A dump needs no symbols. Wine reads those of every module all the same, unless it is told to wait until it needs
+    // them.
+    Late::SymSetOptions(SYMOPT_DEFERRED_LOADS);
     Late::MiniDumpWriteDump(GetCurrentProcess(), GetCurrentProcessId(), file.get(), kDumpType, &exception,
                             /*user=*/nullptr, /*callback=*/nullptr);
 }

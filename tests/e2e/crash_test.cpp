@@ -11,8 +11,8 @@ namespace {
 
 constexpr DWORD kAccessViolation = 0xC0000005;
 constexpr DWORD kUncaughtException = 3;
-// Writing a dump under Wine takes a busy machine half a minute.
-constexpr std::uint32_t kCrashMs = 90000;
+// Writing a dump under Wine takes a busy machine half a minute. The helper waits two for it.
+constexpr std::uint32_t kCrashMs = 150000;
 
 std::vector<std::uint8_t> One() {
     return {1, 0, 0, 0};
