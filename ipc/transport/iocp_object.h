@@ -39,7 +39,7 @@ class CIOCP_Object {
     int Send(const std::string& text);
 
     // Asks the worker to end: closes the current connection's pipe, which ends its pending operations, and wakes it.
-    // A worker without a connection takes no notice until WaitForThread.
+    // A worker without a connection, or that listens for one, takes no notice until the port is closed.
     void Stop();
 
     // Waits for the worker, then closes the port for this object. A worker that has not ended keeps its handle here and
