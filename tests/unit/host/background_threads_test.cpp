@@ -28,11 +28,15 @@ TEST_F(BackgroundThreadsTest, WatchdogsRunBeforeTheReadyNoticeIsSent) {
     EXPECT_TRUE(g_bWatched.load());
 }
 
-// A thread that the system does not let run before the main thread has come to a line just before the connection.
+// A main thread that waits for nobody comes to its next line in less.
+constexpr DWORD kShowsMs = 1000;
+
+// A thread that the system does not let run before the main thread has come to a line just before the connection, and
+// then not as long as the main thread goes on.
 struct SlowStart {
     CKernelHandle reached{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
-    std::atomic<bool> running{false};
-    std::atomic<bool> ranBeforeTheConnection{false};
+    CKernelHandle connects{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
+    std::atomic<bool> wasWaitedFor{false};
     LPTHREAD_START_ROUTINE procedure = nullptr;
     void* argument = nullptr;
 };
@@ -50,7 +54,7 @@ TEST_F(BackgroundThreadsTest, HangWatcherRunsBeforeTheCallerIsConnected) {
             return kHostThreads.pfnStart(
                 [](void*) -> DWORD {
                     WaitForSingleObject(g_slow.reached.get(), kLongMs);
-                    g_slow.running.store(true);
+                    g_slow.wasWaitedFor.store(WaitForSingleObject(g_slow.connects.get(), kShowsMs) == WAIT_TIMEOUT);
                     return g_slow.procedure(g_slow.argument);
                 },
                 nullptr, flags);
@@ -61,13 +65,14 @@ TEST_F(BackgroundThreadsTest, HangWatcherRunsBeforeTheCallerIsConnected) {
         const std::wstring_view text(line);
         if (text.find(L"enter szPath=") != std::wstring_view::npos) {
             SetEvent(g_slow.reached.get());
-        } else if (text.find(L"Init m_strMark=") != std::wstring_view::npos && g_slow.running.load()) {
-            g_slow.ranBeforeTheConnection.store(true);
+        } else if (text.find(L"Init m_strMark=") != std::wstring_view::npos) {
+            SetEvent(g_slow.connects.get());
         }
     });
     auto& host = *new CommzoltHelperS(slow);  // stays, like the fixture's own
     host.Init(CommandLine());
-    EXPECT_TRUE(g_slow.ranBeforeTheConnection.load());
+    EXPECT_EQ(WaitForSingleObject(g_slow.connects.get(), 0), WAIT_OBJECT_0) << m_log.All();
+    EXPECT_TRUE(g_slow.wasWaitedFor.load());
 }
 
 TEST_F(BackgroundThreadsTest, StartThatDoesNotGetOnIsTakenForAHang) {

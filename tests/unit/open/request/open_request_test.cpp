@@ -49,7 +49,7 @@ class CRecordingRoutes final : public IOpenRoutes {
     bool PollWxSDK(const OpenPollInfo& info, std::string& result) override {
         m_vecCalls.push_back("PollWxSDK " + info.taskId);
         result = "1";
-        return true;
+        return info.taskId == "k";
     }
     void OpenWidthYybSDK(const AppOpenInfo& info, bool bAllowInstall, std::string& result) override {
         m_vecCalls.push_back("OpenWidthYybSDK " + info.yybParam + " " + info.appId + " " + info.taskId +
@@ -60,7 +60,7 @@ class CRecordingRoutes final : public IOpenRoutes {
         m_vecCalls.push_back("PollYyb " + info.wndname + " " + info.taskId + " " + std::to_string(info.mon_wndexists) +
                              (bLastCall ? " last" : ""));
         result = "LaunchError";
-        return true;
+        return bLastCall;
     }
 
     bool m_bScreenSaver = false;
@@ -248,6 +248,8 @@ TEST(ParseAppOpenInfo, TheLogTellsTheRequest) {
         << log.All();
     EXPECT_TRUE(log.Has("ParseAppOpenInfo loadingWnd: show[0] timeOut[2000] name[] iconUrl[] ")) << log.All();
     EXPECT_EQ(log.Find("ParseAppOpenInfo : ").find("[WxMiniProgramService::ParseAppOpenInfo("), 0u) << log.All();
+    Parse(R"({"loadingWnd":{"show":1,"timeOut":5,"name":"n","iconUrl":"i"}})");
+    EXPECT_TRUE(log.Has("ParseAppOpenInfo loadingWnd: show[1] timeOut[5] name[n] iconUrl[i] ")) << log.All();
 }
 
 TEST(ParseAppOpenInfo, TheShortcutLineNamesBothBeaconsErrorDot) {
@@ -473,11 +475,13 @@ TEST(DecideOpenPoll, EachTypeAsksItsRoute) {
     EXPECT_TRUE(miniApp.bEnded);
     EXPECT_EQ(miniApp.result, "1");
     EXPECT_EQ(miniApp.calls, Calls{"PollWxSDK k"});
+    EXPECT_FALSE(Poll(R"({"from":"f","type":"miniApp","taskId":"other"})", true).bEnded);
 
     const Polled yyb = Poll(R"({"from":"f","type":"yyb","wndname":"w","taskId":"k","mon_wndexists":1})", true);
     EXPECT_TRUE(yyb.bEnded);
     EXPECT_EQ(yyb.result, "LaunchError");
     EXPECT_EQ(yyb.calls, Calls{"PollYyb w k 1 last"});
+    EXPECT_FALSE(Poll(R"({"from":"f","type":"yyb","wndname":"w","taskId":"k"})", false).bEnded);
 }
 
 TEST(DecideOpenPoll, TextsOfAnotherTypeCountAsEmpty) {
