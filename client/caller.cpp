@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "client/payload_sink.h"
+#include "client/reason.h"
 #include "foundation/json_text.h"
 #include "foundation/text_helpers.h"
 #include "ipc/protocol/envelope.h"
@@ -59,6 +60,9 @@ CallerResult CCaller::Open() {
     DWORD systemError = 0;
     const CallerResult result = m_pipe.Start(systemError);
     m_dwSystemError = systemError;
+    if (result == CallerResult::Ok) {
+        Tell(CallerLevel::Info, "serves " + Utf16ToUtf8(m_strPipeName));
+    }
     return result;
 }
 
@@ -94,7 +98,12 @@ CallerResult CCaller::StartHelper(HelperStart start) {
     DWORD systemError = 0;
     result = StartProgram(start.strExe, commandLine, process, systemError);
     m_dwSystemError = systemError;
-    return result == CallerResult::Ok ? WatchProcess(std::move(process)) : result;
+    if (result != CallerResult::Ok) {
+        return result;
+    }
+    Tell(CallerLevel::Info,
+         "started " + Utf16ToUtf8(start.strExe) + " as process " + std::to_string(process.dwProcessId));
+    return WatchProcess(std::move(process));
 }
 
 void CCaller::ExpectHelper() {
@@ -147,6 +156,7 @@ void CCaller::TakePeer() {
     }
     process.hProcess.reset(OpenProcess(SYNCHRONIZE | PROCESS_QUERY_LIMITED_INFORMATION, FALSE, process.dwProcessId));
     const auto peer = std::make_shared<const StartedProcess>(std::move(process));
+    Tell(CallerLevel::Info, "the helper is process " + std::to_string(peer->dwProcessId));
     const CNativeGuard startLock(m_lockStart);
     m_watchPeer.Stop();
     {
@@ -172,6 +182,7 @@ void CCaller::OnConnected() {
         m_bSpoke = false;
     }
     m_changed.NotifyAll();
+    Tell(CallerLevel::Debug, "somebody has connected");
 }
 
 void CCaller::OnBytes(const char* data, std::size_t size) {
@@ -183,6 +194,7 @@ void CCaller::OnBytes(const char* data, std::size_t size) {
         // A frame for which there is no room costs the connection and not the caller's process.
         m_cutter = CFrameCutter();
         m_pipe.Disconnect();
+        Tell(CallerLevel::Error, "there is no memory for a frame; the connection ends");
     }
     m_changed.NotifyAll();
 }
@@ -196,16 +208,24 @@ void CCaller::OnPayload(std::string payload) {
         m_observer(FrameDirection::Received, payload);
     }
     ReceivedFrame frame = ReadFrame(std::move(payload));
-    const CNativeGuard lock(m_lock);
-    m_bSpoke = true;
-    m_bLost = false;
-    if (frame.nCall != 0 && m_calls.count(frame.nCall) == 0) {
-        // The call is over: it has waited too long.
-        return;
+    bool full = false;
+    const bool reply = frame.nCall != 0;
+    {
+        const CNativeGuard lock(m_lock);
+        m_bSpoke = true;
+        m_bLost = false;
+        if (!reply) {
+            m_frames.push_back(std::move(frame));
+            full = m_frames.size() > kMaxKeptFrames;
+            if (full) {
+                m_frames.pop_front();
+            }
+        }
     }
-    m_frames.push_back(std::move(frame));
-    if (m_frames.size() > kMaxKeptFrames) {
-        m_frames.pop_front();
+    if (reply && (!m_takeReply || !m_takeReply(frame))) {
+        Tell(CallerLevel::Warning, "a reply came after its request was over, and was dropped");
+    } else if (full) {
+        Tell(CallerLevel::Warning, "nobody takes the frames that come; the oldest was dropped");
     }
 }
 
@@ -218,8 +238,14 @@ void CCaller::OnLost() {
         tell = m_bSpoke && !m_bClosed;
     }
     m_changed.NotifyAll();
-    if (tell && m_gone) {
-        m_gone();
+    if (m_lostReplies) {
+        m_lostReplies();
+    }
+    if (tell) {
+        Tell(CallerLevel::Warning, "the connection to the helper was lost");
+        if (m_gone) {
+            m_gone();
+        }
     }
 }
 
@@ -258,9 +284,8 @@ CallerResult CCaller::WaitUntil(const CDeadline& deadline, bool endsWhenGone, Re
 
 CallerResult CCaller::WaitForFrame(int nType, std::uint32_t timeoutMs, ReceivedFrame& frame) {
     return WaitUntil(CDeadline(timeoutMs), /*endsWhenGone=*/true, [&] {
-        const auto found = std::find_if(m_frames.begin(), m_frames.end(), [nType](const ReceivedFrame& one) {
-            return one.nCall == 0 && (nType == 0 || one.nType == nType);
-        });
+        const auto found = std::find_if(m_frames.begin(), m_frames.end(),
+                                        [nType](const ReceivedFrame& one) { return nType == 0 || one.nType == nType; });
         if (found == m_frames.end()) {
             return false;
         }
@@ -268,35 +293,6 @@ CallerResult CCaller::WaitForFrame(int nType, std::uint32_t timeoutMs, ReceivedF
         m_frames.erase(found);
         return true;
     });
-}
-
-CallerResult CCaller::Call(int nType, Json::Value content, int nReplyType, std::uint32_t timeoutMs,
-                           ReceivedFrame& reply) {
-    const CDeadline deadline(timeoutMs);
-    std::int64_t call = 0;
-    {
-        const CNativeGuard lock(m_lock);
-        call = ++m_nLastCall;
-        m_calls.insert(call);
-    }
-    content[kCallKey] = Json::Value::Int64(call);
-    CallerResult result = Send(nType, std::move(content), timeoutMs);
-    if (result == CallerResult::Ok) {
-        result = WaitUntil(deadline, /*endsWhenGone=*/true, [&] {
-            const auto found = std::find_if(m_frames.begin(), m_frames.end(), [&](const ReceivedFrame& one) {
-                return one.nCall == call && one.nType == nReplyType;
-            });
-            if (found == m_frames.end()) {
-                return false;
-            }
-            reply = std::move(*found);
-            return true;
-        });
-    }
-    const CNativeGuard lock(m_lock);
-    m_calls.erase(call);
-    std::erase_if(m_frames, [call](const ReceivedFrame& one) { return one.nCall == call; });
-    return result;
 }
 
 CallerResult CCaller::WaitForConnection(std::uint32_t timeoutMs) {
@@ -368,7 +364,7 @@ CallerResult CCaller::Send(int nType, Json::Value content, std::uint32_t timeout
 
 CallerResult CCaller::SendPayload(std::string_view payload, std::uint32_t timeoutMs) {
     if (payload.size() > kMaxSentPayload) {
-        return CallerResult::BadArgument;
+        return BadArgument("the payload is larger than a frame can be");
     }
     if (m_observer && m_pipe.Connected()) {
         m_observer(FrameDirection::Sent, payload);

@@ -6,7 +6,6 @@
 #include <deque>
 #include <functional>
 #include <memory>
-#include <set>
 #include <string>
 #include <string_view>
 
@@ -34,6 +33,10 @@ struct ReceivedFrame {
 // pipe's thread before any waiter sees them. It must not call back into the caller.
 using FrameObserver = std::function<void(FrameDirection direction, std::string_view payload)>;
 
+// How much somebody who reads along wants to know; see nexlet_client.h.
+enum class CallerLevel { Error = 1, Warning = 2, Info = 3, Debug = 4 };
+using CallerTeller = std::function<void(CallerLevel level, const std::string& text)>;
+
 // Under which a call's number travels in its content, and back in its reply.
 inline constexpr char kCallKey[] = "nexlet_call";
 
@@ -55,6 +58,18 @@ class CCaller final : private ICallerPipeSink {
     // this side ends it by Shutdown or Close.
     void SetGoneHandler(std::function<void()> handler) { m_gone = std::move(handler); }
 
+    // Before Open. take gets each frame with the number of a call, and is false for one that nobody waits for, which is
+    // dropped; without a handler all of them are. lost is told of every loss of a connection. Both on the pipe's
+    // thread.
+    void SetReplyHandler(std::function<bool(ReceivedFrame& frame)> take, std::function<void()> lost) {
+        m_takeReply = std::move(take);
+        m_lostReplies = std::move(lost);
+    }
+
+    // Before Open. Gets what happens in words, on the thread on which it happens, with no lock held. It must not call
+    // back into the caller.
+    void SetTeller(CallerTeller teller) { m_tell = std::move(teller); }
+
     // Before Open. Called with the helper's process before an open is sent, so that it may bring the target's window to
     // the front. The system's AllowSetForegroundWindow unless it is set.
     void SetForegroundGrant(std::function<void(DWORD processId)> grant) { m_grantForeground = std::move(grant); }
@@ -75,10 +90,6 @@ class CCaller final : private ICallerPipeSink {
     // already.
     void ExpectHelper();
     CallerResult WatchProcess(StartedProcess process, bool found = false);
-
-    // A call: its number is put into content under kCallKey, and the reply is the frame of this type with the same
-    // number. One that comes after the call is over is dropped.
-    CallerResult Call(int nType, Json::Value content, int nReplyType, std::uint32_t timeoutMs, ReceivedFrame& reply);
 
     // Sends one envelope; Ok means that the system has taken it for the helper, which can read it even after Close.
     CallerResult Send(int nType, Json::Value content, std::uint32_t timeoutMs);
@@ -131,6 +142,11 @@ class CCaller final : private ICallerPipeSink {
     void TakePeer();
 
     void OnProcessEnded();
+    void Tell(CallerLevel level, const std::string& text) const {
+        if (m_tell) {
+            m_tell(level, text);
+        }
+    }
     std::shared_ptr<const StartedProcess> HelperProcess() const;
     // Whether nothing more can come. Needs m_lock.
     bool IsGone() const;
@@ -143,6 +159,9 @@ class CCaller final : private ICallerPipeSink {
     const std::wstring m_strGateName;
     FrameObserver m_observer;
     std::function<void()> m_gone;
+    CallerTeller m_tell;
+    std::function<bool(ReceivedFrame& frame)> m_takeReply;
+    std::function<void()> m_lostReplies;
     std::function<void(DWORD processId)> m_grantForeground;
 
     CFrameCutter m_cutter;     // the pipe's thread alone
@@ -161,8 +180,6 @@ class CCaller final : private ICallerPipeSink {
     std::shared_ptr<const StartedProcess> m_pPeer;     // at the other end of the connection that spoke last
     bool m_bFound = false;                             // m_pStarted ran already
     std::deque<ReceivedFrame> m_frames;
-    std::set<std::int64_t> m_calls;  // the numbers of calls under way
-    std::int64_t m_nLastCall = 0;
     std::uint32_t m_nConnections = 0;
     bool m_bConnected = false;
     bool m_bSpoke = false;                // this connection has sent something, so it is the helper's and no probe

@@ -4,6 +4,8 @@
 #include <utility>
 
 #include "client/caller_security.h"
+#include "client/reason.h"
+#include "foundation/text_helpers.h"
 
 namespace {
 
@@ -25,8 +27,9 @@ CCallerPipe::CCallerPipe(std::wstring strPipeName, std::wstring strGateName, ICa
     : m_strPipeName(std::move(strPipeName)), m_strGateName(std::move(strGateName)), m_sink(sink) {}
 
 CallerResult CCallerPipe::Start(DWORD& systemError) {
-    const auto failed = [&](CallerResult result) {
+    const auto failed = [&](CallerResult result, const std::wstring& name = {}) {
         systemError = GetLastError();
+        SetReason(Utf16ToUtf8(name));
         m_hPipe.reset();
         m_hGate.reset();
         return result;
@@ -48,7 +51,8 @@ CallerResult CCallerPipe::Start(DWORD& systemError) {
     if (!m_hGate) {
         // The system gives the same number for a pipe that is taken by whoever. Here it means a gate of somebody else's
         // that this process may not open.
-        return failed(GetLastError() == ERROR_ACCESS_DENIED ? CallerResult::AccessDenied : CallerResult::SystemError);
+        return failed(GetLastError() == ERROR_ACCESS_DENIED ? CallerResult::AccessDenied : CallerResult::SystemError,
+                      m_strGateName);
     }
     // With room for the requests: a write is then done without the helper, which may be waiting for the gate itself.
     m_hPipe.reset(CreateNamedPipeW(m_strPipeName.c_str(),
@@ -59,7 +63,7 @@ CallerResult CCallerPipe::Start(DWORD& systemError) {
         const DWORD error = GetLastError();
         const bool taken = error == ERROR_ACCESS_DENIED || error == ERROR_PIPE_BUSY;
         SetLastError(error);
-        return failed(taken ? CallerResult::NameTaken : CallerResult::SystemError);
+        return failed(taken ? CallerResult::NameTaken : CallerResult::SystemError, m_strPipeName);
     }
     m_vecChunk.resize(kPipeBufferBytes);
     m_hThread.reset(CreateThread(nullptr, 0, ThreadEntry, this, 0, nullptr));

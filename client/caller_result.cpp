@@ -22,6 +22,8 @@ const char* DescribeCallerResult(CallerResult result) {
             return "the caller was closed";
         case CallerResult::AccessDenied:
             return "the name is held by another user's process, or by one with other rights, which keeps this one out";
+        case CallerResult::Cancelled:
+            return "the request was cancelled";
     }
     return "unknown result";
 }

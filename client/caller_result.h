@@ -11,8 +11,9 @@ enum class CallerResult : int {
     NotStarted = 6,    // the program could not be started
     SystemError = 7,   // another call of the system failed
     Closed = 8,        // Close was called
-    // 9 to 12 are results of the C interface alone.
+    // 9 to 12 and 15 are results of the C interface alone.
     AccessDenied = 13,  // the name is held by somebody who keeps this process out
+    Cancelled = 14,     // the request was cancelled
 };
 
 // One sentence for people, without the system's error number. A static text.

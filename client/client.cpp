@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "client/mark_turn.h"
+#include "client/reason.h"
 #include "foundation/text_helpers.h"
 #include "ipc/protocol/request_table.h"
 
@@ -32,14 +33,17 @@ std::string UniqueServiceId() {
 // Keeps the thread's id for the length of a callback.
 class CClient::CCallbackScope {
   public:
-    explicit CCallbackScope(CClient& client) : m_client(client) {
+    explicit CCallbackScope(CClient& client, bool diagnostic = false) : m_client(client) {
         const CNativeGuard lock(m_client.m_lockCallbacks);
-        m_client.m_vecCallbackThreads.push_back(GetCurrentThreadId());
+        m_client.m_vecCallbacks.push_back({GetCurrentThreadId(), diagnostic});
     }
     ~CCallbackScope() {
         const CNativeGuard lock(m_client.m_lockCallbacks);
-        auto& threads = m_client.m_vecCallbackThreads;
-        threads.erase(std::find(threads.begin(), threads.end(), GetCurrentThreadId()));
+        auto& callbacks = m_client.m_vecCallbacks;
+        // The latest of this thread: one callback may lie in another.
+        const auto own = std::find_if(callbacks.rbegin(), callbacks.rend(),
+                                      [](const Callback& one) { return one.dwThread == GetCurrentThreadId(); });
+        callbacks.erase(std::next(own).base());
     }
     CCallbackScope(const CCallbackScope&) = delete;
     CCallbackScope& operator=(const CCallbackScope&) = delete;
@@ -53,7 +57,15 @@ CClient::CClient(nexlet_client nHandle, const nexlet_options& options)
       m_pContext(options.context),
       m_pfnGone(options.on_gone),
       m_pfnFrame(options.on_frame),
+      m_pfnDiagnostic(options.on_diagnostic),
+      m_nDiagnosticLevel(options.diagnostic_level),
+      m_pLine(std::make_shared<CRequestLine>([this](int nType, Json::Value content, std::uint32_t timeoutMs) {
+          return SendRequest(nType, std::move(content), timeoutMs);
+      })),
       m_caller(Utf8ToUtf16(options.mark), options.service_id != nullptr ? options.service_id : UniqueServiceId()) {
+    m_caller.SetReplyHandler(
+        [this](ReceivedFrame& frame) { return m_pLine->TakeReply(frame.nCall, frame.nType, frame.content); },
+        [this] { m_pLine->Lose(); });
     if (m_pfnFrame != nullptr) {
         m_caller.SetObserver([this](FrameDirection direction, std::string_view payload) {
             const CCallbackScope scope(*this);
@@ -68,31 +80,76 @@ CClient::CClient(nexlet_client nHandle, const nexlet_options& options)
             m_pfnGone(m_pContext, m_nHandle);
         });
     }
+    if (m_pfnDiagnostic != nullptr) {
+        m_caller.SetTeller(
+            [this](CallerLevel level, const std::string& text) { Tell(static_cast<std::int32_t>(level), text); });
+    }
 }
 
-bool CClient::InCallback() const {
+void CClient::Tell(std::int32_t level, const std::string& text) {
+    // What a diagnostic callback does wrong itself is not told to it.
+    if (Tells(level) && !InCallback(/*diagnostic=*/true)) {
+        const CCallbackScope scope(*this, /*diagnostic=*/true);
+        m_pfnDiagnostic(m_pContext, m_nHandle, level, text.c_str());
+    }
+}
+
+bool CClient::InCallback(bool diagnostic) const {
     const CNativeGuard lock(m_lockCallbacks);
-    return std::find(m_vecCallbackThreads.begin(), m_vecCallbackThreads.end(), GetCurrentThreadId()) !=
-           m_vecCallbackThreads.end();
+    return std::any_of(m_vecCallbacks.begin(), m_vecCallbacks.end(), [&](const Callback& one) {
+        return one.dwThread == GetCurrentThreadId() && (one.bDiagnostic || !diagnostic);
+    });
+}
+
+CallerResult CClient::CheckCall(int nType, const Json::Value& content) {
+    if (ReplyTypeOf(nType) == 0) {
+        return BadArgument("type " + std::to_string(nType) + " has no reply");
+    }
+    if (!content.isObject() || content.isMember(kCallKey)) {
+        return BadArgument(content.isObject() ? "content_json has the library's own key \"nexlet_call\""
+                                              : "content_json is not an object");
+    }
+    return CallerResult::Ok;
 }
 
 CallerResult CClient::Call(int nType, Json::Value content, std::uint32_t timeoutMs, Json::Value& reply) {
-    if (ReplyTypeOf(nType) == 0 || !content.isObject() || content.isMember(kCallKey)) {
-        return CallerResult::BadArgument;
+    CallerResult result = CheckCall(nType, content);
+    if (result != CallerResult::Ok) {
+        return result;
     }
-    const CDeadline deadline(timeoutMs);
-    const CTurnScope turn(m_turns[static_cast<std::size_t>(nType - kFirstCall)], deadline);
-    if (turn.Result() != CallerResult::Ok) {
-        return turn.Result();
+    const auto request = std::make_shared<CRequest>(nType, std::move(content), timeoutMs);
+    result = m_pLine->Begin(request, /*waited=*/true);
+    if (result != CallerResult::Ok) {
+        return result;
     }
-    ReceivedFrame frame;
-    const CallerResult result =
-        m_caller.Call(nType, std::move(content), ReplyTypeOf(nType), deadline.RemainingMs(), frame);
-    if (result == CallerResult::Ok) {
-        frame.content.removeMember(kCallKey);
-        reply.swap(frame.content);
+    m_pLine->Wait(*request);
+    reply = request->Reply();
+    SetReason(request->Reason());
+    return request->Result();
+}
+
+CallerResult CClient::MakeRequest(int nType, Json::Value content, std::uint32_t timeoutMs, CRequest::Done done,
+                                  std::shared_ptr<CRequest>& request) {
+    const CallerResult result = CheckCall(nType, content);
+    if (result != CallerResult::Ok) {
+        return result;
     }
-    return result;
+    CRequest::Done scoped;
+    if (done) {
+        scoped = [this, done = std::move(done)](const CRequest& ended) {
+            const CCallbackScope scope(*this);
+            done(ended);
+        };
+    }
+    request = std::make_shared<CRequest>(nType, std::move(content), timeoutMs, std::move(scoped));
+    return CallerResult::Ok;
+}
+
+CallerResult CClient::SendRequest(int nType, Json::Value content, std::uint32_t timeoutMs) {
+    if (Tells(NEXLET_LEVEL_DEBUG)) {
+        Tell(NEXLET_LEVEL_DEBUG, "sends a request of type " + std::to_string(nType));
+    }
+    return m_caller.Send(nType, std::move(content), timeoutMs);
 }
 
 CallerResult CClient::Exit(std::uint32_t timeoutMs, bool& ended) {
@@ -112,21 +169,21 @@ CallerResult CClient::Exit(std::uint32_t timeoutMs, bool& ended) {
     return result;
 }
 
-void CClient::CloseTurns() {
+void CClient::BeginClose() {
     m_bClosed = true;
+    // First, so that requests end with the closing and not with what it brings about.
+    m_pLine->Shutdown();
     m_turnStart.Close();
     CMarkTurn::Wake();
-    for (CTurn& turn : m_turns) {
-        turn.Close();
-    }
 }
 
 void CClient::Shutdown() {
-    CloseTurns();
+    BeginClose();
     m_caller.Shutdown();
 }
 
 void CClient::Close() {
-    CloseTurns();
+    BeginClose();
     m_caller.Close();
+    m_pLine->Close();
 }

@@ -2,13 +2,14 @@
 // client/include/nexlet_client.h stands on it and documents what each operation does.
 #pragma once
 
-#include <array>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "client/caller.h"
 #include "client/include/nexlet_client.h"
+#include "client/request_line.h"
 #include "client/turn.h"
 
 // The longest service id that a client makes for itself.
@@ -33,39 +34,54 @@ class CClient {
     void Shutdown();
     void Close();
 
-    // A request that has a reply, whose content comes back without the call's number.
+    // A request that has a reply, whose content comes back without the call's number: one on Line that is waited for.
     CallerResult Call(int nType, Json::Value content, std::uint32_t timeoutMs, Json::Value& reply);
+    // One to begin on Line. done, which may be empty, is a callback of the client.
+    CallerResult MakeRequest(int nType, Json::Value content, std::uint32_t timeoutMs, CRequest::Done done,
+                             std::shared_ptr<CRequest>& request);
+    // Where requests are under way.
+    const std::shared_ptr<CRequestLine>& Line() const { return m_pLine; }
 
     CCaller& Caller() { return m_caller; }
     bool Forwarded() const { return m_caller.Forwarded(); }
-    // Whether the calling thread is inside a callback of this client.
-    bool InCallback() const;
+    // Calls the diagnostic callback when it wants this level. With no lock held.
+    void Tell(std::int32_t level, const std::string& text);
+    bool Tells(std::int32_t level) const { return m_pfnDiagnostic != nullptr && level <= m_nDiagnosticLevel; }
+
+    // Whether the calling thread is inside a callback of this client, or inside a diagnostic one.
+    bool InCallback(bool diagnostic = false) const;
 
   private:
-    static constexpr int kFirstCall = 2;
-    static constexpr int kLastCall = 7;
-
     class CCallbackScope;
+    struct Callback {
+        DWORD dwThread;
+        bool bDiagnostic;
+    };
 
+    // Whether a request of this type and content can be sent.
+    static CallerResult CheckCall(int nType, const Json::Value& content);
     // Whether the notice that ends a start has come.
     CallerResult WaitForNotice(std::uint32_t timeoutMs);
     bool Forward(const std::wstring& commandLine, const CDeadline& deadline);
     // Until the helper has connected, for which it may have to let go of an earlier run of this service.
     CallerResult Bring(const HelperStart& start, const std::wstring& commandLine, const CDeadline& deadline);
 
-    void CloseTurns();
+    void BeginClose();
+    CallerResult SendRequest(int nType, Json::Value content, std::uint32_t timeoutMs);
 
     const nexlet_client m_nHandle;
     void* const m_pContext;
     const decltype(nexlet_options::on_gone) m_pfnGone;
     const decltype(nexlet_options::on_frame) m_pfnFrame;
+    const decltype(nexlet_options::on_diagnostic) m_pfnDiagnostic;
+    const std::int32_t m_nDiagnosticLevel;
 
     CTurn m_turnStart;
-    std::array<CTurn, kLastCall - kFirstCall + 1> m_turns;  // one a type of request
+    const std::shared_ptr<CRequestLine> m_pLine;
     std::atomic<bool> m_bClosed{false};
 
     mutable CNativeLock m_lockCallbacks;
-    std::vector<DWORD> m_vecCallbackThreads;  // guarded by m_lockCallbacks
+    std::vector<Callback> m_vecCallbacks;  // under way; guarded by m_lockCallbacks
 
     CCaller m_caller;  // the last member: its threads call the others until it is closed
 };

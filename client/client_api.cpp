@@ -1,6 +1,7 @@
 // The C interface: the library, a client's life, bare frames.
 #include "client/client_api.h"
 
+#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 
@@ -36,19 +37,29 @@ constexpr Described kResults[] = {
     {NEXLET_BAD_REPLY, "NEXLET_BAD_REPLY"},
     {NEXLET_BAD_SIZE, "NEXLET_BAD_SIZE"},
     {NEXLET_ACCESS_DENIED, "NEXLET_ACCESS_DENIED"},
+    {NEXLET_CANCELLED, "NEXLET_CANCELLED"},
+    {NEXLET_PENDING, "NEXLET_PENDING"},
 };
 
-// Whether mark and service id give a name that the system takes. No service id: one will be made.
+// Whether mark and service id give a name that the system takes; the reason when they do not. No service id: one will
+// be made.
 bool AreNames(const char* mark, const char* serviceId) {
-    if (mark == nullptr || *mark == 0 || (serviceId != nullptr && *serviceId == 0)) {
+    std::string copy;
+    if (!TakeText(mark, "mark", copy) || (serviceId != nullptr && !CheckUtf8(serviceId, "service_id"))) {
+        return false;
+    }
+    if (copy.empty() || (serviceId != nullptr && *serviceId == 0)) {
+        SetReason(copy.empty() ? "mark is empty" : "service_id is empty");
         return false;
     }
     const std::string id = serviceId != nullptr ? serviceId : std::string(kUniqueIdChars, 'x');
-    return ServicePipeName(Utf8ToUtf16(mark), id).size() <= kMaxPipeNameChars;
-}
-
-std::string TextOrEmpty(const char* text) {
-    return text != nullptr ? text : "";
+    const std::size_t length = ServicePipeName(Utf8ToUtf16(copy), id).size();
+    if (length > kMaxPipeNameChars) {
+        SetReason("mark and service_id are together " + std::to_string(length - kMaxPipeNameChars) +
+                  " characters too long for the name of a pipe");
+        return false;
+    }
+    return true;
 }
 
 // The folder of this library, or of the program when the code stands in one.
@@ -74,33 +85,79 @@ void StayLoaded() {
                        reinterpret_cast<LPCWSTR>(&StayLoaded), &module);
 }
 
-nexlet_result ReadStart(const CCaller& caller, const nexlet_start_options* options, ClientStart& start) {
-    const nexlet_start_options none = {sizeof none, 0,       nullptr, nullptr, nullptr,
-                                       0,           nullptr, nullptr, nullptr, nullptr};
-    if (options == nullptr) {
-        options = &none;
+// Up to which member the first version of a record went.
+constexpr std::size_t kFirstOptionsBytes = offsetof(nexlet_options, on_diagnostic);
+constexpr std::size_t kFirstStartBytes = offsetof(nexlet_start_options, program_path);
+
+nexlet_result ReadProgram(const nexlet_start_options& options, std::wstring& program) {
+    if (options.program != nullptr && options.program_path != nullptr) {
+        return Refuse("program and program_path are both set");
     }
-    if (!SizeIsKnown(options)) {
-        return NEXLET_BAD_SIZE;
+    if (options.program_path != nullptr) {
+        program = options.program_path;
+        return NEXLET_OK;
     }
-    if ((options->flags & ~(NEXLET_START_PROCESS | NEXLET_START_NO_WAIT)) != 0) {
+    std::string text;
+    if (!TakeTextOrNull(options.program, "program", text)) {
         return NEXLET_BAD_ARGUMENT;
     }
-    start.nFlags = options->flags;
-    start.start.strExe = options->program != nullptr ? Utf8ToUtf16(options->program) : OwnProgram();
-    start.start.strChannel = options->channel_json != nullptr
-                                 ? options->channel_json
-                                 : MakeChannelText(caller.Mark(), TextOrEmpty(options->machine_id), options->channel_id,
-                                                   TextOrEmpty(options->product), TextOrEmpty(options->from));
-    start.start.strType = Utf8ToUtf16(TextOrEmpty(options->type));
-    start.start.strParam = TextOrEmpty(options->param_json);
+    program = options.program != nullptr ? Utf8ToUtf16(text) : OwnProgram();
     return NEXLET_OK;
+}
+
+nexlet_result ReadStart(const CCaller& caller, const nexlet_start_options* given, ClientStart& start) {
+    nexlet_start_options options = {};
+    if (given != nullptr && !ReadRecord(given, options, kFirstStartBytes)) {
+        return NEXLET_BAD_SIZE;
+    }
+    start.nFlags = options.flags;
+    if ((options.flags & ~(NEXLET_START_PROCESS | NEXLET_START_NO_WAIT)) != 0) {
+        return Refuse("flags has a bit that this version does not know");
+    }
+    const nexlet_result program = ReadProgram(options, start.start.strExe);
+    if (program != NEXLET_OK) {
+        return program;
+    }
+    std::string machineId;
+    std::string product;
+    std::string from;
+    std::string type;
+    if (!TakeTextOrNull(options.channel_json, "channel_json", start.start.strChannel) ||
+        !TakeTextOrNull(options.machine_id, "machine_id", machineId) ||
+        !TakeTextOrNull(options.product, "product", product) || !TakeTextOrNull(options.from, "from", from) ||
+        !TakeTextOrNull(options.type, "type", type) ||
+        !TakeTextOrNull(options.param_json, "param_json", start.start.strParam)) {
+        return NEXLET_BAD_ARGUMENT;
+    }
+    if (options.channel_json == nullptr) {
+        start.start.strChannel = MakeChannelText(caller.Mark(), machineId, options.channel_id, product, from);
+    }
+    start.start.strType = Utf8ToUtf16(type);
+    return NEXLET_OK;
+}
+
+bool HasSystemReason(nexlet_result result) {
+    return result == NEXLET_SYSTEM_ERROR || result == NEXLET_NOT_STARTED || result == NEXLET_NAME_TAKEN ||
+           result == NEXLET_ACCESS_DENIED;
+}
+
+// How grave a failure is: the program's mistake or the machine's, or one that comes with what the helper does.
+std::int32_t LevelOf(nexlet_result result) {
+    switch (result) {
+        case NEXLET_TIMEOUT:
+        case NEXLET_NOT_CONNECTED:
+        case NEXLET_GONE:
+            return NEXLET_LEVEL_WARNING;
+        case NEXLET_CLOSED:
+            return NEXLET_LEVEL_INFO;
+        default:
+            return NEXLET_LEVEL_ERROR;
+    }
 }
 
 // With the failures that have one, leaves the system's reason where a caller looks for it.
 nexlet_result WithReason(CallerResult result, DWORD systemError) {
-    if (result == CallerResult::SystemError || result == CallerResult::NotStarted ||
-        result == CallerResult::NameTaken || result == CallerResult::AccessDenied) {
+    if (HasSystemReason(ResultOf(result))) {
         SetLastError(systemError);
     }
     return ResultOf(result);
@@ -120,6 +177,46 @@ char* NewText(std::string_view text) {
     return copy;
 }
 
+bool TakeText(const char* text, const char* name, std::string& taken) {
+    if (text == nullptr) {
+        SetReason(std::string(name) + " is NULL");
+        return false;
+    }
+    taken = text;
+    return CheckUtf8(taken, name);
+}
+
+bool TakeTextOrNull(const char* text, const char* name, std::string& taken) {
+    return text == nullptr || TakeText(text, name, taken);
+}
+
+void KeepFailure(const char* function, nexlet_result result, CClient* client) noexcept {
+    const DWORD systemError = GetLastError();
+    try {
+        std::string text = std::string(function) + ": " + nexlet_result_text(result);
+        const std::string reason = TakeReason();
+        if (!reason.empty()) {
+            text += ": " + reason;
+        }
+        if (HasSystemReason(result) && systemError != ERROR_SUCCESS) {
+            text += ": " + SystemWords(systemError);
+        }
+        if (client != nullptr) {
+            client->Tell(LevelOf(result), text);
+        }
+        // After the callback, in which functions may have failed too.
+        SetLastErrorText(std::move(text));
+    } catch (...) {
+        // Without memory there is no text.
+        SetLastErrorText({});
+    }
+    SetLastError(systemError);
+}
+
+const char* nexlet_last_error_text(void) {
+    return LastErrorText();
+}
+
 uint32_t nexlet_version(void) {
     return NEXLET_CLIENT_VERSION;
 }
@@ -134,6 +231,8 @@ const char* nexlet_result_text(nexlet_result result) {
             return "the reply came but does not hold what it must";
         case NEXLET_BAD_SIZE:
             return "the size in a record is none that this version of the library knows";
+        case NEXLET_PENDING:
+            return "the request is still under way";
         default:
             return DescribeCallerResult(static_cast<CallerResult>(result));
     }
@@ -157,40 +256,47 @@ void nexlet_free(void* text) {
 }
 
 nexlet_result nexlet_open(const nexlet_options* options, nexlet_client* client) {
-    return Guarded([&]() -> nexlet_result {
+    return Guarded(__func__, [&]() -> nexlet_result {
         if (options == nullptr || client == nullptr) {
-            return NEXLET_BAD_ARGUMENT;
+            return Refuse(options == nullptr ? "options is NULL" : "client is NULL");
         }
-        if (!SizeIsKnown(options)) {
+        nexlet_options known = {};
+        if (!ReadRecord(options, known, kFirstOptionsBytes)) {
             return NEXLET_BAD_SIZE;
         }
-        if (!AreNames(options->mark, options->service_id)) {
+        if (!AreNames(known.mark, known.service_id)) {
             return NEXLET_BAD_ARGUMENT;
         }
         StayLoaded();
         DWORD systemError = 0;
-        const CallerResult result = AddClient(*options, *client, systemError);
+        const CallerResult result = AddClient(known, *client, systemError);
         return WithReason(result, systemError);
     });
 }
 
 nexlet_result nexlet_service_id(nexlet_client client, char** service_id) {
-    if (service_id == nullptr) {
-        return NEXLET_BAD_ARGUMENT;
+    if (service_id != nullptr) {
+        *service_id = nullptr;
     }
-    *service_id = nullptr;
-    return Guarded([&]() -> nexlet_result {
-        const CClientUse one(client);
-        if (!one) {
-            return NEXLET_BAD_HANDLE;
-        }
-        *service_id = NewText(one->Caller().ServiceId());
-        return NEXLET_OK;
-    });
+    return WithClient(
+        __func__, client,
+        [&](CClient& one) -> nexlet_result {
+            if (service_id == nullptr) {
+                return Refuse("service_id is NULL");
+            }
+            *service_id = NewText(one.Caller().ServiceId());
+            return NEXLET_OK;
+        },
+        /*inCallback=*/true);
+}
+
+int32_t nexlet_in_callback(nexlet_client client) {
+    const CClientUse one(client);
+    return one && one->InCallback() ? 1 : 0;
 }
 
 nexlet_result nexlet_start(nexlet_client client, const nexlet_start_options* options, uint32_t timeout_ms) {
-    return WithClient(client, [&](CClient& one) -> nexlet_result {
+    return WithClient(__func__, client, [&](CClient& one) -> nexlet_result {
         ClientStart start;
         const nexlet_result read = ReadStart(one.Caller(), options, start);
         if (read != NEXLET_OK) {
@@ -202,15 +308,16 @@ nexlet_result nexlet_start(nexlet_client client, const nexlet_start_options* opt
 }
 
 nexlet_result nexlet_wait_connected(nexlet_client client, uint32_t timeout_ms) {
-    return WithClient(client, [&](CClient& one) { return ResultOf(one.Caller().WaitForConnection(timeout_ms)); });
+    return WithClient(__func__, client,
+                      [&](CClient& one) { return ResultOf(one.Caller().WaitForConnection(timeout_ms)); });
 }
 
 nexlet_result nexlet_wait_lost(nexlet_client client, uint32_t timeout_ms) {
-    return WithClient(client, [&](CClient& one) { return ResultOf(one.Caller().WaitForLoss(timeout_ms)); });
+    return WithClient(__func__, client, [&](CClient& one) { return ResultOf(one.Caller().WaitForLoss(timeout_ms)); });
 }
 
 nexlet_result nexlet_wait_process_end(nexlet_client client, uint32_t timeout_ms, uint32_t* exit_code) {
-    return WithClient(client, [&](CClient& one) {
+    return WithClient(__func__, client, [&](CClient& one) {
         DWORD code = 0;
         const CallerResult result = one.Caller().WaitForProcessEnd(timeout_ms, code);
         if (result == CallerResult::Ok && exit_code != nullptr) {
@@ -221,31 +328,30 @@ nexlet_result nexlet_wait_process_end(nexlet_client client, uint32_t timeout_ms,
 }
 
 nexlet_result nexlet_helper_process(nexlet_client client, nexlet_helper* helper) {
-    return Guarded([&]() -> nexlet_result {
-        const CClientUse one(client);
-        if (!one) {
-            return NEXLET_BAD_HANDLE;
-        }
-        if (helper == nullptr) {
-            return NEXLET_BAD_ARGUMENT;
-        }
-        if (!SizeIsKnown(helper)) {
-            return NEXLET_BAD_SIZE;
-        }
-        CCaller& caller = one->Caller();
-        DWORD exitCode = 0;
-        helper->process_id = caller.ProcessId();
-        helper->connected = caller.Connected() ? 1 : 0;
-        helper->connections = caller.Connections();
-        helper->forwarded = one->Forwarded() ? 1 : 0;
-        helper->ended = caller.ProcessHasEnded(exitCode) ? 1 : 0;
-        helper->exit_code = helper->ended != 0 ? exitCode : 0;
-        return NEXLET_OK;
-    });
+    return WithClient(
+        __func__, client,
+        [&](CClient& one) -> nexlet_result {
+            if (helper == nullptr) {
+                return Refuse("helper is NULL");
+            }
+            if (!SizeIsKnown(helper)) {
+                return NEXLET_BAD_SIZE;
+            }
+            CCaller& caller = one.Caller();
+            DWORD exitCode = 0;
+            helper->process_id = caller.ProcessId();
+            helper->connected = caller.Connected() ? 1 : 0;
+            helper->connections = caller.Connections();
+            helper->forwarded = one.Forwarded() ? 1 : 0;
+            helper->ended = caller.ProcessHasEnded(exitCode) ? 1 : 0;
+            helper->exit_code = helper->ended != 0 ? exitCode : 0;
+            return NEXLET_OK;
+        },
+        /*inCallback=*/true);
 }
 
 nexlet_result nexlet_exit(nexlet_client client, uint32_t timeout_ms, int32_t* ended) {
-    return WithClient(client, [&](CClient& one) {
+    return WithClient(__func__, client, [&](CClient& one) {
         bool processEnded = false;
         const CallerResult result = one.Exit(timeout_ms, processEnded);
         if (result == CallerResult::Ok && ended != nullptr) {
@@ -256,18 +362,17 @@ nexlet_result nexlet_exit(nexlet_client client, uint32_t timeout_ms, int32_t* en
 }
 
 nexlet_result nexlet_shutdown(nexlet_client client) {
-    return Guarded([&]() -> nexlet_result {
-        const CClientUse one(client);
-        if (!one) {
-            return NEXLET_BAD_HANDLE;
-        }
-        one->Shutdown();
-        return NEXLET_OK;
-    });
+    return WithClient(
+        __func__, client,
+        [&](CClient& one) -> nexlet_result {
+            one.Shutdown();
+            return NEXLET_OK;
+        },
+        /*inCallback=*/true);
 }
 
 nexlet_result nexlet_close(nexlet_client client) {
-    return Guarded([&]() -> nexlet_result {
+    return Guarded(__func__, [&]() -> nexlet_result {
         {
             const CClientUse one(client);
             if (one && one->InCallback()) {
@@ -279,9 +384,9 @@ nexlet_result nexlet_close(nexlet_client client) {
 }
 
 nexlet_result nexlet_send(nexlet_client client, int32_t type, const char* content_json, uint32_t timeout_ms) {
-    return WithClient(client, [&](CClient& one) -> nexlet_result {
+    return WithClient(__func__, client, [&](CClient& one) -> nexlet_result {
         Json::Value content;
-        if (content_json == nullptr || !ParseJson(content_json, content)) {
+        if (!ReadJson(content_json, "content_json", content)) {
             return NEXLET_BAD_ARGUMENT;
         }
         return ResultOf(one.Caller().Send(type, std::move(content), timeout_ms));
@@ -289,9 +394,9 @@ nexlet_result nexlet_send(nexlet_client client, int32_t type, const char* conten
 }
 
 nexlet_result nexlet_send_payload(nexlet_client client, const void* payload, size_t size, uint32_t timeout_ms) {
-    return WithClient(client, [&](CClient& one) -> nexlet_result {
+    return WithClient(__func__, client, [&](CClient& one) -> nexlet_result {
         if (payload == nullptr && size != 0) {
-            return NEXLET_BAD_ARGUMENT;
+            return Refuse("payload is NULL and size is not 0");
         }
         const std::string copy(static_cast<const char*>(payload), size);
         return ResultOf(one.Caller().SendPayload(copy, timeout_ms));
@@ -300,11 +405,13 @@ nexlet_result nexlet_send_payload(nexlet_client client, const void* payload, siz
 
 nexlet_result nexlet_wait_frame(nexlet_client client, int32_t type, uint32_t timeout_ms, int32_t* found_type,
                                 char** payload, size_t* size) {
-    if (payload == nullptr) {
-        return NEXLET_BAD_ARGUMENT;
+    if (payload != nullptr) {
+        *payload = nullptr;
     }
-    *payload = nullptr;
-    return WithClient(client, [&](CClient& one) {
+    return WithClient(__func__, client, [&](CClient& one) -> nexlet_result {
+        if (payload == nullptr) {
+            return Refuse("payload is NULL");
+        }
         ReceivedFrame frame;
         const CallerResult result = one.Caller().WaitForFrame(type, timeout_ms, frame);
         if (result == CallerResult::Ok) {
@@ -324,9 +431,12 @@ nexlet_result nexlet_host_send(const char* mark, const void* payload, size_t siz
     if (answer != nullptr) {
         *answer = nullptr;
     }
-    return Guarded([&]() -> nexlet_result {
-        if (!AreNames(mark, "x") || (payload == nullptr && size != 0)) {
+    return Guarded(__func__, [&]() -> nexlet_result {
+        if (!AreNames(mark, "x")) {
             return NEXLET_BAD_ARGUMENT;
+        }
+        if (payload == nullptr && size != 0) {
+            return Refuse("payload is NULL and size is not 0");
         }
         const CDeadline deadline(timeout_ms);
         CHostPipe host;

@@ -2,25 +2,37 @@
 #include <algorithm>
 
 #include "client/client_api.h"
+#include "client/client_api_words.h"
 #include "client/requests.h"
 #include "foundation/json_text.h"
 
 namespace {
 
-// Sets the outputs of a function to null before anything else.
+// Sets the outputs of a function that are there to null, before anything else.
 template <typename... Texts>
-bool ClearTexts(Texts... texts) {
-    if ((... || (texts == nullptr))) {
-        return false;
-    }
-    ((*texts = nullptr), ...);
-    return true;
+void ClearTexts(Texts... texts) {
+    ((texts != nullptr ? static_cast<void>(*texts = nullptr) : static_cast<void>(0)), ...);
 }
 
-// The text under key, which a reply must have.
-bool TakeText(const Json::Value& reply, const char* key, std::string& text) {
-    const Json::Value* member = FindJsonMember(reply, key);
+// WithClient for a function with one output, a text of this name.
+template <typename Work>
+nexlet_result ForText(const char* function, nexlet_client client, char** text, const char* name, Work work) {
+    ClearTexts(text);
+    return WithClient(function, client, [&](CClient& one) -> nexlet_result {
+        return text == nullptr ? Refuse(std::string(name) + " is NULL") : work(one);
+    });
+}
+
+nexlet_result BadReply(std::string reason) {
+    SetReason(std::move(reason));
+    return NEXLET_BAD_REPLY;
+}
+
+// The text under key, which a reply must have; without it the reason says so.
+bool TakeReplyText(const Json::Value& reply, const char* key, std::string& text) {
+    const Json::Value* member = reply.isObject() ? FindJsonMember(reply, key) : nullptr;
     if (member == nullptr || !member->isString()) {
+        SetReason("the reply has no text under \"" + std::string(key) + "\"");
         return false;
     }
     text = member->asString();
@@ -36,7 +48,7 @@ nexlet_result CallForText(CClient& client, int type, Json::Value content, std::u
         return ResultOf(result);
     }
     std::string found;
-    if (!reply.isObject() || !TakeText(reply, key, found)) {
+    if (!TakeReplyText(reply, key, found)) {
         return NEXLET_BAD_REPLY;
     }
     *text = NewText(found);
@@ -47,31 +59,84 @@ Json::Value NoContent() {
     return Json::Value(Json::objectValue);
 }
 
-Json::Value QuestionContent(const char* question) {
-    Json::Value content(Json::objectValue);
-    content["p1"] = question;
-    return content;
-}
-
 bool ReadFlag(const Json::Value& status, const char* key, std::int32_t& flag) {
     std::string text;
-    if (!TakeText(status, key, text) || (text != "0" && text != "1")) {
+    if (!TakeReplyText(status, key, text)) {
+        return false;
+    }
+    if (text != "0" && text != "1") {
+        SetReason("the reply's \"" + std::string(key) + "\" is neither \"0\" nor \"1\"");
         return false;
     }
     flag = text == "1" ? 1 : 0;
     return true;
 }
 
+nexlet_result ReadStatus(const Json::Value& reply, nexlet_app_status& status) {
+    std::string text;
+    Json::Value flags;
+    if (!TakeReplyText(reply, "result", text)) {
+        return NEXLET_BAD_REPLY;
+    }
+    if (!ParseJson(text, flags) || !flags.isObject()) {
+        return BadReply("the reply's \"result\" is not the text of a JSON object");
+    }
+    const bool read =
+        ReadFlag(flags, "mini_wx_inst", status.mini_program_installed) &&
+        ReadFlag(flags, "mini_wx_login", status.mini_program_logged_in) &&
+        ReadFlag(flags, "wx_inst", status.wx_installed) && ReadFlag(flags, "wx_login", status.wx_logged_in) &&
+        ReadFlag(flags, "yyb_inst", status.yyb_installed) && ReadFlag(flags, "yyb_login", status.yyb_logged_in);
+    return read ? NEXLET_OK : NEXLET_BAD_REPLY;
+}
+
 }  // namespace
+
+Json::Value OpenContent(CClient& client, Json::Value open) {
+    Json::Value content(Json::objectValue);
+    content["service_id"] = client.Caller().ServiceId();
+    content["p1"] = std::move(open);
+    return content;
+}
+
+Json::Value QuestionContent(const char* question) {
+    Json::Value content(Json::objectValue);
+    content["p1"] = question;
+    return content;
+}
+
+nexlet_result OpenTarget(CClient& client, Json::Value open, std::uint32_t timeoutMs, char** word) {
+    return CallForText(client, NEXLET_TYPE_OPEN, OpenContent(client, std::move(open)), timeoutMs, "result", word);
+}
+
+nexlet_result PollTarget(CClient& client, const char* question, std::uint32_t timeoutMs, char** word) {
+    return CallForText(client, NEXLET_TYPE_POLL, QuestionContent(question), timeoutMs, "result", word);
+}
+
+nexlet_result AwaitTarget(CClient& client, const char* question, std::uint32_t intervalMs, std::uint32_t timeoutMs,
+                          char** word) {
+    const CDeadline deadline(timeoutMs);
+    for (;;) {
+        const nexlet_result result = PollTarget(client, question, deadline.RemainingMs(), word);
+        if (result != NEXLET_OK || std::string_view(*word) != "Loading") {
+            return result;
+        }
+        nexlet_free(*word);
+        *word = nullptr;
+        // The pause is a wait for a shutdown, which ends it at once.
+        const std::uint32_t left = deadline.RemainingMs();
+        const CallerResult paused = client.Caller().WaitForClose(std::min(intervalMs, left));
+        if (paused != CallerResult::Timeout || left == 0) {
+            SetReason(paused == CallerResult::Timeout ? "the word was \"Loading\" to the end" : "");
+            return ResultOf(paused);
+        }
+    }
+}
 
 nexlet_result nexlet_call(nexlet_client client, int32_t type, const char* content_json, uint32_t timeout_ms,
                           char** reply_json) {
-    if (!ClearTexts(reply_json)) {
-        return NEXLET_BAD_ARGUMENT;
-    }
-    return WithClient(client, [&](CClient& one) -> nexlet_result {
+    return ForText(__func__, client, reply_json, "reply_json", [&](CClient& one) -> nexlet_result {
         Json::Value content;
-        if (content_json == nullptr || !ParseJson(content_json, content)) {
+        if (!ReadJson(content_json, "content_json", content)) {
             return NEXLET_BAD_ARGUMENT;
         }
         Json::Value reply;
@@ -84,48 +149,40 @@ nexlet_result nexlet_call(nexlet_client client, int32_t type, const char* conten
 }
 
 nexlet_result nexlet_status(nexlet_client client, uint32_t timeout_ms, nexlet_app_status* status) {
-    if (status == nullptr) {
-        return NEXLET_BAD_ARGUMENT;
-    }
-    if (!SizeIsKnown(status)) {
-        return NEXLET_BAD_SIZE;
-    }
-    return WithClient(client, [&](CClient& one) -> nexlet_result {
+    return WithClient(__func__, client, [&](CClient& one) -> nexlet_result {
+        if (status == nullptr) {
+            return Refuse("status is NULL");
+        }
+        if (!SizeIsKnown(status)) {
+            return NEXLET_BAD_SIZE;
+        }
         Json::Value reply;
         const CallerResult result = one.Call(NEXLET_TYPE_STATUS, NoContent(), timeout_ms, reply);
         if (result != CallerResult::Ok) {
             return ResultOf(result);
         }
-        std::string text;
-        Json::Value flags;
         nexlet_app_status read = {};
-        if (!reply.isObject() || !TakeText(reply, "result", text) || !ParseJson(text, flags) || !flags.isObject() ||
-            !ReadFlag(flags, "mini_wx_inst", read.mini_program_installed) ||
-            !ReadFlag(flags, "mini_wx_login", read.mini_program_logged_in) ||
-            !ReadFlag(flags, "wx_inst", read.wx_installed) || !ReadFlag(flags, "wx_login", read.wx_logged_in) ||
-            !ReadFlag(flags, "yyb_inst", read.yyb_installed) || !ReadFlag(flags, "yyb_login", read.yyb_logged_in)) {
-            return NEXLET_BAD_REPLY;
-        }
         read.struct_size = status->struct_size;
-        *status = read;
-        return NEXLET_OK;
+        const nexlet_result good = ReadStatus(reply, read);
+        if (good == NEXLET_OK) {
+            *status = read;
+        }
+        return good;
     });
 }
 
 nexlet_result nexlet_status_encrypted(nexlet_client client, uint32_t timeout_ms, char** envelope) {
-    if (!ClearTexts(envelope)) {
-        return NEXLET_BAD_ARGUMENT;
-    }
-    return WithClient(client, [&](CClient& one) {
+    return ForText(__func__, client, envelope, "envelope", [&](CClient& one) {
         return CallForText(one, NEXLET_TYPE_STATUS_ENCRYPTED, NoContent(), timeout_ms, "result", envelope);
     });
 }
 
 nexlet_result nexlet_identity(nexlet_client client, uint32_t timeout_ms, char** q32, char** q36) {
-    if (!ClearTexts(q32, q36)) {
-        return NEXLET_BAD_ARGUMENT;
-    }
-    return WithClient(client, [&](CClient& one) -> nexlet_result {
+    ClearTexts(q32, q36);
+    return WithClient(__func__, client, [&](CClient& one) -> nexlet_result {
+        if (q32 == nullptr || q36 == nullptr) {
+            return Refuse(q32 == nullptr ? "q32 is NULL" : "q36 is NULL");
+        }
         Json::Value reply;
         const CallerResult result = one.Call(NEXLET_TYPE_IDENTITY, NoContent(), timeout_ms, reply);
         if (result != CallerResult::Ok) {
@@ -133,7 +190,7 @@ nexlet_result nexlet_identity(nexlet_client client, uint32_t timeout_ms, char** 
         }
         std::string first;
         std::string second;
-        if (!reply.isObject() || !TakeText(reply, "strQ32", first) || !TakeText(reply, "strQ36", second)) {
+        if (!TakeReplyText(reply, "strQ32", first) || !TakeReplyText(reply, "strQ36", second)) {
             return NEXLET_BAD_REPLY;
         }
         char* const copy = NewText(first);
@@ -144,12 +201,13 @@ nexlet_result nexlet_identity(nexlet_client client, uint32_t timeout_ms, char** 
 }
 
 nexlet_result nexlet_encrypt(nexlet_client client, const char* text, uint32_t timeout_ms, char** envelope) {
-    if (!ClearTexts(envelope) || text == nullptr) {
-        return NEXLET_BAD_ARGUMENT;
-    }
-    return WithClient(client, [&](CClient& one) {
+    return ForText(__func__, client, envelope, "envelope", [&](CClient& one) -> nexlet_result {
+        std::string clear;
+        if (!TakeText(text, "text", clear)) {
+            return NEXLET_BAD_ARGUMENT;
+        }
         Json::Value inner(Json::objectValue);
-        inner["text"] = text;
+        inner["text"] = clear;
         Json::Value content(Json::objectValue);
         content["p1"] = WriteJson(inner);
         return CallForText(one, NEXLET_TYPE_ENCRYPT, std::move(content), timeout_ms, "result", envelope);
@@ -157,56 +215,37 @@ nexlet_result nexlet_encrypt(nexlet_client client, const char* text, uint32_t ti
 }
 
 nexlet_result nexlet_open_target(nexlet_client client, const char* open_json, uint32_t timeout_ms, char** word) {
-    if (!ClearTexts(word)) {
-        return NEXLET_BAD_ARGUMENT;
-    }
-    return WithClient(client, [&](CClient& one) -> nexlet_result {
+    return ForText(__func__, client, word, "word", [&](CClient& one) -> nexlet_result {
         Json::Value open;
-        if (open_json == nullptr || !ReadOpen(open_json, open)) {
+        if (!ReadOpen(open_json, "open_json", open)) {
             return NEXLET_BAD_ARGUMENT;
         }
-        Json::Value content(Json::objectValue);
-        content["service_id"] = one.Caller().ServiceId();
-        content["p1"] = std::move(open);
-        return CallForText(one, NEXLET_TYPE_OPEN, std::move(content), timeout_ms, "result", word);
+        return OpenTarget(one, std::move(open), timeout_ms, word);
     });
 }
 
 nexlet_result nexlet_poll_target(nexlet_client client, const char* question_json, uint32_t timeout_ms, char** word) {
-    if (!ClearTexts(word)) {
-        return NEXLET_BAD_ARGUMENT;
-    }
-    return WithClient(client, [&](CClient& one) -> nexlet_result {
-        if (question_json == nullptr || !CheckQuestion(question_json)) {
+    return ForText(__func__, client, word, "word", [&](CClient& one) -> nexlet_result {
+        if (!CheckQuestion(question_json, "question_json")) {
             return NEXLET_BAD_ARGUMENT;
         }
-        return CallForText(one, NEXLET_TYPE_POLL, QuestionContent(question_json), timeout_ms, "result", word);
+        return PollTarget(one, question_json, timeout_ms, word);
     });
 }
 
 nexlet_result nexlet_await_target(nexlet_client client, const char* question_json, uint32_t interval_ms,
                                   uint32_t timeout_ms, char** word) {
-    const CDeadline deadline(timeout_ms);
-    for (;;) {
-        const nexlet_result result = nexlet_poll_target(client, question_json, deadline.RemainingMs(), word);
-        if (result != NEXLET_OK || std::string_view(*word) != "Loading") {
-            return result;
+    return ForText(__func__, client, word, "word", [&](CClient& one) -> nexlet_result {
+        if (!CheckQuestion(question_json, "question_json")) {
+            return NEXLET_BAD_ARGUMENT;
         }
-        nexlet_free(*word);
-        *word = nullptr;
-        // The pause is a wait for a shutdown, which ends it at once.
-        const std::uint32_t left = deadline.RemainingMs();
-        const nexlet_result paused = WithClient(
-            client, [&](CClient& one) { return ResultOf(one.Caller().WaitForClose(std::min(interval_ms, left))); });
-        if (paused != NEXLET_TIMEOUT || left == 0) {
-            return paused;
-        }
-    }
+        return AwaitTarget(one, question_json, interval_ms, timeout_ms, word);
+    });
 }
 
 nexlet_result nexlet_watch_target(nexlet_client client, const char* question_json, uint32_t timeout_ms) {
-    return WithClient(client, [&](CClient& one) -> nexlet_result {
-        if (question_json == nullptr || !CheckQuestion(question_json)) {
+    return WithClient(__func__, client, [&](CClient& one) -> nexlet_result {
+        if (!CheckQuestion(question_json, "question_json")) {
             return NEXLET_BAD_ARGUMENT;
         }
         return ResultOf(one.Caller().Send(NEXLET_TYPE_WATCH, QuestionContent(question_json), timeout_ms));

@@ -53,8 +53,12 @@ CallerResult CClient::WaitForNotice(std::uint32_t timeoutMs) {
 bool CClient::Forward(const std::wstring& commandLine, const CDeadline& deadline) {
     m_caller.ExpectHelper();
     StartedProcess process;
-    return ForwardCommandLine(m_caller.Mark(), commandLine, deadline, process) == CallerResult::Ok &&
-           m_caller.WatchProcess(std::move(process), /*found=*/true) == CallerResult::Ok;
+    if (ForwardCommandLine(m_caller.Mark(), commandLine, deadline, process) != CallerResult::Ok) {
+        return false;
+    }
+    Tell(NEXLET_LEVEL_INFO,
+         "handed the command line to the helper that runs, process " + std::to_string(process.dwProcessId));
+    return m_caller.WatchProcess(std::move(process), /*found=*/true) == CallerResult::Ok;
 }
 
 CallerResult CClient::Bring(const HelperStart& start, const std::wstring& commandLine, const CDeadline& deadline) {
@@ -74,6 +78,9 @@ CallerResult CClient::Bring(const HelperStart& start, const std::wstring& comman
                 // It holds this service from an earlier run, whose connection is final for it; or it may not open the
                 // pipe. The first ends by itself once it is asked, for the second there is a process of our own.
                 held = true;
+                Tell(NEXLET_LEVEL_WARNING,
+                     "the helper did not come to the service; it is asked to let the service of an "
+                     "earlier run go");
                 ReleaseService(m_caller.Mark(), m_caller.ServiceId(), deadline);
             } else if (started) {
                 continue;

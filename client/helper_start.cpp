@@ -2,6 +2,7 @@
 
 #include <json/value.h>
 
+#include "client/reason.h"
 #include "foundation/json_text.h"
 #include "foundation/text_helpers.h"
 
@@ -11,14 +12,21 @@ namespace {
 constexpr std::size_t kMaxNameChars = 258;
 constexpr std::size_t kMaxChannelChars = 518;
 
-// The helper finds a key anywhere in the text, also inside a value.
-bool ContainsKey(const std::wstring& value) {
+// What a command line cannot carry of a value; empty when it can carry it all.
+std::string WhatIsWrong(const std::wstring& value) {
+    if (value.find(L'"') != std::wstring::npos) {
+        return "contains a quotation mark";
+    }
+    if (value.find(L'\0') != std::wstring::npos) {
+        return "contains a zero";
+    }
+    // The helper finds a switch anywhere in the text, also inside a value.
     for (const wchar_t* key : {L"/from:", L"/channel:", L"/type:", L"/param:", L"/service_id:"}) {
         if (value.find(key) != std::wstring::npos) {
-            return true;
+            return "contains the switch " + Utf16ToUtf8(key);
         }
     }
-    return false;
+    return {};
 }
 
 CallerResult AppendSwitch(std::wstring& commandLine, const wchar_t* key, const std::wstring& value,
@@ -26,9 +34,14 @@ CallerResult AppendSwitch(std::wstring& commandLine, const wchar_t* key, const s
     if (value.empty()) {
         return CallerResult::Ok;
     }
-    if (value.find(L'"') != std::wstring::npos || value.find(L'\0') != std::wstring::npos || value.size() > maxChars ||
-        ContainsKey(value)) {
-        return CallerResult::BadArgument;
+    const std::string wrong = WhatIsWrong(value);
+    if (!wrong.empty()) {
+        return BadArgument("the value of " + Utf16ToUtf8(key) + " " + wrong);
+    }
+    if (value.size() > maxChars) {
+        return BadArgument("the value of " + Utf16ToUtf8(key) + " has " + std::to_string(value.size()) +
+                           " characters, in base64 where the switch is sent so; the helper reads " +
+                           std::to_string(maxChars));
     }
     const bool quoted = value.find(L' ') != std::wstring::npos;
     commandLine += L' ';
@@ -71,11 +84,11 @@ std::string MakeChannelText(std::wstring_view strMark, std::string_view strMid, 
 }
 
 CallerResult BuildHelperCommandLine(const HelperStart& start, std::wstring& commandLine) {
-    if (start.strExe.empty() || start.strExe.find(L'"') != std::wstring::npos) {
-        return CallerResult::BadArgument;
+    if (start.strExe.empty()) {
+        return BadArgument("the program's path is empty");
     }
-    if (ContainsKey(start.strExe)) {
-        return CallerResult::BadArgument;
+    if (const std::string wrong = WhatIsWrong(start.strExe); !wrong.empty()) {
+        return BadArgument("the program's path " + wrong + ": " + Utf16ToUtf8(start.strExe));
     }
     std::wstring line = L"\"" + start.strExe + L"\"";
     struct Switch {
@@ -116,6 +129,7 @@ CallerResult StartProgram(const std::wstring& strExe, const std::wstring& comman
     if (CreateProcessW(strExe.c_str(), line.data(), nullptr, nullptr, /*bInheritHandles=*/FALSE, 0, nullptr,
                        folder.empty() ? nullptr : folder.c_str(), &startup, &made) == FALSE) {
         systemError = GetLastError();
+        SetReason(Utf16ToUtf8(strExe));
         return CallerResult::NotStarted;
     }
     CloseHandle(made.hThread);

@@ -5,6 +5,8 @@
 #include <utility>
 
 #include "client/payload_sink.h"
+#include "client/reason.h"
+#include "foundation/text_helpers.h"
 #include "ipc/protocol/envelope.h"
 #include "ipc/transport/frame.h"
 #include "ipc/transport/pipe_names.h"
@@ -47,6 +49,7 @@ CallerResult CHostPipe::Connect(const std::wstring& strMark, std::uint32_t timeo
         const DWORD remaining = Remaining(startedAt, timeoutMs);
         const bool busy = systemError == ERROR_PIPE_BUSY;
         if (!busy && systemError != ERROR_FILE_NOT_FOUND) {
+            SetReason(Utf16ToUtf8(pipeName));
             return systemError == ERROR_ACCESS_DENIED ? CallerResult::AccessDenied : CallerResult::SystemError;
         }
         if (remaining == 0) {

@@ -1,5 +1,8 @@
 #include "client/requests.h"
 
+#include <string>
+
+#include "client/reason.h"
 #include "foundation/json_text.h"
 
 namespace {
@@ -9,17 +12,39 @@ constexpr const char* kTexts[] = {"type", "from", "taskId", "appId", "appPath", 
 // Read as numbers.
 constexpr const char* kFlags[] = {"try_install", "AllowInstallYYB", "OvrinSafeExist", "mon_wndexists"};
 
-bool KindsAreSafe(const Json::Value& object) {
+const char* KindOf(const Json::Value& value) {
+    switch (value.type()) {
+        case Json::nullValue:
+            return "null";
+        case Json::stringValue:
+            return "a text";
+        case Json::booleanValue:
+            return "a boolean";
+        case Json::arrayValue:
+            return "an array";
+        case Json::objectValue:
+            return "an object";
+        default:
+            return IsJsonInteger(value) ? "a number" : "a number that is not an integer of 32 bits";
+    }
+}
+
+bool Refuse(const char* what, const char* key, const Json::Value& value, const char* wanted) {
+    SetReason(std::string(what) + ": the key \"" + key + "\" holds " + KindOf(value) + " and must hold " + wanted);
+    return false;
+}
+
+bool KindsAreSafe(const Json::Value& object, const char* what) {
     for (const char* key : kTexts) {
         const Json::Value* value = FindJsonMember(object, key);
         if (value != nullptr && !value->isString()) {
-            return false;
+            return Refuse(what, key, *value, "a text");
         }
     }
     for (const char* key : kFlags) {
         const Json::Value* value = FindJsonMember(object, key);
         if (value != nullptr && !value->isBool() && !IsJsonInteger(*value)) {
-            return false;
+            return Refuse(what, key, *value, "a boolean or an integer");
         }
     }
     return true;
@@ -48,17 +73,40 @@ constexpr struct {
 
 }  // namespace
 
-bool ReadOpen(std::string_view json, Json::Value& open) {
-    return ParseJson(json, open) && open.isObject() && KindsAreSafe(open);
+bool ReadJson(const char* json, const char* what, Json::Value& value) {
+    if (json == nullptr) {
+        SetReason(std::string(what) + " is NULL");
+        return false;
+    }
+    if (!CheckUtf8(json, what)) {
+        return false;
+    }
+    if (!ParseJson(json, value)) {
+        SetReason(std::string(what) + " is not JSON: " + DescribeJsonError(json));
+        return false;
+    }
+    return true;
 }
 
-bool CheckQuestion(std::string_view json) {
+bool ReadOpen(const char* json, const char* what, Json::Value& open) {
+    if (!ReadJson(json, what, open)) {
+        return false;
+    }
+    if (!open.isObject()) {
+        SetReason(std::string(what) + " is " + KindOf(open) + " and must be an object");
+        return false;
+    }
+    return KindsAreSafe(open, what);
+}
+
+bool CheckQuestion(const char* json, const char* what) {
     Json::Value question;
-    if (!ReadOpen(json, question)) {
+    if (!ReadOpen(json, what, question)) {
         return false;
     }
     const Json::Value* interval = FindJsonMember(question, "interval");
-    return interval == nullptr || (IsJsonInteger(*interval) && interval->asInt() >= 0);
+    return interval == nullptr || (IsJsonInteger(*interval) && interval->asInt() >= 0) ||
+           Refuse(what, "interval", *interval, "an integer from 0 to 2147483647");
 }
 
 const char* DescribeResultWord(std::string_view word) {

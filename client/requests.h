@@ -6,12 +6,16 @@
 
 #include <json/value.h>
 
-// False when a value of the open's or question's JSON object has a kind whose conversion the helper does not survive,
-// or when json is no object at all. open is filled.
-bool ReadOpen(std::string_view json, Json::Value& open);
-// The same for the question of a poll or watch, which travels as a text. An interval that is no number from 0 to
+// What a caller handed in under the name what as JSON text. False, with the reason of reason.h, for no text at all, for
+// bytes that are not UTF-8 and for what is not JSON.
+bool ReadJson(const char* json, const char* what, Json::Value& value);
+
+// The object of an open or a question. False, with the reason, also when it is not an object and when one of its values
+// has a kind whose conversion the helper does not survive.
+bool ReadOpen(const char* json, const char* what, Json::Value& open);
+// The same for the question of a poll or watch, which travels as a text. An interval that is not a number from 0 to
 // 2147483647 is refused too: a negative one keeps the helper for ever.
-bool CheckQuestion(std::string_view json);
+bool CheckQuestion(const char* json, const char* what);
 
 // One sentence about a result word. A static text.
 const char* DescribeResultWord(std::string_view word);

@@ -138,6 +138,23 @@ bool ParseJson(std::string_view text, Json::Value& value) {
     return parsed;
 }
 
+std::string DescribeJsonError(std::string_view text) {
+    Json::Reader reader;
+    Json::Value value;
+    try {
+        if (reader.parse(text.data(), text.data() + text.size(), value, /*collectComments=*/false)) {
+            return {};
+        }
+    } catch (const Json::RuntimeError&) {
+        return "it is nested too deep";
+    }
+    const auto errors = reader.getStructuredErrors();
+    if (errors.empty()) {
+        return "it is empty";
+    }
+    return errors.front().message + " (at byte " + std::to_string(errors.front().offset_start) + ")";
+}
+
 #pragma GCC diagnostic pop
 
 std::string WriteJson(const Json::Value& value) {

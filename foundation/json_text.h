@@ -12,6 +12,9 @@
 // except for the search among the members of an object. Any thread.
 bool ParseJson(std::string_view text, Json::Value& value);
 
+// Why ParseJson refuses this text and at which byte, for people; empty when it does not. Any thread.
+std::string DescribeJsonError(std::string_view text);
+
 // The compact form: keys sorted bytewise, no blanks, no line end, bytes above 0x7F as they are; a value that is not a
 // number is written in a form that the reader refuses (null, 1e+9999, -1e+9999 for NaN and the infinities). Any thread.
 std::string WriteJson(const Json::Value& value);

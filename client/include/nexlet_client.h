@@ -11,10 +11,11 @@
  *       nexlet_close(client);
  *   }
  *
- * Texts are UTF-8 and end with a zero byte. Times are milliseconds; every wait has a limit, and a limit of 0 looks
- * once.
+ * Texts are UTF-8 and end with a zero byte; one that is not UTF-8 is NEXLET_BAD_ARGUMENT. Times are milliseconds; every
+ * wait has a limit, and a limit of 0 looks once.
  *
- * Results. Every function that can fail gives a nexlet_result; nexlet_result_text has a sentence for each. With
+ * Results. Every function that can fail gives a nexlet_result; nexlet_result_text has a sentence for each, and
+ * nexlet_last_error_text tells why: which argument or key, which path, the system's words. With
  * NEXLET_SYSTEM_ERROR, NEXLET_NOT_STARTED, NEXLET_NAME_TAKEN and NEXLET_ACCESS_DENIED GetLastError() tells the system's
  * reason. When a function does not give NEXLET_OK it has not written its outputs, but for texts, which it has set to
  * NULL.
@@ -59,25 +60,27 @@ extern "C" {
 #endif
 
 /* The version of this interface. It grows when something is added; nothing is ever taken away. */
-#define NEXLET_CLIENT_VERSION 2u
+#define NEXLET_CLIENT_VERSION 3u
 
 /* What a function gives: one of the values below. */
 typedef int32_t nexlet_result;
 enum {
-    NEXLET_OK = 0,            /* done */
-    NEXLET_TIMEOUT = 1,       /* nothing came in time; the helper refuses a request by staying silent */
-    NEXLET_NOT_CONNECTED = 2, /* no helper has connected yet */
-    NEXLET_GONE = 3,          /* the helper's connection was lost, or its process ended */
-    NEXLET_NAME_TAKEN = 4,    /* another process or client serves the pipe of this mark and service id */
-    NEXLET_BAD_ARGUMENT = 5,  /* a value that cannot be used as it stands; nothing was sent */
-    NEXLET_NOT_STARTED = 6,   /* the helper's program could not be started */
-    NEXLET_SYSTEM_ERROR = 7,  /* another call of the system failed */
-    NEXLET_CLOSED = 8,        /* nexlet_shutdown or nexlet_close was called */
-    NEXLET_BAD_HANDLE = 9,    /* no client has this handle, or it has been closed */
-    NEXLET_WRONG_THREAD = 10, /* called from inside a callback of the same client */
-    NEXLET_BAD_REPLY = 11,    /* the reply came but does not hold what it must */
-    NEXLET_BAD_SIZE = 12,     /* a record's size is none that this library knows */
-    NEXLET_ACCESS_DENIED = 13 /* the name is held by somebody who keeps this process out */
+    NEXLET_OK = 0,             /* done */
+    NEXLET_TIMEOUT = 1,        /* nothing came in time; the helper refuses a request by staying silent */
+    NEXLET_NOT_CONNECTED = 2,  /* no helper has connected yet */
+    NEXLET_GONE = 3,           /* the helper's connection was lost, or its process ended */
+    NEXLET_NAME_TAKEN = 4,     /* another process or client serves the pipe of this mark and service id */
+    NEXLET_BAD_ARGUMENT = 5,   /* a value that cannot be used as it stands; nothing was sent */
+    NEXLET_NOT_STARTED = 6,    /* the helper's program could not be started */
+    NEXLET_SYSTEM_ERROR = 7,   /* another call of the system failed */
+    NEXLET_CLOSED = 8,         /* nexlet_shutdown or nexlet_close was called */
+    NEXLET_BAD_HANDLE = 9,     /* no client has this handle, or it has been closed */
+    NEXLET_WRONG_THREAD = 10,  /* called from inside a callback of the same client */
+    NEXLET_BAD_REPLY = 11,     /* the reply came but does not hold what it must */
+    NEXLET_BAD_SIZE = 12,      /* a record's size is none that this library knows */
+    NEXLET_ACCESS_DENIED = 13, /* the name is held by somebody who keeps this process out */
+    NEXLET_CANCELLED = 14,     /* nexlet_cancel or nexlet_request_close ended the request */
+    NEXLET_PENDING = 15        /* the request is still under way */
 };
 
 /* Records are packed to 8, whatever the program's setting. */
@@ -85,6 +88,9 @@ enum {
 
 /* One service of one mark. 0 is no client. */
 typedef uint64_t nexlet_client;
+
+/* One request that nexlet_begin and the like began. 0 is no request. */
+typedef uint64_t nexlet_request;
 
 /* Message types, as they travel in frames. */
 enum {
@@ -107,6 +113,14 @@ enum {
 /* The direction of a frame, as the program sees it. */
 enum { NEXLET_SENT = 0, NEXLET_RECEIVED = 1 };
 
+/* How grave a diagnostic is. */
+enum {
+    NEXLET_LEVEL_ERROR = 1,   /* a function was used wrongly, or the system refused */
+    NEXLET_LEVEL_WARNING = 2, /* the helper is gone or silent, or something that it sent was dropped */
+    NEXLET_LEVEL_INFO = 3,    /* the life of the client: served, started, connected, closed */
+    NEXLET_LEVEL_DEBUG = 4    /* each request */
+};
+
 /* What nexlet_open takes. */
 typedef struct nexlet_options {
     uint32_t struct_size;   /* sizeof(nexlet_options) */
@@ -123,11 +137,19 @@ typedef struct nexlet_options {
     void(NEXLET_CALL* on_gone)(void* context, nexlet_client client);
 
     /* NULL, or called with the payload of every frame that passes: a sent one on the sender's thread before it is
-     * written, a received one on a thread of the library before any wait sees it. So it may be called on several
-     * threads at once. The bytes are the callback's to read until it returns; size does not count the zero behind
-     * them. */
+     * written (for a request that is a thread of the library), a received one on a thread of the library before any
+     * wait sees it. So it may be called on several threads at once. The bytes are the callback's to read until it
+     * returns; size does not count the zero behind them. */
     void(NEXLET_CALL* on_frame)(void* context, nexlet_client client, int32_t direction, const char* payload,
                                 size_t size);
+
+    /* Since version 3. NULL, or called with one line in English for what happens to the client, up to and with
+     * diagnostic_level: failures of functions as nexlet_last_error_text has them, and what the helper does. On the
+     * thread on which it happens, so it may be called on several threads at once. text is the callback's to read until
+     * it returns. The lines are for people and change from version to version. Failures inside this callback are not
+     * told to it. */
+    void(NEXLET_CALL* on_diagnostic)(void* context, nexlet_client client, int32_t level, const char* text);
+    int32_t diagnostic_level; /* one of NEXLET_LEVEL_...; 0: nothing is told */
 } nexlet_options;
 
 /* Flags of nexlet_start_options. */
@@ -150,7 +172,33 @@ typedef struct nexlet_start_options {
     const char* from;         /* NULL: empty */
     const char* type;         /* the switch of a request to run at the start; NULL: none */
     const char* param_json;   /* the envelope of that request; NULL: none */
+
+    /* Since version 3: the full path as Windows gives it, in place of program. NULL: program counts. Both set is
+     * NEXLET_BAD_ARGUMENT. */
+    const wchar_t* program_path;
 } nexlet_start_options;
+
+/* What a request that nobody waits for gave. */
+typedef struct nexlet_outcome {
+    uint32_t struct_size;   /* sizeof(nexlet_outcome) of the library */
+    nexlet_result result;   /* as the function that waits would have given it */
+    const char* word;       /* the text under "result" of the reply: the result word, or the envelope; empty for none */
+    const char* reply_json; /* the reply's content, as of nexlet_call; empty unless result is NEXLET_OK */
+    const char* error_text; /* as of nexlet_last_error_text; empty when result is NEXLET_OK */
+} nexlet_outcome;
+
+/* How a request that nobody waits for is run. */
+typedef struct nexlet_request_options {
+    uint32_t struct_size; /* sizeof(nexlet_request_options) */
+    uint32_t timeout_ms;  /* for turn, send and reply together; then the request ends with NEXLET_TIMEOUT */
+    void* context;        /* given to the callback as it stands */
+
+    /* NULL, or called exactly once when the request has ended, however it ends, and before nexlet_close returns. On a
+     * thread of the library, one such callback of a client after the other; other requests are sent and end meanwhile.
+     * outcome and its texts are the callback's to read until it returns. */
+    void(NEXLET_CALL* on_done)(void* context, nexlet_client client, nexlet_request request,
+                               const nexlet_outcome* outcome);
+} nexlet_request_options;
 
 /* What is installed and logged in: 1 or 0 each. */
 typedef struct nexlet_app_status {
@@ -189,6 +237,15 @@ NEXLET_API const char* NEXLET_CALL nexlet_result_text(nexlet_result result);
 /* The name of a result's constant. A static text, also for a number that is not a result. */
 NEXLET_API const char* NEXLET_CALL nexlet_result_name(nexlet_result result);
 
+/*
+ * Why the last function that failed on this thread did so, in one line of English for people: the function, the
+ * result's sentence, then the argument, the key, the path or the name that it is about, and the system's words where
+ * the system refused. Empty when none has failed. A function that succeeds changes nothing, as with GetLastError. The
+ * text belongs to the library and stays until the next function fails on the same thread. Never NULL; may be called
+ * inside a callback.
+ */
+NEXLET_API const char* NEXLET_CALL nexlet_last_error_text(void);
+
 /* One sentence about a result word of nexlet_open_target and nexlet_poll_target. Static, also for words nobody knows.
  */
 NEXLET_API const char* NEXLET_CALL nexlet_word_text(const char* word);
@@ -208,6 +265,9 @@ NEXLET_API nexlet_result NEXLET_CALL nexlet_open(const nexlet_options* options, 
 
 /* The client's service id, the one that it was given or the one that it made. May be called inside a callback. */
 NEXLET_API nexlet_result NEXLET_CALL nexlet_service_id(nexlet_client client, char** service_id);
+
+/* 1 when the calling thread is inside a callback of this client, otherwise 0. Never fails. */
+NEXLET_API int32_t NEXLET_CALL nexlet_in_callback(nexlet_client client);
 
 /*
  * Starts the helper, or hands the command line to the one of this mark that runs in this session, and waits for its
@@ -306,6 +366,53 @@ NEXLET_API nexlet_result NEXLET_CALL nexlet_watch_target(nexlet_client client, c
  */
 NEXLET_API nexlet_result NEXLET_CALL nexlet_call(nexlet_client client, int32_t type, const char* content_json,
                                                  uint32_t timeout_ms, char** reply_json);
+
+/* ---- Requests that nobody waits for ----
+ *
+ * A request begins, the function returns at once, and the end comes to on_done, to nexlet_request_result, or to a
+ * HANDLE that the program's own loop waits for. The functions above are such requests that are waited for: turns,
+ * limits and results are the same. All of these may be called inside a callback, of the same client too. A request is
+ * sent, waits and ends on threads of the library; nexlet_shutdown, nexlet_close and the loss of the helper end it with
+ * NEXLET_CLOSED or NEXLET_GONE.
+ */
+
+/*
+ * Begins a request of type 2 to 7, see nexlet_call. *request becomes its handle, before on_done can be called, and goes
+ * back through nexlet_request_close; request may be NULL when on_done is all that is wanted, whose request is then 0.
+ * Unless the result is NEXLET_OK nothing has begun and on_done is not called. NEXLET_BAD_ARGUMENT, NEXLET_BAD_SIZE,
+ * NEXLET_CLOSED, NEXLET_SYSTEM_ERROR.
+ */
+NEXLET_API nexlet_result NEXLET_CALL nexlet_begin(nexlet_client client, int32_t type, const char* content_json,
+                                                  const nexlet_request_options* options, nexlet_request* request);
+
+/* The same for the open of nexlet_open_target. */
+NEXLET_API nexlet_result NEXLET_CALL nexlet_begin_open(nexlet_client client, const char* open_json,
+                                                       const nexlet_request_options* options, nexlet_request* request);
+
+/* The same for the question of nexlet_poll_target. */
+NEXLET_API nexlet_result NEXLET_CALL nexlet_begin_poll(nexlet_client client, const char* question_json,
+                                                       const nexlet_request_options* options, nexlet_request* request);
+
+/*
+ * Ends the request with NEXLET_CANCELLED, unless it has ended by then: its outcome tells which came first. One that was
+ * not sent yet is never sent. What the helper was sent it does all the same; its reply is dropped. Does not wait.
+ */
+NEXLET_API nexlet_result NEXLET_CALL nexlet_cancel(nexlet_request request);
+
+/*
+ * Waits up to timeout_ms for the end of the request and gives its own result, and with NEXLET_OK the two texts, of
+ * which either may be NULL. NEXLET_PENDING when it is still under way. As often as wanted, also after nexlet_close.
+ * Inside a callback of its client only with a limit of 0, or NEXLET_WRONG_THREAD.
+ */
+NEXLET_API nexlet_result NEXLET_CALL nexlet_request_result(nexlet_request request, uint32_t timeout_ms, char** word,
+                                                           char** reply_json);
+
+/* An event of the system (a HANDLE) that is signalled once the request has ended, for WaitForMultipleObjects and the
+ * like. It belongs to the request: not to be set or closed, and gone with nexlet_request_close. */
+NEXLET_API nexlet_result NEXLET_CALL nexlet_request_handle(nexlet_request request, void** handle);
+
+/* Gives the handle back, also inside on_done. A request that is still under way is cancelled; its on_done comes. */
+NEXLET_API nexlet_result NEXLET_CALL nexlet_request_close(nexlet_request request);
 
 /* ---- Bare frames, for tools and tests ---- */
 

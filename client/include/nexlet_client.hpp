@@ -26,12 +26,18 @@ template <typename Value>
 struct Answer {
     nexlet_result result = NEXLET_OK;  // of the C function
     Value value{};                     // what it wrote; the default value when it failed
+    std::string reason{};              // what nexlet_last_error_text told of the failure; empty with NEXLET_OK
 
     // Whether the result is NEXLET_OK.
     explicit operator bool() const { return result == NEXLET_OK; }
     // One sentence about the result, for people.
     const char* Text() const { return nexlet_result_text(result); }
 };
+
+// What the function that has just given this result has to say.
+inline std::string ReasonOf(nexlet_result result) {
+    return result == NEXLET_OK ? std::string() : std::string(nexlet_last_error_text());
+}
 
 // The device identity pair, see nexlet_identity.
 struct Identity {
@@ -45,6 +51,76 @@ struct Frame {
     std::string payload;    // its bytes
 };
 
+// How a request that nobody waits for ended.
+struct Outcome {
+    nexlet_result result = NEXLET_OK;  // as the function that waits would have given it
+    std::string word;                  // the result word or the envelope; empty for none
+    std::string reply;                 // the reply's content; empty when it failed
+    std::string reason;                // why it failed; empty with NEXLET_OK
+
+    // Whether the result is NEXLET_OK.
+    explicit operator bool() const { return result == NEXLET_OK; }
+};
+
+// Owns the handle of a begun request. Move-only; one thread at a time. The end of an owner cancels what is under way.
+class Request {
+  public:
+    // Owns nothing.
+    Request() = default;
+    // Owns a handle of nexlet_begin.
+    explicit Request(nexlet_request handle) : m_handle(handle) {}
+    // Takes the handle over.
+    Request(Request&& other) noexcept : m_handle(std::exchange(other.m_handle, 0)) {}
+    // Closes its own and takes the other's over.
+    Request& operator=(Request&& other) noexcept {
+        if (this != &other) {
+            Reset(std::exchange(other.m_handle, 0));
+        }
+        return *this;
+    }
+    // nexlet_request_close.
+    ~Request() { Reset(0); }
+
+    // 0 when it owns none.
+    nexlet_request Handle() const { return m_handle; }
+    // Whether it owns one.
+    explicit operator bool() const { return m_handle != 0; }
+
+    // See nexlet_cancel.
+    nexlet_result Cancel() { return nexlet_cancel(m_handle); }
+    // NEXLET_PENDING when it is still under way after the wait.
+    Answer<Outcome> Result(std::uint32_t timeoutMs) const {
+        char* word = nullptr;
+        char* reply = nullptr;
+        Answer<Outcome> answer;
+        answer.result = nexlet_request_result(m_handle, timeoutMs, &word, &reply);
+        answer.reason = ReasonOf(answer.result);
+        answer.value.result = answer.result;
+        answer.value.reason = answer.reason;
+        answer.value.word = word != nullptr ? word : "";
+        answer.value.reply = reply != nullptr ? reply : "";
+        nexlet_free(word);
+        nexlet_free(reply);
+        return answer;
+    }
+    // A HANDLE for the waits of the system, signalled at the end; null when there is none.
+    void* Event() const {
+        void* event = nullptr;
+        nexlet_request_handle(m_handle, &event);
+        return event;
+    }
+
+  private:
+    void Reset(nexlet_request handle) noexcept {
+        const nexlet_request old = std::exchange(m_handle, handle);
+        if (old != 0) {
+            nexlet_request_close(old);
+        }
+    }
+
+    nexlet_request m_handle = 0;
+};
+
 // Called on threads of the library or of whoever sends; see nexlet_options. They stay alive until the last call of any
 // of them has returned, whatever becomes of the client meanwhile.
 struct Callbacks {
@@ -55,7 +131,24 @@ struct Callbacks {
     // Told of an exception that left one of the others, with its what(), on the same thread. What it throws itself is
     // dropped.
     std::function<void(const char* what)> onError{};
+    // See nexlet_options.
+    std::function<void(std::int32_t level, std::string_view text)> onDiagnostic{};
+    std::int32_t diagnosticLevel = NEXLET_LEVEL_WARNING;  // likewise
 };
+
+// nexlet_host_send: the payload that the host of the mark sends back, empty when no answer is wanted.
+inline Answer<std::string> HostSend(const std::string& mark, std::string_view payload, std::uint32_t timeoutMs,
+                                    bool answered = true) {
+    char* text = nullptr;
+    Answer<std::string> answer;
+    answer.result = nexlet_host_send(mark.c_str(), payload.data(), payload.size(), timeoutMs, answered ? &text : nullptr);
+    answer.reason = ReasonOf(answer.result);
+    if (text != nullptr) {
+        answer.value = text;
+        nexlet_free(text);
+    }
+    return answer;
+}
 
 // Owns one client. Move-only. Moving, assigning and destroying on one thread at a time; everything else on any, Open
 // and Close at the same time included: whichever comes last holds.
@@ -103,7 +196,7 @@ class Client {
     }
     // See nexlet_close. NEXLET_OK also when none was open.
     nexlet_result Close() {
-        if (nexlet_wait_connected(Handle(), 0) == NEXLET_WRONG_THREAD) {
+        if (nexlet_in_callback(Handle()) != 0) {
             return NEXLET_WRONG_THREAD;
         }
         Drop(Take());
@@ -134,13 +227,14 @@ class Client {
     Answer<std::uint32_t> WaitProcessEnd(std::uint32_t timeoutMs) {
         Answer<std::uint32_t> answer;
         answer.result = nexlet_wait_process_end(Handle(), timeoutMs, &answer.value);
+        answer.reason = ReasonOf(answer.result);
         return answer;
     }
     // See nexlet_exit. The value says whether the process has ended too.
     Answer<bool> Exit(std::uint32_t timeoutMs) {
         std::int32_t ended = 0;
         const nexlet_result result = nexlet_exit(Handle(), timeoutMs, &ended);
-        return {result, ended != 0};
+        return {result, ended != 0, ReasonOf(result)};
     }
     // See nexlet_helper_process; all members 0 when none is open.
     nexlet_helper Helper() const {
@@ -155,6 +249,7 @@ class Client {
         Answer<nexlet_app_status> answer;
         answer.value.struct_size = sizeof answer.value;
         answer.result = nexlet_status(Handle(), timeoutMs, &answer.value);
+        answer.reason = ReasonOf(answer.result);
         return answer;
     }
     // See nexlet_status_encrypted.
@@ -166,7 +261,7 @@ class Client {
         char* q32 = nullptr;
         char* q36 = nullptr;
         const nexlet_result result = nexlet_identity(Handle(), timeoutMs, &q32, &q36);
-        return {result, {Text(q32), Text(q36)}};
+        return {result, {Text(q32), Text(q36)}, ReasonOf(result)};
     }
     // See nexlet_encrypt.
     Answer<std::string> Encrypt(const std::string& clear, std::uint32_t timeoutMs) {
@@ -196,6 +291,35 @@ class Client {
         return Ask([&](char** text) { return nexlet_call(Handle(), type, contentJson.c_str(), timeoutMs, text); });
     }
 
+    // What is called with the end of a request, on a thread of the library.
+    using Done = std::function<void(const Outcome& outcome)>;
+
+    // Requests that nobody waits for, see nexlet_begin. done, when there is one, is called once with the end; what it
+    // throws is dropped. request, when not null, becomes the owner of the handle.
+    nexlet_result Begin(std::int32_t type, const std::string& contentJson, std::uint32_t timeoutMs, Done done,
+                        Request* request = nullptr) {
+        return BeginAs(timeoutMs, std::move(done), request, [&](const nexlet_request_options& options,
+                                                                nexlet_request* handle) {
+            return nexlet_begin(Handle(), type, contentJson.c_str(), &options, handle);
+        });
+    }
+    // The same for nexlet_begin_open.
+    nexlet_result BeginOpen(const std::string& openJson, std::uint32_t timeoutMs, Done done,
+                            Request* request = nullptr) {
+        return BeginAs(timeoutMs, std::move(done), request, [&](const nexlet_request_options& options,
+                                                                nexlet_request* handle) {
+            return nexlet_begin_open(Handle(), openJson.c_str(), &options, handle);
+        });
+    }
+    // The same for nexlet_begin_poll.
+    nexlet_result BeginPoll(const std::string& questionJson, std::uint32_t timeoutMs, Done done,
+                            Request* request = nullptr) {
+        return BeginAs(timeoutMs, std::move(done), request, [&](const nexlet_request_options& options,
+                                                                nexlet_request* handle) {
+            return nexlet_begin_poll(Handle(), questionJson.c_str(), &options, handle);
+        });
+    }
+
     // See nexlet_send.
     nexlet_result Send(std::int32_t type, const std::string& contentJson, std::uint32_t timeoutMs) {
         return nexlet_send(Handle(), type, contentJson.c_str(), timeoutMs);
@@ -210,6 +334,7 @@ class Client {
         std::size_t size = 0;
         Answer<Frame> answer;
         answer.result = nexlet_wait_frame(Handle(), type, timeoutMs, &answer.value.type, &text, &size);
+        answer.reason = ReasonOf(answer.result);
         if (text != nullptr) {
             answer.value.payload.assign(text, size);
             nexlet_free(text);
@@ -274,6 +399,13 @@ class Client {
                 Run(all, [&] { all.onFrame(direction, std::string_view(payload, size)); });
             };
         }
+        if (open.callbacks->onDiagnostic) {
+            options.diagnostic_level = open.callbacks->diagnosticLevel;
+            options.on_diagnostic = [](void* context, nexlet_client, std::int32_t level, const char* text) {
+                const Callbacks& all = *static_cast<Callbacks*>(context);
+                Run(all, [&] { all.onDiagnostic(level, text); });
+            };
+        }
         const nexlet_result result = nexlet_open(&options, &open.handle);
         if (result == NEXLET_OK) {
             {
@@ -282,6 +414,36 @@ class Client {
             }
             // Whatever another thread opened meanwhile.
             Drop(std::move(open));
+        }
+        return result;
+    }
+
+    // begin is handed the options and the place of the handle.
+    template <typename BeginOne>
+    static nexlet_result BeginAs(std::uint32_t timeoutMs, Done done, Request* request, BeginOne begin) {
+        // Freed by the one call of on_done, or here when there will be none.
+        std::unique_ptr<Done> kept = std::make_unique<Done>(std::move(done));
+        nexlet_request_options options = {};
+        options.struct_size = sizeof options;
+        options.timeout_ms = timeoutMs;
+        options.context = kept.get();
+        options.on_done = [](void* context, nexlet_client, nexlet_request, const nexlet_outcome* outcome) {
+            const std::unique_ptr<Done> own(static_cast<Done*>(context));
+            try {
+                if (*own) {
+                    (*own)({outcome->result, outcome->word, outcome->reply_json, outcome->error_text});
+                }
+            } catch (...) {
+                // Nothing may be thrown through the library.
+            }
+        };
+        nexlet_request handle = 0;
+        const nexlet_result result = begin(options, request != nullptr ? &handle : nullptr);
+        if (result == NEXLET_OK) {
+            static_cast<void>(kept.release());
+            if (request != nullptr) {
+                *request = Request(handle);
+            }
         }
         return result;
     }
@@ -316,7 +478,7 @@ class Client {
     static Answer<std::string> Ask(Question question) {
         char* text = nullptr;
         const nexlet_result result = question(&text);
-        return {result, Text(text)};
+        return {result, Text(text), ReasonOf(result)};
     }
 
     mutable std::mutex m_lock;  // guards what follows; never held over a call of the library that waits

@@ -111,6 +111,10 @@ TEST_F(ClientLibraryCalls, AThousandConnectionsLeaveNoHandle) {
     const auto round = [&](bool lost) {
         OpenAndCome();
         EXPECT_TRUE(m_client.Status(kLongMs));
+        // Under way while the connection ends, or answered just before; either way with an event of its own.
+        nexlet::Request request;
+        EXPECT_EQ(m_client.Begin(NEXLET_TYPE_IDENTITY, "{}", kLongMs, {}, &request), NEXLET_OK);
+        EXPECT_NE(request.Event(), nullptr);
         if (lost) {
             m_helper.Leave();
             EXPECT_EQ(m_client.WaitLost(kLongMs), NEXLET_OK);

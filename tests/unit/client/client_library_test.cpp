@@ -11,12 +11,12 @@ namespace {
 TEST(ClientLibraryTexts, EveryResultHasANameAndASentenceOfItsOwn) {
     std::set<std::string> names;
     std::set<std::string> texts;
-    for (nexlet_result result = NEXLET_OK; result <= NEXLET_BAD_SIZE; ++result) {
+    for (nexlet_result result = NEXLET_OK; result <= NEXLET_PENDING; ++result) {
         names.insert(nexlet_result_name(result));
         texts.insert(nexlet_result_text(result));
     }
-    EXPECT_EQ(names.size(), NEXLET_BAD_SIZE + 1u);
-    EXPECT_EQ(texts.size(), NEXLET_BAD_SIZE + 1u);
+    EXPECT_EQ(names.size(), NEXLET_PENDING + 1u);
+    EXPECT_EQ(texts.size(), NEXLET_PENDING + 1u);
     EXPECT_STREQ(nexlet_result_name(NEXLET_GONE), "NEXLET_GONE");
     EXPECT_STREQ(nexlet_result_name(99), "unknown");
     EXPECT_STREQ(nexlet_result_text(-1), "unknown result");
@@ -262,7 +262,7 @@ TEST_F(ClientLibrary, ManyThreadsAskForDifferentThingsAtOnce) {
 TEST(ClientLibraryRecords, AreTheSameWhateverAProgramPacksItsOwnTo) {
     EXPECT_EQ(PackedRecordSizes(), (RecordSizes{sizeof(nexlet_options), sizeof(nexlet_start_options),
                                                 sizeof(nexlet_app_status), sizeof(nexlet_helper)}));
-    EXPECT_EQ(sizeof(nexlet_options), 48u);
+    EXPECT_EQ(sizeof(nexlet_options), 64u);
 }
 
 }  // namespace

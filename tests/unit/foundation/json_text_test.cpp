@@ -267,4 +267,12 @@ TEST(JsonTextDeathTest, AConversionThatFailsEndsTheProcess) {
     EXPECT_DEATH([]() noexcept { JsonToInt(Json::Value("5")); }(), "");
 }
 
+TEST(JsonText, DescribesWhyATextIsRefusedAndWhere) {
+    EXPECT_EQ(DescribeJsonError("{}"), "");
+    EXPECT_NE(DescribeJsonError(R"({"a":1,})").find("(at byte 7)"), std::string::npos)
+        << DescribeJsonError(R"({"a":1,})");
+    EXPECT_NE(DescribeJsonError(""), "");
+    EXPECT_NE(DescribeJsonError(std::string(2000, '[')), "");
+}
+
 }  // namespace

@@ -1,0 +1,244 @@
+#include "client/request_line.h"
+
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+#include "client/caller.h"
+#include "client/reason.h"
+#include "ipc/protocol/request_table.h"
+
+bool CRequest::WaitForEnd(std::uint32_t timeoutMs) const {
+    const CDeadline deadline(timeoutMs);
+    CNativeHold lock(m_lock);
+    while (!m_bEnded && !deadline.Passed()) {
+        m_changed.Wait(lock, deadline.RemainingMs());
+    }
+    return m_bEnded;
+}
+
+HANDLE CRequest::EndEvent() {
+    const CNativeGuard lock(m_lock);
+    if (!m_hEnd) {
+        m_hEnd.reset(CreateEventW(nullptr, /*bManualReset=*/TRUE, m_bEnded ? TRUE : FALSE, nullptr));
+    }
+    return m_hEnd.get();
+}
+
+bool CRequest::End(CallerResult result, Json::Value reply, std::string reason) {
+    {
+        const CNativeGuard lock(m_lock);
+        if (m_bEnded) {
+            return false;
+        }
+        m_result = result;
+        m_reply.swap(reply);
+        m_strReason.swap(reason);
+        m_bEnded = true;
+        if (m_hEnd) {
+            SetEvent(m_hEnd.get());
+        }
+    }
+    m_changed.NotifyAll();
+    return true;
+}
+
+CallerResult CRequestLine::Begin(const Pointer& request, bool waited) {
+    {
+        const CNativeGuard lock(m_lock);
+        if (m_bClosed) {
+            return CallerResult::Closed;
+        }
+        if (!StartThread(m_hSendThread, SendEntry) || (!waited && !StartThread(m_hTellThread, TellEntry))) {
+            return CallerResult::SystemError;
+        }
+        m_waiting.push_back(request);
+    }
+    m_changed.NotifyAll();
+    return CallerResult::Ok;
+}
+
+bool CRequestLine::StartThread(CKernelHandle& thread, LPTHREAD_START_ROUTINE entry) {
+    if (!thread) {
+        thread.reset(CreateThread(nullptr, 0, entry, this, 0, nullptr));
+    }
+    return static_cast<bool>(thread);
+}
+
+void CRequestLine::Wait(CRequest& request) {
+    if (!request.WaitForEnd(request.Deadline().RemainingMs())) {
+        const CNativeGuard lock(m_lock);
+        EndIfUnderWay(request, CallerResult::Timeout, {});
+    }
+    m_changed.NotifyAll();
+}
+
+void CRequestLine::Cancel(CRequest& request) {
+    {
+        const CNativeGuard lock(m_lock);
+        EndIfUnderWay(request, CallerResult::Cancelled, {});
+    }
+    m_changed.NotifyAll();
+}
+
+bool CRequestLine::TakeReply(std::int64_t number, int nType, Json::Value& content) {
+    {
+        const CNativeGuard lock(m_lock);
+        const auto found = m_inFlight.find(number);
+        if (found == m_inFlight.end() || ReplyTypeOf(found->second->Type()) != nType) {
+            return false;
+        }
+        const Pointer request = found->second;
+        content.removeMember(kCallKey);
+        End(request, CallerResult::Ok, std::move(content));
+    }
+    m_changed.NotifyAll();
+    return true;
+}
+
+void CRequestLine::Lose() {
+    {
+        const CNativeGuard lock(m_lock);
+        while (!m_inFlight.empty()) {
+            End(m_inFlight.begin()->second, CallerResult::Gone);
+        }
+    }
+    m_changed.NotifyAll();
+}
+
+void CRequestLine::Shutdown() {
+    {
+        const CNativeGuard lock(m_lock);
+        m_bClosed = true;
+        while (!m_inFlight.empty()) {
+            End(m_inFlight.begin()->second, CallerResult::Closed);
+        }
+        while (!m_waiting.empty()) {
+            End(m_waiting.front(), CallerResult::Closed);
+        }
+    }
+    m_changed.NotifyAll();
+}
+
+void CRequestLine::Close() {
+    Shutdown();
+    CKernelHandle threads[2];
+    {
+        const CNativeGuard lock(m_lock);
+        threads[0] = std::move(m_hSendThread);
+        threads[1] = std::move(m_hTellThread);
+    }
+    for (const CKernelHandle& thread : threads) {
+        if (thread) {
+            WaitForSingleObject(thread.get(), INFINITE);
+        }
+    }
+}
+
+// By value: the containers may hold the last other pointer to it.
+void CRequestLine::End(Pointer request, CallerResult result, Json::Value reply, std::string reason) {
+    std::erase(m_waiting, request);
+    std::erase_if(m_inFlight, [&](const auto& one) { return one.second == request; });
+    if (request->End(result, std::move(reply), std::move(reason)) && request->m_done) {
+        m_ended.push_back(std::move(request));
+    }
+}
+
+void CRequestLine::EndIfUnderWay(CRequest& request, CallerResult result, std::string reason) {
+    const auto same = [&](const Pointer& one) { return one.get() == &request; };
+    if (const auto waiting = std::find_if(m_waiting.begin(), m_waiting.end(), same); waiting != m_waiting.end()) {
+        End(*waiting, result, {}, reason.empty() ? "it was not sent: its turn had not come" : std::move(reason));
+        return;
+    }
+    const auto sent =
+        std::find_if(m_inFlight.begin(), m_inFlight.end(), [&](const auto& one) { return same(one.second); });
+    if (sent != m_inFlight.end()) {
+        End(sent->second, result, {}, std::move(reason));
+    }
+}
+
+std::deque<CRequestLine::Pointer>::iterator CRequestLine::NextToSend() {
+    return std::find_if(m_waiting.begin(), m_waiting.end(), [&](const Pointer& one) {
+        return std::none_of(m_inFlight.begin(), m_inFlight.end(),
+                            [&](const auto& other) { return other.second->Type() == one->Type(); });
+    });
+}
+
+DWORD WINAPI CRequestLine::SendEntry(void* self) {
+    static_cast<CRequestLine*>(self)->SendAll();
+    return 0;
+}
+
+void CRequestLine::SendAll() {
+    CNativeHold lock(m_lock);
+    while (!m_bClosed) {
+        const auto next = NextToSend();
+        if (next == m_waiting.end()) {
+            m_changed.Wait(lock, INFINITE);
+            continue;
+        }
+        const Pointer request = *next;
+        m_waiting.erase(next);
+        const std::int64_t number = ++m_nLastNumber;
+        // Before it is sent: the reply may be quicker than the return of the send.
+        m_inFlight[number] = request;
+        lock.unlock();
+        Json::Value content;
+        content.swap(request->m_content);
+        content[kCallKey] = Json::Value::Int64(number);
+        SetReason({});
+        const CallerResult result = m_send(request->Type(), std::move(content), request->Deadline().RemainingMs());
+        std::string reason = TakeReason();
+        lock.lock();
+        if (result != CallerResult::Ok) {
+            EndIfUnderWay(*request, result, std::move(reason));
+            m_changed.NotifyAll();
+        }
+    }
+}
+
+DWORD CRequestLine::EndOverdue() {
+    std::vector<Pointer> overdue;
+    DWORD left = INFINITE;
+    const auto look = [&](const Pointer& one) {
+        if (one->Deadline().Passed()) {
+            overdue.push_back(one);
+        } else {
+            left = std::min<DWORD>(left, one->Deadline().RemainingMs());
+        }
+    };
+    std::for_each(m_waiting.begin(), m_waiting.end(), look);
+    std::for_each(m_inFlight.begin(), m_inFlight.end(), [&](const auto& one) { look(one.second); });
+    for (const Pointer& one : overdue) {
+        EndIfUnderWay(*one, CallerResult::Timeout, {});
+    }
+    return left;
+}
+
+DWORD WINAPI CRequestLine::TellEntry(void* self) {
+    static_cast<CRequestLine*>(self)->TellAll();
+    return 0;
+}
+
+void CRequestLine::TellAll() {
+    CNativeHold lock(m_lock);
+    for (;;) {
+        const std::size_t waiting = m_waiting.size() + m_inFlight.size();
+        const DWORD left = EndOverdue();
+        if (waiting != m_waiting.size() + m_inFlight.size()) {
+            // A turn has come free.
+            m_changed.NotifyAll();
+        }
+        if (!m_ended.empty()) {
+            const Pointer request = std::move(m_ended.front());
+            m_ended.pop_front();
+            lock.unlock();
+            request->m_done(*request);
+            lock.lock();
+        } else if (m_bClosed) {
+            return;
+        } else {
+            m_changed.Wait(lock, left);
+        }
+    }
+}
