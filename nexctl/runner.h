@@ -12,6 +12,7 @@
 #include <json/value.h>
 
 #include "client/include/nexlet_client.hpp"
+#include "nexctl/doctor/look.h"
 #include "nexctl/exchange.h"
 #include "nexctl/exit_code.h"
 #include "nexctl/helpers/helper_list.h"
@@ -85,6 +86,10 @@ class CRunner {
     ExitCode Decode(const Step& step);
     ExitCode Decrypt(const Step& step);
     ExitCode Doctor(const Step& step);
+    // Mark, service and program that this run is about.
+    DoctorSubject DoctorSubjectOfRun() const;
+    // What to send to somebody who is to help (runner_bundle.cpp).
+    ExitCode Bundle(const Step& step);
     // That of --exe, or nexlet.exe beside nexctl.exe.
     std::wstring ProgramPath() const;
 

@@ -77,7 +77,7 @@ ExitCode CRunner::Decrypt(const Step& step) {
     return ExitCode::Ok;
 }
 
-ExitCode CRunner::Doctor(const Step& step) {
+DoctorSubject CRunner::DoctorSubjectOfRun() const {
     DoctorSubject subject;
     subject.mark = m_strMark;
     // That of this run, when there is one; or else the doctor takes the one of the helper that runs.
@@ -88,7 +88,11 @@ ExitCode CRunner::Doctor(const Step& step) {
         subject.program = m_script.exe;
     }
     subject.ownProgram = Utf16ToUtf8(ProgramPath());
-    const DoctorFacts facts = LookAtMachine(subject);
+    return subject;
+}
+
+ExitCode CRunner::Doctor(const Step& step) {
+    const DoctorFacts facts = LookAtMachine(DoctorSubjectOfRun());
     const std::vector<Finding> findings = Diagnose(facts);
     const bool wrong = std::ranges::any_of(findings, &Finding::isWrong);
     if (!step.summary) {

@@ -130,6 +130,15 @@ const std::vector<VerbInfo>& AllVerbs() {
          "Of this user, whatever the mark. Lists alone, unless told otherwise:\n"
          "  --yes          remove all of it but the logs of processes that run. What cannot be removed ends with 2\n"
          "Values of other programs in the same keys stay, and so do keys and folders that are not empty then.\n"},
+        {"bundle", "", 0, "put what somebody needs who is to help into a zip: doctor, versions, registry, logs",
+         "  --out FILE     the archive; needed\n"
+         "The doctor's findings, the helpers that run and their pipes, versions and SHA-256 of the program and the "
+         "SDK\n"
+         "files, the values in the registry, and the newest three logs of --mark (or those of --pid), each as text "
+         "and\n"
+         "as a page. Standard error says what was taken and what was not.\n"
+         "Contents of requests, identities and machine ids are masked.\n"
+         "  --with-contents  take them as they are\n"},
         {"names", "", 0, "print the names of pipes and events for --mark and --service", ""},
         {"encode", "TYPE JSON", 2, "print the frame of a message as hexadecimal bytes", ""},
         {"decode", "HEX", 1, "print the frames in hexadecimal bytes as JSON lines",

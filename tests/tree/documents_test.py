@@ -134,7 +134,12 @@ class Documents(unittest.TestCase):
         names = re.findall(LITERAL, clean[clean.index("kKeys[]"):clean.index("// Keys that only")])
         names += re.findall(r'L"(Nxl\w+)"', clean)
         self.assertGreater(len(names), 20)
-        self.assertEqual([name for name in names if name not in literals], [])
+
+        def known(name):
+            # The sources write a key below another one in two pieces.
+            parent, _, last = name.rpartition("\\\\")
+            return name in literals or (parent in literals and "\\\\" + last in literals)
+        self.assertEqual([name for name in names if not known(name)], [])
 
     def test_findings_of_the_doctor_and_of_its_page_are_the_same(self):
         kinds = {"Wrong": "wrong", "Note": "note"}

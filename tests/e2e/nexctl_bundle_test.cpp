@@ -1,0 +1,76 @@
+// A bundle of a machine with a real helper on it. What is in the archive is stored as it is, so it is searched as
+// bytes.
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "tests/e2e/nexctl_fixture.h"
+
+namespace {
+
+class NexctlBundle : public Nexctl {
+  protected:
+    // A helper whose log holds one secret of each kind.
+    void StartWithSecrets() {
+        m_caller = Serve(m_strService);
+        HelperStart start = MakeStart();
+        start.strChannel = MakeChannelText(m_strMark, "SECRETmid", 7, "product", "from");
+        StartHelper(start);
+        EXPECT_EQ(Open(R"({"type":"miniApp","appId":"SECRETapp","taskId":"SECRETtask","from":"SECRETfrom"})"),
+                  "InitWxApi error");
+        ExpectSilence(*m_caller, "SECRETpayload");
+    }
+    std::string Bundle(std::vector<std::string> arguments = {}) {
+        const std::filesystem::path file = std::filesystem::path(m_sandbox.SdkPath()) / "help.zip";
+        arguments.insert(arguments.begin(), {"bundle", "--out", Utf16ToUtf8(file.wstring())});
+        m_run = Run(arguments);
+        EXPECT_EQ(m_run.dwExitCode, 0u) << m_run.strErr;
+        std::ifstream stream(file, std::ios::binary);
+        std::stringstream bytes;
+        bytes << stream.rdbuf();
+        return bytes.str();
+    }
+
+    ConsoleRun m_run;
+};
+
+TEST_F(NexctlBundle, HoldsWhatHelpsAndNoContentsOfRequests) {
+    StartWithSecrets();
+    const std::string archive = Bundle();
+    EXPECT_EQ(archive.substr(0, 2), "PK");
+    const std::string log = "logs/Nexlet" + std::to_string(m_helper.Id()) + ".log";
+    for (const std::string& name :
+         {std::string("doctor.json"), std::string("doctor.txt"), std::string("files.json"), std::string("helpers.json"),
+          std::string("pipes.json"), std::string("registry.json"), std::string("system.json"),
+          std::string("contents.json"), log + ".txt", log + ".html"}) {
+        EXPECT_NE(archive.find(name), std::string::npos) << name;
+        EXPECT_TRUE(name == "contents.json" || m_run.strErr.find("took " + name) != std::string::npos) << m_run.strErr;
+    }
+    EXPECT_EQ(archive.find("SECRET"), std::string::npos) << archive.substr(archive.find("SECRET") - 200, 300);
+    EXPECT_NE(archive.find("receive WM_COPY_DATA_MSG_IPC_GET_OPEN"), std::string::npos) << "the lines are there";
+    EXPECT_NE(archive.find("InitWxApi error"), std::string::npos) << "with the result words";
+    EXPECT_NE(archive.find("\"sha256\":\""), std::string::npos);
+    EXPECT_NE(archive.find("sdk.missing"), std::string::npos) << "and with what the doctor finds";
+    EXPECT_NE(m_run.strErr.find("left out "), std::string::npos) << "there is no SDK: " << m_run.strErr;
+}
+
+TEST_F(NexctlBundle, HoldsContentsWhenAskedTo) {
+    StartWithSecrets();
+    const std::string archive = Bundle({"--with-contents"});
+    for (const char* secret : {"SECRETapp", "SECRETpayload"}) {
+        EXPECT_NE(archive.find(secret), std::string::npos) << secret;
+    }
+    EXPECT_NE(m_run.strErr.find("are in it"), std::string::npos) << m_run.strErr;
+}
+
+TEST_F(NexctlBundle, WithoutALogSaysThatNoneWasTaken) {
+    Bundle();
+    EXPECT_NE(m_run.strErr.find("left out logs: there is none of the mark"), std::string::npos) << m_run.strErr;
+}
+
+TEST_F(NexctlBundle, NeedsAFileThatCanBeWritten) {
+    EXPECT_EQ(Run({"bundle"}).dwExitCode, 1u);
+    EXPECT_EQ(Run({"bundle", "--out", "C:\\no such folder\\x.zip"}).dwExitCode, 2u);
+}
+
+}  // namespace
