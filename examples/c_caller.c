@@ -17,7 +17,8 @@ static int step(const char* name, nexlet_result result) {
     printf("%s: %s\n", name, nexlet_result_name(result));
     fflush(stdout);
     if (result != NEXLET_OK) {
-        printf("%s: %s\n", name, nexlet_result_text(result));
+        /* Which argument, which key, or the system's words; of the latest failure on this thread. */
+        printf("%s: %s\n", name, nexlet_last_error_text());
     }
     return result == NEXLET_OK;
 }
