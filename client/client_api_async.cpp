@@ -1,4 +1,5 @@
 // The C interface: requests that nobody waits for.
+#include "client/app_records.h"
 #include "client/client_api.h"
 #include "client/client_api_words.h"
 #include "client/request_handles.h"
@@ -85,7 +86,7 @@ nexlet_result Begin(CClient& client, nexlet_client clientHandle, int type, Json:
     return ResultOf(result);
 }
 
-// read makes the content, or gives false with the reason.
+// read makes the content, or gives another result than NEXLET_OK with the reason.
 template <typename Read>
 nexlet_result BeginWith(const char* function, nexlet_client client, int type, const nexlet_request_options* given,
                         nexlet_request* request, Read read) {
@@ -101,8 +102,8 @@ nexlet_result BeginWith(const char* function, nexlet_client client, int type, co
                 return known;
             }
             Json::Value content;
-            return read(one, content) ? Begin(one, client, type, std::move(content), options, request)
-                                      : NEXLET_BAD_ARGUMENT;
+            const nexlet_result made = read(one, content);
+            return made == NEXLET_OK ? Begin(one, client, type, std::move(content), options, request) : made;
         },
         /*inCallback=*/true);
 }
@@ -123,25 +124,49 @@ nexlet_result nexlet_begin(nexlet_client client, int32_t type, const char* conte
 
 nexlet_result nexlet_begin_open(nexlet_client client, const char* open_json, const nexlet_request_options* options,
                                 nexlet_request* request) {
-    return BeginWith(__func__, client, NEXLET_TYPE_OPEN, options, request, [&](CClient& one, Json::Value& content) {
-        Json::Value open;
-        if (!ReadOpen(open_json, "open_json", open)) {
-            return false;
-        }
-        content = OpenContent(one, std::move(open));
-        return true;
-    });
+    return BeginWith(__func__, client, NEXLET_TYPE_OPEN, options, request,
+                     [&](CClient& one, Json::Value& content) -> nexlet_result {
+                         Json::Value open;
+                         if (!ReadOpen(open_json, "open_json", open)) {
+                             return NEXLET_BAD_ARGUMENT;
+                         }
+                         content = OpenContent(one, std::move(open));
+                         return NEXLET_OK;
+                     });
+}
+
+nexlet_result nexlet_begin_open_app(nexlet_client client, const nexlet_app* app, const nexlet_request_options* options,
+                                    nexlet_request* request) {
+    return BeginWith(__func__, client, NEXLET_TYPE_OPEN, options, request,
+                     [&](CClient& one, Json::Value& content) -> nexlet_result {
+                         Json::Value open;
+                         const nexlet_result read = ReadApp(app, open);
+                         content = OpenContent(one, std::move(open));
+                         return read;
+                     });
+}
+
+nexlet_result nexlet_begin_poll_app(nexlet_client client, const nexlet_app_question* question,
+                                    const nexlet_request_options* options, nexlet_request* request) {
+    return BeginWith(__func__, client, NEXLET_TYPE_POLL, options, request,
+                     [&](CClient&, Json::Value& content) -> nexlet_result {
+                         std::string text;
+                         const nexlet_result read = ReadQuestion(question, /*watch=*/false, text);
+                         content = QuestionContent(text.c_str());
+                         return read;
+                     });
 }
 
 nexlet_result nexlet_begin_poll(nexlet_client client, const char* question_json, const nexlet_request_options* options,
                                 nexlet_request* request) {
-    return BeginWith(__func__, client, NEXLET_TYPE_POLL, options, request, [&](CClient&, Json::Value& content) {
-        if (!CheckQuestion(question_json, "question_json")) {
-            return false;
-        }
-        content = QuestionContent(question_json);
-        return true;
-    });
+    return BeginWith(__func__, client, NEXLET_TYPE_POLL, options, request,
+                     [&](CClient&, Json::Value& content) -> nexlet_result {
+                         if (!CheckQuestion(question_json, "question_json")) {
+                             return NEXLET_BAD_ARGUMENT;
+                         }
+                         content = QuestionContent(question_json);
+                         return NEXLET_OK;
+                     });
 }
 
 nexlet_result nexlet_cancel(nexlet_request request) {

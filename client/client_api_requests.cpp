@@ -1,6 +1,7 @@
 // The C interface: requests.
 #include <algorithm>
 
+#include "client/app_records.h"
 #include "client/client_api.h"
 #include "client/client_api_words.h"
 #include "client/requests.h"
@@ -249,5 +250,41 @@ nexlet_result nexlet_watch_target(nexlet_client client, const char* question_jso
             return NEXLET_BAD_ARGUMENT;
         }
         return ResultOf(one.Caller().Send(NEXLET_TYPE_WATCH, QuestionContent(question_json), timeout_ms));
+    });
+}
+
+nexlet_result nexlet_open_app(nexlet_client client, const nexlet_app* app, uint32_t timeout_ms, char** word) {
+    return ForText(__func__, client, word, "word", [&](CClient& one) -> nexlet_result {
+        Json::Value open;
+        const nexlet_result read = ReadApp(app, open);
+        return read == NEXLET_OK ? OpenTarget(one, std::move(open), timeout_ms, word) : read;
+    });
+}
+
+nexlet_result nexlet_poll_app(nexlet_client client, const nexlet_app_question* question, uint32_t timeout_ms,
+                              char** word) {
+    return ForText(__func__, client, word, "word", [&](CClient& one) -> nexlet_result {
+        std::string text;
+        const nexlet_result read = ReadQuestion(question, /*watch=*/false, text);
+        return read == NEXLET_OK ? PollTarget(one, text.c_str(), timeout_ms, word) : read;
+    });
+}
+
+nexlet_result nexlet_await_app(nexlet_client client, const nexlet_app_question* question, uint32_t interval_ms,
+                               uint32_t timeout_ms, char** word) {
+    return ForText(__func__, client, word, "word", [&](CClient& one) -> nexlet_result {
+        std::string text;
+        const nexlet_result read = ReadQuestion(question, /*watch=*/false, text);
+        return read == NEXLET_OK ? AwaitTarget(one, text.c_str(), interval_ms, timeout_ms, word) : read;
+    });
+}
+
+nexlet_result nexlet_watch_app(nexlet_client client, const nexlet_app_question* question, uint32_t timeout_ms) {
+    return WithClient(__func__, client, [&](CClient& one) -> nexlet_result {
+        std::string text;
+        const nexlet_result read = ReadQuestion(question, /*watch=*/true, text);
+        return read == NEXLET_OK
+                   ? ResultOf(one.Caller().Send(NEXLET_TYPE_WATCH, QuestionContent(text.c_str()), timeout_ms))
+                   : read;
     });
 }

@@ -200,6 +200,59 @@ typedef struct nexlet_request_options {
                                const nexlet_outcome* outcome);
 } nexlet_request_options;
 
+/* Flags of nexlet_app. */
+enum {
+    NEXLET_APP_TRY_INSTALL = 1u,       /* these three together: yyb may install its client */
+    NEXLET_APP_ALLOW_INSTALL_YYB = 2u, /* see above */
+    NEXLET_APP_SAFE_EXISTS = 4u,       /* see above; the key "OvrinSafeExist" */
+    NEXLET_APP_SHOW_LOADING = 8u,      /* weChat: show a loading window, see the members loading_... */
+    NEXLET_APP_CREATE_SHORTCUT = 16u   /* weChat: make a desktop shortcut, see the members shortcut_... */
+};
+
+/* A target to open, in place of JSON by hand. A text that is NULL is left out; type, from and task_id are always
+ * needed. */
+typedef struct nexlet_app {
+    uint32_t struct_size;             /* sizeof(nexlet_app) */
+    uint32_t flags;                   /* of NEXLET_APP_... */
+    const char* type;                 /* "miniApp", "weChat" or "yyb" */
+    const char* from;                 /* who asks; not empty */
+    const char* task_id;              /* a name for this open, by which it is asked for later; not empty */
+    const char* app_id;               /* miniApp and yyb: of the target; needed there */
+    const char* app_path;             /* miniApp: the page within it */
+    const char* url_scheme;           /* weChat: the URL to open; needed there */
+    const char* window_title;         /* weChat: the title of the target's window; needed there */
+    const char* yyb_param;            /* yyb: what its client is handed; needed there */
+    uint32_t loading_timeout_ms;      /* how long the loading window waits for the target; 0: 2000 */
+    const char* loading_name;         /* its text */
+    const char* loading_icon_url;     /* its picture */
+    const char* shortcut_name;        /* the shortcut's name; without it none is made */
+    const char* shortcut_image_url;   /* its picture, PNG or JPEG; without it none is made */
+    const char* shortcut_success_url; /* fetched when it was made */
+    const char* shortcut_error_url;   /* fetched when it was not */
+} nexlet_app;
+
+/* Flags of nexlet_app_question. */
+enum {
+    NEXLET_QUESTION_WINDOW = 1u /* yyb: a window of the title counts as success too; the key "mon_wndexists" */
+};
+
+/* Which open is asked for. type, from and task_id are those of the open. */
+typedef struct nexlet_app_question {
+    uint32_t struct_size;     /* sizeof(nexlet_app_question) */
+    uint32_t flags;           /* of NEXLET_QUESTION_... */
+    const char* type;         /* of the open */
+    const char* from;         /* of the open */
+    const char* task_id;      /* of the open */
+    const char* window_title; /* the title of the target's window; needed for weChat and with NEXLET_QUESTION_WINDOW */
+
+    uint32_t interval_ms;            /* nexlet_watch_app alone, like the rest: how long the helper asks; 0: 2000 at
+                                        first, then as the watch before */
+    uint32_t success_url_count;      /* how many there are */
+    const char* const* success_urls; /* fetched when the open has succeeded; NULL: none */
+    const char* const* error_urls;   /* fetched when it has not; NULL: none */
+    uint32_t error_url_count;        /* how many there are */
+} nexlet_app_question;
+
 /* What is installed and logged in: 1 or 0 each. */
 typedef struct nexlet_app_status {
     uint32_t struct_size;           /* sizeof(nexlet_app_status) */
@@ -360,6 +413,27 @@ NEXLET_API nexlet_result NEXLET_CALL nexlet_watch_target(nexlet_client client, c
                                                          uint32_t timeout_ms);
 
 /*
+ * The four functions above with records in place of JSON. NEXLET_BAD_ARGUMENT also for a member that the type needs and
+ * that is missing: nexlet_last_error_text names it. NEXLET_BAD_SIZE.
+ *
+ * This one is nexlet_open_target.
+ */
+NEXLET_API nexlet_result NEXLET_CALL nexlet_open_app(nexlet_client client, const nexlet_app* app, uint32_t timeout_ms,
+                                                     char** word);
+
+/* nexlet_poll_target with a record, see nexlet_open_app. */
+NEXLET_API nexlet_result NEXLET_CALL nexlet_poll_app(nexlet_client client, const nexlet_app_question* question,
+                                                     uint32_t timeout_ms, char** word);
+
+/* nexlet_await_target with a record, see nexlet_open_app. */
+NEXLET_API nexlet_result NEXLET_CALL nexlet_await_app(nexlet_client client, const nexlet_app_question* question,
+                                                      uint32_t interval_ms, uint32_t timeout_ms, char** word);
+
+/* nexlet_watch_target with a record, see nexlet_open_app. */
+NEXLET_API nexlet_result NEXLET_CALL nexlet_watch_app(nexlet_client client, const nexlet_app_question* question,
+                                                      uint32_t timeout_ms);
+
+/*
  * Any request that has a reply: types 2 to 7, or NEXLET_BAD_ARGUMENT. content_json is its content, an object without
  * the key "nexlet_call". What it holds is not looked at further: a value of the wrong kind may end the helper.
  * reply_json becomes the reply's content, compact, without that key.
@@ -392,6 +466,16 @@ NEXLET_API nexlet_result NEXLET_CALL nexlet_begin_open(nexlet_client client, con
 /* The same for the question of nexlet_poll_target. */
 NEXLET_API nexlet_result NEXLET_CALL nexlet_begin_poll(nexlet_client client, const char* question_json,
                                                        const nexlet_request_options* options, nexlet_request* request);
+
+/* The same for nexlet_open_app. */
+NEXLET_API nexlet_result NEXLET_CALL nexlet_begin_open_app(nexlet_client client, const nexlet_app* app,
+                                                           const nexlet_request_options* options,
+                                                           nexlet_request* request);
+
+/* The same for nexlet_poll_app. */
+NEXLET_API nexlet_result NEXLET_CALL nexlet_begin_poll_app(nexlet_client client, const nexlet_app_question* question,
+                                                           const nexlet_request_options* options,
+                                                           nexlet_request* request);
 
 /*
  * Ends the request with NEXLET_CANCELLED, unless it has ended by then: its outcome tells which came first. One that was

@@ -282,6 +282,26 @@ class Client {
             return nexlet_await_target(Handle(), questionJson.c_str(), intervalMs, timeoutMs, text);
         });
     }
+    // See nexlet_open_app. The sizes of these records are set here.
+    Answer<std::string> OpenApp(nexlet_app app, std::uint32_t timeoutMs) {
+        app.struct_size = sizeof app;
+        return Ask([&](char** text) { return nexlet_open_app(Handle(), &app, timeoutMs, text); });
+    }
+    // See nexlet_poll_app.
+    Answer<std::string> PollApp(nexlet_app_question question, std::uint32_t timeoutMs) {
+        question.struct_size = sizeof question;
+        return Ask([&](char** text) { return nexlet_poll_app(Handle(), &question, timeoutMs, text); });
+    }
+    // See nexlet_await_app.
+    Answer<std::string> AwaitApp(nexlet_app_question question, std::uint32_t intervalMs, std::uint32_t timeoutMs) {
+        question.struct_size = sizeof question;
+        return Ask([&](char** text) { return nexlet_await_app(Handle(), &question, intervalMs, timeoutMs, text); });
+    }
+    // See nexlet_watch_app.
+    nexlet_result WatchApp(nexlet_app_question question, std::uint32_t timeoutMs) {
+        question.struct_size = sizeof question;
+        return nexlet_watch_app(Handle(), &question, timeoutMs);
+    }
     // See nexlet_watch_target.
     nexlet_result WatchTarget(const std::string& questionJson, std::uint32_t timeoutMs) {
         return nexlet_watch_target(Handle(), questionJson.c_str(), timeoutMs);
@@ -318,6 +338,24 @@ class Client {
                                                                 nexlet_request* handle) {
             return nexlet_begin_poll(Handle(), questionJson.c_str(), &options, handle);
         });
+    }
+
+    // The same for nexlet_begin_open_app and nexlet_begin_poll_app.
+    nexlet_result BeginOpenApp(nexlet_app app, std::uint32_t timeoutMs, Done done, Request* request = nullptr) {
+        app.struct_size = sizeof app;
+        return BeginAs(timeoutMs, std::move(done), request,
+                       [&](const nexlet_request_options& options, nexlet_request* handle) {
+                           return nexlet_begin_open_app(Handle(), &app, &options, handle);
+                       });
+    }
+    // See BeginOpenApp.
+    nexlet_result BeginPollApp(nexlet_app_question question, std::uint32_t timeoutMs, Done done,
+                               Request* request = nullptr) {
+        question.struct_size = sizeof question;
+        return BeginAs(timeoutMs, std::move(done), request,
+                       [&](const nexlet_request_options& options, nexlet_request* handle) {
+                           return nexlet_begin_poll_app(Handle(), &question, &options, handle);
+                       });
     }
 
     // See nexlet_send.
