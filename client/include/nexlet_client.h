@@ -17,22 +17,21 @@
  * Results. Every function that can fail gives a nexlet_result; nexlet_result_text has a sentence for each, and
  * nexlet_last_error_text tells why: which argument or key, which path, the system's words. With
  * NEXLET_SYSTEM_ERROR, NEXLET_NOT_STARTED, NEXLET_NAME_TAKEN and NEXLET_ACCESS_DENIED GetLastError() tells the system's
- * reason. When a function does not give NEXLET_OK it has not written its outputs, but for texts, which it has set to
- * NULL.
+ * reason. A function that does not give NEXLET_OK writes no outputs, except that it sets texts to NULL.
  *
  * Ownership. Texts handed in are copied before a function returns. A text handed out through a char** belongs to the
- * caller of the function and goes back through nexlet_free.
+ * caller of the function, which releases it with nexlet_free.
  *
  * Threads. Every function may be called on any thread, by many threads at once, with any handle, also with one that
- * another thread is closing: that gives NEXLET_CLOSED or NEXLET_BAD_HANDLE and nothing worse. A handle's number is
- * never used again in a process. Callbacks come on threads of the library or of the caller, as told with each. Inside a
+ * another thread is closing: that gives NEXLET_CLOSED or NEXLET_BAD_HANDLE. A handle's number is never used again in a
+ * process. Callbacks are called on threads of the library or of the caller, as each one says. Inside a
  * callback only nexlet_helper_process, the functions without a client and nexlet_shutdown may be called with the
  * callback's client, and nexlet_service_id; all others give NEXLET_WRONG_THREAD. A callback must not throw: nothing on
  * the library's threads catches it. No function may be called while the process ends, from DllMain or from a destructor
- * of static storage: the threads that nexlet_close waits for are gone by then, and it would wait for ever.
+ * of static storage: the threads that nexlet_close waits for have ended by then, and it would wait for ever.
  *
- * Versions. Each record begins with its size in bytes as the program knew it when it was compiled; a later library
- * goes on accepting the sizes of earlier ones. nexlet_version tells the interface's version. Once nexlet_open has
+ * Versions. Each record begins with its size in bytes as the program was compiled with it; a later library
+ * accepts the sizes of earlier versions. nexlet_version gives the interface's version. Once nexlet_open has
  * succeeded the library stays loaded until the process ends.
  */
 #ifndef NEXLET_CLIENT_H
@@ -70,15 +69,15 @@ enum {
     NEXLET_NOT_CONNECTED = 2,  /* no helper has connected yet */
     NEXLET_GONE = 3,           /* the helper's connection was lost, or its process ended */
     NEXLET_NAME_TAKEN = 4,     /* another process or client serves the pipe of this mark and service id */
-    NEXLET_BAD_ARGUMENT = 5,   /* a value that cannot be used as it stands; nothing was sent */
+    NEXLET_BAD_ARGUMENT = 5,   /* a value that cannot be used; nothing was sent */
     NEXLET_NOT_STARTED = 6,    /* the helper's program could not be started */
     NEXLET_SYSTEM_ERROR = 7,   /* another call of the system failed */
     NEXLET_CLOSED = 8,         /* nexlet_shutdown or nexlet_close was called */
     NEXLET_BAD_HANDLE = 9,     /* no client has this handle, or it has been closed */
     NEXLET_WRONG_THREAD = 10,  /* called from inside a callback of the same client */
     NEXLET_BAD_REPLY = 11,     /* the reply came but does not hold what it must */
-    NEXLET_BAD_SIZE = 12,      /* a record's size is none that this library knows */
-    NEXLET_ACCESS_DENIED = 13, /* the name is held by somebody who keeps this process out */
+    NEXLET_BAD_SIZE = 12,      /* this library does not know the size of a record */
+    NEXLET_ACCESS_DENIED = 13, /* another process has the name and denies access to it */
     NEXLET_CANCELLED = 14,     /* nexlet_cancel or nexlet_request_close ended the request */
     NEXLET_PENDING = 15        /* the request is still under way */
 };
@@ -128,18 +127,18 @@ typedef struct nexlet_options {
     const char* service_id; /* of this caller within it, not empty; together with the mark up to 216 characters
                                (UTF-16). NULL: one of its own, of up to 32 characters, see nexlet_service_id */
 
-    /* Given to the callbacks as it stands. */
+    /* Passed to the callbacks unchanged. */
     void* context;
 
-    /* NULL, or called when the helper goes: once for each connection that had sent its ready notice and was lost. On a
-     * thread of the library; waits that the loss ends may return before or after it. Not called for a connection that
-     * nexlet_shutdown or nexlet_close ends. */
+    /* NULL, or called when the helper is lost: once for each lost connection that had sent its ready notice. On a
+     * thread of the library; waits that the loss ends may return before or after the call. Not called for a connection
+     * that nexlet_shutdown or nexlet_close ends. */
     void(NEXLET_CALL* on_gone)(void* context, nexlet_client client);
 
     /* NULL, or called with the payload of every frame that passes: a sent one on the sender's thread before it is
      * written (for a request that is a thread of the library), a received one on a thread of the library before any
-     * wait sees it. So it may be called on several threads at once. The bytes are the callback's to read until it
-     * returns; size does not count the zero behind them. */
+     * wait sees it. So it may be called on several threads at once. The bytes are valid until the callback
+     * returns; size does not count the zero after them. */
     void(NEXLET_CALL* on_frame)(void* context, nexlet_client client, int32_t direction, const char* payload,
                                 size_t size);
 
@@ -178,7 +177,7 @@ typedef struct nexlet_start_options {
     const wchar_t* program_path;
 } nexlet_start_options;
 
-/* What a request that nobody waits for gave. */
+/* The outcome of a request of nexlet_begin. */
 typedef struct nexlet_outcome {
     uint32_t struct_size;   /* sizeof(nexlet_outcome) of the library */
     nexlet_result result;   /* as the function that waits would have given it */
@@ -187,11 +186,11 @@ typedef struct nexlet_outcome {
     const char* error_text; /* as of nexlet_last_error_text; empty when result is NEXLET_OK */
 } nexlet_outcome;
 
-/* How a request that nobody waits for is run. */
+/* What nexlet_begin takes. */
 typedef struct nexlet_request_options {
     uint32_t struct_size; /* sizeof(nexlet_request_options) */
     uint32_t timeout_ms;  /* for turn, send and reply together; then the request ends with NEXLET_TIMEOUT */
-    void* context;        /* given to the callback as it stands */
+    void* context;        /* passed to the callback unchanged */
 
     /* NULL, or called exactly once when the request has ended, however it ends, and before nexlet_close returns. On a
      * thread of the library, one such callback of a client after the other; other requests are sent and end meanwhile.
@@ -264,12 +263,12 @@ typedef struct nexlet_app_status {
     int32_t yyb_logged_in;          /* a user is logged in there */
 } nexlet_app_status;
 
-/* What nexlet_helper_process tells. */
+/* What nexlet_helper_process writes. */
 typedef struct nexlet_helper {
     uint32_t struct_size; /* sizeof(nexlet_helper) */
     uint32_t process_id;  /* of the helper: the process at the other end of the pipe once it has sent something, until
                              then the one that nexlet_start started or found; 0 before */
-    int32_t connected;    /* 1 while somebody is connected to the pipe */
+    int32_t connected;    /* 1 while a process is connected to the pipe */
     uint32_t connections; /* how many there have been; the helper's probe of the pipe counts as one */
     int32_t forwarded;    /* 1 when that helper ran already, so that nexlet_start or the process that it started handed
                              it the command line */
@@ -299,20 +298,21 @@ NEXLET_API const char* NEXLET_CALL nexlet_result_name(nexlet_result result);
  */
 NEXLET_API const char* NEXLET_CALL nexlet_last_error_text(void);
 
-/* One sentence about a result word of nexlet_open_target and nexlet_poll_target. Static, also for words nobody knows.
+/* One sentence about a result word of nexlet_open_target and nexlet_poll_target. A static text, also for an unknown
+ * word.
  */
 NEXLET_API const char* NEXLET_CALL nexlet_word_text(const char* word);
 
-/* Gives back a text. NULL is nothing. */
+/* Releases a text. NULL does nothing. */
 NEXLET_API void NEXLET_CALL nexlet_free(void* text);
 
 /* ---- A client's life ---- */
 
 /*
  * Serves the pipe and the gate event of options->mark and options->service_id until nexlet_shutdown or nexlet_close,
- * and writes the new handle to *client. It comes before the start of the helper, which looks for the pipe once. Starts
- * nothing and does not wait. NEXLET_NAME_TAKEN, NEXLET_BAD_ARGUMENT, NEXLET_BAD_SIZE, NEXLET_SYSTEM_ERROR (a name the
- * system does not take is one), NEXLET_ACCESS_DENIED.
+ * and writes the new handle to *client. Call it before the start of the helper, which looks for the pipe once. It
+ * starts nothing and does not wait. NEXLET_NAME_TAKEN, NEXLET_BAD_ARGUMENT, NEXLET_BAD_SIZE, NEXLET_SYSTEM_ERROR (a
+ * name the system does not take is one), NEXLET_ACCESS_DENIED.
  */
 NEXLET_API nexlet_result NEXLET_CALL nexlet_open(const nexlet_options* options, nexlet_client* client);
 
@@ -324,19 +324,19 @@ NEXLET_API int32_t NEXLET_CALL nexlet_in_callback(nexlet_client client);
 
 /*
  * Starts the helper, or hands the command line to the one of this mark that runs in this session, and waits for its
- * ready notice. options may be NULL. A helper that runs already takes the command line on its own pipe; if it does not,
- * or does not come, the program is started all the same, and that process forwards or serves by itself. In one process
- * the starts of a mark come one after the other, each waiting for its turn within its limit. A running helper does not
- * come back to a service whose connection it has lost until it has let that service go. Where it holds this service id
- * from an earlier run it is asked to, which takes up to 12 seconds, and the start goes on by itself; a service id of
- * its own for each run (NULL in nexlet_options) avoids that wait. NEXLET_TIMEOUT, NEXLET_GONE (the process ended
- * without connecting), NEXLET_NOT_STARTED, NEXLET_BAD_ARGUMENT (no mark or text that a command line can carry),
+ * ready notice. options may be NULL. A running helper takes the command line on its own pipe. If it does not, or does
+ * not connect, the program is started, and that process forwards or serves. In one process the starts of a mark are
+ * made one after the other, each waiting for its turn within its limit. A running helper does not reconnect to a
+ * service whose connection it has lost until it has released that service. Where it holds this service id from an
+ * earlier run it is asked to, which takes up to 12 seconds, and the start goes on by itself; a service id of its own
+ * for each run (NULL in nexlet_options) avoids that wait. NEXLET_TIMEOUT, NEXLET_GONE (the process ended without
+ * connecting), NEXLET_NOT_STARTED, NEXLET_BAD_ARGUMENT (no mark or text that a command line can carry),
  * NEXLET_BAD_SIZE, NEXLET_SYSTEM_ERROR. With NEXLET_START_PROCESS, NEXLET_START_NO_WAIT or a type there is one attempt.
  */
 NEXLET_API nexlet_result NEXLET_CALL nexlet_start(nexlet_client client, const nexlet_start_options* options,
                                                   uint32_t timeout_ms);
 
-/* Waits until somebody is connected to the pipe, for callers whose helper is started elsewhere. NEXLET_TIMEOUT. */
+/* Waits until a process is connected to the pipe, for callers whose helper is started elsewhere. NEXLET_TIMEOUT. */
 NEXLET_API nexlet_result NEXLET_CALL nexlet_wait_connected(nexlet_client client, uint32_t timeout_ms);
 
 /* Waits until a connection that was made is lost, for whatever reason. NEXLET_TIMEOUT. */
@@ -351,18 +351,18 @@ NEXLET_API nexlet_result NEXLET_CALL nexlet_wait_process_end(nexlet_client clien
 NEXLET_API nexlet_result NEXLET_CALL nexlet_helper_process(nexlet_client client, nexlet_helper* helper);
 
 /*
- * Asks the helper to let this service go, and waits until it has let the connection go, which takes 2 seconds of grace
- * and up to 10 more, and then up to 5 for its process: 17 seconds at the worst. A watch under way (nexlet_watch_target)
+ * Asks the helper to release this service, and waits until it has closed the connection, which takes 2 seconds of grace
+ * and up to 10 more, and then up to 5 for its process: 17 seconds at most. A watch under way (nexlet_watch_target)
  * keeps the service longer, for up to its interval. ended, when not NULL, becomes 1 when the process has ended too,
- * which it does when nobody else needs it. NEXLET_TIMEOUT, NEXLET_NOT_CONNECTED, NEXLET_GONE.
+ * which it does when it has no other service. NEXLET_TIMEOUT, NEXLET_NOT_CONNECTED, NEXLET_GONE.
  */
 NEXLET_API nexlet_result NEXLET_CALL nexlet_exit(nexlet_client client, uint32_t timeout_ms, int32_t* ended);
 
 /* Ends the connection and the pipe and wakes every wait: they and all later calls give NEXLET_CLOSED. Does not wait for
- * them, may be called inside a callback, and more than once. The handle is to be closed all the same. */
+ * them, may be called inside a callback, and more than once. The handle must still be closed. */
 NEXLET_API nexlet_result NEXLET_CALL nexlet_shutdown(nexlet_client client);
 
-/* Does nexlet_shutdown, waits until every other call with this handle and every callback has come back, and frees the
+/* Does nexlet_shutdown, waits until every other call with this handle and every callback has returned, and frees the
  * client. The helper is not asked to exit; it notices within a minute that the pipe is gone. */
 NEXLET_API nexlet_result NEXLET_CALL nexlet_close(nexlet_client client);
 
@@ -399,11 +399,11 @@ NEXLET_API nexlet_result NEXLET_CALL nexlet_encrypt(nexlet_client client, const 
 NEXLET_API nexlet_result NEXLET_CALL nexlet_open_target(nexlet_client client, const char* open_json,
                                                         uint32_t timeout_ms, char** word);
 
-/* Asks once how an open stands. question_json is the object with type, from, taskId and wndname. */
+/* Asks once whether an open has ended, and how. question_json is the object with type, from, taskId and wndname. */
 NEXLET_API nexlet_result NEXLET_CALL nexlet_poll_target(nexlet_client client, const char* question_json,
                                                         uint32_t timeout_ms, char** word);
 
-/* Asks every interval_ms until the word is another than "Loading". NEXLET_TIMEOUT also when it stays "Loading". */
+/* Asks every interval_ms until the word is not "Loading". NEXLET_TIMEOUT also when it stays "Loading". */
 NEXLET_API nexlet_result NEXLET_CALL nexlet_await_target(nexlet_client client, const char* question_json,
                                                          uint32_t interval_ms, uint32_t timeout_ms, char** word);
 
@@ -435,24 +435,24 @@ NEXLET_API nexlet_result NEXLET_CALL nexlet_watch_app(nexlet_client client, cons
 
 /*
  * Any request that has a reply: types 2 to 7, or NEXLET_BAD_ARGUMENT. content_json is its content, an object without
- * the key "nexlet_call". What it holds is not looked at further: a value of the wrong kind may end the helper.
+ * the key "nexlet_call". Its other keys are not checked: a value of the wrong kind may end the helper.
  * reply_json becomes the reply's content, compact, without that key.
  */
 NEXLET_API nexlet_result NEXLET_CALL nexlet_call(nexlet_client client, int32_t type, const char* content_json,
                                                  uint32_t timeout_ms, char** reply_json);
 
-/* ---- Requests that nobody waits for ----
+/* ---- Requests without waiting ----
  *
- * A request begins, the function returns at once, and the end comes to on_done, to nexlet_request_result, or to a
- * HANDLE that the program's own loop waits for. The functions above are such requests that are waited for: turns,
- * limits and results are the same. All of these may be called inside a callback, of the same client too. A request is
+ * A function begins a request and returns at once. Its end is reported by on_done, by nexlet_request_result, or by a
+ * HANDLE that the program's own loop waits for. The functions above begin such a request and wait for it: turns, limits
+ * and results are the same. All of these may be called inside a callback, of the same client too. A request is
  * sent, waits and ends on threads of the library; nexlet_shutdown, nexlet_close and the loss of the helper end it with
  * NEXLET_CLOSED or NEXLET_GONE.
  */
 
 /*
- * Begins a request of type 2 to 7, see nexlet_call. *request becomes its handle, before on_done can be called, and goes
- * back through nexlet_request_close; request may be NULL when on_done is all that is wanted, whose request is then 0.
+ * Begins a request of type 2 to 7, see nexlet_call. *request becomes its handle, before on_done can be called; it is
+ * released with nexlet_request_close. request may be NULL when on_done is enough, whose request is then 0.
  * Unless the result is NEXLET_OK nothing has begun and on_done is not called. NEXLET_BAD_ARGUMENT, NEXLET_BAD_SIZE,
  * NEXLET_CLOSED, NEXLET_SYSTEM_ERROR.
  */
@@ -512,7 +512,7 @@ NEXLET_API nexlet_result NEXLET_CALL nexlet_send_payload(nexlet_client client, c
 /*
  * Takes the oldest received frame of this type that answers no request of nexlet_call and that nobody has taken yet;
  * type 0 takes the oldest of any kind. The latest 4096 are kept. found_type, size may be NULL; found_type becomes 0 for
- * a payload that is no envelope. NEXLET_GONE when there is none and the helper is gone.
+ * a payload that is not an envelope. NEXLET_GONE when there is none and the helper is gone.
  */
 NEXLET_API nexlet_result NEXLET_CALL nexlet_wait_frame(nexlet_client client, int32_t type, uint32_t timeout_ms,
                                                        int32_t* found_type, char** payload, size_t* size);

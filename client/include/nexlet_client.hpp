@@ -1,5 +1,5 @@
-// nexlet_client.hpp: nexlet_client.h for C++17 and later. Nothing but owners and strings around the C functions, whose
-// comments hold here too. A failure is a result, never an exception of this header's own.
+// nexlet_client.hpp: nexlet_client.h for C++17 and later. It only adds owners and strings to the C functions, whose
+// comments are valid here too. A failure is a result; this header throws no exception of its own.
 #pragma once
 
 #if __cplusplus < 201703L && (!defined(_MSVC_LANG) || _MSVC_LANG < 201703L)
@@ -51,7 +51,7 @@ struct Frame {
     std::string payload;    // its bytes
 };
 
-// How a request that nobody waits for ended.
+// The outcome of a request of nexlet_begin.
 struct Outcome {
     nexlet_result result = NEXLET_OK;  // as the function that waits would have given it
     std::string word;                  // the result word or the envelope; empty for none
@@ -62,7 +62,8 @@ struct Outcome {
     explicit operator bool() const { return result == NEXLET_OK; }
 };
 
-// Owns the handle of a begun request. Move-only; one thread at a time. The end of an owner cancels what is under way.
+// Owns the handle of a request of nexlet_begin. Move-only; one thread at a time. The destructor cancels a request that has
+// not ended.
 class Request {
   public:
     // Owns nothing.
@@ -121,8 +122,8 @@ class Request {
     nexlet_request m_handle = 0;
 };
 
-// Called on threads of the library or of whoever sends; see nexlet_options. They stay alive until the last call of any
-// of them has returned, whatever becomes of the client meanwhile.
+// Called on threads of the library or of the sender; see nexlet_options. They exist until the last call of any of them has
+// returned, also when the client is closed or destroyed before.
 struct Callbacks {
     // Called when the helper's connection is lost, see nexlet_options::on_gone.
     std::function<void()> onGone;
