@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The documents against the tree: every link leads somewhere, and what a page quotes of the sources stands there."""
+"""The documents against the tree: every link leads somewhere, and what a page quotes of the sources is there."""
 import re
 import subprocess
 import unittest
@@ -89,7 +89,7 @@ class Documents(unittest.TestCase):
         shown = set()
         for page in files("*.md"):
             for text, link in PICTURE.findall(FENCE.sub("", read(page))):
-                self.assertGreater(len(text), 20, f"{page.name}: {link} is not told to those who cannot see it")
+                self.assertGreater(len(text), 20, f"{page.name}: {link} has no text for readers who cannot see it")
                 shown.add((page.parent / link).resolve())
         pictures = files("docs/pictures/*.png")
         self.assertGreater(len(pictures), 1)
@@ -109,7 +109,7 @@ class Documents(unittest.TestCase):
             for line in CODE.findall(cell):
                 seen += 1
                 if line not in {text for _, text in self.lines}:
-                    faults.append(f"nobody logs: {line}")
+                    faults.append(f"no function logs: {line}")
                 for function in functions:
                     if not any(text == line and ("::" + name).endswith("::" + function) for name, text in self.lines):
                         faults.append(f"{function} does not log: {line}")
@@ -140,6 +140,18 @@ class Documents(unittest.TestCase):
             parent, _, last = name.rpartition("\\\\")
             return name in literals or (parent in literals and "\\\\" + last in literals)
         self.assertEqual([name for name in names if not known(name)], [])
+
+    def test_the_walk_of_a_request_names_functions_of_its_files(self):
+        faults = []
+        seen = 0
+        for cell, functions in rows("docs/architecture.md", "file", "functions, in order"):
+            texts = [read(ROOT / name) for name in CODE.findall(cell)]
+            for name in CODE.findall(functions):
+                seen += 1
+                if not any(re.search(rf"^[\w[].*\b{name}\(", text, re.M) for text in texts):
+                    faults.append(f"{cell} does not define {name}")
+        self.assertGreater(seen, 40)
+        self.assertEqual(faults, [])
 
     def test_findings_of_the_doctor_and_of_its_page_are_the_same(self):
         kinds = {"Wrong": "wrong", "Note": "note"}
