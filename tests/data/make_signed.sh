@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # make_signed.sh OUT: makes signed executables with throw-away keys in the folder OUT, for the tests of the signer check.
-# Every file's signer stands in OUT/signers.txt: file, thumbprint, subject, issuer, separated by tabs.
+# Every file's signer is in OUT/signers.txt: file, thumbprint, subject, issuer, separated by tabs.
 set -euo pipefail
 out=$(mkdir -p "$1" && cd "$1" && pwd)
 work=$(mktemp -d)

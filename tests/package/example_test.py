@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Builds the examples from the two archives of the package, as somebody does who has nothing else, and runs them in worlds
+"""Builds the examples from the two archives of the package, as a developer does who has nothing else, and runs them in worlds
 that the package brings up.
 example_test.py SOURCE_DIR MADE CMAKE C CXX RC WINE_PREFIX"""
 import http.client
@@ -153,7 +153,7 @@ class ExampleTest(unittest.TestCase):
         finally:
             connection.close()
 
-    def test_tls_of_the_world_is_real_and_its_certificate_is_nobodys(self):
+    def test_tls_of_the_world_is_real_and_its_certificate_belongs_to_no_system(self):
         self.up("opens.scenario")
         context = ssl.SSLContext(ssl.PROTOCOL_TLS_CLIENT)
         context.set_ciphers("AES128-GCM-SHA256")
@@ -166,7 +166,7 @@ class ExampleTest(unittest.TestCase):
         self.assertEqual(self.ask_over_tls(context), 200)
         seen = json.loads(self.nexlet_world("requests", self.world, "1.gif"))
         self.assertEqual(seen["url"], "https://statistics.nexlet.invalid/static/a/1.gif?a=b")
-        # One that is offered nothing it speaks says so instead of hanging.
+        # A server that is offered no suite it knows says so instead of hanging.
         context.set_ciphers("ECDHE-RSA-AES256-GCM-SHA384")
         context.maximum_version = ssl.TLSVersion.TLSv1_2
         with self.assertRaises(OSError):
