@@ -7,7 +7,7 @@
 
 #include "foundation/handle.h"
 
-// Their procedures, and what starts them; tests hand in their own. The first and the last procedure get the host as
+// Their procedures, and what starts them; tests give their own. The first and the last procedure get the host as
 // argument, the second null.
 struct HostThreads {
     LPTHREAD_START_ROUTINE pfnHangWatcher;
@@ -22,8 +22,8 @@ struct HostThreads {
 
 extern const HostThreads kHostThreads;
 
-// The hang watcher's thread before there is a window to probe: it runs, so that nothing of the system's can keep it
-// from running later, and waits for the start to get on.
+// The hang watcher's thread before there is a window to probe: it runs already, so that nothing in the system can keep
+// it from running later, and waits for the start to progress.
 class CHangWatcherStart {
   public:
     // Starts the thread. threads must stay.

@@ -32,8 +32,8 @@ enum class ChannelMidStatus {
     Ok,
     ParseError,  // not JSON
     NotObject,   // the root is not an object
-    NoMid,       // mid is missing or no text
+    NoMid,       // mid is missing or not a text
 };
 
-// Reads the machine id from the channel's JSON text into mid, which is left alone by a refusal.
+// Reads the machine id from the channel's JSON text into mid, which a refusal leaves unchanged.
 ChannelMidStatus ReadChannelMid(const std::string& channel, std::string& mid);

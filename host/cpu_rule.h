@@ -1,4 +1,4 @@
-// When a process that burns the machine is closed, and when it is killed.
+// When a process that uses too much processor time is closed, and when it is killed.
 #pragma once
 
 #include <cstdint>

@@ -29,7 +29,7 @@ namespace {
 
 constexpr wchar_t kDumpSwitch[] = L"debug_dump";
 constexpr wchar_t kDumpFileFormat[] = L"%s\\Nexlet%d.dmp";
-// A dump takes less than a second, and much longer on a machine out of breath.
+// A dump takes less than a second, and much longer on a busy machine.
 constexpr DWORD kDumpWaitMs = 120000;
 
 constexpr auto kDumpType =

@@ -70,7 +70,7 @@ void CommzoltHelperS::Init(const std::wstring& commandLine) {
         m_pPipeServer->Send(kForwardAcknowledged);
     }
     if (IsDispatchedAtStart(Type())) {
-        // A request of the command line may take its time.
+        // A request of the command line may be slow.
         ReleaseThreads();
     }
     DealWithMsg(Type(), Param());

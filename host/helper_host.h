@@ -1,5 +1,5 @@
 // The one host object of the process: what the command line said, the message window, the host's own pipe, the table
-// of service instances, and the way of every message to its instance.
+// of service instances, and the dispatch of every message to its instance.
 #pragma once
 
 #include "foundation/windows_headers.h"
@@ -42,7 +42,7 @@ class CommzoltHelperS final : public IServiceHost, public IMessageReceiver, publ
     CommzoltHelperS& operator=(const CommzoltHelperS&) = delete;
 
     // Takes a command line: the process's own on the main thread, or a forwarded one on the pipe's worker. Sends the
-    // ready notice to the caller of its service id. One thread at a time passes here.
+    // ready notice to the caller of its service id. One thread at a time runs this.
     //
     // Until a call has found both a mark and a service id, every call counts as the first and starts the background
     // threads again.

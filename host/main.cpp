@@ -56,7 +56,7 @@ int WINAPI wWinMain(HINSTANCE, HINSTANCE, LPWSTR arguments, int) {
         } else {
             NXL_LOG(L"[%s(%d)] start init");
             // The ready notice needs nothing of COM, and loading it takes a tenth of the start. A request of the
-            // command line comes before the notice: an SDK that entered COM first would settle the apartment of this
+            // command line comes before the notice: an SDK that entered COM first would choose the apartment of this
             // thread.
             const bool bComFirst = CarriesRequest(commandLine);
             if (bComFirst) {

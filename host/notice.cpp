@@ -65,7 +65,7 @@ void CommzoltHelperS::OpenMiniAppSuccessfullyByServiceId(const std::string& strS
             entry->second->GetService()->OpenMiniAppSuccessfully(read ? &info : nullptr, strResult, bLastCall);
         }
     }
-    // Without the lock: the monitor may take its time.
+    // Without the lock: the monitor may be slow.
     std::string referer;
     if (NotifyWDMonitorMsg(strResult, question, referer)) {
         NXL_LOG(L"[%s(%d)] send to WD success");

@@ -1,4 +1,4 @@
-// When an instance of the table has had its day.
+// When an instance of the table is erased.
 #pragma once
 
 #include <cstdint>

@@ -17,8 +17,8 @@ inline constexpr wchar_t kLastInfoTimeValue[] = L"last_info_time";  // time of t
 // the age of the stored time at the start and every 3 hours, and fetches when that is more than a day.
 DWORD WINAPI ConfInfoThreadFunc(void* host);
 
-// The same with the wait between two looks handed in, for tests: it is given the thread's timer event and the wait in
-// milliseconds, and ends the thread by returning false.
+// The same with the wait between two looks as an argument, for tests: it is given the thread's timer event and the wait
+// in milliseconds, and ends the thread by returning false.
 using ConfInfoWait = bool (*)(HANDLE timer, DWORD milliseconds);
 DWORD ConfInfoThreadFunc(void* host, ConfInfoWait wait);
 

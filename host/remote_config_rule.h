@@ -5,11 +5,11 @@
 #include <optional>
 #include <string_view>
 
-// A stored answer younger than this is not asked for again.
+// While the stored answer is younger than this, no other is fetched.
 inline constexpr std::uint32_t kRemoteConfigMinAgeSeconds = 86400;
 
 // Both are the low 32 bits of a time in seconds. The difference is unsigned: a stored time in the future is
-// very old, so that a wrong clock heals itself.
+// very old, so that the fault of a wrong clock ends by itself.
 constexpr bool IsRemoteConfigDue(std::uint32_t now, std::uint32_t lastFetch) {
     return now - lastFetch > kRemoteConfigMinAgeSeconds;
 }

@@ -84,8 +84,8 @@ bool SampleThisProcess(void* query, double& usage) {
     return CalculateCpuUsage(GetCurrentProcessId(), reinterpret_cast<NtQuerySystemInformationFunction>(query), &usage);
 }
 
-// From here to the end of the process nothing is done that can need the loader's lock: the main thread may hang in the
-// midst of loading a library, which holds it. So no thread is started for the beacon and no library loaded.
+// From here to the end of the process nothing is done that can need the loader's lock: the main thread may hang while
+// it loads a library, which holds that lock. So no thread is started for the beacon and no library loaded.
 void ReportAndEnd(std::int64_t elapsedSeconds, DWORD error, void (*kill)(void* context), void* context) {
     NXL_LOG_AS(kHangWatcher, L"[%s(%d)] wnd Hang error time is %lld last error %d", elapsedSeconds, error);
     // Kept: like the forced exit's, this beacon normally never leaves the process.

@@ -30,7 +30,7 @@ using NtQuerySystemInformationFunction = LONG(NTAPI*)(ULONG infoClass, void* dat
 // usage alone.
 bool CalculateCpuUsage(DWORD processId, NtQuerySystemInformationFunction query, double* usage);
 
-// What the loops of the watchdogs do to their surroundings; tests hand in their own.
+// What the loops of the watchdogs do to their surroundings; tests give their own.
 struct CpuWatchSteps {
     bool (*pfnPause)(void* context, DWORD milliseconds);  // false ends the loop
     bool (*pfnSample)(void* context, double& usage);

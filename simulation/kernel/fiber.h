@@ -1,4 +1,4 @@
-// A stack of its own, and the way from one to another. The sanitizers are told of every change.
+// A stack of its own, and the way from one to another. The sanitizers are told about every change.
 #pragma once
 
 #include <cstddef>

@@ -17,7 +17,7 @@ struct Md5Context {
 void Md5Init(Md5Context& context);
 void Md5Update(Md5Context& context, std::span<const std::uint8_t> bytes);
 
-// Pads, gives the digest and leaves the context without a trace of what went in.
+// Pads, gives the digest and clears the context.
 void Md5Final(Md5Context& context, Md5Digest& digest);
 
 // The digest of bytes in one piece.

@@ -9,9 +9,8 @@
 //    else. An attacker who knows roughly when a block was made can try the seeds and test a guess at the text against
 //    the public key; equal texts sealed within the same millisecond give equal envelopes.
 //  - Tampering and forgery. There is no signature and no checksum: anyone can make, drop, repeat or reorder blocks.
-//  - Time. 1024 bits are below what is recommended today, and a reader that answers differently to bad and good padding
-//  turns
-//    the padding scheme into an oracle.
+//  - Time. 1024 bits are below what is recommended today, and a reader that answers differently to bad and good
+//    padding turns the padding scheme into an oracle.
 // Format, key size and random source are settled with the programs that read the envelopes. New uses need something
 // else.
 #pragma once

@@ -50,7 +50,7 @@ NEXLET_INLINE void Multiply(Product& product, const Number& a, const Number& b, 
     }
 }
 
-// The products of unequal digits once, doubled, and the squares of the digits on top: not far from half the work.
+// The products of unequal digits once, doubled, and the squares of the digits added: nearly half the work.
 NEXLET_INLINE void Square(Product& product, const Number& a, std::size_t count) {
     for (std::size_t i = 0; i < 2 * count; ++i) {
         product[i] = 0;

@@ -14,7 +14,7 @@ using RsaDigit = std::uint64_t;
 constexpr std::size_t kRsaMaxDigits = 16;  // 1024 bits
 constexpr std::size_t kRsaDigitBits = 64;
 
-// A modulus with what Montgomery multiplication wants to know about it, R being 2 to the power of 64 * count.
+// A modulus with what Montgomery multiplication needs of it, R being 2 to the power of 64 * count.
 struct RsaModulus {
     std::size_t count = 0;                           // digits in use
     std::array<RsaDigit, kRsaMaxDigits> digits{};    // the modulus itself

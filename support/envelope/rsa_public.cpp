@@ -12,7 +12,7 @@ static_assert(kEnvelopeKey.bits == 1024, "NEXLET_ENVELOPE_KEY must be a 1024-bit
 
 using Number = std::array<RsaDigit, kRsaMaxDigits>;
 
-// A key as the arithmetic wants it.
+// A key in the form that the arithmetic uses.
 struct PreparedKey {
     std::uint16_t bits;
     RsaModulus modulus;

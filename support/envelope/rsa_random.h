@@ -12,7 +12,7 @@
 #include "support/envelope/rsa_seed_clock.h"
 
 struct RsaRandomState {
-    std::uint32_t bytesNeeded = 512;        // seed bytes still wanted before anything is produced
+    std::uint32_t bytesNeeded = 512;        // seed bytes still needed before anything is produced
     std::array<std::uint8_t, 16> state{};   // a 128-bit big-endian counter
     std::uint32_t outputAvailable = 0;      // unused bytes, at the end of output
     std::array<std::uint8_t, 16> output{};  // the last digest
@@ -21,11 +21,11 @@ struct RsaRandomState {
 // Adds the MD5 digest of the bytes to the counter and counts them as seed.
 void RsaRandomUpdate(RsaRandomState& state, const void* bytes, std::size_t length);
 
-// Fills out with random bytes. Produces nothing, and returns false, while seed bytes are wanted.
+// Fills out with random bytes. Produces nothing, and returns false, while seed bytes are needed.
 bool RsaGenerateBytes(std::uint8_t* out, std::size_t length, RsaRandomState& state);
 
 // Seeds fresh states: for every pass the calendar second as a broken-down UTC record of nine 32-bit fields and the
-// process's clock, until the state wants no more, which takes 13 passes. Within a run of blocks neither changes often,
+// process's clock, until the state needs no more, which takes 13 passes. Within a run of blocks neither changes often,
 // so the digests of the last record and the last clock value are kept: the sum is the same, most of the hashing is
 // not done again. Lives on the stack of the function that seals one text.
 class CRsaSeeder {

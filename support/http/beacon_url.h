@@ -1,11 +1,11 @@
-// What a beacon's URL says. Pure text.
+// The URL of a beacon. Works on texts alone.
 #pragma once
 
 #include <cstdint>
 #include <string>
 #include <string_view>
 
-// On the Windows versions of these codes ("5.1" and "6.1") beacons go out in plain text.
+// On the Windows versions of these codes ("5.1" and "6.1") beacons are sent in plain text.
 constexpr bool IsPlainBeaconVersion(std::int32_t windowsVersionCode) {
     return windowsVersionCode == 5 || windowsVersionCode == 7;
 }

@@ -42,10 +42,10 @@ constexpr int kSendAttempts = 2;
 constexpr DWORD kReadBytes = 8192;
 constexpr std::size_t kBodyLimit = 0xA00000;
 
-// Pause between two failed opens of the proxy report, so that repeating them without limit burns no processor.
+// Pause between two failed opens of the proxy report, so that repeating them without limit costs little processor time.
 constexpr DWORD kReportRepeatPauseMs = 100;
 
-// A number as the platform writes it; text that is none is 0.
+// A number as the platform writes it; any other text is 0.
 std::uint32_t DecimalValue(const wchar_t* text) {
     return static_cast<std::uint32_t>(std::wcstoul(text, nullptr, 10));
 }

@@ -8,7 +8,7 @@
 #include "support/http/http_url.h"
 #include "support/http/wininet_api.h"
 
-// Performs one transfer on the fields of the object it is given and is thrown away afterwards.
+// Performs one transfer on the fields of the object it is given and is destroyed afterwards.
 class CHttpExchange {
   public:
     CHttpExchange(COvHttpTransfer& transfer, const WinInetApi& api);

@@ -46,7 +46,7 @@ inline constexpr UINT WM_HTTP_FETCH_URL = 1725;
 // So many URLs may wait for the worker, as many as a thread's messages on Windows.
 inline constexpr std::size_t kWaitingUrls = 10000;
 
-// One URL at a time; an object is used by one thread at a time, PostUrl and the stop event apart.
+// One URL at a time; an object is used by one thread at a time, except PostUrl and the stop event.
 class COvHttpTransfer {
   public:
     COvHttpTransfer();

@@ -9,7 +9,7 @@ namespace {
 
 constexpr std::uint32_t kNameBytes = 520;
 constexpr std::size_t kValueBytes = 4096;
-// No response carries a header of this size; a platform that asks for more room is not believed.
+// No response carries a header of this size; a platform that asks for more room gets no more.
 constexpr std::uint32_t kLargestRoom = 1u << 20;
 // The platform's mark, as an index, that no further header of the name exists.
 constexpr std::uint32_t kNoFurtherHeader = 12150;

@@ -15,5 +15,5 @@ using HeaderQuery = std::function<HeaderAnswer(char* buffer, std::uint32_t& size
 
 // Every value of every named header, the values of one name in the order in which the response carries them. A value is
 // cut after 4096 bytes, a name is taken up to its first 520. A value that is shorter than the one before it under the
-// same name ends with what is left of that one. Ends whatever query answers.
+// same name ends with what is left of that one. Ends for any answers of query.
 std::multimap<std::string, std::string> CaptureHeaders(const std::set<std::string>& names, const HeaderQuery& query);

@@ -9,7 +9,7 @@
 #include <cstdint>
 #include <string>
 
-// What a pop asks for; texts in UTF-8.
+// The request for a window; texts in UTF-8.
 struct LoadingWindowRequest {
     std::string name;              // of the application, shown in the title line and part of the icon's file name
     std::string wndname;           // title of the window that is awaited

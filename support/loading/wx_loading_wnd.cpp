@@ -10,7 +10,7 @@ namespace {
 
 constexpr DWORD kExtendedStyle = WS_EX_LAYERED | WS_EX_TOOLWINDOW | WS_EX_TOPMOST;
 
-// What is known of the window's class. Its address makes the automatic name, so there is one for the whole process.
+// The data of the window's class. Its address makes the automatic name, so there is one for the whole process.
 struct ClassRecord {
     WNDCLASSEXW wc{};
     std::array<wchar_t, 32> name{};

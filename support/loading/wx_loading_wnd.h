@@ -17,7 +17,7 @@ class CWxLoadingWnd {
     // pictures: the module whose resources the window shows; weak.
     explicit CWxLoadingWnd(HMODULE pictures = GetModuleHandleW(nullptr));
 
-    // Every message of the window comes through here. Non-zero when it has been handled; result is its result then.
+    // Every message of the window comes through here. Non-zero when it has been handled, with its result in result.
     virtual BOOL ProcessWindowMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam, LRESULT& result);
     virtual ~CWxLoadingWnd();
     // The procedure that the window gets with its first message.

@@ -32,7 +32,7 @@ bool CreateDesktopShortcut(const std::wstring& name, const std::wstring& targetP
 
 // Fetches url into folder\fileName and says whether the file is there; blocks for the whole transfer. The folder's last
 // level is made when it is missing. An earlier file of that name is deleted first, a read-only one too, so it never
-// passes for a new one. A name that is a device's is a download that failed.
+// passes for a new one. A device's name makes the download fail.
 // Leaves the process-wide g_nHttpTimeoutMs at 5000.
 bool DownLoadFile(const std::wstring& url, const std::wstring& folder, const std::wstring& fileName);
 

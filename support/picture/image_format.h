@@ -1,4 +1,4 @@
-// What kind of picture a file is, judged from its first bytes and never from its name.
+// The format of a picture file, by its first bytes and never by its name.
 #pragma once
 
 #include <cstddef>
@@ -19,7 +19,7 @@ enum ImageFormat {
 constexpr std::size_t kImageFormatBytes = 16;
 constexpr std::size_t kImageFormatLeastBytes = 4;
 
-// What the name of a file of this format ends with, as ".png"; empty for an unknown one.
+// The extension of a file of this format, as ".png"; empty for an unknown one.
 const wchar_t* ImageFormatExtension(ImageFormat format);
 
 // The format of a file that begins with these bytes.

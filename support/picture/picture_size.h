@@ -1,4 +1,4 @@
-// How large a picture says it is, read from the headers of its file alone.
+// The size that a picture declares, read from the headers of its file alone.
 #pragma once
 
 #include <cstdint>

@@ -1,7 +1,7 @@
 // A DER and BER walker that reports every element of a region, in file order (X.690 section 8.1).
 //
-// It reads tags of one byte and lengths of up to two bytes, and indefinite lengths. It judges nothing: what an element
-// means is for the callback to know.
+// It reads tags of one byte and lengths of up to two bytes, and indefinite lengths. It judges nothing: the callback
+// knows what an element means.
 #pragma once
 
 #include <cstddef>

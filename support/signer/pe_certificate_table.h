@@ -31,7 +31,7 @@ class CMemorySource : public IByteSource {
 
 // Reads the certificate table that the security data directory names (PE format, "The Attribute Certificate Table"),
 // whole and unchanged. False when there is none, when a header or the table does not lie within the file, when the
-// file is empty or has 4 GiB or more, or when the memory does not suffice.
+// file is empty or has 4 GiB or more, or when there is too little memory.
 //
 // The PE signature is not looked at. Only machine 0x8664 has the wide layout: any other machine, ARM64 included, is
 // read by the offsets of PE32.

@@ -21,11 +21,10 @@ constexpr std::int32_t kSignInfoNoMatch = -102;  // no certificate is the signer
 
 // The common name of subject and issuer (UTF-8) and the SHA-1 thumbprint (40 lower-case digits) of the certificate that
 // the first signer names. Without a signer: of the only certificate, or of each leaf that is not a time stamp's, joined
-// by
-// ";", which may be none at all: 0 with empty texts is possible. The three texts are replaced; on any other code than 0
-// they are empty. Nothing is logged. Any thread.
+// by ";", which may be none at all: 0 with empty texts is possible. The three texts are replaced; on any other code
+// than 0 they are empty. Nothing is logged. Any thread.
 //
-// However a file is made, the memory stays below a small multiple of its certificate table and the time grows with the
+// For any file, the memory stays below a small multiple of its certificate table and the time grows with the
 // table's size n no faster than n log n. Without that memory the result is kSignInfoNoTable.
 std::int32_t GetSignInfo(const std::wstring& path, std::string& subject, std::string& thumbprint, std::string& issuer);
 

@@ -1,4 +1,4 @@
-// What the scenario files have in common: lines of words, some of which hold the rest of their line.
+// What the scenario files share: lines of words, some of which hold the rest of their line.
 #pragma once
 
 #include <cstdint>
@@ -12,7 +12,7 @@ struct ScriptLine {
     std::string strText;      // without blanks at its ends
 };
 
-// The lines that say something: none that are blank or begin with "#". A byte-order mark is skipped.
+// The lines with content: not the blank ones, and not those that begin with "#". A byte-order mark is skipped.
 std::vector<ScriptLine> ReadScriptLines(std::string_view text);
 
 // Removes the first word of text, and the blanks after it; empty when there is none.
@@ -21,7 +21,7 @@ std::string_view TakeWord(std::string_view& text);
 // Takes a word, or the text between quotation marks. False when there is none.
 bool TakeName(std::string_view& text, std::string& name);
 
-// Takes a name that is a path below a folder, relative and never up, with backslashes in it. False when it is none.
+// Takes a name that is a path below a folder, relative and never up, with backslashes in it. False when it is not one.
 bool TakePath(std::string_view& text, std::string& path);
 
 // The whole of text as a decimal number.

@@ -69,7 +69,7 @@ bool CStandInFiles::WaitForTurn(const std::wstring& gateName, DWORD delayMs) con
 void CStandInFiles::RunThread(std::function<void()> work) {
     auto pDone = std::make_shared<std::atomic<bool>>(false);
     const std::lock_guard guard(m_lock);
-    // Those that have done their work leave nothing in a process that opens all day.
+    // Threads that have done their work leave nothing, even in a process that opens all day.
     std::erase_if(m_vecThreads, [](Thread& one) {
         if (!one.pDone->load()) {
             return false;

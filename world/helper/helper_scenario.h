@@ -49,7 +49,7 @@ struct HelperScenario {
     std::string strExchange;          // the file that answers what no block does; empty for none
 };
 
-// Reads a file's text. False, with a sentence that names the line in problem, when it is none.
+// Reads a file's text. False, with a sentence that names the line in problem, when it is not one.
 bool ReadHelperScenario(std::string_view text, HelperScenario& scenario, std::string& problem);
 
 // What the step sends: nothing when it sends none.

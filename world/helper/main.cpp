@@ -101,7 +101,7 @@ bool Load(const std::filesystem::path& path, HelperScenario& scenario, Exchange&
     return true;
 }
 
-// Takes the steps in order. A connection that is gone swallows what is sent.
+// Takes the steps in order. What is sent on an ended connection is lost.
 void Play(CScriptedHelper& helper, const HelperSteps& steps, const ScriptedRequest& request) {
     for (const HelperStep& step : steps) {
         switch (step.kind) {
@@ -112,7 +112,7 @@ void Play(CScriptedHelper& helper, const HelperSteps& steps, const ScriptedReque
                 helper.HangUp();
                 break;
             case HelperStep::Kind::Exit:
-                // As a helper that dies: whatever is under way on other threads is not waited for.
+                // As a helper that crashes: the work of other threads is not waited for.
                 TerminateProcess(GetCurrentProcess(), step.nNumber);
                 break;
             default:

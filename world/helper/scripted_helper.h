@@ -33,7 +33,7 @@ class CScriptedHelper {
     void SetGreeting(std::function<void()> greeting) { m_greeting = std::move(greeting); }
     // Ends the connection, also in the middle of a wait. It may come again.
     void Leave();
-    // Sends a frame of its own accord. Not while the script is answering.
+    // Sends a frame without a request. Not while the script is answering.
     bool Say(const std::string& payload);
 
     // For a script, while it answers: bytes unchanged; a pause, false when Leave has ended it; the end of the

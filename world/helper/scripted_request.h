@@ -17,5 +17,5 @@ ScriptedRequest ReadScriptedRequest(std::string payload);
 // The envelope of a reply: the request's content, when that is an object, with the keys of further over it.
 std::string ScriptedReply(int nType, const ScriptedRequest& request, const Json::Value& further);
 
-// What a helper says once it is there.
+// What a helper sends once it is connected.
 inline constexpr char kReadyNotice[] = R"({"content":{"p1":"1"},"message_type":12})";

@@ -21,7 +21,7 @@ class CConnection {
     // Adds what comes next to bytes. False at the end, on a failure, and when nothing comes for half a minute.
     bool Read(std::string& bytes);
     bool Write(std::string_view bytes);
-    // Says that nothing more will be written, and waits for the same of the other side, so that it has everything.
+    // Ends its own direction and waits for the end of the other one, so that the other side has everything.
     void Finish();
 
     // The server's side of a handshake, after which Read and Write go through TLS. An empty text, or where it failed.

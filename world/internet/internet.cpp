@@ -181,7 +181,7 @@ int WINAPI wWinMain(HINSTANCE, HINSTANCE, wchar_t*, int) {
     }
     std::thread([&internet] { internet.Run(); }).detach();
     stay.Stay(/*bDispatches=*/false);
-    // Threads may still be in a request; they go with the process.
+    // Threads may still be in a request; they end with the process.
     TerminateProcess(GetCurrentProcess(), 0);
     return 0;
 }

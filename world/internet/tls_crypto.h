@@ -1,4 +1,4 @@
-// What a TLS 1.2 server needs of arithmetic, from Windows's own libraries.
+// The arithmetic of a TLS 1.2 server, from Windows's own libraries.
 #pragma once
 
 #include <cstddef>

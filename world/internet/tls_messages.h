@@ -44,12 +44,12 @@ struct TlsClientHello {
     bool bOffersSuite = false;          // TLS_RSA_WITH_AES_128_GCM_SHA256
     bool bSecureRenegotiation = false;  // wants to hear that the server knows of it
 };
-// False when it is none, or of an older version.
+// False when it is not one, or of an older version.
 bool ReadTlsClientHello(std::string_view body, TlsClientHello& hello);
 
 std::string TlsRecordBytes(TlsContent type, std::string_view content);
 std::string TlsMessageBytes(TlsHandshake type, std::string_view body);
-// What the server says after a ClientHello, three messages in one. certificate is DER.
+// What the server sends after a ClientHello, three messages in one. certificate is DER.
 std::string TlsServerFlight(const TlsClientHello& hello, std::string_view random, std::string_view certificate);
 // The secret as the client sent it under the key; empty when the message does not hold one.
 std::string_view TlsSealedSecret(std::string_view keyExchangeBody);

@@ -1,4 +1,4 @@
-// Reads the bytes of a notice and says them as one line of JSON.
+// Reads the bytes of a notice and writes them as one line of JSON.
 #pragma once
 
 #include <cstdint>

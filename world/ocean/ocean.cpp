@@ -81,7 +81,7 @@ void Give(const Answer& answer) {
     Record("answered id=" + std::to_string(answer.id));
 }
 
-// Does nothing but burn the machine until the SDK ends.
+// Uses a whole processor until the SDK ends.
 void Burn() {
     for (volatile std::uint32_t n = 0; !TheState().ending.load();) {
         n = n + 1;

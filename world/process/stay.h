@@ -20,7 +20,7 @@ class CStay {
     bool SayReady() const;
 
     // Returns when a stop event is set or the parent has ended. Until then it dispatches the messages of this thread,
-    // or leaves every one of them lying.
+    // or leaves them in the queue.
     void Stay(bool bDispatches) const;
 
   private:

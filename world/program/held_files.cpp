@@ -14,7 +14,7 @@ struct Held {
     DWORD error = ERROR_SUCCESS;
 };
 
-// What is below a folder first, so that the folder itself can go. Returns the first thing that does not.
+// What is below a folder first, so that the folder itself can be removed. Returns the first that stays.
 Held RemoveOnce(const fs::path& path) {
     const DWORD attributes = GetFileAttributesW(path.c_str());
     if (attributes == INVALID_FILE_ATTRIBUTES) {

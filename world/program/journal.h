@@ -53,5 +53,5 @@ struct JournalEntry {
 std::string JournalLine(const JournalEntry& entry);
 
 // Reads a journal. A last line without its end is left out: its change was never made. False, with a sentence in
-// problem, when it is none.
+// problem, when it is not one.
 bool ReadJournal(std::string_view text, std::vector<JournalEntry>& entries, std::string& problem);

@@ -8,11 +8,11 @@
 
 inline constexpr char kInternetSettings[] = "SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Internet Settings";
 
-// Keys and names of the user's registry values that SetUserProxy changes, or the system in its wake.
+// Keys and names of the user's registry values that SetUserProxy changes, or the system after it.
 std::vector<std::pair<std::string, std::string>> UserProxyValues();
 
 // Every host but this machine itself is then reached through the port of this machine. False when it cannot be set.
 bool SetUserProxy(std::uint32_t port);
 
-// Tells running programs that the values are others now.
+// Tells running programs that the values have changed.
 void AnnounceUserProxy();

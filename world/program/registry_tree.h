@@ -1,4 +1,4 @@
-// Registry keys and values as they were, and back. Any thread.
+// Saving registry keys and values, and restoring them. Any thread.
 #pragma once
 
 #include <optional>
@@ -14,8 +14,8 @@ bool RememberKey(RegistryPlace place, const std::string& key, JournalEntry& entr
 // False when it cannot be written.
 bool SetRegistryValue(RegistryPlace place, const std::string& key, const RegistryData& data);
 
-// Makes the registry what the entry says; more than once does no harm. Keys that were not there go when nothing is left
-// in them. False when something cannot be changed.
+// Makes the registry what the entry says; more than once does no harm. Keys that were not there are removed when
+// nothing is left in them. False when something cannot be changed.
 bool RestoreRegistry(const JournalEntry& entry);
 
 // The bytes of a registry text, with its terminator.

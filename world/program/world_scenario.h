@@ -42,7 +42,7 @@ struct WorldStep {
     bool operator==(const WorldStep&) const = default;
 };
 
-// Reads a file's text. False, with a sentence that names the line in problem, when it is none.
+// Reads a file's text. False, with a sentence that names the line in problem, when it is not one.
 bool ReadWorldScenario(std::string_view text, std::vector<WorldStep>& steps, std::string& problem);
 
 // text with the world's directory in place of every "{dir}".

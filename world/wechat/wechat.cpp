@@ -40,7 +40,7 @@ bool RegisterScheme(HKEY root, const CStandInFiles& files, const std::wstring& p
            SetText(root, key + L"\\shell\\open\\command", nullptr, L"\"" + program + L"\" open \"%1\"");
 }
 
-// Of the scheme the machine's entry or the user's will do, whichever may be written and is read.
+// The scheme's entry of the machine or that of the user is enough, whichever may be written and is read.
 int Register(const CStandInFiles& files) {
     wchar_t program[MAX_PATH] = {};
     GetModuleFileNameW(nullptr, program, MAX_PATH);
