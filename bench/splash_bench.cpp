@@ -77,7 +77,7 @@ void ShowBareWindow() {
 }
 
 void ShowLoading(const std::wstring& iconUrl) {
-    ShowLoadingWindow({Utf16ToUtf8(L"我的应用"), "nobody waits for this", Utf16ToUtf8(iconUrl), 600'000});
+    ShowLoadingWindow({Utf16ToUtf8(L"我的应用"), "no window has this title", Utf16ToUtf8(iconUrl), 600'000});
 }
 
 // Ends what a thread shows.

@@ -18,6 +18,7 @@
 #include "open/yyb/yyb_tasks.h"
 #include "service/delay_check.h"
 #include "service/request_body.h"
+#include "tests/support/message_number.h"
 
 namespace {
 
@@ -141,14 +142,14 @@ void ReadRequest(const std::string& text) {
     }
     std::string id;
     ReadRequestServiceId(request.content, false, id);
-    Keep(WriteEnvelope(13, std::move(request.content)));
+    Keep(WriteEnvelope(Number(MessageType::S_MT_StatusReply), std::move(request.content)));
 }
 
 void ReadPoll(const std::string& text) {
     Json::Value content = ValueOf(text);
     OpenPollInfo info;
     Keep(ParseOpenPollInfo(TakeOpenMiniAppSuccessfully(content), info));
-    Keep(WriteEnvelope(13, std::move(content)));
+    Keep(WriteEnvelope(Number(MessageType::S_MT_StatusReply), std::move(content)));
 }
 
 void ReadDelayedCheck(const std::string& text) {

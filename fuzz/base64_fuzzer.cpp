@@ -49,7 +49,7 @@ std::string Encoded(std::string_view bytes) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string input(reinterpret_cast<const char*>(data), size);
-    std::string decoded = "what stood there before";
+    std::string decoded = "what was there before";
     Base64Decode(input, decoded);
     FUZZ_CHECK(decoded == DecodedBitByBit(input));
 

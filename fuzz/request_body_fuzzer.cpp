@@ -12,11 +12,12 @@
 #include "ipc/protocol/request_table.h"
 #include "service/delay_check.h"
 #include "service/request_body.h"
+#include "tests/support/message_number.h"
 
 namespace {
 
 void CheckOpen(const Json::Value& before) {
-    if (CheckContent(*FindRequest(6), before) != ContentStatus::Ok) {
+    if (CheckContent(*FindRequest(Number(MessageType::WM_COPY_DATA_MSG_IPC_GET_OPEN)), before) != ContentStatus::Ok) {
         return;
     }
     FUZZ_CHECK(before["p1"].isNull() || before["p1"].type() == Json::objectValue);
@@ -29,7 +30,7 @@ void CheckOpen(const Json::Value& before) {
 }
 
 void CheckPoll(Json::Value content) {
-    if (CheckContent(*FindRequest(7), content) != ContentStatus::Ok) {
+    if (CheckContent(*FindRequest(Number(MessageType::S_MT_OpenMiniAppSuccessfully)), content) != ContentStatus::Ok) {
         return;
     }
     const std::string text = JsonToText(content["p1"]);

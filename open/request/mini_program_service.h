@@ -25,7 +25,7 @@ class WxMiniProgramService {
     // The same for a question that was read before; null when it was not an object.
     bool OpenMiniAppSuccessfully(const OpenPollInfo* pInfo, std::string& result, bool bLastCall);
 
-    // What is installed and logged in on this machine, as a JSON text. The same goes into the user's registry. The
+    // What is installed and logged in on this machine, as a JSON text. It is also written into the user's registry. The
     // three status operations are in status_edge.cpp.
     void GetWxAppStatus(std::string& result);
 

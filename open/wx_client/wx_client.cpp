@@ -112,7 +112,7 @@ class CAppShortcutEdge final : public IAppShortcutEdge {
     void ReportDot(const std::wstring& url) override { ::ReportDot(url); }
     void ReportCode(AppShortcutCode code) override {
         // The URL has its question mark already and gets another one before the number: the servers that count these
-        // beacons read them so. Held by TheCodeStandsBetweenTwoQuestionMarks.
+        // beacons read them so. Held by TheCodeIsBetweenTwoQuestionMarks.
         ReportStaticWithMIDImp(kCodeBeacon + std::to_wstring(static_cast<int>(code)), /*bHasQuery=*/false);
     }
 };

@@ -15,7 +15,7 @@ std::string DoubleBackslashes(const std::string& text);
 
 // The JSON text that starts the SDK; directory has its backslashes doubled already. The writer escapes them once more,
 // so that the text has four for each one of the path: the SDK relies on it. Held by
-// EachBackslashOfThePathStandsFourTimes.
+// EachBackslashOfThePathIsWrittenFourTimes.
 std::string YybInitializeText(const ChannelConfig& channel, const std::string& directory);
 
 // What the login rule asks for and what it stores.

@@ -68,7 +68,7 @@ TEST(Events, AWaitEndsWithItsTimeAndNotBefore) {
     EXPECT_GE(GetTickCount64() - nBegin, 44u);
 }
 
-TEST(Events, AValueThatIsNoHandleFailsWithError6) {
+TEST(Events, AValueThatIsNotAHandleFailsWithError6) {
     const HANDLE hClosed = MakeEvent(TRUE, TRUE).release();
     EXPECT_TRUE(CloseHandle(hClosed));
     EXPECT_EQ(ErrorOf(CloseHandle(hClosed)), DWORD{ERROR_INVALID_HANDLE});

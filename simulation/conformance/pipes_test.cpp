@@ -68,7 +68,7 @@ class Pipes : public testing::Test {
     CFileHandle client;
 };
 
-TEST_F(Pipes, ANameThatNobodyServesIsError2) {
+TEST_F(Pipes, ANameThatNoProcessServesIsError2) {
     EXPECT_FALSE(Open(strName));
     EXPECT_EQ(GetLastError(), DWORD{ERROR_FILE_NOT_FOUND});
 }

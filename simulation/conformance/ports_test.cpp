@@ -212,7 +212,7 @@ TEST_F(Ports, AFileIsBoundOnce) {
     EXPECT_EQ(GetLastError(), DWORD{ERROR_INVALID_PARAMETER});
 }
 
-TEST_F(Ports, AValueThatIsNoPortIsError6) {
+TEST_F(Ports, AValueThatIsNotAPortIsError6) {
     CKernelHandle closed = MakePort();
     const HANDLE hClosed = closed.release();
     CloseHandle(hClosed);

@@ -67,7 +67,7 @@ class CScheduler {
     // A place at which another thread should be taken.
     void Yield();
 
-    // While the simulation itself works: what it shares with the product's code is no point then.
+    // While the simulation itself works: what it shares with the product's code is not a point of the schedule then.
     class CInside {
       public:
         explicit CInside(CScheduler& scheduler) : m_scheduler(scheduler) { ++m_scheduler.m_nInside; }

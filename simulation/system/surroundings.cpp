@@ -98,7 +98,7 @@ void OutputDebugStringW(LPCWSTR szText) {
 
 DWORD GetLongPathNameW(LPCWSTR szShort, LPWSTR szLong, DWORD nSize) {
     CCall call("GetLongPathNameW");
-    // There are no short names here; what does not exist has none either.
+    // There are no short names here.
     if (!call.Machine().HasPath(szShort)) {
         call.Fail(ERROR_FILE_NOT_FOUND);
         return 0;

@@ -21,9 +21,9 @@ std::wstring WithPlainScheme(std::wstring_view url) {
         if (found == std::wstring_view::npos) {
             break;
         }
-        const std::size_t behind = found + kPlain.size();
-        result.append(url.substr(position, behind - position));
-        position = behind;
+        const std::size_t after = found + kPlain.size();
+        result.append(url.substr(position, after - position));
+        position = after;
         while (position < url.size() && url[position] == L's') {
             ++position;
         }

@@ -49,7 +49,7 @@ TEST_F(Burning, IsAskedToCloseInTheSixthRound) {
     const std::vector<std::string> beacons = Beacons();
     ASSERT_EQ(beacons.size(), 1u) << ::testing::PrintToString(beacons);
     EXPECT_EQ(beacons[0].find("_C12"), std::string::npos) << beacons[0];
-    // Six digits behind the point, as %f writes them; the line of the sample has two.
+    // Six digits after the point, as %f writes them; the line of the sample has two.
     const double reported = std::stod(beacons[0].substr(beacons[0].find("_referer=") + 9));
     EXPECT_NEAR(reported, Samples().back(), 0.0051) << beacons[0];
     // It went the orderly way; only the other watchdog, whose probe finds the window gone, may have cut it short.

@@ -1,4 +1,4 @@
-// What a crashed helper leaves for the one who asked for it.
+// What a crashed helper leaves when the registry asks for it.
 #include <cstring>
 #include <optional>
 
@@ -32,7 +32,8 @@ class Crash : public CEndToEnd {
         StartHelper();
         Json::Value content = ServiceContent(m_strService);
         content["p1"] = JsonOf(MiniAppOpen("t"));
-        ASSERT_EQ(m_caller->Send(6, content, kLongMs), CallerResult::Ok);
+        ASSERT_EQ(m_caller->Send(Number(MessageType::WM_COPY_DATA_MSG_IPC_GET_OPEN), content, kLongMs),
+                  CallerResult::Ok);
         EXPECT_EQ(m_helper.WaitForEnd(kCrashMs), kAccessViolation) << Log().Tail();
         EXPECT_NE(m_sandbox.OceanCalls().find("crashing"), std::string::npos) << m_sandbox.OceanCalls();
     }
@@ -64,7 +65,7 @@ class Crash : public CEndToEnd {
         return record;
     }
 
-    // Where a stream of the dump lies and how long it is, by the directory behind the header.
+    // Where a stream of the dump is and how long it is, by the directory after the header.
     static std::optional<MINIDUMP_LOCATION_DESCRIPTOR> Stream(const std::string& dump, ULONG32 type) {
         const auto header = At<MINIDUMP_HEADER>(dump, 0);
         for (ULONG32 i = 0; header && i < header->NumberOfStreams; ++i) {
@@ -109,7 +110,7 @@ TEST_F(Crash, FaultLeavesADumpForWhoAskedForIt) {
     ExpectWholeDump(Dump(), kAccessViolation);
 }
 
-TEST_F(Crash, FaultLeavesNothingWhenNobodyAsked) {
+TEST_F(Crash, FaultLeavesNothingWithoutTheSwitch) {
     ASSERT_NO_FATAL_FAILURE(StartAndCrash());
     EXPECT_EQ(Dump(), "");
 }

@@ -94,7 +94,7 @@ void CEndToEndOf<Caller>::StartHelper(HelperStart start) {
     ASSERT_EQ(started, CallerResult::Ok) << m_caller->SystemError();
     ASSERT_TRUE(m_helper.Attach(m_caller->ProcessId())) << GetLastError();
     ReceivedFrame notice;
-    const CallerResult result = m_caller->WaitForFrame(12, kLongMs, notice);
+    const CallerResult result = m_caller->WaitForFrame(Number(MessageType::S_MT_InitReply), kLongMs, notice);
     ASSERT_EQ(result, CallerResult::Ok) << DescribeCallerResult(result);
     EXPECT_EQ(notice.strPayload, R"({"content":{"p1":"1"},"message_type":12})");
 }
@@ -105,7 +105,7 @@ void CEndToEndOf<Caller>::StartHelperOnAnOpen(const std::string& p1) {
     content["p1"] = JsonOf(p1);
     HelperStart start = MakeStart();
     start.strType = L"6";
-    start.strParam = WriteEnvelope(6, content);
+    start.strParam = WriteEnvelope(Number(MessageType::WM_COPY_DATA_MSG_IPC_GET_OPEN), content);
     ASSERT_EQ(m_caller->StartHelper(start), CallerResult::Ok);
     ASSERT_TRUE(m_helper.Attach(m_caller->ProcessId()));
 }
@@ -116,13 +116,13 @@ void CEndToEndOf<Caller>::StartBare(const std::wstring& arguments) {
 }
 
 template <typename Caller>
-Json::Value CEndToEndOf<Caller>::Ask(Caller& caller, int nType, Json::Value content, int nReply) {
-    CallerResult result = caller.Send(nType, std::move(content), kLongMs);
+Json::Value CEndToEndOf<Caller>::Ask(Caller& caller, MessageType type, Json::Value content, MessageType replyType) {
+    CallerResult result = caller.Send(Number(type), std::move(content), kLongMs);
     EXPECT_EQ(result, CallerResult::Ok) << DescribeCallerResult(result);
     ReceivedFrame reply;
     if (result == CallerResult::Ok) {
-        result = caller.WaitForFrame(nReply, kLongMs, reply);
-        EXPECT_EQ(result, CallerResult::Ok) << "type " << nType << ": " << DescribeCallerResult(result);
+        result = caller.WaitForFrame(Number(replyType), kLongMs, reply);
+        EXPECT_EQ(result, CallerResult::Ok) << "type " << Number(type) << ": " << DescribeCallerResult(result);
     }
     return result == CallerResult::Ok ? reply.content : Json::Value(Json::objectValue);
 }
@@ -131,14 +131,17 @@ template <typename Caller>
 std::string CEndToEndOf<Caller>::Open(const std::string& p1) {
     Json::Value content = ServiceContent(m_strService);
     content["p1"] = JsonOf(p1);
-    return Ask(6, std::move(content), 17)["result"].asString();
+    return Ask(MessageType::WM_COPY_DATA_MSG_IPC_GET_OPEN, std::move(content),
+               MessageType::S_MT_OpenMiniAppReply)["result"]
+        .asString();
 }
 
 template <typename Caller>
 std::string CEndToEndOf<Caller>::Poll(const std::string& p1) {
     Json::Value content(Json::objectValue);
     content["p1"] = p1;
-    return Ask(7, std::move(content), 13)["result"].asString();
+    return Ask(MessageType::S_MT_OpenMiniAppSuccessfully, std::move(content), MessageType::S_MT_StatusReply)["result"]
+        .asString();
 }
 
 template <typename Caller>
@@ -155,18 +158,20 @@ std::string CEndToEndOf<Caller>::PollUntilSettled(const std::string& p1) {
 
 template <typename Caller>
 void CEndToEndOf<Caller>::ExpectServed(Caller& caller) {
-    const CallerResult sent = caller.Send(7, QuickRequest(caller.ServiceId(), ++m_nTag), kLongMs);
+    const CallerResult sent = caller.Send(Number(MessageType::S_MT_OpenMiniAppSuccessfully),
+                                          QuickRequest(caller.ServiceId(), ++m_nTag), kLongMs);
     EXPECT_EQ(sent, CallerResult::Ok) << DescribeCallerResult(sent);
     ReceivedFrame reply;
     const CallerResult result = caller.WaitForFrame(0, kLongMs, reply);
     EXPECT_EQ(result, CallerResult::Ok) << DescribeCallerResult(result);
-    EXPECT_EQ(reply.nType, 13) << reply.strPayload;
+    EXPECT_EQ(reply.nType, Number(MessageType::S_MT_StatusReply)) << reply.strPayload;
     EXPECT_EQ(reply.content["tag"].asInt(), m_nTag) << reply.strPayload;
 }
 
 template <typename Caller>
 void CEndToEndOf<Caller>::AskToExit(Caller& caller) {
-    const CallerResult result = caller.Send(9, ServiceContent(caller.ServiceId()), kLongMs);
+    const CallerResult result =
+        caller.Send(Number(MessageType::S_MT_ExitExeProcess), ServiceContent(caller.ServiceId()), kLongMs);
     EXPECT_EQ(result, CallerResult::Ok) << DescribeCallerResult(result);
 }
 

@@ -13,6 +13,7 @@
 #include "client/host_pipe.h"
 #include "tests/e2e/library_caller.h"
 #include "tests/support/helper_process.h"
+#include "tests/support/message_number.h"
 #include "tests/support/sandbox.h"
 
 // Waits that must not run out: long enough for a machine with other things to do.
@@ -22,7 +23,7 @@ inline constexpr std::uint32_t kPruneMs = 10000;
 
 Json::Value JsonOf(std::string_view text);
 
-// Caller is CLibraryCaller, which is what callers use, or CCaller, which also sends what is no frame.
+// Caller is CLibraryCaller, which is what callers use, or CCaller, which also sends what is not a frame.
 template <typename Caller>
 class CEndToEndOf : public ::testing::Test {
   protected:
@@ -40,35 +41,35 @@ class CEndToEndOf : public ::testing::Test {
     void StartHelper(HelperStart start = {});
     // Starts it with an open on its command line, which it runs on its main thread, and does not wait.
     void StartHelperOnAnOpen(const std::string& p1);
-    // Starts the helper's program with these arguments and nothing around it.
+    // Starts the helper's program with these arguments and no caller.
     void StartBare(const std::wstring& arguments);
     // A start as StartHelper makes it, for a caller of its own.
     HelperStart MakeStart() const;
 
     // Sends a request and returns the content of its reply.
-    Json::Value Ask(int nType, Json::Value content, int nReply) {
-        return Ask(*m_caller, nType, std::move(content), nReply);
+    Json::Value Ask(MessageType type, Json::Value content, MessageType replyType) {
+        return Ask(*m_caller, type, std::move(content), replyType);
     }
-    Json::Value Ask(Caller& caller, int nType, Json::Value content, int nReply);
+    Json::Value Ask(Caller& caller, MessageType type, Json::Value content, MessageType replyType);
     // The result word of an open, and of one poll.
     std::string Open(const std::string& p1);
     std::string Poll(const std::string& p1);
     // Polls until the word is another than "Loading".
     std::string PollUntilSettled(const std::string& p1);
 
-    // Says that this caller leaves.
+    // Tells the helper that this caller leaves.
     void AskToExit(Caller& caller);
     void AskToExit() { AskToExit(*m_caller); }
 
-    // Sends a payload that must be refused without a word, and proves it by the reply that comes next: it is the one
-    // of a request sent behind it.
+    // Sends a payload that must be refused without a reply, and proves it by the reply that comes next: it is the one
+    // of a request sent after it.
     void ExpectSilence(Caller& caller, std::string_view payload);
     // The helper is alive and answers this caller.
     void ExpectServed(Caller& caller);
     void ExpectServed() { ExpectServed(*m_caller); }
 
-    // Sends an envelope on the host's own pipe. The connection stands until LeaveHost; while it does the host has no
-    // ear for anybody else.
+    // Sends an envelope on the host's own pipe. The connection lasts until LeaveHost; until then the host does not
+    // hear any other client.
     void SendToHost(int nType, Json::Value content);
     void SendToHost(std::string_view payload);
     void LeaveHost() { m_host.Close(); }

@@ -17,7 +17,7 @@ class HangWatch : public CEndToEnd {
                   "")
             << Log().Tail();
         const std::vector<std::string> lines = Log().Lines();
-        EXPECT_NE(lines.back().find("1663.1965.gif"), std::string::npos) << "nothing comes behind the beacon";
+        EXPECT_NE(lines.back().find("1663.1965.gif"), std::string::npos) << "nothing comes after the beacon";
     }
 
     CTestEvent m_gate;
@@ -75,13 +75,13 @@ TEST_F(HangWatch, SdkThatHangsDuringTheStartEndsTheHelper) {
     ASSERT_EQ(m_caller->StartHelper(MakeStart()), CallerResult::Ok);
     ASSERT_TRUE(m_helper.Attach(m_caller->ProcessId()));
     ASSERT_EQ(m_caller->WaitForConnection(kLongMs), CallerResult::Ok) << Log().Tail();
-    ASSERT_EQ(m_caller->Send(6, content, kLongMs), CallerResult::Ok);
+    ASSERT_EQ(m_caller->Send(Number(MessageType::WM_COPY_DATA_MSG_IPC_GET_OPEN), content, kLongMs), CallerResult::Ok);
     ASSERT_TRUE(WaitUntil([this] { return m_sandbox.OceanCalls() == "holding attach\n"; })) << Log().Tail();
     // Where the start got through all the same, an open on the host's pipe takes the lock of the instances with it into
-    // its wait, and the window's thread runs into that. Where it did not, the helper may end meanwhile.
+    // its wait, and the window's thread runs into that. Where it did not, the helper may end first.
     DWORD error = 0;
     if (m_host.Connect(m_strMark, kLongMs, error) == CallerResult::Ok) {
-        m_host.Send(6, content, kLongMs);
+        m_host.Send(Number(MessageType::WM_COPY_DATA_MSG_IPC_GET_OPEN), content, kLongMs);
         m_host.Close();
     }
     ExpectTheEndByTheFirstMissedProbe();

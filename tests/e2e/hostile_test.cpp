@@ -19,7 +19,7 @@ std::string RawHeader(std::uint32_t type, std::uint32_t length) {
 }
 
 std::string RequestFrame(int tag) {
-    return BuildFrame(WriteEnvelope(7, QuickRequest("svc", tag)));
+    return BuildFrame(WriteEnvelope(Number(MessageType::S_MT_OpenMiniAppSuccessfully), QuickRequest("svc", tag)));
 }
 
 class HostileCaller : public CEndToEndOf<CCaller> {
@@ -37,16 +37,16 @@ class HostileCaller : public CEndToEndOf<CCaller> {
     // A service of its own that the helper is connected to.
     std::unique_ptr<CCaller> ConnectedService(const std::string& service) {
         auto caller = Serve(service);
-        SendToHost(7, QuickRequest(service, 0));
+        SendToHost(Number(MessageType::S_MT_OpenMiniAppSuccessfully), QuickRequest(service, 0));
         ReceivedFrame reply;
-        EXPECT_EQ(caller->WaitForFrame(13, kLongMs, reply), CallerResult::Ok);
+        EXPECT_EQ(caller->WaitForFrame(Number(MessageType::S_MT_StatusReply), kLongMs, reply), CallerResult::Ok);
         return caller;
     }
 
     void AskToLetGo(const std::string& service) {
         Json::Value content(Json::objectValue);
         content["service_id"] = service;
-        SendToHost(9, content);
+        SendToHost(Number(MessageType::S_MT_ExitExeProcess), content);
     }
 
     bool WaitForCounts(DWORD handles, DWORD threads, std::uint32_t timeoutMs) {
@@ -90,9 +90,9 @@ TEST_F(HostileCaller, HalfAHeaderAndItsRestLaterAreOneFrame) {
 TEST_F(HostileCaller, FrameOfTwentyMebibytesIsAnsweredWhole) {
     Json::Value content = QuickRequest(m_strService, 0);
     content["big"] = std::string(20 * 1024 * 1024, 'b');
-    ASSERT_EQ(m_caller->Send(7, content, kLongMs), CallerResult::Ok);
+    ASSERT_EQ(m_caller->Send(Number(MessageType::S_MT_OpenMiniAppSuccessfully), content, kLongMs), CallerResult::Ok);
     ReceivedFrame reply;
-    ASSERT_EQ(m_caller->WaitForFrame(13, kLongMs, reply), CallerResult::Ok);
+    ASSERT_EQ(m_caller->WaitForFrame(Number(MessageType::S_MT_StatusReply), kLongMs, reply), CallerResult::Ok);
     EXPECT_EQ(reply.content["big"], content["big"]);
     ExpectServed();
 }
@@ -104,7 +104,8 @@ TEST_F(HostileCaller, NumberOfAMebibyteIsAnswered) {
             m_caller->SendPayload("{\"content\":{\"p1\":\"{}\",\"x\":" + number + "},\"message_type\":7}", kLongMs),
             CallerResult::Ok);
         ReceivedFrame reply;
-        ASSERT_EQ(m_caller->WaitForFrame(13, kLongMs, reply), CallerResult::Ok) << begin;
+        ASSERT_EQ(m_caller->WaitForFrame(Number(MessageType::S_MT_StatusReply), kLongMs, reply), CallerResult::Ok)
+            << begin;
         EXPECT_TRUE(reply.content["x"].isDouble()) << begin;
     }
 }
@@ -138,7 +139,7 @@ TEST_F(HostileCaller, NestedJsonIsAnsweredWithinTheReadersLimitAndRefusedBeyond)
     };
     ASSERT_EQ(m_caller->SendPayload(nested(900), kLongMs), CallerResult::Ok);
     ReceivedFrame reply;
-    ASSERT_EQ(m_caller->WaitForFrame(13, kLongMs, reply), CallerResult::Ok);
+    ASSERT_EQ(m_caller->WaitForFrame(Number(MessageType::S_MT_StatusReply), kLongMs, reply), CallerResult::Ok);
     for (const std::size_t levels : {1100, 100000}) {
         SCOPED_TRACE(levels);
         ExpectSilence(*m_caller, nested(levels));
@@ -148,8 +149,9 @@ TEST_F(HostileCaller, NestedJsonIsAnsweredWithinTheReadersLimitAndRefusedBeyond)
 TEST_F(HostileCaller, LengthOfFourGibibytesStallsItsOwnPipeOnly) {
     const auto other = ConnectedService("other");
     SendRaw(RawHeader(PIPE_FRAME_MAGIC, 0xFFFFFFFF) + std::string(100000, 'x'));
-    // Nobody can tell a long message from a hostile one: the rest is waited for.
-    EXPECT_EQ(m_caller->Send(7, QuickRequest(m_strService, 0), kLongMs), CallerResult::Ok);
+    // A long message cannot be told from a hostile one: the rest is waited for.
+    EXPECT_EQ(m_caller->Send(Number(MessageType::S_MT_OpenMiniAppSuccessfully), QuickRequest(m_strService, 0), kLongMs),
+              CallerResult::Ok);
     ReceivedFrame reply;
     EXPECT_EQ(m_caller->WaitForFrame(0, 500, reply), CallerResult::Timeout);
     ExpectServed(*other);
@@ -163,7 +165,7 @@ TEST_F(HostileCaller, LostInstanceIsNotConnectedAgainButOthersAreServed) {
     const auto later = ConnectedService("later");
     ExpectServed(*later);
     // By rule the lost service stays lost, though its pipe is served.
-    SendToHost(7, QuickRequest(m_strService, 0));
+    SendToHost(Number(MessageType::S_MT_OpenMiniAppSuccessfully), QuickRequest(m_strService, 0));
     ExpectServed(*later);
     EXPECT_EQ(m_caller->Connections(), 1u);
 }
@@ -172,7 +174,7 @@ TEST_F(HostileCaller, WholeRequestBeforeTheEndIsTakenAndTheHalfOneForgotten) {
     const auto other = ConnectedService("other");
     ASSERT_EQ(other->SendBytes(RequestFrame(1) + RequestFrame(2).substr(0, 9), kLongMs), CallerResult::Ok);
     ReceivedFrame reply;
-    EXPECT_EQ(other->WaitForFrame(13, kLongMs, reply), CallerResult::Ok);
+    EXPECT_EQ(other->WaitForFrame(Number(MessageType::S_MT_StatusReply), kLongMs, reply), CallerResult::Ok);
     other->Disconnect();
     ExpectServed();
 }
@@ -187,7 +189,7 @@ TEST_F(HostileCaller, CallerThatLeavesWhileAReplyIsWrittenIsOutlived) {
         ASSERT_TRUE(pipe) << GetLastError();
         Json::Value content = QuickRequest(service, 0);
         content["big"] = std::string(100000, 'x');
-        SendToHost(7, content);
+        SendToHost(Number(MessageType::S_MT_OpenMiniAppSuccessfully), content);
         ExpectServed();
         pipe.reset();
         ExpectServed();
@@ -205,7 +207,7 @@ TEST_F(HostileCaller, CallerThatIsKilledIsOutlived) {
     }
     Json::Value content = QuickRequest("killed", 0);
     content["big"] = std::string(4 * 1024 * 1024, 'x');
-    SendToHost(7, content);
+    SendToHost(Number(MessageType::S_MT_OpenMiniAppSuccessfully), content);
     caller.Kill();
     ExpectServed();
     const auto later = ConnectedService("later");

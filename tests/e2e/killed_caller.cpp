@@ -1,6 +1,6 @@
 // A caller that is there to be killed: killed_caller MARK SERVICE PROGRAM WAY STAGE EVENT.
 // WAY is "pipe" to hand the command line over through the host's pipe, or "program" to have PROGRAM do it. At STAGE the
-// event is set; then it goes on until somebody ends it, and talks all the time once it is connected.
+// event is set; then it runs until it is killed, and sends all the time once it is connected.
 #include <cstdlib>
 #include <string>
 
@@ -11,6 +11,7 @@
 #include "ipc/protocol/envelope.h"
 #include "ipc/transport/frame.h"
 #include "tests/e2e/killed_caller.h"
+#include "tests/support/message_number.h"
 
 namespace {
 
@@ -23,24 +24,24 @@ void Need(CallerResult result, int step) {
     }
 }
 
-// Talks until it is killed: requests whole, in halves, and replies that nobody reads.
+// Sends until it is killed: requests whole, in halves, and replies that it does not read.
 [[noreturn]] void Talk(CCaller& caller) {
     for (int tag = 0;; ++tag) {
         Json::Value open(Json::objectValue);
         open["service_id"] = caller.ServiceId();
         open["p1"]["type"] = "miniApp";
         open["tag"] = tag;
-        Need(caller.Send(6, open, kWaitMs), 10);
+        Need(caller.Send(Number(MessageType::WM_COPY_DATA_MSG_IPC_GET_OPEN), open, kWaitMs), 10);
         ReceivedFrame reply;
-        Need(caller.WaitForFrame(17, kWaitMs, reply), 11);
+        Need(caller.WaitForFrame(Number(MessageType::S_MT_OpenMiniAppReply), kWaitMs, reply), 11);
         Json::Value poll(Json::objectValue);
         poll["service_id"] = caller.ServiceId();
         poll["p1"] = "{}";
         poll["big"] = std::string(tag % 4 == 0 ? 200000 : 10, 'x');
-        const std::string frame = BuildFrame(WriteEnvelope(7, poll));
+        const std::string frame = BuildFrame(WriteEnvelope(Number(MessageType::S_MT_OpenMiniAppSuccessfully), poll));
         Need(caller.SendBytes(frame.substr(0, frame.size() / 2), kWaitMs), 12);
         Need(caller.SendBytes(frame.substr(frame.size() / 2), kWaitMs), 13);
-        Need(caller.WaitForFrame(13, kWaitMs, reply), 14);
+        Need(caller.WaitForFrame(Number(MessageType::S_MT_StatusReply), kWaitMs, reply), 14);
     }
 }
 
@@ -77,7 +78,8 @@ int main(int count, char** values) {
         CHostPipe host;
         DWORD systemError = 0;
         Need(host.Connect(mark, kWaitMs, systemError), 5);
-        const std::string frame = BuildFrame(WriteEnvelope(1, Json::Value(Utf16ToUtf8(commandLine))));
+        const std::string frame =
+            BuildFrame(WriteEnvelope(Number(MessageType::S_MT_InitWxApp), Json::Value(Utf16ToUtf8(commandLine))));
         Need(host.SendBytes(frame.substr(0, frame.size() / 2), kWaitMs), 6);
         reach(KillStage::HandingOver);
         Need(host.SendBytes(frame.substr(frame.size() / 2), kWaitMs), 7);
@@ -86,7 +88,7 @@ int main(int count, char** values) {
     }
     reach(KillStage::HandedOver);
     ReceivedFrame notice;
-    Need(caller.WaitForFrame(12, kWaitMs, notice), 9);
+    Need(caller.WaitForFrame(Number(MessageType::S_MT_InitReply), kWaitMs, notice), 9);
     reach(KillStage::Talking);
     Talk(caller);
 }

@@ -1,4 +1,4 @@
-// What killed_caller and the test that kills it agree on.
+// What killed_caller and the test that kills it share.
 #pragma once
 
 enum class KillStage { Starting, Serving, HandingOver, HandedOver, Talking };

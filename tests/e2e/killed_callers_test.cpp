@@ -1,4 +1,4 @@
-// Callers that are killed at random moments, two hundred of them, against one helper that goes on.
+// Callers that are killed at random moments, two hundred of them, against one helper that survives.
 #include <algorithm>
 #include <array>
 #include <cstdio>
@@ -24,7 +24,7 @@ constexpr unsigned kProgramEvery = 8;
 // A vanished caller's pipe is looked for once a minute, and the table is looked through every ten seconds.
 constexpr std::uint32_t kLetGoMs = 60000 + kPruneMs + kLongMs;
 
-// What the helper's log says at every look through the table, with the number of services behind it.
+// What the helper's log says at every look through the table, with the number of services after it.
 constexpr const char* kLook = "m_mWxExInstance = ";
 
 class KilledCallers : public CEndToEnd {
@@ -142,10 +142,12 @@ TEST_F(KilledCallers, TwoHundredAtRandomMomentsLeaveAHelperThatServesTheNext) {
     const auto fresh = Serve("fresh");
     ASSERT_EQ(fresh->StartHelper(MakeStart()), CallerResult::Ok);
     ReceivedFrame notice;
-    ASSERT_EQ(fresh->WaitForFrame(12, kLongMs, notice), CallerResult::Ok);
+    ASSERT_EQ(fresh->WaitForFrame(Number(MessageType::S_MT_InitReply), kLongMs, notice), CallerResult::Ok);
     Json::Value open = ServiceContent("fresh");
     open["p1"] = JsonOf(MiniAppOpen("task"));
-    EXPECT_TRUE(Ask(*fresh, 6, open, 17)["result"].isString());
+    EXPECT_TRUE(
+        Ask(*fresh, MessageType::WM_COPY_DATA_MSG_IPC_GET_OPEN, open, MessageType::S_MT_OpenMiniAppReply)["result"]
+            .isString());
     ExpectServed(*fresh);
     AskToExit(*fresh);
     EXPECT_EQ(fresh->WaitForLoss(kLongMs), CallerResult::Ok);

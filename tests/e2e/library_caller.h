@@ -1,5 +1,5 @@
-// The caller of the end-to-end tests: nexlet_client.dll with the face of CCaller, which tests that send broken frames
-// use in its place.
+// The caller of the end-to-end tests: nexlet_client.dll with the operations of CCaller, which tests that send broken
+// frames use in its place.
 #pragma once
 
 #include <cstdint>
@@ -19,7 +19,7 @@ class CLibraryCaller {
     CallerResult Open();
     void Close() { m_client.Close(); }
 
-    // Starts the program, also when a helper runs: what a second start does is for the tests to see.
+    // Starts the program, also when a helper runs: the tests look at what a second start does.
     CallerResult StartHelper(HelperStart start);
 
     CallerResult Send(int nType, const Json::Value& content, std::uint32_t timeoutMs);

@@ -21,7 +21,7 @@ bool MessageWindowExists(const std::wstring& mark) {
 
 class Lifecycle : public CEndToEnd {
   protected:
-    // "/from:MARK", with whatever stands behind.
+    // "/from:MARK", and what follows.
     std::wstring From(const std::wstring& rest = {}) const { return L"/from:" + m_strMark + rest; }
 
     // Starts a helper for a caller of another mark, which has to run beside the first.
@@ -30,7 +30,7 @@ class Lifecycle : public CEndToEnd {
         ASSERT_EQ(other.StartHelper(MakeStart()), CallerResult::Ok);
         ASSERT_TRUE(second.Attach(other.ProcessId()));
         ReceivedFrame notice;
-        EXPECT_EQ(other.WaitForFrame(12, kLongMs, notice), CallerResult::Ok);
+        EXPECT_EQ(other.WaitForFrame(Number(MessageType::S_MT_InitReply), kLongMs, notice), CallerResult::Ok);
         EXPECT_TRUE(second.IsRunning());
         EXPECT_TRUE(m_helper.IsRunning());
     }
@@ -39,10 +39,11 @@ class Lifecycle : public CEndToEnd {
 TEST_F(Lifecycle, RequestOnTheHostsPipeForAnUnknownServiceMakesAnInstance) {
     StartHelper();
     const auto other = Serve("other");
-    SendToHost(7, QuickRequest("other", 99));
+    SendToHost(Number(MessageType::S_MT_OpenMiniAppSuccessfully), QuickRequest("other", 99));
     ReceivedFrame reply;
     ASSERT_EQ(other->WaitForFrame(0, kLongMs, reply), CallerResult::Ok);
-    EXPECT_EQ(reply.nType, 13) << "no ready notice: that one goes to the service of a command line";
+    EXPECT_EQ(reply.nType, Number(MessageType::S_MT_StatusReply))
+        << "no ready notice: that one is for the service of a command line";
     EXPECT_EQ(reply.content["tag"].asInt(), 99);
     ExpectServed(*other);
     ExpectServed();
@@ -55,7 +56,7 @@ TEST_F(Lifecycle, CallerWithoutAPipeIsTriedOnceAndNeverAgain) {
     EXPECT_TRUE(Log().Has("]pClientContext->GetPipe()"));
     EXPECT_TRUE(Log().Has("]Failed to connect to server!"));
     const auto late = Serve("nobody");
-    SendToHost(7, QuickRequest("nobody", 0));
+    SendToHost(Number(MessageType::S_MT_OpenMiniAppSuccessfully), QuickRequest("nobody", 0));
     EXPECT_TRUE(Log().WaitFor("service ipc not init", kLongMs, 2));
     EXPECT_EQ(late->Connections(), 0u);
     EXPECT_EQ(Log().Count("]Failed to connect to server!"), 1u);
@@ -69,7 +70,7 @@ TEST_F(Lifecycle, SecondStartHandsItsServiceOverAndEnds) {
     CHelperProcess forwarder;
     ASSERT_TRUE(forwarder.Attach(second->ProcessId()));
     ReceivedFrame notice;
-    ASSERT_EQ(second->WaitForFrame(12, kLongMs, notice), CallerResult::Ok);
+    ASSERT_EQ(second->WaitForFrame(Number(MessageType::S_MT_InitReply), kLongMs, notice), CallerResult::Ok);
     EXPECT_EQ(forwarder.WaitForEnd(kLongMs), 0u);
     EXPECT_TRUE(forwarder.Log().Has("exe mutex exist"));
     EXPECT_TRUE(forwarder.Log().Has("SIPC unexpected wait result."));
@@ -88,14 +89,14 @@ TEST_F(Lifecycle, SecondStartHandsItsServiceOverAndEnds) {
                   "bIsDelayedDestroy = 1"));
 
     // Once its instance is gone the same service may be asked for again, and gets a connection again.
-    SendToHost(7, QuickRequest("second", 77));
+    SendToHost(Number(MessageType::S_MT_OpenMiniAppSuccessfully), QuickRequest("second", 77));
     ASSERT_EQ(second->WaitForConnection(kLongMs), CallerResult::Ok);
     ReceivedFrame reply;
-    ASSERT_EQ(second->WaitForFrame(13, kLongMs, reply), CallerResult::Ok);
+    ASSERT_EQ(second->WaitForFrame(Number(MessageType::S_MT_StatusReply), kLongMs, reply), CallerResult::Ok);
     EXPECT_EQ(reply.content["tag"].asInt(), 77);
 }
 
-// Who wins is a race, so it is run twenty times.
+// The winner is a matter of a race, so it is run twenty times.
 class TwoStarts : public Lifecycle, public testing::WithParamInterface<int> {};
 
 TEST_P(TwoStarts, AtOnceLeaveOneHelperThatServesBoth) {
@@ -107,8 +108,10 @@ TEST_P(TwoStarts, AtOnceLeaveOneHelperThatServesBoth) {
     ASSERT_TRUE(one.Attach(m_caller->ProcessId()));
     ASSERT_TRUE(two.Attach(second->ProcessId()));
     ReceivedFrame notice;
-    EXPECT_EQ(m_caller->WaitForFrame(12, kLongMs, notice), CallerResult::Ok) << one.Log().Tail();
-    EXPECT_EQ(second->WaitForFrame(12, kLongMs, notice), CallerResult::Ok) << two.Log().Tail();
+    EXPECT_EQ(m_caller->WaitForFrame(Number(MessageType::S_MT_InitReply), kLongMs, notice), CallerResult::Ok)
+        << one.Log().Tail();
+    EXPECT_EQ(second->WaitForFrame(Number(MessageType::S_MT_InitReply), kLongMs, notice), CallerResult::Ok)
+        << two.Log().Tail();
     const HANDLE processes[] = {m_caller->ProcessHandle(), second->ProcessHandle()};
     const DWORD ended = WaitForMultipleObjects(2, processes, FALSE, kLongMs);
     ASSERT_TRUE(ended == WAIT_OBJECT_0 || ended == WAIT_OBJECT_0 + 1);
@@ -165,7 +168,7 @@ TEST_F(Lifecycle, StartWithoutAServiceHasNoPipeAndNoTimers) {
     EXPECT_TRUE(MutexExists(m_strMark));
     EXPECT_FALSE(MessageWindowExists(m_strMark));
     EXPECT_FALSE(PipeExists(HostPipeName(m_strMark)));
-    // A second start finds the name held and nobody to talk to.
+    // A second start finds the name held and no host to talk to.
     CHelperProcess second;
     ASSERT_TRUE(second.Start(m_sandbox.Exe(), From()));
     EXPECT_EQ(second.WaitForEnd(kLongMs), 0u);
@@ -184,11 +187,11 @@ TEST_F(Lifecycle, RequestOnTheCommandLineIsAnsweredBeforeTheReadyNotice) {
     ASSERT_TRUE(m_helper.Attach(m_caller->ProcessId()));
     ReceivedFrame first;
     ASSERT_EQ(m_caller->WaitForFrame(0, kLongMs, first), CallerResult::Ok);
-    EXPECT_EQ(first.nType, 13);
+    EXPECT_EQ(first.nType, Number(MessageType::S_MT_StatusReply));
     EXPECT_EQ(first.content["tag"].asString(), "from the command line");
     ReceivedFrame second;
     ASSERT_EQ(m_caller->WaitForFrame(0, kLongMs, second), CallerResult::Ok);
-    EXPECT_EQ(second.nType, 12);
+    EXPECT_EQ(second.nType, Number(MessageType::S_MT_InitReply));
 }
 
 // The result is RPC_E_CHANGED_MODE: the thread is in the single-threaded apartment already.
@@ -198,7 +201,8 @@ TEST_F(Lifecycle, SdkOfAnOpenOnTheCommandLineFindsTheApartmentOfTheMainThread) {
     ASSERT_TRUE(m_sandbox.Ready());
     ASSERT_NO_FATAL_FAILURE(StartHelperOnAnOpen(MiniAppOpen("t")));
     ReceivedFrame notice;
-    ASSERT_EQ(m_caller->WaitForFrame(12, kLongMs, notice), CallerResult::Ok) << Log().Tail();
+    ASSERT_EQ(m_caller->WaitForFrame(Number(MessageType::S_MT_InitReply), kLongMs, notice), CallerResult::Ok)
+        << Log().Tail();
     EXPECT_NE(m_sandbox.OceanCalls().find("com " + std::to_string(0x80010106u) + "\n"), std::string::npos)
         << m_sandbox.OceanCalls();
 }
@@ -223,7 +227,7 @@ TEST_F(Lifecycle, TypeNineOnTheCommandLineDestroysNothing) {
     EXPECT_TRUE(Log().Has("DealWithMsg end"));
 }
 
-TEST_F(Lifecycle, TypeThatIsNoNumberEndsTheStartingProcess) {
+TEST_F(Lifecycle, TypeThatIsNotANumberEndsTheStartingProcess) {
     StartBare(From(L" /service_id:svc /type:abc"));
     EXPECT_EQ(m_helper.WaitForEnd(kLongMs), kUncaughtException);
 }
@@ -233,7 +237,7 @@ TEST_F(Lifecycle, TypeOutOfRangeEndsTheStartingProcess) {
     EXPECT_EQ(m_helper.WaitForEnd(kLongMs), kUncaughtException);
 }
 
-TEST_F(Lifecycle, TypeThatIsNoNumberEndsTheForwarderAndLeavesTheHostAlone) {
+TEST_F(Lifecycle, TypeThatIsNotANumberEndsTheForwarderAndLeavesTheHostAlone) {
     StartHelper();
     CHelperProcess second;
     ASSERT_TRUE(second.Start(m_sandbox.Exe(), From(L" /service_id:svc /type:abc")));
@@ -241,9 +245,9 @@ TEST_F(Lifecycle, TypeThatIsNoNumberEndsTheForwarderAndLeavesTheHostAlone) {
     ExpectServed();
 }
 
-TEST_F(Lifecycle, ForwardedCommandLineWithATypeThatIsNoNumberEndsTheHost) {
+TEST_F(Lifecycle, ForwardedCommandLineWithATypeThatIsNotANumberEndsTheHost) {
     StartHelper();
-    SendToHost(1, Utf16ToUtf8(From(L" /service_id:svc /type:abc")));
+    SendToHost(Number(MessageType::S_MT_InitWxApp), Utf16ToUtf8(From(L" /service_id:svc /type:abc")));
     EXPECT_EQ(m_helper.WaitForEnd(kLongMs), kUncaughtException);
 }
 
@@ -262,12 +266,14 @@ TEST_F(Lifecycle, HostAcknowledgesACommandLineWithOneByte) {
     CHostPipe host;
     DWORD systemError = 0;
     ASSERT_EQ(host.Connect(m_strMark, kLongMs, systemError), CallerResult::Ok) << systemError;
-    ASSERT_EQ(host.Send(1, Utf16ToUtf8(From(L" /service_id:svc")), kLongMs), CallerResult::Ok);
+    ASSERT_EQ(host.Send(Number(MessageType::S_MT_InitWxApp), Utf16ToUtf8(From(L" /service_id:svc")), kLongMs),
+              CallerResult::Ok);
     std::string payload;
     ASSERT_EQ(host.WaitForPayload(kLongMs, payload), CallerResult::Ok);
     EXPECT_EQ(payload, kHostAcknowledgement);
     ReceivedFrame notice;
-    EXPECT_EQ(m_caller->WaitForFrame(12, kLongMs, notice), CallerResult::Ok) << "the ready notice comes again";
+    EXPECT_EQ(m_caller->WaitForFrame(Number(MessageType::S_MT_InitReply), kLongMs, notice), CallerResult::Ok)
+        << "the ready notice comes again";
 }
 
 TEST_F(Lifecycle, HostServesOneCommandLineAfterTheOther) {
@@ -277,7 +283,8 @@ TEST_F(Lifecycle, HostServesOneCommandLineAfterTheOther) {
         DWORD systemError = 0;
         ASSERT_EQ(host.Connect(m_strMark, kLongMs, systemError), CallerResult::Ok)
             << "round " << i << " " << systemError;
-        ASSERT_EQ(host.Send(1, Utf16ToUtf8(From(L" /service_id:svc")), kLongMs), CallerResult::Ok);
+        ASSERT_EQ(host.Send(Number(MessageType::S_MT_InitWxApp), Utf16ToUtf8(From(L" /service_id:svc")), kLongMs),
+                  CallerResult::Ok);
         std::string payload;
         ASSERT_EQ(host.WaitForPayload(kLongMs, payload), CallerResult::Ok) << "round " << i;
     }
@@ -320,7 +327,7 @@ TEST_F(Lifecycle, DelayedCheckHoldsTheInstanceUntilItsTimeIsUp) {
         Json::Value content(Json::objectValue);
         content["p1"] =
             std::string(R"({"interval":)") + interval + R"(,"type":"miniApp","taskId":"none","from":"e2e"})";
-        ASSERT_EQ(m_caller->Send(8, content, kLongMs), CallerResult::Ok);
+        ASSERT_EQ(m_caller->Send(Number(MessageType::S_MT_DelayCheckWndStatus), content, kLongMs), CallerResult::Ok);
     }
     AskToExit();
     EXPECT_EQ(m_helper.WaitForEnd(kLongMs), 0u);
@@ -354,11 +361,11 @@ TEST_F(MarkMl, StaysWhenItsTableIsEmpty) {
     AskToExit();
     EXPECT_TRUE(Log().WaitFor("is ml", kLongMs));
     EXPECT_TRUE(m_helper.IsRunning());
-    // Somebody new may come.
+    // A new caller may come.
     const auto late = Serve("late");
-    SendToHost(7, QuickRequest("late", 0));
+    SendToHost(Number(MessageType::S_MT_OpenMiniAppSuccessfully), QuickRequest("late", 0));
     ReceivedFrame reply;
-    EXPECT_EQ(late->WaitForFrame(13, kLongMs, reply), CallerResult::Ok);
+    EXPECT_EQ(late->WaitForFrame(Number(MessageType::S_MT_StatusReply), kLongMs, reply), CallerResult::Ok);
     EXPECT_TRUE(m_helper.IsRunning());
 }
 

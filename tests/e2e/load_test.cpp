@@ -50,9 +50,12 @@ class Load : public CEndToEnd {
         Callers callers;
         for (int i = 0; i < kServices; ++i) {
             callers.push_back(Serve("svc" + std::to_string(generation) + "_" + std::to_string(i)));
-            SendToHost(7, QuickRequest(callers.back()->ServiceId(), -1));
+            SendToHost(Number(MessageType::S_MT_OpenMiniAppSuccessfully),
+                       QuickRequest(callers.back()->ServiceId(), -1));
             ReceivedFrame reply;
-            EXPECT_EQ(callers.back()->WaitForFrame(13, kLongMs, reply), CallerResult::Ok) << i;
+            EXPECT_EQ(callers.back()->WaitForFrame(Number(MessageType::S_MT_StatusReply), kLongMs, reply),
+                      CallerResult::Ok)
+                << i;
         }
         LeaveHost();
         return callers;
@@ -130,7 +133,7 @@ class Load : public CEndToEnd {
         m_leaving.push_back(std::move(callers));
     }
 
-    // Until the helper has let go of all who wanted to leave but the latest of them.
+    // Until the helper has dropped all callers that asked to leave, except the latest of them.
     void WaitUntilLeft(std::size_t generationsBut) {
         for (; m_leaving.size() > generationsBut; m_leaving.pop_front()) {
             for (const auto& pCaller : m_leaving.front()) {

@@ -94,7 +94,7 @@ TEST_F(OpenWithWindow, IsOnTheScreenUntilTheTargetsWindowComesAndLeavesTheFocusA
     ExpectServed();
 }
 
-TEST_F(OpenWithWindow, GoesWhenItsTimeIsUpAndTheOpenStands) {
+TEST_F(OpenWithWindow, ClosesWhenItsTimeIsUpAndTheOpenContinues) {
     EXPECT_EQ(Open(Request(300)), "1");
     EXPECT_TRUE(Log().WaitFor("OnTimer TIMER_ID_DELYA_CLOSE", kLongMs));
     EXPECT_TRUE(WaitUntil([] { return AnyLoadingWindow() == nullptr; }));

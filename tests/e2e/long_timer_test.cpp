@@ -18,7 +18,7 @@ TEST_F(LongTimerOfMl, EndsAHelperWhoseTableIsEmptyElevenMinutesAfterTheLastReque
     ASSERT_TRUE(Log().WaitFor("is ml", kLongMs, 2));
     // A request that names no service makes none, and moves the end all the same.
     const ULONGLONG askedAt = GetTickCount64();
-    SendToHost(7, Json::Value(Json::objectValue));
+    SendToHost(Number(MessageType::S_MT_OpenMiniAppSuccessfully), Json::Value(Json::objectValue));
     ASSERT_TRUE(Log().WaitFor("receive MessageType::S_MT_OpenMiniAppSuccessfully", kLongMs));
     LeaveHost();
     EXPECT_EQ(m_helper.WaitForEnd(kLongTimerMs + kLongMs), 0u) << Log().Tail();
@@ -34,7 +34,7 @@ TEST_F(LongTimer, RefusedIntervalKeepsTheHelperWhateverBecomesOfItsCaller) {
     StartHelper();
     Json::Value content(Json::objectValue);
     content["p1"] = R"({"interval":-1,"type":"miniApp","taskId":"none","from":"e2e"})";
-    ASSERT_EQ(m_caller->Send(8, content, kLongMs), CallerResult::Ok);
+    ASSERT_EQ(m_caller->Send(Number(MessageType::S_MT_DelayCheckWndStatus), content, kLongMs), CallerResult::Ok);
     ASSERT_TRUE(Log().WaitFor("Invalid interval, exiting thread", kLongMs));
     AskToExit();
     ASSERT_TRUE(Log().WaitFor("DelayedDestroyThread end, strServiceId = svc", kLongMs));
@@ -42,7 +42,7 @@ TEST_F(LongTimer, RefusedIntervalKeepsTheHelperWhateverBecomesOfItsCaller) {
     ASSERT_TRUE(Log().WaitFor("CheckzoltDLLThread end,     = svc", 3 * kLongMs));
     const std::size_t looks = Log().FindAll("m_mWxExInstance = 1").size();
     EXPECT_TRUE(Log().WaitFor("m_mWxExInstance = 1", kLongMs, looks + 2)) << "neither flag lets it go";
-    // The longer timer finds it there as well, and goes on.
+    // The longer timer finds it there as well, and continues.
     EXPECT_TRUE(Log().WaitFor("has instance", kLongTimerMs)) << Log().Tail();
     EXPECT_TRUE(m_helper.IsRunning());
     EXPECT_FALSE(Log().Has("Check timeout, exit process end"));

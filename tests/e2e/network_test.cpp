@@ -1,5 +1,5 @@
-// What the real helper sends over the network: its beacons and the daily configuration. A proxy of the test stands for
-// every host, by the setting of this prefix's user.
+// What the real helper sends over the network: its beacons and the daily configuration. A proxy of the test takes the
+// place of every host, by the setting of this prefix's user.
 #include "tests/e2e/proxied.h"
 
 #include "tests/support/system_version.h"

@@ -22,7 +22,8 @@ TEST_F(OpenMiniApp, WholeExchangeFromReadyNoticeToExit) {
     content["service_id"] = m_strService;
     content["p1"] = JsonOf(MiniAppOpen("task-1"));
     content["mine"] = "echoed";
-    const Json::Value reply = Ask(6, content, 17);
+    const Json::Value reply =
+        Ask(MessageType::WM_COPY_DATA_MSG_IPC_GET_OPEN, content, MessageType::S_MT_OpenMiniAppReply);
     EXPECT_EQ(reply["result"].asString(), "1");
     EXPECT_EQ(reply["ret"].asString(), "0") << "an open never says yes under ret";
     EXPECT_EQ(reply["p1"], content["p1"]);
@@ -52,7 +53,7 @@ TEST_F(OpenMiniApp, WholeExchangeFromReadyNoticeToExit) {
     EXPECT_TRUE(log.Has("erase it ,is service id svc, nDelayedTaskCount = 0, bDLLWndExist = 1, bIsDelayedDestroy = 1"));
     EXPECT_TRUE(log.Has("]begin destruct strServiceId = svc "));
     EXPECT_TRUE(log.Has("ovrinse Check procee exit begin"));
-    EXPECT_FALSE(log.Has("process exit!")) << "that line stands behind the end of the process";
+    EXPECT_FALSE(log.Has("process exit!")) << "that line comes after the end of the process";
 }
 
 TEST_F(OpenMiniApp, PollOfPlainAndBrokenTextsTellsTheFixedWords) {
@@ -113,14 +114,14 @@ TEST_F(OpenMiniApp, SdkThatAnswersInsideTheCallDoesNotHangTheHelper) {
     ExpectServed();
 }
 
-TEST_F(OpenMiniApp, SdkWithAMissingExportIsNoSdk) {
+TEST_F(OpenMiniApp, SdkWithAMissingExportIsNotAnSdk) {
     ASSERT_NO_FATAL_FAILURE(Start(L"missing_export"));
     EXPECT_EQ(Open(MiniAppOpen("t")), "InitWxApi error");
     EXPECT_EQ(m_sandbox.OceanCalls(), "");
     ExpectServed();
 }
 
-TEST_F(OpenMiniApp, FileThatIsNoLibraryIsNoSdk) {
+TEST_F(OpenMiniApp, FileThatIsNotALibraryIsNotAnSdk) {
     ASSERT_NO_FATAL_FAILURE(Start(L"broken"));
     EXPECT_EQ(Open(MiniAppOpen("t")), "InitWxApi error");
     EXPECT_NE(Log().Find("load status="), "");
@@ -141,7 +142,7 @@ class OpenOnMlHost : public CEndToEnd {
     OpenOnMlHost() : CEndToEnd(L"xml") {}
 };
 
-TEST_F(OpenOnMlHost, SdkLiesInTheSdkPathItself) {
+TEST_F(OpenOnMlHost, SdkIsInTheSdkPathItself) {
     m_sandbox.LayOcean(L"good", /*mlHost=*/true);
     ASSERT_TRUE(m_sandbox.Ready());
     StartHelper();

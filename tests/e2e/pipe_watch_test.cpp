@@ -15,7 +15,7 @@ TEST_F(PipeWatch, CallerThatVanishesEndsTheHelperWithinItsMinuteAndOneThatStaysD
     CHelperProcess staying;
     ASSERT_TRUE(staying.Attach(other.ProcessId()));
     ReceivedFrame notice;
-    ASSERT_EQ(other.WaitForFrame(12, kLongMs, notice), CallerResult::Ok);
+    ASSERT_EQ(other.WaitForFrame(Number(MessageType::S_MT_InitReply), kLongMs, notice), CallerResult::Ok);
 
     const ULONGLONG startedAt = GetTickCount64();
     const std::wstring pipe = m_caller->PipeName();

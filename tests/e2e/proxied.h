@@ -1,5 +1,5 @@
-// End-to-end tests that see the network: a proxy of the test stands for every host, by the setting of the prefix's
-// user. Such tests run one at a time in their prefix.
+// End-to-end tests that see the network: a proxy of the test takes the place of every host, by the setting of the
+// prefix's user. Such tests run one at a time in their prefix.
 #pragma once
 
 #include "tests/support/http_test_server.h"

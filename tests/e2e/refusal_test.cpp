@@ -109,7 +109,9 @@ TEST_F(Refusals, HostsPipeRefusesTheSameWay) {
         EXPECT_TRUE(Log().WaitFor(refusal.line, kLongMs, before + 1));
     }
     // Nothing came back for any of them: the first thing that does is the acknowledgement of a command line.
-    ASSERT_EQ(host.Send(1, "/from:" + std::string(m_strMark.begin(), m_strMark.end()), kLongMs), CallerResult::Ok);
+    ASSERT_EQ(host.Send(Number(MessageType::S_MT_InitWxApp), "/from:" + std::string(m_strMark.begin(), m_strMark.end()),
+                        kLongMs),
+              CallerResult::Ok);
     std::string payload;
     ASSERT_EQ(host.WaitForPayload(kLongMs, payload), CallerResult::Ok);
     EXPECT_EQ(payload, kHostAcknowledgement);
@@ -120,16 +122,16 @@ TEST_F(Refusals, PayloadIsCutAtItsFirstZeroByte) {
     ASSERT_EQ(m_caller->SendPayload(R"({"content":{"p1":"{}","tag":1},"message_type":7})"s + "\0 anything"s, kLongMs),
               CallerResult::Ok);
     ReceivedFrame reply;
-    ASSERT_EQ(m_caller->WaitForFrame(13, kLongMs, reply), CallerResult::Ok);
+    ASSERT_EQ(m_caller->WaitForFrame(Number(MessageType::S_MT_StatusReply), kLongMs, reply), CallerResult::Ok);
     EXPECT_EQ(reply.content["tag"].asInt(), 1);
 }
 
-TEST_F(Refusals, TextBehindTheEnvelopeAndCommentsInItAreNoRefusal) {
+TEST_F(Refusals, TextAfterTheEnvelopeAndCommentsInItAreNotRefused) {
     StartHelper();
     ASSERT_EQ(m_caller->SendPayload(R"(/* why */ {"content":{"p1":"{}","tag":2},"message_type":7} and more)", kLongMs),
               CallerResult::Ok);
     ReceivedFrame reply;
-    ASSERT_EQ(m_caller->WaitForFrame(13, kLongMs, reply), CallerResult::Ok);
+    ASSERT_EQ(m_caller->WaitForFrame(Number(MessageType::S_MT_StatusReply), kLongMs, reply), CallerResult::Ok);
     EXPECT_EQ(reply.content["tag"].asInt(), 2);
 }
 
@@ -160,10 +162,10 @@ TEST_F(Refusals, ChannelIdOfTheWrongKindEndsTheStartingHelper) {
     ASSERT_TRUE(m_helper.Attach(m_caller->ProcessId()));
     EXPECT_EQ(m_helper.WaitForEnd(kLongMs), kUncaughtException);
     ReceivedFrame frame;
-    EXPECT_EQ(m_caller->WaitForFrame(12, kLongMs, frame), CallerResult::Gone);
+    EXPECT_EQ(m_caller->WaitForFrame(Number(MessageType::S_MT_InitReply), kLongMs, frame), CallerResult::Gone);
 }
 
-TEST_F(Refusals, ChannelThatIsNoJsonIsALogLine) {
+TEST_F(Refusals, ChannelThatIsNotJsonIsALogLine) {
     HelperStart start;
     start.strChannel = "no json";
     StartHelper(start);

@@ -94,7 +94,7 @@ TEST_F(StandIn, SilenceTimesOut) {
     EXPECT_TRUE(m_client.Helper().ended == 0);
 }
 
-TEST_F(StandIn, CutFrameTimesOutWhileTheConnectionStands) {
+TEST_F(StandIn, CutFrameTimesOutWhileTheConnectionIsUp) {
     ASSERT_EQ(Start("on 2\ncut 12 reply {\"result\":\"x\"}"), NEXLET_OK);
     EXPECT_EQ(m_client.Status(kShortMs).result, NEXLET_TIMEOUT);
 }

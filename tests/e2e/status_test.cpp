@@ -34,12 +34,16 @@ class AppStatus : public CEndToEnd {
         RegDeleteTreeW(HKEY_CURRENT_USER, kStatusKey);
         RegDeleteTreeW(HKEY_CURRENT_USER, L"SOFTWARE\\qimei");
     }
-    std::string StatusText() { return Ask(2, Json::Value(Json::objectValue), 13)["result"].asString(); }
+    std::string StatusText() {
+        return Ask(MessageType::S_MT_GetWxAppStatus, Json::Value(Json::objectValue),
+                   MessageType::S_MT_StatusReply)["result"]
+            .asString();
+    }
     Json::Value Status() { return JsonOf(StatusText()); }
     std::filesystem::path App() const { return m_sandbox.SdkPath(); }
 };
 
-TEST_F(AppStatus, MachineWithTheMiniProgramApplicationAlone) {
+TEST_F(AppStatus, AMachineWithTheMiniProgramApplicationAloneSaysSo) {
     StartHelper();
     EXPECT_EQ(
         StatusText(),
@@ -88,7 +92,9 @@ TEST_F(AppStatus, EncryptedStatusIsThePlainOneWithTheIdentity) {
     EXPECT_EQ(plain["yyb_login"].asString(), "1");
     plain["qimei32"] = "qone_32";
     plain["qimei36"] = "qone_36";
-    const std::string result = Ask(3, Json::Value(Json::objectValue), 14)["result"].asString();
+    const std::string result = Ask(MessageType::S_MT_GetWxAppStatusEncrypt, Json::Value(Json::objectValue),
+                                   MessageType::S_MT_StatusEncryptReply)["result"]
+                                   .asString();
     EXPECT_EQ(OpenedEnvelope(result), WriteJson(plain));
 }
 
@@ -97,7 +103,7 @@ TEST_F(AppStatus, IdentityComesFromTheSdkAndStaysInTheRegistry) {
     StartHelper();
     Json::Value content(Json::objectValue);
     content["mine"] = "echoed";
-    const Json::Value reply = Ask(4, content, 15);
+    const Json::Value reply = Ask(MessageType::S_MT_GetWxAppQIMEI, content, MessageType::S_MT_QIMEIReply);
     EXPECT_EQ(WriteJson(reply), R"({"mine":"echoed","strQ32":"qone_32","strQ36":"qone_36"})");
     wchar_t stored[32] = {};
     DWORD size = sizeof stored;
@@ -107,7 +113,9 @@ TEST_F(AppStatus, IdentityComesFromTheSdkAndStaysInTheRegistry) {
 
 TEST_F(AppStatus, IdentityWithoutASourceIsTwoEmptyTexts) {
     StartHelper();
-    EXPECT_EQ(WriteJson(Ask(4, Json::Value(Json::objectValue), 15)), R"({"strQ32":"","strQ36":""})");
+    EXPECT_EQ(
+        WriteJson(Ask(MessageType::S_MT_GetWxAppQIMEI, Json::Value(Json::objectValue), MessageType::S_MT_QIMEIReply)),
+        R"({"strQ32":"","strQ36":""})");
     EXPECT_TRUE(Log().Has("Yyb sdk is not new version"));
 }
 
@@ -115,7 +123,7 @@ TEST_F(AppStatus, TextUnderTheEnvelopeCanBeOpened) {
     StartHelper();
     Json::Value content(Json::objectValue);
     content["p1"] = R"({"text":"文 text"})";
-    const Json::Value reply = Ask(5, content, 16);
+    const Json::Value reply = Ask(MessageType::S_MT_GetRSAEncrypt, content, MessageType::S_MT_RSAEncryptReply);
     EXPECT_EQ(OpenedEnvelope(reply["result"].asString()), "文 text");
     EXPECT_EQ(reply["p1"], content["p1"]);
 }

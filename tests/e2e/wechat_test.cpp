@@ -185,7 +185,7 @@ TEST_F(OpenPage, AnOpenWithWindowAndShortcutRunsToItsEnd) {
     Json::Value content(Json::objectValue);
     content["service_id"] = m_strService;
     content["p1"] = WriteJson(follow);
-    ASSERT_EQ(m_caller->Send(8, content, kLongMs), CallerResult::Ok);
+    ASSERT_EQ(m_caller->Send(Number(MessageType::S_MT_DelayCheckWndStatus), content, kLongMs), CallerResult::Ok);
     ASSERT_TRUE(Log().WaitFor("print strResult=Loading, bLastCall = 0", kLongMs));
 
     EXPECT_EQ(CodeBeacon(), ExpectedBeacon(1));
@@ -258,7 +258,7 @@ TEST_F(OpenPage, AShortcutNeedsTheWishAndTheSwitch) {
     EXPECT_EQ(Targets("pictures.invalid").size(), 1u);
 }
 
-TEST_F(OpenPage, TheCodeStandsBetweenTwoQuestionMarks) {
+TEST_F(OpenPage, TheCodeIsBetweenTwoQuestionMarks) {
     const CSwitch on(1);
     Start();
     Open(ShortcutOpen());
@@ -307,7 +307,7 @@ TEST_F(OpenPage, AMachineWithoutShellLinksIsCodeFive) {
     EXPECT_TRUE(std::filesystem::exists(Cached(L".ico")));
 }
 
-TEST_F(OpenPage, APngUnderTheNameOfAJpegGetsItsOwnExtensionBehindThatName) {
+TEST_F(OpenPage, APngUnderTheNameOfAJpegGetsItsOwnExtensionAfterThatName) {
     m_strName += L".jpg";
     ExpectCode(1);
     EXPECT_TRUE(std::filesystem::exists(Cached(L".png"))) << Cached(L".png");
@@ -353,14 +353,14 @@ TEST_F(OpenPage, AFollowedOpenWithoutItsWindowEndsAsAFailure) {
     Json::Value content(Json::objectValue);
     content["service_id"] = m_strService;
     content["p1"] = WriteJson(follow);
-    ASSERT_EQ(m_caller->Send(8, content, kLongMs), CallerResult::Ok);
+    ASSERT_EQ(m_caller->Send(Number(MessageType::S_MT_DelayCheckWndStatus), content, kLongMs), CallerResult::Ok);
     EXPECT_TRUE(WaitForTargets("http://dots.invalid:80/not_opened", 1));
     EXPECT_EQ(Log().Count("print strResult=Loading, bLastCall = 0"), 1u);
     EXPECT_EQ(Log().Count("print strResult=Loading, bLastCall = 1"), 1u);
     EXPECT_EQ(Poll(), "0");
 }
 
-// Requests come and go while pictures are fetched: nobody waits for them, and every shortcut has its own copies.
+// Requests come and go while pictures are fetched: no request waits for them, and every shortcut has its own copies.
 TEST_F(OpenPage, ASlowPictureKeepsNoCallerWaiting) {
     const CSwitch on(1);
     CTestEvent delivered;

@@ -121,7 +121,8 @@ class WholeOpen : public CProxied, public ::testing::WithParamInterface<Route> {
         Json::Value content = ServiceContent(m_strService);
         content["p1"] = WithMore(JsonOf(GetParam().open));
         content["mine"] = "echoed";
-        const Json::Value reply = Ask(6, content, 17);
+        const Json::Value reply =
+            Ask(MessageType::WM_COPY_DATA_MSG_IPC_GET_OPEN, content, MessageType::S_MT_OpenMiniAppReply);
         content["result"] = GetParam().word;
         content["ret"] = "0";
         EXPECT_EQ(reply, content) << "the request comes back with two keys";
@@ -131,7 +132,7 @@ class WholeOpen : public CProxied, public ::testing::WithParamInterface<Route> {
     void CheckDelayed() {
         Json::Value content(Json::objectValue);
         content["p1"] = RunStatus(kInterval);
-        ASSERT_EQ(m_caller->Send(8, content, kLongMs), CallerResult::Ok);
+        ASSERT_EQ(m_caller->Send(Number(MessageType::S_MT_DelayCheckWndStatus), content, kLongMs), CallerResult::Ok);
         ASSERT_TRUE(Log().WaitFor("print strResult=Loading, bLastCall = 0", kLongMs));
         EXPECT_TRUE(Targets("caller.invalid").empty()) << "nothing is fetched while the open is under way";
         m_gate.Set();
@@ -178,7 +179,7 @@ class WholeOpen : public CProxied, public ::testing::WithParamInterface<Route> {
         ASSERT_EQ(seen.size(), paths.size()) << ::testing::PrintToString(seen);
         for (std::size_t i = 0; i < paths.size(); ++i) {
             EXPECT_NE(seen[i].find(paths[i]), std::string::npos) << seen[i];
-            EXPECT_NE(seen[i].find("e2e-mid"), std::string::npos) << "the machine id stands in every one: " << seen[i];
+            EXPECT_NE(seen[i].find("e2e-mid"), std::string::npos) << "the machine id is in every one: " << seen[i];
         }
     }
 
@@ -328,7 +329,7 @@ TEST_P(WholeOpenThatFails, FetchesTheErrorUrlsAndEndsAsWell) {
     ASSERT_NO_FATAL_FAILURE(StartAndOpen());
     Json::Value content(Json::objectValue);
     content["p1"] = RunStatus(kInterval);
-    ASSERT_EQ(m_caller->Send(8, content, kLongMs), CallerResult::Ok);
+    ASSERT_EQ(m_caller->Send(Number(MessageType::S_MT_DelayCheckWndStatus), content, kLongMs), CallerResult::Ok);
     AskToExit();
     EXPECT_EQ(m_helper.WaitForEnd(kLongMs), 0u);
     EXPECT_EQ(Log().FirstOutOfOrder({"print strResult=Loading, bLastCall = 0", "print strResult=Loading, bLastCall = 0",

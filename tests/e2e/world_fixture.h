@@ -1,4 +1,4 @@
-// Tests of nexlet-world: worlds in a directory of their own, and what the machine's registry says before and behind.
+// Tests of nexlet-world: worlds in a directory of their own, and what the machine's registry says before and after.
 #pragma once
 
 #include <algorithm>
@@ -90,7 +90,7 @@ class CWorldTest : public CEndToEnd {
         ASSERT_EQ(m_caller->StartHelper(start), CallerResult::Ok) << m_caller->SystemError();
         ASSERT_TRUE(m_helper.Attach(m_caller->ProcessId()));
         ReceivedFrame notice;
-        ASSERT_EQ(m_caller->WaitForFrame(12, kLongMs, notice), CallerResult::Ok);
+        ASSERT_EQ(m_caller->WaitForFrame(Number(MessageType::S_MT_InitReply), kLongMs, notice), CallerResult::Ok);
     }
 
     void ExpectNothingLeft(const std::string& before) {

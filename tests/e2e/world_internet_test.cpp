@@ -14,7 +14,7 @@ keep user SOFTWARE\OvrinSe
 keep user SOFTWARE\qimei
 keep user "SOFTWARE\Microsoft\Windows\CurrentVersion\Internet Settings"
 internet clients/internet.exe
-# Wine fills its lists of certificates when somebody first asks for one.
+# Wine fills its lists of certificates at the first question for one.
 keep machine64 SOFTWARE\Microsoft\SystemCertificates
 keep user SOFTWARE\Microsoft\SystemCertificates
 file nexlet.exe app/bin/nexlet.exe
@@ -88,7 +88,7 @@ answer statistics.nexlet.invalid /static/a/* 204
     follow["errorLog"].append("https://caller.invalid/not_opened?a=b");
     Json::Value content = ServiceContent(m_strService);
     content["p1"] = WriteJson(follow);
-    ASSERT_EQ(m_caller->Send(8, content, kLongMs), CallerResult::Ok);
+    ASSERT_EQ(m_caller->Send(Number(MessageType::S_MT_DelayCheckWndStatus), content, kLongMs), CallerResult::Ok);
     EXPECT_EQ(Request("not_opened")["url"].asString(), "https://caller.invalid/not_opened?a=b");
     EXPECT_EQ(Requests("no such thing", "0").dwExitCode, 4u);
     EXPECT_EQ(Run({"requests", Utf8(m_directory)}).dwExitCode, 0u);
@@ -96,7 +96,7 @@ answer statistics.nexlet.invalid /static/a/* 204
     const ConsoleRun down = Down();
     EXPECT_EQ(down.dwExitCode, 0u) << down.strErr;
     ExpectNothingLeft(before);
-    EXPECT_EQ(Requests("x", "0").dwExitCode, 3u) << "there is no world any more";
+    EXPECT_EQ(Requests("x", "0").dwExitCode, 3u) << "the world has ended";
 }
 
 TEST_F(WorldInternet, WhatNoAnswerFitsIsNotThere) {
@@ -104,7 +104,7 @@ TEST_F(WorldInternet, WhatNoAnswerFitsIsNotThere) {
     ASSERT_NO_FATAL_FAILURE(StartHelperOfTheWorld());
     EXPECT_TRUE(Log().WaitFor("HttpContextText error", kLongMs));
     EXPECT_EQ(Request("info.txt")["status"].asUInt(), 404u);
-    // Answers are read anew for each request.
+    // Answers are read again for each request.
     std::ofstream(m_directory / "answers.txt", std::ios::binary) << "answer * /picture 200 file app/bin/nexlet.exe\n";
     EXPECT_EQ(Fetch(L"http://pictures.invalid/picture"), ReadAll(OwnFolder() + L"\\nexlet.exe"));
     EXPECT_EQ(Fetch(L"https://pictures.invalid/picture"), ReadAll(OwnFolder() + L"\\nexlet.exe"));
@@ -142,7 +142,7 @@ TEST_F(WorldInternet, AKilledUpGoesDownToWhatWasThere) {
     const std::string before = Exports();
     std::ofstream(m_root / "scenario", std::ios::binary)
         << kInternet << "process clients/one.exe\nscheme nexlet-world-test clients/WeChat.exe\ninstalled WeChat\n";
-    // With the process of the internet, in the middle of the user's proxy, and behind it.
+    // With the process of the internet, in the middle of the user's proxy, and after it.
     for (const std::size_t lines : {8u, 11u, 17u}) {
         CHelperProcess up;
         ASSERT_TRUE(up.Start(OwnFolder() + L"\\nexlet-world.exe",
@@ -171,7 +171,7 @@ TEST_F(WorldInternet, AKilledDownIsFinishedByTheNext) {
         ASSERT_TRUE(down.Start(OwnFolder() + L"\\nexlet-world.exe", L"down \"" + m_directory.wstring() + L"\""));
         WaitForSingleObject(down.Handle(), afterMs);
         down.Kill();
-        // It may have been quicker, and there is no world any more.
+        // It may have been quicker, and the world has ended.
         const ConsoleRun again = Down();
         EXPECT_TRUE(again.dwExitCode == 0 || (again.dwExitCode == 3 && !std::filesystem::exists(m_directory)))
             << again.strErr;
@@ -179,7 +179,7 @@ TEST_F(WorldInternet, AKilledDownIsFinishedByTheNext) {
     ExpectNothingLeft(before);
 }
 
-TEST_F(WorldInternet, ServersThatWereKilledLeaveNoProxyBehind) {
+TEST_F(WorldInternet, ServersThatWereKilledLeaveNoProxy) {
     const std::string before = Exports();
     ASSERT_EQ(Up(kInternet).dwExitCode, 0u);
     ASSERT_EQ(CountOf(L"internet.exe"), 1);

@@ -1,5 +1,5 @@
-// nexlet-world brings a world up around the real helper and takes it down: what exports of the registry say before and
-// behind is the same, and no file and no process stays.
+// nexlet-world brings a world up around the real helper and takes it down: exports of the registry before and after
+// are the same, and no file and no process stays.
 #include <thread>
 
 #include "tests/e2e/world_fixture.h"
@@ -38,7 +38,9 @@ TEST_F(World, UpStatusOpenAndDownLeaveNothing) {
     EXPECT_EQ(ReadNumber(HKEY_CURRENT_USER, L"SOFTWARE\\NexletWorldTest", L""), 7u);
 
     ASSERT_NO_FATAL_FAILURE(StartHelperOfTheWorld());
-    const Json::Value status = JsonOf(Ask(2, Json::Value(Json::objectValue), 13)["result"].asString());
+    const Json::Value status = JsonOf(
+        Ask(MessageType::S_MT_GetWxAppStatus, Json::Value(Json::objectValue), MessageType::S_MT_StatusReply)["result"]
+            .asString());
     EXPECT_EQ(status["mini_wx_inst"].asString(), "1");
     EXPECT_EQ(status["wx_inst"].asString(), "1");
     EXPECT_EQ(status["wx_login"].asString(), "1");
@@ -47,7 +49,7 @@ TEST_F(World, UpStatusOpenAndDownLeaveNothing) {
     EXPECT_EQ(PollUntilSettled(MiniAppPoll("t")), "1");
     EXPECT_TRUE(fs::exists(m_directory / "app/wxsdk/ocean_calls.txt"));
 
-    // The helper still runs from the directory: it goes with the rest.
+    // The helper still runs from the directory: it is ended with the rest.
     const ConsoleRun down = Down();
     EXPECT_EQ(down.dwExitCode, 0u) << down.strErr;
     EXPECT_FALSE(m_helper.IsRunning());
@@ -67,7 +69,7 @@ keep machine64 SOFTWARE\NexletWorldTest\None)")
                   .dwExitCode,
               0u);
     EXPECT_EQ(ReadNumber(HKEY_CURRENT_USER, L"SOFTWARE\\NexletWorldTest", L"Own"), 2u);
-    // Somebody else writes where the world keeps watch.
+    // Another program writes where the world keeps watch.
     RegDeleteTreeW(HKEY_CURRENT_USER, L"SOFTWARE\\NexletWorldTest\\Below");
     const CRegistryValue stray(HKEY_LOCAL_MACHINE, L"SOFTWARE\\NexletWorldTest\\None\\Deep", L"x", KEY_WOW64_64KEY,
                                REG_SZ, TextBytes(L"x"));
@@ -76,7 +78,7 @@ keep machine64 SOFTWARE\NexletWorldTest\None)")
     ExpectNothingLeft(before);
 }
 
-TEST_F(World, KeptKeyThatNobodyTouchedIsNotWritten) {
+TEST_F(World, KeptKeyThatIsUnchangedIsNotWritten) {
     const CRegistryValue own(HKEY_CURRENT_USER, L"SOFTWARE\\NexletWorldTest\\Below", L"Own", 0, REG_SZ,
                              TextBytes(L"mine"));
     const auto written = [] {
@@ -155,7 +157,7 @@ TEST_F(World, DownWaitsForAFileThatIsHeldForAMoment) {
     ASSERT_TRUE(held.valid());
     ConsoleRun down;
     std::thread taker([&] { down = Down(); });
-    // "down" goes on with the rest and comes back to what is held.
+    // "down" continues with the rest and returns to what is held.
     while (fs::exists(m_directory / "b")) {
         Sleep(10);
     }

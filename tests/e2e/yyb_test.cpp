@@ -91,7 +91,7 @@ TEST_F(OpenApplet, MissingYybWithoutPermissionIsUninstalled) {
     EXPECT_EQ(Open(R"({"type":"yyb","yybParam":"p","appId":"app","taskId":"t","from":"e2e",)"
                    R"("try_install":1,"AllowInstallYYB":1})"),
               "uninstalled")
-        << "two of the three words are no permission";
+        << "two of the three words do not permit it";
     EXPECT_TRUE(m_sdk->Calls("LaunchApplet").empty());
     EXPECT_EQ(Poll(kPoll), "0");
 }

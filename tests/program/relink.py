@@ -6,7 +6,7 @@ import subprocess
 
 def relink(ninja, build_dir, output, folder):
     """Links output, a path in the build folder, from the same objects into folder, a new one in the build folder. Gives
-    the path of the result; its import library lies in folder where the build has it in the build folder."""
+    the path of the result; its import library is in folder where the build has it in the build folder."""
     name = pathlib.Path(output).name
     commands = subprocess.run([ninja, "-C", build_dir, "-t", "commands", "-s", output], check=True, text=True,
                               capture_output=True).stdout.strip().splitlines()

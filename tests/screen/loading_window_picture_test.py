@@ -3,7 +3,7 @@
 
     loading_window_picture_test.py POP_LOADING_WINDOW PREFIX SCRATCH [--keep]
 
-PREFIX is a Wine prefix of this test's own; what was seen lies in SCRATCH afterwards. --keep makes what is seen the
+PREFIX is a Wine prefix of this test's own; what was seen is in SCRATCH afterwards. --keep makes what is seen the
 pictures to compare with: look at them before they are committed.
 """
 import os
@@ -23,7 +23,7 @@ from screen import Screen  # noqa: E402
 PROGRAM, PREFIX, SCRATCH = Path(sys.argv[1]), Path(sys.argv[2]), Path(sys.argv[3])
 KEEP = sys.argv[4:] == ["--keep"]
 NAME = "我的应用"
-# How long a window may take where the processors are busy, and how long a picture must stand to be kept.
+# How long a window may take where the processors are busy, and how long a picture must stay the same to be kept.
 WAIT_SECONDS = 120
 KEEP_SECONDS = 2
 # A pixel differs when a channel does by more than this; so many may.
@@ -66,7 +66,7 @@ class Windows:
                 if pop.poll() is not None:
                     raise AssertionError(f"the program ended with {pop.returncode}")
                 pixels = self.screen.pixels()
-                # Pictures are costly: one is made of what is new, not black, and stands still.
+                # Pictures are costly: one is made of what is new, not black, and does not change.
                 if pixels == before and pixels != seen and is_lit(pixels):
                     seen = pixels
                     self.save(pixels, path)

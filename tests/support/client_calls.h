@@ -21,7 +21,7 @@ struct ClientCall {
 
 namespace client_calls_detail {
 
-// For the calls that hand out a text.
+// For the calls that give a text.
 template <typename Ask>
 nexlet_result WithText(Ask ask) {
     char* text = nullptr;

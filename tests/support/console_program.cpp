@@ -23,7 +23,7 @@ std::wstring Quoted(const std::wstring& argument) {
     return text + L"\"";
 }
 
-// Files and no pipes: a program that is left behind by the one that is run may hold on to them for as long as it likes.
+// Files and no pipes: a program that outlives the one that is run may keep them open for as long as it likes.
 CFileHandle MakeFile(const std::wstring& path) {
     SECURITY_ATTRIBUTES inherited = {sizeof inherited, nullptr, TRUE};
     return CFileHandle(CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE,

@@ -15,7 +15,7 @@ struct ConsoleRun {
     std::string strErr;
 };
 
-// Runs a program with a command line as it stands, the program's own name first. input becomes standard input.
+// Runs a program with an unchanged command line, the program's own name first. input becomes standard input.
 ConsoleRun RunCommandLine(const std::wstring& exe, const std::wstring& commandLine, const std::string& input = {},
                           std::uint32_t timeoutMs = 60000);
 

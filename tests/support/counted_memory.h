@@ -1,4 +1,4 @@
-// What operator new hands out in a program that links counted_memory.cpp: how much of it, and failures on demand.
+// The memory that operator new gives in a program that links counted_memory.cpp: its size, and failures on demand.
 //
 // One watch or fault at a time, used on the thread that allocates.
 #pragma once

@@ -7,8 +7,8 @@
 namespace {
 
 // GetProcessHandleCount succeeds with 0 on some systems, so every value that can be a handle is tried. The system's
-// table of all handles would be shorter, but Wine's server, asked for it, reads past its memory and dies when some
-// process has just begun and holds none yet, and with it goes everything that runs in the prefix.
+// table of all handles would be shorter, but Wine's server, asked for it, reads past its memory and crashes when some
+// process has just begun and holds none yet, and its end ends everything that runs in the prefix.
 std::size_t CountByTrying(HANDLE hProcess) {
     constexpr std::uintptr_t kStep = 4;
     // The lowest free value is used first, so after a long gap there are no more.

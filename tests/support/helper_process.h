@@ -18,13 +18,13 @@ class CHelperProcess {
 
     // Starts the program with these arguments, unchanged, after its path.
     bool Start(const std::wstring& exe, const std::wstring& arguments);
-    // Takes care of a process that was started elsewhere.
+    // Takes over a process that was started elsewhere.
     bool Attach(DWORD dwProcessId);
 
     bool IsRunning() const;
     // The exit code, or STILL_ACTIVE when it did not end in time.
     DWORD WaitForEnd(std::uint32_t timeoutMs) const;
-    // Ends it the hard way and waits until it is gone.
+    // Terminates it and waits for its end.
     void Kill();
 
     DWORD HandleCount() const;

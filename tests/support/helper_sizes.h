@@ -1,4 +1,4 @@
-// What a helper holds at a moment.
+// The handles, threads and memory of a helper at a moment.
 #pragma once
 
 #include <cstddef>

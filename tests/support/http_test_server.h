@@ -1,4 +1,4 @@
-// A real HTTP server on a free loopback port of this process, each test says how it answers. It can serve as the
+// A real HTTP server on a free loopback port of this process, each test gives its answers. It can serve as the
 // proxy of the process too: absolute targets arrive as they are, and CONNECT can be tunnelled to a TLS server.
 #pragma once
 

@@ -6,7 +6,7 @@
 #include "foundation/json_text.h"
 #include "ipc/protocol/request.h"
 
-// What a JSON text says; null for a broken one.
+// The value of a JSON text; null for a broken one.
 inline Json::Value JsonOf(std::string_view text) {
     Json::Value value;
     ParseJson(text, value);

@@ -13,7 +13,7 @@ constexpr std::size_t kLongest = 8000;
 
 struct KnownLine {
     std::string strOperation;
-    std::vector<std::string> vecPieces;  // what stands between the values
+    std::vector<std::string> vecPieces;  // the text between the values
 };
 
 struct Parts {

@@ -9,8 +9,8 @@
 #include "foundation/handle.h"
 #include "foundation/windows_headers.h"
 
-// While it lives, HKEY_LOCAL_MACHINE and HKEY_CURRENT_USER of this process are two empty keys that nobody else sees.
-// The 32-bit and the 64-bit view are one there.
+// While it lives, HKEY_LOCAL_MACHINE and HKEY_CURRENT_USER of this process are two empty keys that no other process
+// sees. The 32-bit and the 64-bit view are one there.
 class CPrivateRegistry {
   public:
     CPrivateRegistry();
@@ -22,7 +22,7 @@ class CPrivateRegistry {
     std::wstring m_strName;
 };
 
-// One value for the length of a scope. What stood there comes back at the end; keys are deleted when they are empty.
+// One value for the length of a scope. The earlier value is restored at the end; keys are deleted when they are empty.
 class CRegistryValue {
   public:
     // view: 0, KEY_WOW64_32KEY or KEY_WOW64_64KEY.
@@ -47,5 +47,5 @@ class CRegistryValue {
 // The bytes of a registry text with its terminator.
 std::vector<std::uint8_t> TextBytes(const std::wstring& text);
 
-// The 32-bit number of a value, or nothing when it is not there or no REG_DWORD.
+// The 32-bit number of a value, or nothing when it is not there or not a REG_DWORD.
 std::optional<std::uint32_t> ReadNumber(HKEY root, const std::wstring& key, const wchar_t* name);

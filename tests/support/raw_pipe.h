@@ -31,14 +31,14 @@ class CRawPipe {
     bool WaitForClient(DWORD nWaitMs = kTestWaitMs);
     // Writes all of bytes; false when the other end was closed or did not read them in time.
     bool Write(std::string_view bytes, DWORD nWaitMs = kTestWaitMs);
-    // Up to nMax bytes, empty when the other end went away or nothing came in time.
+    // Up to nMax bytes, empty when the other end closed or nothing came in time.
     std::string ReadSome(std::size_t nMax, DWORD nWaitMs = kTestWaitMs);
     // Exactly nCount bytes, or fewer when no more came.
     std::string Read(std::size_t nCount, DWORD nWaitMs = kTestWaitMs);
     // The payload of the next frame, or nothing when none came whole.
     std::optional<std::string> ReadFrame(DWORD nWaitMs = kTestWaitMs);
     bool WriteFrame(std::string_view payload) { return Write(Framed(payload)); }
-    // Reads on until the other end has closed. False when it has not in time.
+    // Reads until the other end has closed. False when it has not in time.
     bool WaitForEnd(DWORD nWaitMs = kTestWaitMs);
 
     static std::string Framed(std::string_view payload);

@@ -12,7 +12,7 @@ class CStandInBeside {
 
     // Sets one line of its settings.
     void Set(const wchar_t* key, const std::wstring& value);
-    // Changes the last letter of a text wherever it stands alone in one of its files: of the name of an export, which
+    // Changes the last letter of a text wherever it is alone in one of its files: of the name of an export, which
     // the file then lacks.
     void BreakText(const wchar_t* file, const std::string& text) const;
     // The calls it got so far.

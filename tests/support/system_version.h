@@ -1,4 +1,4 @@
-// What the system says its version is, for the length of a scope.
+// The version that the system reports, for the length of a scope.
 #pragma once
 
 #include "foundation/windows_headers.h"

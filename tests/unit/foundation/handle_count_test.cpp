@@ -1,4 +1,4 @@
-// The count that the tests of leaks stand on.
+// The count on which the tests of leaks rely.
 #include "tests/support/handle_count.h"
 
 #include <vector>
@@ -22,7 +22,7 @@ TEST(HandleCount, GrowsByEveryHandleOpenedAndFallsByEveryHandleClosed) {
     EXPECT_EQ(OwnHandleCount(), before);
 }
 
-TEST(HandleCount, SeesAHandleBehindManyClosedOnes) {
+TEST(HandleCount, SeesAHandleAfterManyClosedOnes) {
     const std::size_t before = OwnHandleCount();
     std::vector<CKernelHandle> events;
     for (int i = 0; i < 500; ++i) {

@@ -46,7 +46,7 @@ TEST(JsonNumbers, ALongNumberKeepsItsFirstDigitsAndItsSize) {
     EXPECT_EQ(Short("-." + Digits(1024)), "-0." + Digits(800) + "1e0");
 }
 
-TEST(JsonNumbers, OnlyTheLongNumbersOfATextAreWrittenAnew) {
+TEST(JsonNumbers, OnlyTheLongNumbersOfATextAreRewritten) {
     const std::string number = "0." + Digits(1024);
     const std::string shorter = "0." + Digits(800) + "1e0";
     EXPECT_EQ(Short("{\"" + number + "\":[" + number + ",5," + number + "],\"\\\\\":\"\\\"" + number + "\"/*" + number +
@@ -59,7 +59,7 @@ TEST(JsonNumbers, OnlyTheLongNumbersOfATextAreWrittenAnew) {
     EXPECT_EQ(Short("/" + number), "/" + shorter);
 }
 
-TEST(JsonNumbers, WhereverALongNumberStandsItIsFound) {
+TEST(JsonNumbers, ALongNumberIsFoundAnywhere) {
     for (std::size_t at = 0; at < 1600; at += 7) {
         const std::string before = "[" + std::string(at, ' ');
         EXPECT_EQ(Short(before + "0." + Digits(1024) + "]"), before + "0." + Digits(800) + "1e0]") << at;
@@ -72,13 +72,13 @@ TEST(JsonNumbers, ALongNumberReadsAsTheSameDouble) {
     EXPECT_EQ(Read("1" + Digits(5000, '0') + "e-4999"), 10.0);
     EXPECT_EQ(Read("0." + Digits(5000, '0') + Digits(2000, '9') + "e5000"), 1.0);
     EXPECT_EQ(Read("0." + Digits(2000) + "e-99999999999999999999"), 0.0);
-    // Half way between two doubles the last digit decides, however far away it stands.
+    // Half way between two doubles the last digit decides, however far away it is.
     const std::string halfWay = "9007199254740993." + Digits(3000, '0');
     EXPECT_EQ(Read(halfWay), 9007199254740992.0);
     EXPECT_EQ(Read(halfWay + "1"), 9007199254740994.0);
 }
 
-TEST(JsonNumbers, WhatIsNoNumberStaysNone) {
+TEST(JsonNumbers, WhatIsNotANumberStaysAsItIs) {
     Json::Value value;
     for (const std::string& number :
          {Digits(5000), "-" + Digits(5000), Digits(5000) + "e99999999999999999999", "0." + Digits(5000) + "e",

@@ -23,7 +23,7 @@ Json::Value One(const std::string& text) {
 }
 
 bool Refused(std::string_view text) {
-    Json::Value value = "what stood there before";
+    Json::Value value = "what was there before";
     const bool refused = !ParseJson(text, value);
     EXPECT_EQ(value.isNull(), refused) << text;
     return refused;
@@ -95,7 +95,7 @@ TEST(JsonText, ACommentIsNotKept) {
     }
 }
 
-TEST(JsonText, TextBehindTheRootIsIgnored) {
+TEST(JsonText, TextAfterTheRootIsIgnored) {
     EXPECT_EQ(WriteJson(Parsed("{\"a\":1} and more } [")), R"({"a":1})");
     EXPECT_EQ(WriteJson(Parsed("[1][2]")), "[1]");
     EXPECT_EQ(WriteJson(Parsed(std::string_view("{\"a\":1}\0\xFF", 9))), R"({"a":1})");
@@ -156,7 +156,7 @@ TEST(JsonText, AThreadsStackIsEnoughForTheDeepestText) {
     std::thread([] { EXPECT_EQ(WriteJson(Parsed(Nested(1000))), Nested(1000)); }).join();
 }
 
-TEST(JsonText, OneTextLeavesNothingBehindForTheNext) {
+TEST(JsonText, OneTextLeavesNothingForTheNext) {
     EXPECT_TRUE(Refused("{\"a\":[1,/* open comment"));
     EXPECT_EQ(WriteJson(Parsed("{\"b\":2}")), R"({"b":2})");
     EXPECT_TRUE(Refused(Nested(5000)));
@@ -255,7 +255,7 @@ TEST(JsonText, FindTellsAMissingMemberFromOneThatIsNull) {
     EXPECT_EQ(FindJsonMember(Json::Value(), "a"), nullptr);
 }
 
-TEST(JsonText, AMemberOfWhatIsNoObjectIsAFailure) {
+TEST(JsonText, AMemberOfWhatIsNotAnObjectIsAFailure) {
     for (const char* text : {"[]", "1", "\"text\"", "true"}) {
         EXPECT_NE(Failure([&] { JsonMember(One(text), "a"); }), "no failure") << text;
         EXPECT_NE(Failure([&] { FindJsonMember(One(text), "a"); }), "no failure") << text;

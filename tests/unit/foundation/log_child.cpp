@@ -1,5 +1,5 @@
 // Turns the log on as the program does at its start, writes the lines given as arguments and ends. Prints, as UTF-8,
-// what goes to a debugger.
+// what is sent to a debugger.
 #include <cstdio>
 #include <cwchar>
 

@@ -245,7 +245,7 @@ TEST_F(LogFile, AFileOfAReusedProcessIdIsContinuedAndReadersMayLookOn) {
     EXPECT_TRUE(DeleteFileW(path.c_str()));
 }
 
-TEST_F(LogFile, AFileThatCannotBeOpenedIsNoFailure) {
+TEST_F(LogFile, AFileThatCannotBeOpenedIsNotAFailure) {
     const LogCapture on;
     Log log;
     log.Open(L"C:\\no such folder\\x.log");

@@ -80,7 +80,7 @@ TEST_F(PathHelpers, APathTooLongForThePlatformIsNowhereAndHoldsNothing) {
     EXPECT_EQ(IsPathUnderDirectory(tooLong, tooLong), 0);
 }
 
-TEST_F(PathHelpers, APathLiesInItsDirectoryByWholeComponents) {
+TEST_F(PathHelpers, APathIsInItsDirectoryByWholeComponents) {
     EXPECT_NE(IsPathUnderDirectory(m_strFolder, m_strInner), 0);
     EXPECT_NE(IsPathUnderDirectory(L"C:\\nowhere", L"C:\\nowhere\\x.exe"), 0);
     EXPECT_EQ(IsPathUnderDirectory(L"C:\\nowhere", L"C:\\nowhere else\\x.exe"), 0);
@@ -99,7 +99,7 @@ TEST_F(PathHelpers, AClimbOutOfTheDirectoryIsSeen) {
     EXPECT_NE(IsPathUnderDirectory(L"C:\\nowhere\\in\\..", L"C:\\nowhere\\out\\x.exe"), 0);
 }
 
-TEST_F(PathHelpers, AShortNameLiesInTheLongOne) {
+TEST_F(PathHelpers, AShortNameIsInTheLongOne) {
     EXPECT_NE(IsPathUnderDirectory(m_strFolder, ShortName(m_strInner)), 0);
     EXPECT_NE(IsPathUnderDirectory(ShortName(m_strFolder), m_strInner), 0);
 }

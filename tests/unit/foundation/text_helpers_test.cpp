@@ -10,7 +10,7 @@ namespace {
 constexpr std::uint64_t kOwnLength = 0xFFFFFFFFu;
 
 std::string Decoded(const std::string& source) {
-    std::string target = "what stood there before";
+    std::string target = "what was there before";
     Base64Decode(source, target);
     return target;
 }
@@ -63,7 +63,7 @@ TEST(UrlEscape, MeasuringCountsTheTerminatorAndLeavesTheTargetAlone) {
     EXPECT_STREQ(target, "untouched");
 }
 
-TEST(UrlEscape, EachByteIsMeasuredWhereverItStands) {
+TEST(UrlEscape, EachByteIsMeasuredAnywhere) {
     // Lengths around multiples of 4, one byte that becomes three at each place.
     for (std::size_t length = 1; length <= 13; ++length) {
         const std::string letters(length, 'a');
@@ -78,7 +78,7 @@ TEST(UrlEscape, EachByteIsMeasuredWhereverItStands) {
 }
 
 TEST(UrlEscape, TheTextInTheTargetEndsWhereItsLastPieceEnds) {
-    char target[] = "whatever stood here";
+    char target[] = "what was here before";
     EXPECT_EQ(UrlEscape("a-", 2, target, sizeof(target)), 4);
     EXPECT_STREQ(target, "a%2D");
 }
@@ -118,7 +118,7 @@ TEST(UrlEscape, ATargetTooSmallForTheNextPieceEndsBeforeIt) {
 
 TEST(UrlEscape, StopsForGoodAtThePieceThatDoesNotFit) {
     char target[4] = {};
-    EXPECT_EQ(UrlEscape("a-bc", 4, target, sizeof(target)), 1) << "letters behind it would still fit";
+    EXPECT_EQ(UrlEscape("a-bc", 4, target, sizeof(target)), 1) << "letters after it would still fit";
     EXPECT_STREQ(target, "a");
 }
 
@@ -167,7 +167,7 @@ TEST(CommandLine, TakesTheValueUpToTheNextBlank) {
     EXPECT_EQ(CommandLineValue(L"x.exe /from: /type:1", L"/from:"), L"");
     EXPECT_EQ(CommandLineValue(L"x.exe /from:", L"/from:"), L"");
     EXPECT_EQ(CommandLineValue(L"/from:a\tb c", L"/from:"), L"a\tb");
-    EXPECT_EQ(CommandLineValue(L"/from:a\"b c\"", L"/from:"), L"a\"b") << "a mark inside is no quotation";
+    EXPECT_EQ(CommandLineValue(L"/from:a\"b c\"", L"/from:"), L"a\"b") << "a mark inside does not quote";
 }
 
 TEST(CommandLine, AMissingKeyLeavesTheTargetAsItIs) {
@@ -244,7 +244,7 @@ TEST(Split, TheLongestDelimiterFoundIsSkippedAlsoWhenAShorterOneIsNearer) {
     EXPECT_EQ(Parts(L"a,----", {L",", L"----"}), (List{L"a", L"-"}));
 }
 
-TEST(Split, PartsAreAddedBehindThoseAlreadyThere) {
+TEST(Split, PartsAreAddedAfterThoseAlreadyThere) {
     List parts = {L"first"};
     EXPECT_EQ(SplitByDelimiters(L"a.b", {L"."}, parts), 3u);
     EXPECT_EQ(parts, (List{L"first", L"a", L"b"}));

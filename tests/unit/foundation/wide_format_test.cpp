@@ -34,7 +34,7 @@ TEST(WideFormat, TooLongIsCutAndTerminated) {
     EXPECT_STREQ(target, L"");
 }
 
-TEST(WideFormat, NarrowTextThatIsNoTextOfTheLocaleStillEndsTerminated) {
+TEST(WideFormat, NarrowTextThatTheLocaleCannotReadStillEndsTerminated) {
     wchar_t target[32];
     FormatWide(target, std::size(target), L"[%hs]", "\xE4\xB8");
     EXPECT_LT(std::wstring(target).size(), std::size(target));

@@ -18,7 +18,7 @@ std::atomic<bool> g_bWatched{false};
 
 TEST_F(BackgroundThreadsTest, WatchdogsRunBeforeTheReadyNoticeIsSent) {
     g_bWatched.store(false);
-    // The main thread stands still in this line: whoever runs then does not wait for it.
+    // The main thread stops in this line: a thread that runs then does not wait for it.
     SetLogObserver([](const wchar_t* line) {
         if (std::wstring_view(line).find(L"SendIPCMessage begin") != std::wstring_view::npos) {
             g_bWatched.store(WaitForWatchdogs());

@@ -55,7 +55,7 @@ TEST(TypeFromSwitchTest, ReadsADecimalNumber) {
     EXPECT_EQ(TypeFromSwitch(L"7x"), 7);
 }
 
-TEST(TypeFromSwitchTest, TextThatIsNoNumberThrows) {
+TEST(TypeFromSwitchTest, TextThatIsNotANumberThrows) {
     EXPECT_THROW(TypeFromSwitch(L"abc"), std::invalid_argument);
     EXPECT_THROW(TypeFromSwitch(L""), std::invalid_argument);
     EXPECT_THROW(TypeFromSwitch(L"2147483648"), std::out_of_range);

@@ -14,7 +14,7 @@ void Put(std::vector<std::byte>& list, std::size_t offset, std::uint64_t value, 
     std::memcpy(list.data() + offset, &value, size);
 }
 
-// One record behind the others; the former last one is linked to it.
+// One record after the others; the former last one is linked to it.
 void AddProcess(std::vector<std::byte>& list, std::uint64_t id, std::uint64_t user, std::uint64_t kernel) {
     const std::size_t at = list.size();
     if (at != 0) {

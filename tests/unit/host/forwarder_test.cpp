@@ -44,7 +44,7 @@ class ForwarderTest : public testing::Test {
         }
     }
     std::wstring CommandLine(const std::wstring& rest) const { return L"/from:" + m_mark + rest; }
-    // The texts behind "[ExistzoltExcute(line)] ", in order.
+    // The texts after "[ExistzoltExcute(line)] ", in order.
     static std::vector<std::string> OwnLines(const LogCapture& log) {
         std::vector<std::string> texts;
         for (const std::string& line : log.Lines()) {
@@ -58,7 +58,7 @@ class ForwarderTest : public testing::Test {
     const std::wstring m_mark = UniqueName(L"forward");
     CRawPipe m_server;
     std::thread m_thread;
-    // Of the serving thread, read behind Join.
+    // Of the serving thread, read after Join.
     std::optional<std::string> m_message;
     bool m_bReplied = false;
     bool m_bEnded = false;
@@ -83,7 +83,7 @@ TEST_F(ForwarderTest, WithoutATypeTheWholeCommandLineIsForwarded) {
                                         "SPIC Received message"}))
         << log.All();
     EXPECT_EQ(log.Count("]Server says: 1"), 1u) << log.All();
-    // The stop behind the reply meets the worker before or behind its next read. Behind it the worker says goodbye
+    // The stop after the reply meets the worker before or after its next read. After it the worker says goodbye
     // once; before it the read finds the pipe closed, and then the worker may as well end without a word.
     const std::size_t goodbyes = log.Count("]Disconnected from server!");
     EXPECT_LE(goodbyes, 1u) << log.All();
@@ -111,7 +111,7 @@ TEST_F(ForwarderTest, AnotherTypeCarriesTheDecodedParameterAsText) {
     EXPECT_EQ(m_message, R"({"content":"{\"p1\":\"x\"}","message_type":6})");
     EXPECT_NE(log.Find(")] SPIC Received message dwWaitResult=258 ,error="), "") << log.All();
     EXPECT_FALSE(log.Has("SPIC Received message")) << log.All();
-    EXPECT_TRUE(m_bEnded) << "the connection is closed although nobody waited for the worker";
+    EXPECT_TRUE(m_bEnded) << "the connection is closed although the worker was not waited for";
 }
 
 TEST_F(ForwarderTest, AnotherTypeWithoutAParameterCarriesAnEmptyText) {
@@ -228,7 +228,7 @@ TEST_F(ForwarderTest, TheHostsOwnServerTakesOneStartAfterTheOther) {
               R"({"content":")" + Narrow(CommandLine(L" /service_id:2")) + R"(","message_type":1})");
 }
 
-TEST_F(ForwarderTest, ATypeThatIsNoNumberThrowsBeforeAnythingIsSent) {
+TEST_F(ForwarderTest, ATypeThatIsNotANumberThrowsBeforeAnythingIsSent) {
     // In the program nothing catches it, and the process ends.
     const LogCapture log;
     EXPECT_THROW(ExistzoltExcute(CommandLine(L" /type:abc")), std::invalid_argument);

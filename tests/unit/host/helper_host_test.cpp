@@ -16,7 +16,7 @@ constexpr char kReadyNotice[] = R"({"content":{"p1":"1"},"message_type":12})";
 
 class HelperHostTest : public CHostFixture {
   protected:
-    // A value of /channel: or /param: as it stands on a command line.
+    // A value of /channel: or /param: as a command line has it.
     static std::wstring Base64(const std::string& text) {
         static constexpr char kAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
         std::wstring value;
@@ -219,12 +219,12 @@ TEST_F(HelperHostTest, StartWithType9DestroysNothingButTheEnvelopeDoes) {
 
 using HelperHostDeathTest = HelperHostTest;
 
-TEST_F(HelperHostDeathTest, TypeThatIsNoNumberEndsTheProcess) {
+TEST_F(HelperHostDeathTest, TypeThatIsNotANumberEndsTheProcess) {
     const std::wstring commandLine = CommandLine() + L" /type:abc";
     EXPECT_EXIT([&]() noexcept { m_host.Init(commandLine); }(), testing::ExitedWithCode(3), "");
 }
 
-TEST_F(HelperHostDeathTest, ForwardedTypeThatIsNoNumberEndsTheProcess) {
+TEST_F(HelperHostDeathTest, ForwardedTypeThatIsNotANumberEndsTheProcess) {
     StartHost();
     EXPECT_EXIT([&]() noexcept { Receive(R"({"content":"/type:99999999999","message_type":1})"); }(),
                 testing::ExitedWithCode(3), "");

@@ -41,7 +41,7 @@ class CCallerEnd final : public IPipeConnectCallback {
 extern const HostThreads kCountingThreads;
 
 // Makes hosts that stay to the end of the test program, since what they start may look at them until then. Their
-// background threads only count. Nothing of a test goes over the network.
+// background threads only count. Nothing of a test is sent over the network.
 class CHostFixture : public testing::Test {
   protected:
     CHostFixture();

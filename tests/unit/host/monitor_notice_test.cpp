@@ -32,7 +32,7 @@ constexpr char kWholeRequest[] =
     R"({"isWxPopShow":1,"wxPopData":{"name":"Jump Jump","icon":"http://i/x.png","appid":"wx1","impressionid":"imp",)"
     R"("style_id":-3,"ext_data":{"b":[1,"two"],"a":null}}})";
 
-TEST(MonitorNoticeTest, BytesOfAWholeNotice) {
+TEST(MonitorNoticeTest, AWholeNoticeHasItsBytes) {
     const std::string expected = "BVRS" + Word(1) + Word(8) + Text("_type_", "appexit") +
                                  Text("windowname", "Jump Jump") + Text("icon", "http://i/x.png") + Text("id", "wx1") +
                                  Text("imps", "imp") + Text("ext", R"({"a":null,"b":[1,"two"]})") + Text("st", "-3") +
@@ -85,7 +85,7 @@ TEST(MonitorNoticeTest, OnlyAShownPopUpGoesOut) {
     EXPECT_EQ(ReadMonitorRequest(JsonOf(R"({"isWxPopShow":true})"), request), MonitorRequestStatus::Ok);
 }
 
-TEST(MonitorNoticeTest, TextThatIsNoObjectIsRefused) {
+TEST(MonitorNoticeTest, TextThatIsNotAnObjectIsRefused) {
     MonitorRequest request;
     for (const char* text : {"", "{", "[]", "\"x\"", "null"}) {
         EXPECT_EQ(ReadMonitorRequest(JsonOf(text), request), MonitorRequestStatus::BadText) << text;

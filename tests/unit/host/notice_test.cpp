@@ -189,7 +189,7 @@ TEST_F(NoticeTest, NoticeThatDoesNotFitItsFieldsIsNotSent) {
     EXPECT_TRUE(m_log.Has("send WD MSG ret=0")) << m_log.All();
 }
 
-TEST_F(NoticeTest, PollOfAMissingInstanceGoesOnWithTheResultAsItStands) {
+TEST_F(NoticeTest, PollOfAMissingInstanceContinuesWithTheResultUnchanged) {
     StartWithMark(L"ml");
     CMonitorWindow monitor(CMonitorWindow::Mood::Answers);
     std::string result = "1";

@@ -120,7 +120,7 @@ class PruneWalkTest : public CHostFixture {
 TEST_F(PruneWalkTest, CallersThatWentInTheMiddleOfARequestDoNotKeepTheMainThread) {
     ASSERT_NO_FATAL_FAILURE(HoldManyInARequest());
     m_vecCallers.clear();
-    // The next read fails at once, so nothing will come on the connection any more while its worker goes on.
+    // The next read fails at once, so nothing more comes on the connection while its worker continues.
     SetEvent(m_hGo.get());
     ASSERT_TRUE(Eventually([] { return g_nReadsFailed.load() == kCallers; })) << g_nReadsFailed.load();
     EXPECT_TRUE(WalkUnderTheProbe());

@@ -41,7 +41,7 @@ TEST(RemoteConfigRule, OneMeansCreateAndAnyOtherIntegerMeansDoNot) {
     }
 }
 
-TEST(RemoteConfigRule, WhatIsNoIntegerIsNotASwitch) {
+TEST(RemoteConfigRule, WhatIsNotAnIntegerIsNotASwitch) {
     for (const char* value : {"\"1\"", "1.0", "1e0", "true", "null", "[1]", "{}", "3000000000"}) {
         EXPECT_EQ(Create(std::string(R"({"appShortcut":{"create":)") + value + "}}"), std::nullopt) << value;
     }
@@ -65,7 +65,7 @@ TEST(RemoteConfigRule, OtherMembersAreIgnored) {
     EXPECT_EQ(Create(R"({"version":"3","appShortcut":{"create":1,"name":"x"},"list":[1,2]})"), 1u);
 }
 
-TEST(RemoteConfigRule, WhatIsNoObjectIsNotParsed) {
+TEST(RemoteConfigRule, WhatIsNotAnObjectIsNotParsed) {
     for (const char* text :
          {"", " ", "no json", "[]", "[{\"appShortcut\":{\"create\":1}}]", "1", "null", "{", "\xff"}) {
         EXPECT_FALSE(ReadRemoteConfig(text).bParsed) << text;

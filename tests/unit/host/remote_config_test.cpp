@@ -1,5 +1,5 @@
-// The daily configuration against a real server, the real registry and the real clock. The server stands behind the
-// proxy setting, so that the fixed host name reaches it.
+// The daily configuration against a real server, the real registry and the real clock. The server is set as
+// the proxy, so that requests for the fixed host name reach it.
 #include "host/remote_config.h"
 
 #include "tests/support/http_test_server.h"
@@ -102,7 +102,7 @@ class RemoteConfigTest : public testing::Test {
     ScopedInternetProxy m_setting{m_server.Port()};
 };
 
-TEST_F(RemoteConfigTest, ANullHostEndsTheThreadBehindItsBeginLine) {
+TEST_F(RemoteConfigTest, ANullHostEndsTheThreadAfterItsBeginLine) {
     EXPECT_EQ(ConfInfoThreadFunc(nullptr), 0u);
     EXPECT_EQ(m_log.Lines().size(), 1u) << m_log.All();
     EXPECT_TRUE(m_log.Has("ConfInfoThreadFunc begin")) << m_log.All();
@@ -129,7 +129,7 @@ TEST_F(RemoteConfigTest, NothingStoredFetchesAtOnceAndStoresSwitchAndTime) {
     EXPECT_NE(m_log.Find("[HttpContextText("), "") << m_log.All();
 }
 
-TEST_F(RemoteConfigTest, TheThreadWaitsThreeHoursOnATimerNobodySignals) {
+TEST_F(RemoteConfigTest, TheThreadWaitsThreeHoursOnATimerThatNothingSignals) {
     Look(3);
     EXPECT_EQ(g_rounds.nWaits, 3);
     EXPECT_EQ(g_rounds.nMilliseconds, 10800000u);
@@ -173,7 +173,7 @@ TEST_F(RemoteConfigTest, AnotherWriterOfTheStoredTimeIsNotReadAgain) {
     EXPECT_EQ(m_server.Requests().size(), 1u) << "the time is read once, at the start";
 }
 
-TEST_F(RemoteConfigTest, AStoredTextIsNoTime) {
+TEST_F(RemoteConfigTest, AStoredTextIsNotATime) {
     const wchar_t text[] = L"1900000000";
     ASSERT_EQ(SHSetValueW(HKEY_CURRENT_USER, kKey, L"last_info_time", REG_SZ, text, sizeof(text)), ERROR_SUCCESS);
     Look();
@@ -250,7 +250,7 @@ TEST_F(ParseInfoTest, EmptyTextDoesNothing) {
     EXPECT_EQ(m_log.All(), "");
 }
 
-TEST_F(ParseInfoTest, WhatIsNoObjectIsAParseError) {
+TEST_F(ParseInfoTest, WhatIsNotAnObjectIsAParseError) {
     int count = 0;
     for (const char* text : {"{", "[]", "1", "null", "x", " "}) {
         ParseInfo(text);
@@ -268,7 +268,7 @@ TEST_F(ParseInfoTest, OneIsStoredAsOneAndAnyOtherIntegerAsZero) {
     EXPECT_TRUE(m_log.Has("appShortcut create [0]")) << m_log.All();
 }
 
-TEST_F(ParseInfoTest, WhatIsNoIntegerIsNotWritten) {
+TEST_F(ParseInfoTest, WhatIsNotAnIntegerIsNotWritten) {
     for (const char* text : {R"({"appShortcut":{"create":"1"}})", R"({"appShortcut":{"create":1.0}})",
                              R"({"appShortcut":{}})", R"({"appShortcut":null})", R"({"appShortcut":[1]})", "{}"}) {
         ParseInfo(text);

@@ -12,7 +12,7 @@ struct RuleCase {
     bool bNeedsP1;
 };
 
-TEST(RequestRulesTest, TimerStepsOfEachRequest) {
+TEST(RequestRulesTest, EachRequestHasItsTimerSteps) {
     const RuleCase cases[] = {
         {MessageType::S_MT_GetWxAppStatus, true, true, false},
         {MessageType::S_MT_GetWxAppStatusEncrypt, true, true, false},
@@ -47,7 +47,7 @@ TEST(RequestRulesTest, CommandLineCarriesARequestWhenItsTypeIsDispatched) {
     }
 }
 
-TEST(RequestBodyOfHostTest, BodyThatIsNoObjectIsAParseError) {
+TEST(RequestBodyOfHostTest, BodyThatIsNotAnObjectIsAParseError) {
     for (const char* body : {"", "{", "null", "[]", "\"x\"", "7"}) {
         std::string id = "old";
         EXPECT_EQ(ReadRequestServiceId(JsonOf(body), false, id), ContentStatus::ParseError) << body;

@@ -86,7 +86,7 @@ TEST_F(RequestsTest, ContentMustBeAnObjectOrNull) {
     }
 }
 
-TEST_F(RequestsTest, TextThatIsNoObjectIsRefused) {
+TEST_F(RequestsTest, TextThatIsNotAnObjectIsRefused) {
     ExpectRefused("{", "parse error");
     ExpectRefused("[]", "jvRoot is error");
     ExpectRefused("null", "jvRoot is error");
@@ -181,7 +181,7 @@ TEST_F(RequestsTest, SecondRequestFindsTheSameInstance) {
     EXPECT_EQ(m_host.InstanceCount(), m_instances + 1);
 }
 
-TEST_F(RequestsTest, ServiceIdThatIsNoTextEndsSilently) {
+TEST_F(RequestsTest, ServiceIdThatIsNotATextEndsSilently) {
     const std::size_t instances = m_host.InstanceCount();
     EXPECT_EQ(Receive(R"({"content":{"service_id":7,"p1":"{}"},"message_type":7})"), 1);
     EXPECT_EQ(m_host.InstanceCount(), instances);
@@ -195,7 +195,7 @@ TEST_F(RequestsTest, ExitOfAnUnknownServiceEndsWithoutAnEndLine) {
     EXPECT_FALSE(m_log.Has("DestroyWxServiceItme end")) << m_log.All();
 }
 
-TEST_F(RequestsTest, ExitWithABodyThatIsNoObjectIsAParseError) {
+TEST_F(RequestsTest, ExitWithABodyThatIsNotAnObjectIsAParseError) {
     EXPECT_EQ(Receive(R"({"content":null,"message_type":9})"), 1);
     EXPECT_EQ(ParseErrors(), 1u) << m_log.All();
 }

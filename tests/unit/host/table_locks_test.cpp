@@ -15,7 +15,8 @@
 
 namespace {
 
-// How long a thread that nothing holds up may take to show that. Whoever is held up is seen to be, however long it is.
+// How long a thread that nothing holds up may take to show that. A thread that is held up is seen to be, however long
+// it is.
 constexpr DWORD kShowsMs = 300;
 
 // Runs a call on another thread and says whether it was still waiting after a while. The thread ends later, in Join.
@@ -77,7 +78,7 @@ TEST_F(TableLocksTest, AReportLooksAtTheStopUnderTheLockOfTheRecords) {
     bool bHeldUp = false;
     const CAskedStop stop(/*bStopped=*/false, [&] { bHeldUp = other.IsHeldUp([this] { LookAtTheRecord(); }); });
     EXPECT_TRUE(m_host.SetInstanceParam("first", {.nTaskOp = kTaskAdd}, stop));
-    EXPECT_TRUE(bHeldUp) << "somebody could erase the record between the look and the write";
+    EXPECT_TRUE(bHeldUp) << "another thread could erase the record between the look and the write";
 }
 
 TEST_F(TableLocksTest, AReportOfAStoppedWatcherNeitherChangesNorMakesARecord) {
@@ -136,7 +137,7 @@ TEST_F(TableLocksTest, AnExitRequestLooksAtTheStopUnderTheLockOfTheInstances) {
     EXPECT_TRUE(m_log.Has("DelayedDestroy begin")) << m_log.All();
 }
 
-TEST_F(TableLocksTest, AnExitRequestOfAStoppedInstanceLetsNobodyGo) {
+TEST_F(TableLocksTest, AnExitRequestOfAStoppedInstanceDestroysNothing) {
     const CAskedStop stop(/*bStopped=*/true, [] {});
     m_host.DestroyWxServiceItme(CRequestOf(9, R"({"service_id":"first"})"), stop);
     EXPECT_TRUE(m_log.Has("DestroyWxServiceItme begin")) << m_log.All();
@@ -158,7 +159,7 @@ TEST_F(TableLocksTest, TheWalkEndsAnInstanceUnderBothLocks) {
     SendMessageW(g_hMsgWnd.load(), WM_TIMER, TIMER_ID_CHECK_EXIT, 0);
     SetLogObserver(nullptr);
     EXPECT_TRUE(bInstancesHeldUp) << "a request could make the next instance of this id before this one is stopped";
-    EXPECT_TRUE(bRecordsHeldUp) << "a watcher that has not seen the stop could make the record anew";
+    EXPECT_TRUE(bRecordsHeldUp) << "a watcher that has not seen the stop could make the record again";
     InstanceParam param;
     EXPECT_FALSE(m_host.GetInstanceParam("first", param));
 }

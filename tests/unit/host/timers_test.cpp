@@ -122,7 +122,7 @@ TEST_F(TimersTest, InstanceWithoutRecordGoesSilently) {
     EXPECT_EQ(m_log.Find("erase it"), "") << m_log.All();
 }
 
-TEST_F(TimersTest, WalkGoesOnBehindAnErasedEntry) {
+TEST_F(TimersTest, WalkContinuesAfterAnErasedEntry) {
     StartWithMark(m_mark);
     for (const char* id : {"a", "b", "z"}) {
         Receive(std::string(R"({"content":{"service_id":")") + id + R"(","p1":"{}"},"message_type":7})");

@@ -170,7 +170,7 @@ TEST_F(CpuWatchTest, SecondListThatNoLongerFitsFailsTheSample) {
 
 // The surroundings of the hang watchdog.
 struct HangWatch {
-    std::vector<bool> vecAnswers;  // of each probe; the loop ends behind the last one
+    std::vector<bool> vecAnswers;  // of each probe; the loop ends after the last one
     DWORD_PTR nResult = 0;
     std::size_t nProbes = 0;
     DWORD nError = ERROR_TIMEOUT;

@@ -7,6 +7,7 @@
 
 #include "host/message_window.h"
 #include "host/watchdogs.h"
+#include "tests/support/message_number.h"
 #include "tests/unit/host/host_fixture.h"
 
 namespace {
@@ -60,7 +61,7 @@ class WindowCallsTest : public CHostFixture {
     }
     ~WindowCallsTest() override { OverrideWindowCalls(nullptr); }
 
-    void Request(int type) { Receive(R"({"content":{},"message_type":)" + std::to_string(type) + "}"); }
+    void Request(MessageType type) { Receive(R"({"content":{},"message_type":)" + std::to_string(Number(type)) + "}"); }
 };
 
 TEST_F(WindowCallsTest, WindowArmsItsTwoTimersForElevenMinutesAndForTenSeconds) {
@@ -76,23 +77,25 @@ TEST_F(WindowCallsTest, TimersThatAreArmedAreNotArmedAgain) {
     EXPECT_TRUE(g_vecTimers.empty());
 }
 
-TEST_F(WindowCallsTest, RequestsOfFourTypesArmTheExitTimerAnew) {
+TEST_F(WindowCallsTest, RequestsOfFourTypesReArmTheExitTimer) {
     StartHost();
     const HWND window = g_hMsgWnd.load();
-    for (const int type : {3, 6, 7}) {
+    for (const MessageType type : {MessageType::S_MT_GetWxAppStatusEncrypt, MessageType::WM_COPY_DATA_MSG_IPC_GET_OPEN,
+                                   MessageType::S_MT_OpenMiniAppSuccessfully}) {
         g_nStatusTimerId.store(276);
         g_vecTimers.clear();
         g_vecKilled.clear();
         Request(type);
-        EXPECT_EQ(g_vecKilled, (std::vector<std::pair<HWND, UINT_PTR>>{{window, 272}})) << type;
-        EXPECT_EQ(g_vecTimers, (std::vector<SetTimerCall>{{window, 272, 660000}})) << type;
+        EXPECT_EQ(g_vecKilled, (std::vector<std::pair<HWND, UINT_PTR>>{{window, 272}})) << Number(type);
+        EXPECT_EQ(g_vecTimers, (std::vector<SetTimerCall>{{window, 272, 660000}})) << Number(type);
     }
-    for (const int type : {4, 5, 8, 9}) {
+    for (const MessageType type : {MessageType::S_MT_GetWxAppQIMEI, MessageType::S_MT_GetRSAEncrypt,
+                                   MessageType::S_MT_DelayCheckWndStatus, MessageType::S_MT_ExitExeProcess}) {
         g_vecTimers.clear();
         g_vecKilled.clear();
         Request(type);
-        EXPECT_TRUE(g_vecKilled.empty()) << type;
-        EXPECT_TRUE(g_vecTimers.empty()) << type;
+        EXPECT_TRUE(g_vecKilled.empty()) << Number(type);
+        EXPECT_TRUE(g_vecTimers.empty()) << Number(type);
     }
 }
 
@@ -100,7 +103,7 @@ TEST_F(WindowCallsTest, ExitTimerThatCannotBeKilledIsLeftAsItIs) {
     StartHost();
     g_vecTimers.clear();
     g_bKillSucceeds = FALSE;
-    Request(6);
+    Request(MessageType::WM_COPY_DATA_MSG_IPC_GET_OPEN);
     EXPECT_EQ(g_vecKilled.size(), 1u);
     EXPECT_TRUE(g_vecTimers.empty());
 }
@@ -109,8 +112,8 @@ TEST_F(WindowCallsTest, FirstStatusRequestArmsTheStatusTimerForFiveMinutes) {
     StartHost();
     const HWND window = g_hMsgWnd.load();
     g_vecTimers.clear();
-    Request(2);
-    Request(2);
+    Request(MessageType::S_MT_GetWxAppStatus);
+    Request(MessageType::S_MT_GetWxAppStatus);
     const SetTimerCall exit = {window, 272, 660000};
     EXPECT_EQ(g_vecTimers, (std::vector<SetTimerCall>{exit, {window, 276, 300000}, exit}));
 }
@@ -133,14 +136,14 @@ TEST_F(WindowCallsTest, WindowHasFifteenSecondsToAnswerAProbe) {
 }
 
 // A timer that fires is a message of this thread. The one that is armed short must come first, unless it was armed
-// anew.
-TEST_F(WindowCallsTest, ExitTimerThatWasArmedAnewDoesNotFireWhenItWouldHaveFired) {
+// again.
+TEST_F(WindowCallsTest, ExitTimerThatWasReArmedDoesNotFireWhenItWouldHaveFired) {
     OverrideWindowCalls(nullptr);
     StartHost();
     const HWND window = g_hMsgWnd.load();
     constexpr UINT_PTR kReference = 999;
     ASSERT_NE(SetTimer(window, TIMER_ID_CHECK_TIMEOUT, 50, nullptr), 0u);
-    Request(6);
+    Request(MessageType::WM_COPY_DATA_MSG_IPC_GET_OPEN);
     ASSERT_NE(SetTimer(window, kReference, 500, nullptr), 0u);
     std::vector<WPARAM> fired;
     MSG message;

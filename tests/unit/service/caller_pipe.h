@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/support/message_number.h"
 #include "tests/support/raw_pipe.h"
 
 class CCallerPipe {
@@ -26,9 +27,9 @@ class CCallerPipe {
     bool HasClient() { return m_pipe.WaitForClient(0); }
 
     // Sends the envelope {"content":CONTENT,"message_type":TYPE} as one frame.
-    void Request(int nType, std::string_view content) {
+    void Request(MessageType type, std::string_view content) {
         std::string payload("{\"content\":");
-        payload.append(content).append(",\"message_type\":").append(std::to_string(nType)).append("}");
+        payload.append(content).append(",\"message_type\":").append(std::to_string(Number(type))).append("}");
         EXPECT_TRUE(m_pipe.WriteFrame(payload)) << payload;
     }
 

@@ -75,7 +75,7 @@ TEST_F(SelectLogUrlsTest, AMissingOrNullMemberYieldsNone) {
     EXPECT_EQ(Select(R"({"successLog":null})", true), nullptr);
 }
 
-TEST_F(SelectLogUrlsTest, AMemberThatIsNoArrayYieldsNone) {
+TEST_F(SelectLogUrlsTest, AMemberThatIsNotAnArrayYieldsNone) {
     for (const char* text :
          {R"({"successLog":{"a":"b"}})", R"({"successLog":"a"})", R"({"successLog":1})", R"({"successLog":true})"}) {
         EXPECT_EQ(Select(text, true), nullptr) << text;

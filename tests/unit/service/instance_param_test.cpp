@@ -49,7 +49,7 @@ TEST(SetInstanceParam, AnUnknownIdMakesTheEntryAndCountsNothing) {
     EXPECT_FALSE(param.bIsDelayedDestroy);
 }
 
-TEST(SetInstanceParam, EmptyTextsAndMinus1KeepWhatStands) {
+TEST(SetInstanceParam, EmptyTextsAndMinus1KeepWhatIsThere) {
     InstanceParamMap table = TableWithEntry();
     SetInstanceParamIn(table, "42", {.strPipeName = L"new", .strRunStatusParam = "text", .nInterval = 3000});
     Set(table, kParamKeep, kParamKeep, kParamKeep, kParamKeep);

@@ -102,7 +102,7 @@ TEST(TextToEncrypt, IsEmptyWhenThereIsNone) {
     EXPECT_EQ(TextToEncrypt(Json::Value(true)), "");
 }
 
-TEST(TextToEncrypt, WhatIsNoTextIsAConversionFailure) {
+TEST(TextToEncrypt, WhatIsNotATextIsAConversionFailure) {
     EXPECT_THROW(TextToEncrypt(Json::Value(5)), Json::LogicError);
     EXPECT_THROW(TextToEncrypt(Json::Value(Json::objectValue)), Json::LogicError);
     EXPECT_THROW(TextToEncrypt(P1(R"({"text":5})")), Json::LogicError);

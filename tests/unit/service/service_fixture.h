@@ -1,4 +1,4 @@
-// An instance on a host with a real table, its caller's names, and the proof that no thread stays behind.
+// An instance on a host with a real table, its caller's names, and the proof that no thread is left.
 #pragma once
 
 #include <chrono>

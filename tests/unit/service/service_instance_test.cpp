@@ -29,7 +29,7 @@ class ServiceInstanceTest : public ServiceFixture {
 
 TEST_F(ServiceInstanceTest, ConnectsToTheCallersPipeAndSendsOnIt) {
     Connect();
-    EXPECT_EQ(m_pInstance->SendIPCMessage(12, "{\"message_type\":12}"), 1);
+    EXPECT_EQ(m_pInstance->SendIPCMessage(Number(MessageType::S_MT_InitReply), "{\"message_type\":12}"), 1);
     EXPECT_EQ(m_pCaller->Receive(), "{\"message_type\":12}");
     EXPECT_TRUE(m_log.Has("SendIPCMessage begin")) << m_log.All();
     EXPECT_TRUE(m_log.Has("Type=12, Message={\"message_type\":12}")) << m_log.All();
@@ -56,7 +56,7 @@ TEST_F(ServiceInstanceTest, AServiceIdBeyondAsciiReachesThePipeTheCallerBuilt) {
     const auto pInstance = WxMiniProgramServiceEx::Create("服务Ä", &m_host);
     pInstance->Init(kConfig, L"", m_strMark);
     EXPECT_TRUE(caller.WaitForClient()) << m_log.All();
-    EXPECT_EQ(pInstance->SendIPCMessage(12, "hello"), 1);
+    EXPECT_EQ(pInstance->SendIPCMessage(Number(MessageType::S_MT_InitReply), "hello"), 1);
     EXPECT_EQ(caller.Receive(), "hello");
     pInstance->Destroy();
 }
@@ -93,7 +93,7 @@ TEST_F(ServiceInstanceTest, AFailedConnectIsNotTriedAgain) {
     Init();
     EXPECT_FALSE(caller.HasClient());
     EXPECT_EQ(m_log.Count("]Failed to connect to server!"), 1U) << m_log.All();
-    EXPECT_EQ(m_pInstance->SendIPCMessage(12, "x"), -1);
+    EXPECT_EQ(m_pInstance->SendIPCMessage(Number(MessageType::S_MT_InitReply), "x"), -1);
     EXPECT_TRUE(m_log.Has("service ipc not init")) << m_log.All();
     EXPECT_TRUE(m_log.Has("SendIPCMessage end")) << m_log.All();
 }
@@ -113,12 +113,12 @@ TEST_F(ServiceInstanceTest, ASecondInitOnAConnectedInstanceDoesNothing) {
     m_pInstance->Init("other", L"D:\\", L"other");
     EXPECT_EQ(m_pInstance->GetService()->m_strConfig, kConfig);
     EXPECT_EQ(m_host.Param(m_strId).strPipeName, PipeName());
-    EXPECT_EQ(m_pInstance->SendIPCMessage(12, "x"), 1);
+    EXPECT_EQ(m_pInstance->SendIPCMessage(Number(MessageType::S_MT_InitReply), "x"), 1);
     EXPECT_EQ(m_pCaller->Receive(), "x");
 }
 
 TEST_F(ServiceInstanceTest, BeforeInitNothingIsSent) {
-    EXPECT_EQ(m_pInstance->SendIPCMessage(12, "x"), -1);
+    EXPECT_EQ(m_pInstance->SendIPCMessage(Number(MessageType::S_MT_InitReply), "x"), -1);
     EXPECT_TRUE(m_log.Has("service ipc not init")) << m_log.All();
 }
 
@@ -127,7 +127,7 @@ TEST_F(ServiceInstanceTest, AWatchThatCannotStartLeavesTheRestRunning) {
     Connect();
     g_pfnLaunchWatcher = &LaunchThread;
     EXPECT_TRUE(m_log.Has("]Failed to create thread for CheckzoltDLL")) << m_log.All();
-    EXPECT_EQ(m_pInstance->SendIPCMessage(12, "x"), 1);
+    EXPECT_EQ(m_pInstance->SendIPCMessage(Number(MessageType::S_MT_InitReply), "x"), 1);
     EXPECT_EQ(m_pCaller->Receive(), "x");
 }
 
@@ -143,7 +143,7 @@ TEST_F(ServiceInstanceTest, ALostPipeIsToldBySendingAlone) {
     Connect();
     m_pCaller->Close();
     ASSERT_TRUE(WaitForLine("]Disconnected from server!")) << m_log.All();
-    EXPECT_EQ(m_pInstance->SendIPCMessage(12, "x"), -1);
+    EXPECT_EQ(m_pInstance->SendIPCMessage(Number(MessageType::S_MT_InitReply), "x"), -1);
     EXPECT_TRUE(m_log.Has("InvokeFunc failed")) << m_log.All();
     EXPECT_FALSE(m_log.Has("service ipc not init")) << m_log.All();
 }
@@ -211,7 +211,7 @@ TEST_F(ServiceInstanceTest, DestroyEndsTheConnectionOnce) {
     EXPECT_EQ(m_pCaller->Receive(), std::nullopt);
     m_pInstance->Destroy();
     EXPECT_EQ(m_log.Count("]begin destruct strServiceId = 42 "), 1U) << m_log.All();
-    EXPECT_EQ(m_pInstance->SendIPCMessage(12, "x"), -1);
+    EXPECT_EQ(m_pInstance->SendIPCMessage(Number(MessageType::S_MT_InitReply), "x"), -1);
     EXPECT_TRUE(m_log.Has("service ipc not init")) << m_log.All();
 }
 
@@ -230,7 +230,7 @@ TEST_F(ServiceInstanceTest, ADestroyedInstanceDoesNotComeBack) {
     EXPECT_FALSE(m_host.HasParam(m_strId));
 }
 
-TEST_F(ServiceInstanceTest, AnyNumberOfInstancesLeavesNoHandleBehind) {
+TEST_F(ServiceInstanceTest, AnyNumberOfInstancesLeavesNoHandle) {
     const auto makeAndDrop = [this](const std::string& strId, bool bServed) {
         std::unique_ptr<CCallerPipe> pCaller;
         if (bServed) {

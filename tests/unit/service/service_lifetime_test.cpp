@@ -12,7 +12,7 @@ class ServiceLifetimeTest : public ServiceFixture {
     ServiceLifetimeTest()
         : m_hArrived(CreateEventW(nullptr, TRUE, FALSE, nullptr)), m_hGo(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {}
 
-    // From now on whoever wants to change the table reports here and waits, once.
+    // From now on a thread that wants to change the table reports here and waits, once.
     void HoldTheNextReport() {
         m_host.m_onSet = [this, first = std::make_shared<std::atomic<bool>>(true)] {
             if (first->exchange(false)) {
@@ -21,7 +21,7 @@ class ServiceLifetimeTest : public ServiceFixture {
             }
         };
     }
-    bool SomebodyArrived() { return WaitForSingleObject(m_hArrived.get(), 30000) == WAIT_OBJECT_0; }
+    bool AThreadArrived() { return WaitForSingleObject(m_hArrived.get(), 30000) == WAIT_OBJECT_0; }
 
     // Drops the instance as the prune walk does, with both locks held, and makes a new one under the same id.
     void Recreate() {
@@ -88,7 +88,7 @@ TEST_F(ServiceLifetimeTest, ALateReportDoesNotTouchANewInstanceUnderTheSameId) {
     ASSERT_TRUE(WaitForLine("DelayCheckWndThread begin")) << m_log.All();
     m_pInstance->DelayedDestroy();
     HoldTheNextReport();
-    ASSERT_TRUE(SomebodyArrived()) << m_log.All();
+    ASSERT_TRUE(AThreadArrived()) << m_log.All();
     Recreate();
     SetEvent(m_hGo.get());
     // The old instance's threads end; the new one's watch stays.
@@ -101,8 +101,8 @@ TEST_F(ServiceLifetimeTest, ARequestThatOutlastsItsInstanceFindsItAliveAndChange
     Connect();
     const std::weak_ptr<WxMiniProgramServiceEx> pOld = m_pInstance;
     HoldTheNextReport();
-    m_pCaller->Request(8, R"({"p1":"{\"interval\":5000}"})");
-    ASSERT_TRUE(SomebodyArrived()) << m_log.All();
+    m_pCaller->Request(MessageType::S_MT_DelayCheckWndStatus, R"({"p1":"{\"interval\":5000}"})");
+    ASSERT_TRUE(AThreadArrived()) << m_log.All();
     Recreate();
     EXPECT_FALSE(pOld.expired()) << "the worker is in a handler of it";
     SetEvent(m_hGo.get());
@@ -121,8 +121,8 @@ TEST_F(ServiceLifetimeTest, AnExitRequestThatOutlastsItsInstanceDestroysNoSucces
     m_host.m_onDestroy = [&nDestroyed] { nDestroyed.fetch_add(1); };
     Connect();
     const std::weak_ptr<WxMiniProgramServiceEx> pOld = m_pInstance;
-    m_pCaller->Request(9, R"({"service_id":"42"})");
-    ASSERT_TRUE(SomebodyArrived()) << m_log.All();
+    m_pCaller->Request(MessageType::S_MT_ExitExeProcess, R"({"service_id":"42"})");
+    ASSERT_TRUE(AThreadArrived()) << m_log.All();
     Recreate();
     SetEvent(m_hGo.get());
     EXPECT_TRUE(Eventually([&pOld] { return pOld.expired(); }));
@@ -145,7 +145,7 @@ TEST_F(ServiceLifetimeTest, TheTextOfADelayedCheckIsReadWithoutTheLockOfTheField
                 m_pInstance->GetService();
                 SetEvent(m_hArrived.get());
             });
-            bFree = SomebodyArrived();
+            bFree = AThreadArrived();
         });
         m_pInstance->DelayCheckWndStatus(CRequestOf(8, body));
     }
@@ -161,15 +161,15 @@ TEST_F(ServiceLifetimeTest, ACallerThatWentInTheMiddleOfARequestCostsTheEndOfIts
         WaitForSingleObject(m_hGo.get(), 30000);
     };
     Connect();
-    m_pCaller->Request(9, R"({"service_id":"42"})");
-    ASSERT_TRUE(SomebodyArrived()) << m_log.All();
+    m_pCaller->Request(MessageType::S_MT_ExitExeProcess, R"({"service_id":"42"})");
+    ASSERT_TRUE(AThreadArrived()) << m_log.All();
     m_pCaller->Close();
     SetEvent(m_hGo.get());
-    // The read behind the request fails at once; that ends the connection and leaves the worker.
+    // The read after the request fails at once; that ends the connection and leaves the worker.
     ASSERT_TRUE(WaitForLine("]Disconnected from server!")) << m_log.All();
     std::atomic<bool> bDestroyed{false};
     std::thread host([this, &bDestroyed] {
-        // Would be waited out by whoever waits for a worker that nothing wakes.
+        // A thread that waits for a worker that nothing wakes would wait all of this.
         m_pInstance->Destroy(2 * 30000);
         bDestroyed.store(true);
     });
@@ -186,8 +186,8 @@ TEST_F(ServiceLifetimeTest, AHandlerThatWaitsForTheInstanceLockDoesNotHoldUpItsE
     const std::weak_ptr<WxMiniProgramServiceEx> pOld = m_pInstance;
     {
         const CAutoLock instances(&m_host.m_lockInstance);
-        m_pCaller->Request(9, R"({"service_id":"42"})");
-        ASSERT_TRUE(SomebodyArrived()) << m_log.All();
+        m_pCaller->Request(MessageType::S_MT_ExitExeProcess, R"({"service_id":"42"})");
+        ASSERT_TRUE(AThreadArrived()) << m_log.All();
         // Gives up on the worker after its second, although the worker cannot go on before the lock is free.
         Drop();
         EXPECT_FALSE(pOld.expired());
@@ -203,8 +203,8 @@ TEST_F(ServiceLifetimeTest, AReplyOfARequestThatOutlastsItsInstanceIsNotSent) {
         pSelf->OpenMiniApp(CRequestOf(6, R"({"service_id":"42","p1":{}})"));
     };
     Connect();
-    m_pCaller->Request(9, R"({"service_id":"42"})");
-    ASSERT_TRUE(SomebodyArrived()) << m_log.All();
+    m_pCaller->Request(MessageType::S_MT_ExitExeProcess, R"({"service_id":"42"})");
+    ASSERT_TRUE(AThreadArrived()) << m_log.All();
     Drop();
     SetEvent(m_hGo.get());
     EXPECT_TRUE(WaitForLine("service ipc not init")) << m_log.All();
@@ -221,8 +221,9 @@ TEST_F(ServiceLifetimeTest, TheInstanceCanBeEnteredFromTheHostAndItsOwnWorkerAtO
         }
     });
     for (int i = 0; i < 50; ++i) {
-        m_pCaller->Request(8, R"({"p1":"{\"interval\":500000,\"by\":\"the worker\"}"})");
-        m_pCaller->Request(6, R"({"service_id":"42","p1":{}})");
+        m_pCaller->Request(MessageType::S_MT_DelayCheckWndStatus,
+                           R"({"p1":"{\"interval\":500000,\"by\":\"the worker\"}"})");
+        m_pCaller->Request(MessageType::WM_COPY_DATA_MSG_IPC_GET_OPEN, R"({"service_id":"42","p1":{}})");
         EXPECT_TRUE(m_pCaller->Receive().has_value());
     }
     host.join();

@@ -14,12 +14,12 @@ class ServiceRequestsTest : public ServiceFixture {
   protected:
     // Sends a request to which there is no reply and then one to which there is: the reply to the second one comes
     // first exactly when the first one got none.
-    void ExpectNoReply(int nType, std::string_view content) {
-        m_pCaller->Request(nType, content);
-        m_pCaller->Request(7, R"({"marker":true,"p1":"{}"})");
+    void ExpectNoReply(MessageType type, std::string_view content) {
+        m_pCaller->Request(type, content);
+        m_pCaller->Request(MessageType::S_MT_OpenMiniAppSuccessfully, R"({"marker":true,"p1":"{}"})");
         EXPECT_EQ(m_pCaller->Receive(),
                   R"({"content":{"marker":true,"p1":{},"result":"not from","ret":"0"},"message_type":13})")
-            << "after type " << nType << " with " << content << '\n'
+            << "after type " << Number(type) << " with " << content << '\n'
             << m_log.All();
     }
 
@@ -28,7 +28,8 @@ class ServiceRequestsTest : public ServiceFixture {
 
 TEST_F(ServiceRequestsTest, OpenMiniAppAnswersWithTheBodyItGotTheResultAndRet0) {
     Connect();
-    m_pCaller->Request(6, R"({"service_id":"42","p1":{"type":"other","from":"b"},"ticket":[1,"中"],"ret":7})");
+    m_pCaller->Request(MessageType::WM_COPY_DATA_MSG_IPC_GET_OPEN,
+                       R"({"service_id":"42","p1":{"type":"other","from":"b"},"ticket":[1,"中"],"ret":7})");
     EXPECT_EQ(m_pCaller->Receive(), R"({"content":{"p1":{"from":"b","type":"other"},"result":"not type","ret":"0",)"
                                     R"("service_id":"42","ticket":[1,"中"]},"message_type":17})")
         << m_log.All();
@@ -36,7 +37,7 @@ TEST_F(ServiceRequestsTest, OpenMiniAppAnswersWithTheBodyItGotTheResultAndRet0) 
 
 TEST_F(ServiceRequestsTest, OpenMiniAppHandsANullP1OnAsTextAndGivesItBackAsNull) {
     Connect();
-    m_pCaller->Request(6, R"({"service_id":"42","p1":null})");
+    m_pCaller->Request(MessageType::WM_COPY_DATA_MSG_IPC_GET_OPEN, R"({"service_id":"42","p1":null})");
     EXPECT_EQ(m_pCaller->Receive(),
               R"({"content":{"p1":null,"result":"ParseAppOpenInfo error","ret":"0","service_id":"42"},)"
               R"("message_type":17})");
@@ -46,7 +47,7 @@ TEST_F(ServiceRequestsTest, OpenMiniAppRefusesWithoutALineOrAReply) {
     Connect();
     for (const char* content : {R"({"p1":{}})", R"({"service_id":42,"p1":{}})", R"({"service_id":"42"})",
                                 R"({"service_id":"42","p1":"{}"})", R"({"service_id":"42","p1":[]})"}) {
-        ExpectNoReply(6, content);
+        ExpectNoReply(MessageType::WM_COPY_DATA_MSG_IPC_GET_OPEN, content);
     }
     EXPECT_FALSE(m_log.Has("parse error")) << m_log.All();
     EXPECT_FALSE(m_log.Has("not contain p1")) << m_log.All();
@@ -54,7 +55,7 @@ TEST_F(ServiceRequestsTest, OpenMiniAppRefusesWithoutALineOrAReply) {
 
 TEST_F(ServiceRequestsTest, OpenMiniAppSuccessfullyAnswersWithAnObjectWhereTheTextStood) {
     Connect();
-    m_pCaller->Request(7, R"({"id":1,"p1":"{ \"from\" : \"b\" }"})");
+    m_pCaller->Request(MessageType::S_MT_OpenMiniAppSuccessfully, R"({"id":1,"p1":"{ \"from\" : \"b\" }"})");
     EXPECT_EQ(m_pCaller->Receive(),
               R"({"content":{"id":1,"p1":{"from":"b"},"result":"not type","ret":"0"},"message_type":13})");
 }
@@ -62,28 +63,29 @@ TEST_F(ServiceRequestsTest, OpenMiniAppSuccessfullyAnswersWithAnObjectWhereTheTe
 TEST_F(ServiceRequestsTest, OpenMiniAppSuccessfullyAnswersABrokenTextWithNull) {
     Connect();
     for (const char* inner : {"no json", "", "{"}) {
-        m_pCaller->Request(7, std::string(R"({"p1":")") + inner + R"("})");
+        m_pCaller->Request(MessageType::S_MT_OpenMiniAppSuccessfully, std::string(R"({"p1":")") + inner + R"("})");
         EXPECT_EQ(m_pCaller->Receive(),
                   R"({"content":{"p1":null,"result":"ParseAppOpenInfo error","ret":"0"},"message_type":13})");
     }
 }
 
-TEST_F(ServiceRequestsTest, OpenMiniAppSuccessfullyRefusesAP1ThatIsNoString) {
+TEST_F(ServiceRequestsTest, OpenMiniAppSuccessfullyRefusesAP1ThatIsNotAString) {
     Connect();
-    ExpectNoReply(7, R"({})");
-    ExpectNoReply(7, R"({"p1":{}})");
+    ExpectNoReply(MessageType::S_MT_OpenMiniAppSuccessfully, R"({})");
+    ExpectNoReply(MessageType::S_MT_OpenMiniAppSuccessfully, R"({"p1":{}})");
     EXPECT_EQ(m_log.Count("not contain p1"), 2U) << m_log.All();
 }
 
 TEST_F(ServiceRequestsTest, ANullBodyIsAParseErrorForEveryRequest) {
     Connect();
-    for (int nType = 2; nType <= 8; ++nType) {
-        ExpectNoReply(nType, "null");
+    for (int nType = Number(MessageType::S_MT_GetWxAppStatus); nType <= Number(MessageType::S_MT_DelayCheckWndStatus);
+         ++nType) {
+        ExpectNoReply(static_cast<MessageType>(nType), "null");
     }
     EXPECT_EQ(m_log.Count("parse error"), 7U) << m_log.All();
 }
 
-TEST_F(ServiceRequestsTest, ABodyThatIsNoObjectIsAParseErrorForEveryRequest) {
+TEST_F(ServiceRequestsTest, ABodyThatIsNotAnObjectIsAParseErrorForEveryRequest) {
     std::size_t refused = 0;
     for (const char* body : {"", "no json", "[]", "\"text\"", "7", "null", "{"}) {
         m_pInstance->GetWxAppStatus(CRequestOf(2, body));
@@ -101,17 +103,17 @@ TEST_F(ServiceRequestsTest, ABodyThatIsNoObjectIsAParseErrorForEveryRequest) {
 
 TEST_F(ServiceRequestsTest, GetRSAEncryptWithoutP1IsAParseError) {
     Connect();
-    ExpectNoReply(5, R"({"text":"x"})");
+    ExpectNoReply(MessageType::S_MT_GetRSAEncrypt, R"({"text":"x"})");
     EXPECT_EQ(m_log.Count("parse error"), 1U) << m_log.All();
 }
 
 TEST_F(ServiceRequestsTest, GetRSAEncryptAnswersWithTheEscapedEnvelopeAndP1AsItCame) {
     Connect();
-    m_pCaller->Request(5, R"({"p1":"{\"text\":\"hello\"}","id":3})");
+    m_pCaller->Request(MessageType::S_MT_GetRSAEncrypt, R"({"p1":"{\"text\":\"hello\"}","id":3})");
     const std::string reply = m_pCaller->Receive().value_or("");
     Json::Value root;
     ASSERT_TRUE(ParseJson(reply, root)) << reply;
-    EXPECT_EQ(root["message_type"], 16);
+    EXPECT_EQ(root["message_type"], Number(MessageType::S_MT_RSAEncryptReply));
     EXPECT_EQ(root["content"]["p1"], "{\"text\":\"hello\"}");
     EXPECT_EQ(root["content"]["id"], 3);
     const std::string result = root["content"]["result"].asString();
@@ -125,7 +127,7 @@ TEST_F(ServiceRequestsTest, GetRSAEncryptAnswersWithTheEscapedEnvelopeAndP1AsItC
 TEST_F(ServiceRequestsTest, GetRSAEncryptAnswersAFailedEnvelopeWithAnEmptyResult) {
     Connect();
     for (const char* p1 : {R"("{\"text\":\"\"}")", R"("{}")", R"("no json")", "null"}) {
-        m_pCaller->Request(5, std::string("{\"p1\":") + p1 + "}");
+        m_pCaller->Request(MessageType::S_MT_GetRSAEncrypt, std::string("{\"p1\":") + p1 + "}");
         EXPECT_EQ(m_pCaller->Receive(),
                   std::string("{\"content\":{\"p1\":") + p1 + ",\"result\":\"\"},\"message_type\":16}");
     }
@@ -136,34 +138,34 @@ TEST_F(ServiceRequestsTest, GetRSAEncryptAnswersAFailedEnvelopeWithAnEmptyResult
 // within it.
 TEST_F(ServiceRequestsTest, ARequestIsReadOnceAndItsReplyWrittenOnce) {
     struct Row {
-        int nType;
+        MessageType type;
         const char* content;
         std::uint64_t nParsed;
         std::uint64_t nWritten;
     };
     const Row rows[] = {
-        {2, R"({"id":1})", 1, 2},  // the states are a text in the reply
-        {3, R"({"id":1})", 1, 2},  // and in the envelope
-        {4, R"({"id":1})", 1, 1},
-        {5, R"({"p1":"{\"text\":\"hello\"}"})", 2, 1},
-        {6, R"({"p1":{"type":"other"},"service_id":"42"})", 1, 1},
-        {7, R"({"p1":"{\"type\":\"other\"}"})", 2, 1},
+        {MessageType::S_MT_GetWxAppStatus, R"({"id":1})", 1, 2},         // the states are a text in the reply
+        {MessageType::S_MT_GetWxAppStatusEncrypt, R"({"id":1})", 1, 2},  // and in the envelope
+        {MessageType::S_MT_GetWxAppQIMEI, R"({"id":1})", 1, 1},
+        {MessageType::S_MT_GetRSAEncrypt, R"({"p1":"{\"text\":\"hello\"}"})", 2, 1},
+        {MessageType::WM_COPY_DATA_MSG_IPC_GET_OPEN, R"({"p1":{"type":"other"},"service_id":"42"})", 1, 1},
+        {MessageType::S_MT_OpenMiniAppSuccessfully, R"({"p1":"{\"type\":\"other\"}"})", 2, 1},
     };
     Connect();
     for (const Row& row : rows) {
         const JsonTextCounts before = CountJsonTexts();
-        m_pCaller->Request(row.nType, row.content);
-        EXPECT_TRUE(m_pCaller->Receive()) << row.nType;
+        m_pCaller->Request(row.type, row.content);
+        EXPECT_TRUE(m_pCaller->Receive()) << Number(row.type);
         const JsonTextCounts after = CountJsonTexts();
-        EXPECT_EQ(after.nParsed - before.nParsed, row.nParsed) << "type " << row.nType;
-        EXPECT_EQ(after.nWritten - before.nWritten, row.nWritten) << "type " << row.nType;
+        EXPECT_EQ(after.nParsed - before.nParsed, row.nParsed) << "type " << Number(row.type);
+        EXPECT_EQ(after.nWritten - before.nWritten, row.nWritten) << "type " << Number(row.type);
     }
 }
 
 TEST_F(ServiceRequestsTest, ADelayedCheckIsReadOnceAndWrittenForTheLogAlone) {
     Connect();
     const JsonTextCounts before = CountJsonTexts();
-    m_pCaller->Request(8, R"({"p1":"{\"interval\":1}"})");
+    m_pCaller->Request(MessageType::S_MT_DelayCheckWndStatus, R"({"p1":"{\"interval\":1}"})");
     EXPECT_TRUE(Eventually([&] { return TaskCount() == 1; }));
     const JsonTextCounts after = CountJsonTexts();
     EXPECT_EQ(after.nParsed - before.nParsed, 2U);
@@ -188,13 +190,13 @@ TEST_F(ServiceRequestsTest, AnExitRequestReachesTheHostFromThePipe) {
     std::string strSeen;
     m_host.m_onDestroyRequest = [&strSeen](const std::string& strBody) { strSeen = strBody; };
     Connect();
-    ExpectNoReply(9, R"({"service_id":"42"})");
+    ExpectNoReply(MessageType::S_MT_ExitExeProcess, R"({"service_id":"42"})");
     EXPECT_EQ(strSeen, R"({"service_id":"42"})");
 }
 
 TEST_F(ServiceRequestsTest, ADelayedCheckIsCountedAndStoredBeforeItsThreadStarts) {
     Connect();
-    ExpectNoReply(8, R"({"p1":"{\"interval\":5000}"})");
+    ExpectNoReply(MessageType::S_MT_DelayCheckWndStatus, R"({"p1":"{\"interval\":5000}"})");
     EXPECT_EQ(m_pInstance->RunStatusParam(), R"({"interval":5000})");
     const InstanceParam param = m_host.Param(m_strId);
     EXPECT_EQ(param.strRunStatusParam, R"({"interval":5000})");
@@ -207,8 +209,8 @@ TEST_F(ServiceRequestsTest, ADelayedCheckIsCountedAndStoredBeforeItsThreadStarts
 
 TEST_F(ServiceRequestsTest, EveryDelayedCheckHasAThreadOfItsOwn) {
     Connect();
-    ExpectNoReply(8, R"({"p1":"{\"interval\":5000}"})");
-    ExpectNoReply(8, R"({"p1":"{\"interval\":7000}"})");
+    ExpectNoReply(MessageType::S_MT_DelayCheckWndStatus, R"({"p1":"{\"interval\":5000}"})");
+    ExpectNoReply(MessageType::S_MT_DelayCheckWndStatus, R"({"p1":"{\"interval\":7000}"})");
     EXPECT_EQ(TaskCount(), 2);
     EXPECT_EQ(m_log.Count("]error second DelayCheckWndStatus"), 2U) << m_log.All();
     EXPECT_TRUE(WaitForLine("]DelayCheckWndThread strServiceId = 42, interval 5000")) << m_log.All();
@@ -251,7 +253,7 @@ TEST_F(ServiceRequestsTest, ANullP1IsAnEmptyTextAndKeepsTheTablesText) {
     EXPECT_EQ(TaskCount(), 2);
 }
 
-TEST_F(ServiceRequestsTest, ADelayedCheckWhoseTextIsNoStringEndsTheProcess) {
+TEST_F(ServiceRequestsTest, ADelayedCheckWhoseTextIsNotAStringEndsTheProcess) {
     const auto request = [this](const char* body) noexcept { m_pInstance->DelayCheckWndStatus(CRequestOf(8, body)); };
     for (const char* body : {R"({"p1":5})", R"({"p1":{}})", R"({"p1":[]})"}) {
         EXPECT_EXIT(request(body), testing::ExitedWithCode(3), "terminate called") << body;
@@ -279,7 +281,7 @@ TEST_F(ServiceRequestsTest, ADelayedCheckAsksAfter2SecondsAndFetchesTheUrlsOneAf
     Json::Value body;
     body["p1"] = strText;
     const auto begin = std::chrono::steady_clock::now();
-    m_pCaller->Request(8, WriteJson(body));
+    m_pCaller->Request(MessageType::S_MT_DelayCheckWndStatus, WriteJson(body));
     ASSERT_TRUE(WaitForLine("DelayCheckWndThread end")) << m_log.All();
     EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(1990));
     ASSERT_EQ(m_host.Asks().size(), 1U);

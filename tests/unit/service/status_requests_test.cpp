@@ -2,7 +2,6 @@
 #include <new>
 
 #include "foundation/json_text.h"
-#include "ipc/protocol/message_type.h"
 #include "open/yyb/yyb_api.h"
 #include "tests/support/allocation_watch.h"
 #include "tests/support/opened_envelope.h"
@@ -21,13 +20,13 @@ const char kNothing[] =
 class StatusRequestsTest : public ServiceFixture {
   protected:
     std::string Ask(MessageType type, std::string_view content) {
-        m_pCaller->Request(static_cast<int>(type), content);
+        m_pCaller->Request(type, content);
         return m_pCaller->Receive().value_or("no reply");
     }
     std::string ResultOf(const std::string& reply, MessageType type) {
         Json::Value root;
         EXPECT_TRUE(ParseJson(reply, root)) << reply;
-        EXPECT_EQ(root["message_type"].asInt(), static_cast<int>(type)) << reply;
+        EXPECT_EQ(root["message_type"].asInt(), Number(type)) << reply;
         return JsonToText(root["content"]["result"]);
     }
 

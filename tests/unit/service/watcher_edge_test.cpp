@@ -37,7 +37,7 @@ TEST(CWatcherEdgeTest, AStopWakesEveryoneWhoWaits) {
     EXPECT_EQ(stopped.load(), 4);
 }
 
-TEST(CWatcherEdgeTest, AStopAtTheMomentSomebodyBeginsToWaitIsNotLost) {
+TEST(CWatcherEdgeTest, AStopAtTheMomentAThreadBeginsToWaitIsNotLost) {
     // Each time the stop comes at another moment between the look at it and the sleep.
     constexpr int kRounds = 20000;
     std::vector<std::unique_ptr<CWatcherEdge>> edges;
@@ -63,7 +63,7 @@ TEST(CWatcherEdgeTest, AStopAtTheMomentSomebodyBeginsToWaitIsNotLost) {
     waiting.join();
 }
 
-TEST(CWatcherEdgeTest, NobodyWaitsAfterAStop) {
+TEST(CWatcherEdgeTest, AfterAStopNoThreadWaits) {
     CWatcherEdge edge;
     EXPECT_FALSE(edge.StopRequested());
     edge.RequestStop();
@@ -89,7 +89,7 @@ TEST(CWatcherEdgeTest, APipeWhoseInstancesAreAllTakenIsStillThere) {
 }
 
 TEST(CWatcherEdgeTest, FetchesAUrlWholeAndLogsItsStatus) {
-    HttpTestServer server([](const HttpTestRequest&) { return HttpTestReply::Of(200, "a body that nobody keeps"); });
+    HttpTestServer server([](const HttpTestRequest&) { return HttpTestReply::Of(200, "a body that is not kept"); });
     const LogCapture log;
     CWatcherEdge edge;
     edge.Fetch(server.Url(L"/hit?a=1&b=%20"));

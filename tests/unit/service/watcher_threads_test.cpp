@@ -98,7 +98,7 @@ TEST_F(DelayCheckWndThreadTest, AFailedLastAskFetchesErrorLog) {
     EXPECT_EQ(TaskCount(), 0);
 }
 
-TEST_F(DelayCheckWndThreadTest, AWordThatOnlyBeginsWith1IsNoSuccess) {
+TEST_F(DelayCheckWndThreadTest, AWordThatOnlyBeginsWith1IsNotASuccess) {
     Answer({"10"});
     Check(2000, kBothLogs);
     EXPECT_EQ(m_edge.m_vecFetched, Urls({L"http://bad/1"}));
@@ -138,7 +138,7 @@ TEST_F(DelayCheckWndThreadTest, AnEmptyUrlIsLoggedAndSkipped) {
     EXPECT_TRUE(m_log.Has("errorLog url=http://bad/中")) << m_log.All();
 }
 
-TEST_F(DelayCheckWndThreadTest, AUrlThatIsNoTextIsAConversionFailureBehindTheUrlsBeforeIt) {
+TEST_F(DelayCheckWndThreadTest, AUrlThatIsNotATextIsAConversionFailureAfterTheUrlsBeforeIt) {
     Answer({"1"});
     for (const char* text : {R"({"successLog":["http://ok/1",5]})", R"({"successLog":["http://ok/1",{}]})"}) {
         m_edge.m_vecFetched.clear();

@@ -56,7 +56,7 @@ TEST(HelperScenario, ReplyIsTheContentOfTheRequestWithTheKeysOfTheFile) {
               BuildFrame(R"({"content":{"a":2,"b":1,"nexlet_call":7,"result":"r"},"message_type":13})"));
 }
 
-TEST(HelperScenario, ContentThatIsNoObjectIsAnsweredWithTheKeysAlone) {
+TEST(HelperScenario, ContentThatIsNotAnObjectIsAnsweredWithTheKeysAlone) {
     CHelperPlay play(Parsed("on 2\nreply {\"a\":1}"), Exchange());
     for (const char* content : {"1", "[1]", "null", "\"x\""}) {
         EXPECT_EQ(Played(play, RequestOf(2, content)), BuildFrame(R"({"content":{"a":1},"message_type":13})"));
@@ -71,7 +71,7 @@ TEST(HelperScenario, NthRequestGetsTheNthBlockAndLaterOnesTheLast) {
     EXPECT_EQ(Played(play, RequestOf(7)), BuildFrame("two"));
 }
 
-TEST(HelperScenario, OtherAnswersTypesWithoutABlockAndAnythingThatIsNoEnvelope) {
+TEST(HelperScenario, OtherAnswersTypesWithoutABlockAndAnythingThatIsNotAnEnvelope) {
     CHelperPlay play(Parsed("on 2\nsilence\non other\nreply {}\npayload o"), Exchange());
     EXPECT_EQ(Played(play, RequestOf(2)), "");
     EXPECT_EQ(Played(play, RequestOf(6)), BuildFrame(R"({"content":{},"message_type":17})") + BuildFrame("o"));
@@ -85,7 +85,7 @@ TEST(HelperScenario, FramesAreCutAndGetAnotherFirstWord) {
                                               BuildFrame(kReadyNotice, 1).substr(0, 9) + std::string("\0\xFF", 2));
 }
 
-TEST(HelperScenario, CutBehindTheEndOfAFrameLeavesItWhole) {
+TEST(HelperScenario, CutAfterTheEndOfAFrameLeavesItWhole) {
     CHelperPlay play(Parsed("on 2\ncut 4294967295 payload abc"), Exchange());
     EXPECT_EQ(Played(play, RequestOf(2)), BuildFrame("abc"));
 }

@@ -29,7 +29,7 @@ TEST(HttpHead, APathAloneBelongsToTheTunnelOrTheHostHeader) {
     EXPECT_EQ(Read("GET /a HTTP/1.0\r\n\r\n"), (HttpHead{"GET", "", "/a"}));
 }
 
-TEST(HttpHead, WhatIsNoRequestIsRefused) {
+TEST(HttpHead, WhatIsNotARequestIsRefused) {
     HttpHead head;
     for (const char* text :
          {"", "\r\n\r\n", "GET\r\n\r\n", "GET /\r\n\r\n", "GET / HTTP/1.0\r\n", "GET / FTP/1\r\n\r\n",

@@ -13,7 +13,7 @@ TEST(ScriptLines, BlankLinesAndCommentsAreSkippedAndCounted) {
     EXPECT_EQ(lines[1].strText, "three # yes") << "a comment has its line to itself, since texts hold the sign too";
 }
 
-TEST(ScriptLines, WordsAreTakenWithTheBlanksBehindThem) {
+TEST(ScriptLines, WordsAreTakenWithTheBlanksAfterThem) {
     std::string_view text = "one \t two  three";
     EXPECT_EQ(TakeWord(text), "one");
     EXPECT_EQ(text, "two  three");

@@ -40,7 +40,7 @@ TEST(TlsMessages, RecordsAreCutWherePiecesEnd) {
     EXPECT_EQ(pending, "");
 }
 
-TEST(TlsMessages, WhatIsNoRecordBreaksTheConnection) {
+TEST(TlsMessages, WhatIsNotARecordBreaksTheConnection) {
     TlsRecord record;
     for (const std::string& bytes :
          {std::string("GET / HTTP"), std::string("\x16\x02\x00\x00\x01x", 6), std::string("\x16\x03\x03\xFF\xFFx", 6),

@@ -149,7 +149,7 @@ TEST(WorldScenario, ProblemsNameTheLine) {
     }
 }
 
-TEST(WorldScenario, DirectoryStandsInPlaceOfItsMark) {
+TEST(WorldScenario, DirectoryTakesThePlaceOfItsMark) {
     EXPECT_EQ(WithDirectory("a{dir}b{dir}", "{dir}C"), "a{dir}Cb{dir}C");
     EXPECT_EQ(WithDirectory("{di", "x"), "{di");
     EXPECT_EQ(WithDirectory("", "x"), "");

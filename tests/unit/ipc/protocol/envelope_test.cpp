@@ -34,7 +34,7 @@ TEST(Envelope, TypeOneTakesContentAsAText) {
     EXPECT_EQ(BodyOf(R"({"message_type":1,"content":true})"), "true");
 }
 
-TEST(Envelope, TypeOneWithAContentThatIsNoTextFailsInTheLibrary) {
+TEST(Envelope, TypeOneWithAContentThatIsNotATextFailsInTheLibrary) {
     Request request;
     for (const char* content : {"{}", "[1]", "5", "1.5"}) {
         EXPECT_THROW(ReadEnvelope(std::string(R"({"message_type":1,"content":)") + content + "}", request),
@@ -43,19 +43,19 @@ TEST(Envelope, TypeOneWithAContentThatIsNoTextFailsInTheLibrary) {
     }
 }
 
-TEST(Envelope, WhatIsNoJsonIsAParseError) {
+TEST(Envelope, WhatIsNotJsonIsAParseError) {
     for (const char* text : {"", "x", "{", "{\"message_type\":"}) {
         EXPECT_EQ(StatusOf(text), EnvelopeStatus::ParseError) << text;
     }
 }
 
-TEST(Envelope, ARootThatIsNoObjectIsRefused) {
+TEST(Envelope, ARootThatIsNotAnObjectIsRefused) {
     for (const char* text : {"null", "[]", "\"text\"", "true", "1"}) {
         EXPECT_EQ(StatusOf(text), EnvelopeStatus::NotObject) << text;
     }
 }
 
-TEST(Envelope, AMessageTypeThatIsNoIntegerIsRefused) {
+TEST(Envelope, AMessageTypeThatIsNotAnIntegerIsRefused) {
     for (const char* type : {"\"2\"", "2.0", "2e0", "true", "null", "{}", "[2]", "3000000000"}) {
         EXPECT_EQ(StatusOf(std::string(R"({"content":{},"message_type":)") + type + "}"), EnvelopeStatus::NoMessageType)
             << type;

@@ -132,7 +132,7 @@ TEST_F(PipeClientCallbackTest, ALengthNotAboveZeroIsRefused) {
     }
 }
 
-TEST_F(PipeClientCallbackTest, WhatIsNoEnvelopeIsRefusedWithItsReason) {
+TEST_F(PipeClientCallbackTest, WhatIsNotAnEnvelopeIsRefusedWithItsReason) {
     ExpectRefusal("not JSON", "parse error");
     ExpectRefusal("{", "parse error");
     ExpectRefusal("1", "jvRoot is error");
@@ -208,7 +208,7 @@ TEST_F(PipeClientCallbackTest, ARequestOverThePipeIsAnsweredOverThePipe) {
     m_pClient->WaitForThread();
 }
 
-TEST(PipeCallbacksDeathTest, ATypeOneMessageWhoseContentIsNoTextEndsTheProcess) {
+TEST(PipeCallbacksDeathTest, ATypeOneMessageWhoseContentIsNotATextEndsTheProcess) {
     EXPECT_DEATH(
         {
             const std::wstring name = UniquePipeName();
@@ -260,7 +260,7 @@ TEST_F(PipeClientCallback2Test, AnythingElseIsOnlyLogged) {
     EXPECT_TRUE(log.Lines()[1].ends_with(")]Server says: "));
 }
 
-TEST_F(PipeClientCallback2Test, ALengthBelowZeroIsNoText) {
+TEST_F(PipeClientCallback2Test, ALengthBelowZeroIsNotAText) {
     m_sink.Received(reinterpret_cast<const unsigned char*>("1"), -1);
     EXPECT_FALSE(TakeSignal());
 }

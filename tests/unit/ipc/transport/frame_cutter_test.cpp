@@ -75,7 +75,7 @@ TEST(FrameCutter, TwoFramesInOneReadAreDeliveredInOrderEachZeroTerminated) {
     EXPECT_EQ(cutter.Size(), 0u);
 }
 
-TEST(FrameCutter, TheByteBehindAFrameIsRestoredBeforeItIsRead) {
+TEST(FrameCutter, TheByteAfterAFrameIsRestoredBeforeItIsRead) {
     // That byte is the low byte of the next frame's type, 519: were it left at 0, the type would be 512 and the frame
     // delivered.
     CFrameCutter cutter;
@@ -98,7 +98,7 @@ TEST(FrameCutter, AnEmptyFrameIsDeliveredWithLengthZero) {
     EXPECT_EQ(sink.m_vecDeliveries[1].payload, "x");
 }
 
-TEST(FrameCutter, AnUnknownTypeIsSkippedAndTheFrameBehindItDelivered) {
+TEST(FrameCutter, AnUnknownTypeIsSkippedAndTheFrameAfterItDelivered) {
     for (const std::uint32_t nType : {0u, 1u, 511u, 513u, 0x00020000u, 0xFFFFFFFFu}) {
         CFrameCutter cutter;
         CRecordingSink sink;
@@ -118,8 +118,8 @@ TEST(FrameCutter, ASkippedFrameIsNotBuffered) {
         ASSERT_EQ(cutter.Size(), 0u);
     }
     EXPECT_LT(cutter.Capacity(), 65536u);
-    Feed(cutter, BuildFrame("behind"), sink);
-    EXPECT_EQ(sink.Payloads(), Payloads{"behind"});
+    Feed(cutter, BuildFrame("after"), sink);
+    EXPECT_EQ(sink.Payloads(), Payloads{"after"});
 }
 
 TEST(FrameCutter, AHugeLengthWaitsWithoutHoldingWhatComes) {
@@ -138,7 +138,7 @@ TEST(FrameCutter, AHugeLengthWaitsWithoutHoldingWhatComes) {
 TEST(FrameCutter, TheLongestFrameEndsWithANegativeLengthAndTheNextIsDelivered) {
     CFrameCutter cutter;
     CRecordingSink sink;
-    constexpr std::uint64_t kLength = 0x80000000u;  // the first that is no positive 32-bit number
+    constexpr std::uint64_t kLength = 0x80000000u;  // the first that is not a positive 32-bit number
     Feed(cutter, Header(PIPE_FRAME_MAGIC, static_cast<std::uint32_t>(kLength)), sink);
     const std::string chunk(8 << 20, 'x');
     for (std::uint64_t nSent = 0; nSent < kLength; nSent += chunk.size()) {
@@ -238,8 +238,8 @@ TEST(FrameCutter, ABufferBelowTheLimitIsKept) {
     EXPECT_GE(cutter.Capacity(), std::size_t{1} << 20);
 }
 
-TEST(FrameCutter, AMillionTinyFramesInOneBufferAreTakenWithoutMovingTheRestBehindEach) {
-    // Moving the rest down behind each of them would be 4 TB of copying: hours, and the test's own limit ends it.
+TEST(FrameCutter, AMillionTinyFramesInOneBufferAreTakenWithoutMovingTheRestAfterEach) {
+    // Moving the rest down after each of them would be 4 TB of copying: hours, and the test's own limit ends it.
     constexpr std::size_t kFrames = 1000000;
     const std::string frame = BuildFrame("");
     std::string bytes;

@@ -34,7 +34,7 @@ TEST(IoBuffer, PreparingClearsTheBlockAndNamesTheOperation) {
     EXPECT_EQ(read.m_nOperation, IO_READ);
 }
 
-TEST(IoBuffer, TheNumbersOfTheOperations) {
+TEST(IoBuffer, TheOperationsHaveFixedNumbers) {
     EXPECT_EQ(IO_ACCEPT, 0);
     EXPECT_EQ(IO_READ, 1);
     EXPECT_EQ(IO_WRITE_REQUEST, 2);

@@ -128,7 +128,7 @@ TEST_F(IocpClientEndTest, StopWhileAWriteIsPendingEndsTheWorkerWithoutAWord) {
     EXPECT_TRUE(m_pClient->HasContext());
 }
 
-TEST_F(IocpClientEndTest, StopIsHarmlessWhenItComesTwiceOrBehindTheEnd) {
+TEST_F(IocpClientEndTest, StopIsHarmlessWhenItComesTwiceOrAfterTheEnd) {
     ServeAndConnect();
     m_pClient->Stop();
     m_pClient->Stop();
@@ -196,7 +196,7 @@ TEST_F(IocpClientEndTest, EndTellsTheSinkOfALiveConnectionAsStopDoes) {
     EXPECT_TRUE(m_server.WaitForEnd());
 }
 
-TEST_F(IocpClientEndTest, EndOutOfAHandlerEndsTheWorkerBehindIt) {
+TEST_F(IocpClientEndTest, EndOutOfAHandlerEndsTheWorkerAfterIt) {
     m_pSink->m_onReceived = [this](const std::string&) { m_pClient->End(); };
     ServeAndConnect();
     const CKernelHandle worker = DuplicateWorker();
@@ -255,7 +255,7 @@ TEST_F(IocpClientEndTest, ALateWorkerFindsEverythingAliveAndEndsByItself) {
     m_pSink->m_onReceived = [&, pClient = m_pClient.get()](const std::string&) {
         SetEvent(entered.get());
         WaitForSingleObject(release.get(), kTestWaitMs);
-        EXPECT_EQ(pClient->Send("a reply nobody gets"), 1);
+        EXPECT_EQ(pClient->Send("a reply that is lost"), 1);
     };
     std::atomic<int> nLost{0};
     m_pSink->m_onLost = [&nLost] { ++nLost; };
@@ -314,7 +314,7 @@ TEST_F(IocpClientEndTest, AClientThatNeverHadAWorkerTakesItsPendingReadBack) {
 }
 
 TEST_F(IocpClientEndTest, SendersMayGoOnWhileTheConnectionEnds) {
-    // Bounded, since nobody reads: every message is one more pending write that the system has to end.
+    // Bounded, since the peer does not read: every message is one more pending write that the system has to end.
     constexpr int kMessages = 200;
     for (int round = 0; round < 10; ++round) {
         const std::wstring name = UniquePipeName();
@@ -355,7 +355,7 @@ TEST_F(IocpClientEndTest, SendersMayGoOnWhileTheConnectionEnds) {
     }
 }
 
-TEST_F(IocpClientEndTest, TwoHundredConnectionsLeaveNoHandleBehind) {
+TEST_F(IocpClientEndTest, TwoHundredConnectionsLeaveNoHandle) {
     const auto round = [] {
         const std::wstring name = UniquePipeName();
         CRawPipe server = CRawPipe::Serve(name);
@@ -369,7 +369,7 @@ TEST_F(IocpClientEndTest, TwoHundredConnectionsLeaveNoHandleBehind) {
         ASSERT_EQ(pClient->PostRead(), 1);
         ASSERT_TRUE(server.WriteFrame("text"));
         ASSERT_TRUE(pSink->WaitForPayloads(1));
-        // Written behind the next read, which is therefore pending when the peer closes.
+        // Written after the next read, which is therefore pending when the peer closes.
         ASSERT_EQ(pClient->Send("reply"), 1);
         ASSERT_EQ(server.ReadFrame(), "reply");
         server.Close();

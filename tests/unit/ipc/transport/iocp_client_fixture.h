@@ -19,7 +19,7 @@ class CIocpClientFixture : public testing::Test {
         }
     }
 
-    // A server instance with nobody connected, and a client that knows its name.
+    // A server instance without a client, and a client that knows its name.
     void Serve() {
         m_server = CRawPipe::Serve(m_strPipe, /*nMaxInstances=*/1);
         ASSERT_TRUE(m_server.valid()) << GetLastError();

@@ -66,10 +66,10 @@ TEST_F(IocpClientTest, ABusyPipeGivesNoConnectionAfterOneAttempt) {
     EXPECT_FALSE(m_pClient->HasContext());
     EXPECT_EQ(log.Count("]OpenPipe 231"), 1u) << log.All();
     EXPECT_EQ(log.Count("]pClientContext->GetPipe()"), 1u) << log.All();
-    EXPECT_TRUE(CRawPipe::Open(m_strPipe).valid()) << "nobody has taken the free instance";
+    EXPECT_TRUE(CRawPipe::Open(m_strPipe).valid()) << "no client has taken the free instance";
 }
 
-TEST_F(IocpClientTest, AfterTheOwnerClosedThePortThereIsNoConnectionAnyMore) {
+TEST_F(IocpClientTest, AfterTheOwnerClosedThePortThereIsNoConnection) {
     Serve();
     m_pClient->WaitForThread();
     EXPECT_FALSE(m_pClient->HasPort());
@@ -190,7 +190,7 @@ TEST_F(IocpClientTest, TwentyMebibytesPassBothWays) {
     EXPECT_EQ(m_server.ReadFrame(), "after");
 }
 
-TEST_F(IocpClientTest, AReplyIsWrittenBehindTheHandlerAndInTheOrderOfTheSends) {
+TEST_F(IocpClientTest, AReplyIsWrittenAfterTheHandlerAndInTheOrderOfTheSends) {
     const CKernelHandle written(CreateEventW(nullptr, TRUE, FALSE, nullptr));
     std::atomic<bool> bHandlerReturned{false};
     m_pSink->m_onReceived = [&](const std::string&) {
@@ -307,7 +307,7 @@ TEST_F(IocpClientTest, WithoutAGateOfThatNameSendsGoUngated) {
 
 // The probe.
 
-TEST(DoesNamedPipeExist, NobodyServesTheName) {
+TEST(DoesNamedPipeExist, IsFalseWhenNoProcessServesTheName) {
     const LogCapture log;
     EXPECT_FALSE(DoesNamedPipeExist(UniquePipeName()));
     EXPECT_EQ(log.Count("DoesNamedPipeExist , dwError=2"), 1u) << log.All();

@@ -36,8 +36,8 @@ class IocpServerTest : public testing::Test {
         return client;
     }
 
-    // Connects, and returns when the first read is pending: a message from elsewhere than the worker is written behind
-    // it. Before that an end is found at once, by the read, instead of by its completion.
+    // Connects, and returns when the first read is pending: a message from another thread than the worker is written
+    // after it. Before that an end is found at once, by the read, instead of by its completion.
     CRawPipe ConnectAndWaitForRead() {
         CRawPipe client = Connect();
         EXPECT_TRUE(m_pSink->WaitForConnected());
@@ -196,7 +196,7 @@ TEST_F(IocpServerTest, AClientThatComesBeforeTheAcceptEndsTheListeningForGood) {
         }
         if (pSink->ConnectedCount() == 0) {
             bMet = true;
-            EXPECT_TRUE(isOver()) << "it is connected and nobody knows";
+            EXPECT_TRUE(isOver()) << "it is connected and the worker does not see it";
             EXPECT_FALSE(pServer->HasContext());
             const CRawPipe next = CRawPipe::Open(name);
             const DWORD nError = GetLastError();
@@ -313,7 +313,7 @@ TEST_F(IocpServerTest, TheNextListenerTakesTheGateAsItIs) {
     EXPECT_FALSE(IsSet(gate));
 }
 
-TEST_F(IocpServerTest, ManyConnectionsLeaveNoHandleBehind) {
+TEST_F(IocpServerTest, ManyConnectionsLeaveNoHandle) {
     Start();
     const auto round = [this](int n) {
         CRawPipe client = Connect();

@@ -38,7 +38,7 @@ class CRecordingSink final : public IPipeConnectCallback {
         Record(m_nLost);
     }
 
-    // Run on the worker, before (Received, Lost) or behind (Connected) the record of the event.
+    // Run on the worker, before (Received, Lost) or after (Connected) the record of the event.
     std::function<void()> m_onConnected;
     std::function<void(const std::string& payload)> m_onReceived;
     std::function<void()> m_onLost;

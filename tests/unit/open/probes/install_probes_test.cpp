@@ -156,7 +156,7 @@ TEST_F(InstallProbesTest, AnIconGivesNoInstallDir) {
     EXPECT_EQ(GetWxMiniProgramInstallDir(), L"");
 }
 
-// The views are the real machine's: entries that stand there already come back at the end.
+// The views are the real machine's: entries that are there already are restored at the end.
 class InstallViewsTest : public testing::TestWithParam<REGSAM> {};
 
 TEST_P(InstallViewsTest, AnEntryInThisViewCounts) {

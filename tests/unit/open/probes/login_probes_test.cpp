@@ -110,7 +110,7 @@ TEST(ReadProcessCommandLine, WhatTheSystemLacksLeavesItEmpty) {
     EXPECT_EQ(CommandLineOf(self, {nullptr, &Read, &Is64Bit}), L"");
     EXPECT_EQ(CommandLineOf(self, {&Query, nullptr, &Is64Bit}), L"");
     EXPECT_EQ(CommandLineOf(self, {}), L"");
-    // Nobody who could tell of 32-bit targets: every target is taken for a 64-bit one.
+    // No function that could tell a 32-bit target: every target is taken for a 64-bit one.
     EXPECT_EQ(CommandLineOf(self, {&Query, &Read, nullptr}), GetCommandLineW());
     EXPECT_EQ(CommandLineOf(self, {&Query, &Read, &IsUnknown}), GetCommandLineW());
 }
@@ -287,7 +287,7 @@ TEST_F(LoginProbesTest, OnlyProcessesOfTheRuntimesNameAreOpenedAndOnlyTheRuntime
     EXPECT_EQ(g_opened, expected);
 }
 
-TEST_F(LoginProbesTest, AProcessThatMayNotBeOpenedIsNoLogin) {
+TEST_F(LoginProbesTest, AProcessThatMayNotBeOpenedIsNotALogin) {
     const CStandInProcess runtime(Runtime(), L"--type=renderer");
     EXPECT_EQ(RunState({&Query, &Read, &Is64Bit, [](DWORD, BOOL, DWORD) -> HANDLE { return nullptr; }}), "");
     EXPECT_EQ(RunState({&Query, &Read, &Is64Bit,

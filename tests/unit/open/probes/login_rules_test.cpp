@@ -185,7 +185,7 @@ TEST(DecideLogin, WithoutAProcessTheCacheAnswersAndStays) {
     EXPECT_FALSE(answer({}));
 }
 
-// A renderer without the application is no reason to believe in a login.
+// A renderer without the application does not mean a login.
 TEST(DecideLogin, ARendererWithoutTheApplicationLeavesItToTheCache) {
     CMadeUpFacts facts;
     facts.m_bLogin = true;

@@ -138,7 +138,7 @@ TEST(AppStatus, TheTextHasItsKeysSorted) {
         R"({"mini_wx_inst":"0","mini_wx_login":"1","wx_inst":"1","wx_login":"0","yyb_inst":"0","yyb_login":"1"})");
 }
 
-TEST(AppStatus, TheIdentityPairStandsInTheLongerTextAlone) {
+TEST(AppStatus, TheIdentityPairIsInTheLongerTextAlone) {
     EXPECT_EQ(WriteAppStatus(AppStatus{.wx_login = true}, "q32", ""),
               R"({"mini_wx_inst":"0","mini_wx_login":"0","qimei32":"q32","qimei36":"","wx_inst":"0","wx_login":"1",)"
               R"("yyb_inst":"0","yyb_login":"0"})");
@@ -152,7 +152,7 @@ TEST(AppStatus, TheRegistryHasItsOwnNamesAndOrder) {
     EXPECT_EQ(text, "wx_install=1 wx_login=0 mini_install=1 mini_login=0 yyb_install=0 yyb_login=1 ");
 }
 
-TEST(DecimalText, DigitsAndSign) {
+TEST(DecimalText, WritesDigitsWithASignBelowZero) {
     EXPECT_EQ(DecimalText(0), L"0");
     EXPECT_EQ(DecimalText(7), L"7");
     EXPECT_EQ(DecimalText(1700000000), L"1700000000");

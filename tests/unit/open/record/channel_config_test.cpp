@@ -74,7 +74,7 @@ TEST(ParseChannelConfig, AnMlHostWritesTheChannelAsANumber) {
     EXPECT_EQ(config.m_nChannelId, 0u);
 }
 
-TEST(ParseChannelConfig, WhatIsNoObjectKeepsTheConfig) {
+TEST(ParseChannelConfig, WhatIsNotAnObjectKeepsTheConfig) {
     ChannelConfig config{7, "p", "f"};
     EXPECT_EQ(ParseChannelConfig("", false, config), ChannelConfigOutcome::NotJson);
     EXPECT_EQ(ParseChannelConfig("{", true, config), ChannelConfigOutcome::NotJson);

@@ -136,7 +136,7 @@ TEST(ParseAppOpenInfo, AnEmptyObjectGivesTheDefaults) {
     EXPECT_EQ(info.timeOut, 2000);
 }
 
-TEST(ParseAppOpenInfo, WhatIsNoObjectIsRefusedAndLeavesTheDefaults) {
+TEST(ParseAppOpenInfo, WhatIsNotAnObjectIsRefusedAndLeavesTheDefaults) {
     for (const char* text : {"", " ", "null", "[]", "[{}]", "7", "\"text\"", "true", "{", "{\"from\":}", "from"}) {
         AppOpenInfo info;
         EXPECT_FALSE(WxMiniProgramService::ParseAppOpenInfo(JsonOf(text), info)) << text;
@@ -209,7 +209,7 @@ TEST(ParseAppOpenInfo, NumbersOutside32BitsAreNoIntegers) {
     EXPECT_EQ(Parse(R"({"loadingWnd":{"show":1,"timeOut":2147483647}})").timeOut, 2147483647);
 }
 
-TEST(ParseAppOpenInfo, ALoadingWindowThatIsNoObjectIsIgnored) {
+TEST(ParseAppOpenInfo, ALoadingWindowThatIsNotAnObjectIsIgnored) {
     for (const char* text : {"\"x\"", "1", "[]", "true", "null"}) {
         const AppOpenInfo info = Parse(std::string("{\"from\":\"f\",\"loadingWnd\":") + text + "}");
         EXPECT_FALSE(info.show) << text;
@@ -310,7 +310,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 // Deciding the opening request.
 
-TEST(DecideOpen, ATextThatIsNoObjectIsAParseError) {
+TEST(DecideOpen, ATextThatIsNotAnObjectIsAParseError) {
     for (const char* text : {"", "[]", "7", "\"from\"", "{\"from\":\"f\"", "null"}) {
         const Decided decided = Decide(text);
         EXPECT_EQ(decided.result, "ParseAppOpenInfo error") << text;
@@ -325,7 +325,7 @@ TEST(DecideOpen, AMissingFromIsToldBeforeAnUnknownType) {
     EXPECT_EQ(Decide(R"({"from":null})").calls, Calls());
 }
 
-TEST(DecideOpen, AFromWithoutATypeIsNoType) {
+TEST(DecideOpen, AFromWithoutATypeCountsAsNone) {
     EXPECT_EQ(Decide(R"({"from":"f"})").result, "not type");
     EXPECT_EQ(Decide(R"({"from":"f","type":"other"})").result, "not type");
 }
@@ -337,7 +337,7 @@ TEST(DecideOpen, TheCaseOfATypeMatters) {
     }
 }
 
-TEST(DecideOpen, TheScreenSaverRefusesEveryTypeBehindFrom) {
+TEST(DecideOpen, TheScreenSaverRefusesEveryTypeAfterFrom) {
     CRecordingRoutes routes;
     routes.m_bScreenSaver = true;
     for (const char* type : {"weChat", "miniApp", "yyb", "other", ""}) {
@@ -441,7 +441,7 @@ TEST(DecideOpen, YybMayInstallWithAllThreeFlagsAlone) {
 
 // Polling.
 
-TEST(DecideOpenPoll, ATextThatIsNoObjectIsAParseError) {
+TEST(DecideOpenPoll, ATextThatIsNotAnObjectIsAParseError) {
     for (const char* text : {"", "[]", "7", "\"from\"", "{", "null"}) {
         const Polled polled = Poll(text);
         EXPECT_FALSE(polled.bEnded) << text;
@@ -456,10 +456,10 @@ TEST(DecideOpenPoll, AMissingFromIsToldBeforeAnUnknownType) {
     EXPECT_FALSE(Poll("{}").bEnded);
 }
 
-TEST(DecideOpenPoll, AnUnknownTypeIsNoType) {
+TEST(DecideOpenPoll, AnUnknownTypeCountsAsNone) {
     EXPECT_EQ(Poll(R"({"from":"f"})").result, "not type");
     EXPECT_EQ(Poll(R"({"from":"f","type":"WeChat"})").result, "not type");
-    // A type that is no text counts as none.
+    // A type that is not a text counts as none.
     EXPECT_EQ(Poll(R"({"from":"f","type":7})").result, "not type");
     EXPECT_FALSE(Poll(R"({"from":"f"})").bEnded);
 }

@@ -289,7 +289,7 @@ TEST(StatusEdgeDeathTest, ARefreshDoesNotWaitForAnSdkThatAnotherThreadIsStarting
     std::filesystem::remove_all(folder);
 }
 
-TEST(StatusEdgeDeathTest, AnIdentityThatIsStoredStandsInTheEncryptedFormAlone) {
+TEST(StatusEdgeDeathTest, AnIdentityThatIsStoredIsInTheEncryptedFormAlone) {
     testing::FLAGS_gtest_death_test_style = "threadsafe";
     EXPECT_EXIT(
         {

@@ -6,7 +6,7 @@ namespace {
 
 using WXMINI_PROGRAM_COMMON::IsSystemPicFile;
 
-TEST(IsSystemPicFile, TheNameBehindTheLastBackslashCounts) {
+TEST(IsSystemPicFile, TheNameAfterTheLastBackslashCounts) {
     EXPECT_TRUE(IsSystemPicFile("C:\\a\\Ovrinmuralo.scr", ""));
     EXPECT_TRUE(IsSystemPicFile("\\Ovrinmuralo.scr", "other"));
     EXPECT_FALSE(IsSystemPicFile("C:\\Ovrinmuralo.scr\\a.exe", "Ovrinmuralo.scr"));

@@ -64,7 +64,7 @@ TEST(IsSystemPicStart, AShortPathIsJudgedByItsLongForm) {
     EXPECT_EQ(log.Find("strcpy"), "") << log.All();
 }
 
-TEST(IsSystemPicStart, APathThatIsNotThereIsJudgedAsItStands) {
+TEST(IsSystemPicStart, APathThatIsNotThereIsJudgedUnchanged) {
     EXPECT_TRUE(WXMINI_PROGRAM_COMMON::IsSystemPicStart("C:\\nowhere\\Ovrinmuralo.scr"));
     EXPECT_FALSE(WXMINI_PROGRAM_COMMON::IsSystemPicStart("C:\\nowhere\\OVRINM~1.SCR"));
     EXPECT_FALSE(WXMINI_PROGRAM_COMMON::IsSystemPicStart("Ovrinmuralo.scr"))

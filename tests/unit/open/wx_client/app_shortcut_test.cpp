@@ -125,7 +125,7 @@ TEST_F(AppShortcut, AFailedShortcutIsCodeFiveAndAnEndAllTheSame) {
     EXPECT_EQ(m_edge.m_vecCalls, (kUntilIcon + Calls{kWrite, kErrorDot, "code 5"}));
 }
 
-TEST_F(AppShortcut, ThePictureGetsTheExtensionOfItsBytesBehindItsOwnName) {
+TEST_F(AppShortcut, ThePictureGetsTheExtensionOfItsBytesAfterItsOwnName) {
     m_info.imageUrl = "http://pictures.invalid/a.jpg";
     m_info.shortcutName = "photo.jpg";
     EXPECT_EQ(Create(), 0u);

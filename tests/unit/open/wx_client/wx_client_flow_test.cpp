@@ -74,7 +74,7 @@ class WxClientFlow : public testing::Test {
         WX_CLIENT::OpenWithWeChat(info, m_edge, m_tasks, result);
         return result;
     }
-    // The word of a poll, with a mark behind it when the task has ended.
+    // The word of a poll, with a mark after it when the task has ended.
     std::string Poll(bool bLastCall, const std::string& taskId = "task", const std::string& wndname = "小程序") {
         std::string result = "untouched";
         return WX_CLIENT::OpenProtocolTimeOut(wndname, taskId, m_edge, m_tasks, result, bLastCall) ? result + " ended"

@@ -59,7 +59,7 @@ TEST(WxClientMemory, AThreadWithoutACopyIsStartedAndBreaksOff) {
         const CLargeAllocationFault fault(kLarge);
         WX_CLIENT::OpenWithWeChat(info, result);
     }
-    EXPECT_EQ(result, "0") << "nobody serves the scheme";
+    EXPECT_EQ(result, "0") << "no program serves the scheme";
     EXPECT_TRUE(WaitUntil([&] { return log.Has("PopWxLoadingWnd begin"); })) << log.All();
     EXPECT_EQ(log.Lines().size(), 1u) << log.All();
 }

@@ -70,7 +70,7 @@ TEST_F(WxClient, WithoutTheClientTheAnswerIsUninstalled) {
     EXPECT_EQ(log.All(), "");
 }
 
-TEST_F(WxClient, ASchemeOfNobodyIsZeroAndLeavesNoTask) {
+TEST_F(WxClient, ASchemeWithoutAProgramIsZeroAndLeavesNoTask) {
     Install();
     EXPECT_EQ(Open(), "0");
     std::string result;

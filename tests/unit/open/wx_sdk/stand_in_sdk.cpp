@@ -12,7 +12,7 @@ std::vector<Beacon> g_vecBeacons;
 
 }  // namespace
 
-// The test program's own beacon entries stand in front of the library's.
+// The test program's own beacon entries are found before the library's.
 void ReportStaticWithMIDImp(const std::wstring& url, bool bHasQuery, BeaconWorker /*worker*/) {
     const std::lock_guard guard(g_beaconLock);
     g_vecBeacons.emplace_back(url, bHasQuery);

@@ -1,4 +1,4 @@
-// A copy of the stand-in WeChat SDK in a folder of the test, and the beacons sent meanwhile.
+// A copy of the stand-in WeChat SDK in a folder of the test, and the beacons that are sent.
 #pragma once
 
 #include <filesystem>

@@ -27,7 +27,7 @@ const std::wstring kLoadFailure = L"https://" NEXLET_STATISTICS_HOST L"/static/a
 class WxApiTest : public testing::Test {
   protected:
     WxApiTest() { TakeBeacons(); }
-    // Ends the SDK's threads before its library goes.
+    // Ends the SDK's threads before its library is deleted.
     ~WxApiTest() override { m_api.Uninit(); }
 
     std::filesystem::path SdkFolder() const { return m_folder.Path() / L"wxsdk"; }
@@ -41,7 +41,7 @@ class WxApiTest : public testing::Test {
         m_api.SetLastTaskId(taskId);
         return result;
     }
-    // The word of a poll, with a mark behind it when the task has ended.
+    // The word of a poll, with a mark after it when the task has ended.
     std::string Poll(const std::string& taskId) {
         std::string result = "untouched";
         return m_api.OpenProtocolTimeOut(taskId, result) ? result + " ended" : result;
@@ -73,7 +73,7 @@ TEST_F(WxApiTest, AnSdkFolderWithoutItsLibraryIsNotReady) {
     EXPECT_TRUE(TakeBeacons().empty());
 }
 
-TEST_F(WxApiTest, AnOrdinaryHostsLibraryLiesBelowWxsdk) {
+TEST_F(WxApiTest, AnOrdinaryHostsLibraryIsBelowWxsdk) {
     const CStandInSdk sdk("good", SdkFolder());
     UseFolder();
     const LogCapture log;
@@ -84,7 +84,7 @@ TEST_F(WxApiTest, AnOrdinaryHostsLibraryLiesBelowWxsdk) {
     EXPECT_EQ(sdk.Calls(), Calls{"init official"});
 }
 
-TEST_F(WxApiTest, AnMlHostsLibraryLiesInTheFolderItself) {
+TEST_F(WxApiTest, AnMlHostsLibraryIsInTheFolderItself) {
     const CStandInSdk sdk("good", m_folder.Path());
     UseFolder(L"a-ml-b", R"({"channel_id":12})");
     EXPECT_TRUE(m_api.InitWxApi());
@@ -266,7 +266,7 @@ TEST_F(WxApiTest, ALateAnswerIsWaitedFor) {
     EXPECT_EQ(Poll("task"), "1 ended");
 }
 
-TEST_F(WxApiTest, AnOlderTaskStaysLoadingWhenItsAnswerComesBehindTheNextRequest) {
+TEST_F(WxApiTest, AnOlderTaskStaysLoadingWhenItsAnswerComesAfterTheNextRequest) {
     CStandInSdk sdk("good", SdkFolder());
     CTestEvent olderGate;
     CTestEvent newerGate;
@@ -394,7 +394,7 @@ TEST_F(WxApiTest, UninitIsCalledOnce) {
     EXPECT_EQ(sdk.Calls(), (Calls{"init official", "uninit"}));
 }
 
-TEST_F(WxApiTest, InitDataTellsATextThatIsNoJson) {
+TEST_F(WxApiTest, InitDataTellsATextThatIsNotJson) {
     const LogCapture log;
     m_api.InitData("{", L"", L"");
     EXPECT_TRUE(log.Has("parse error")) << log.All();
@@ -402,7 +402,7 @@ TEST_F(WxApiTest, InitDataTellsATextThatIsNoJson) {
     EXPECT_EQ(m_api.Channel().m_nChannelId, 0u);
 }
 
-TEST_F(WxApiTest, InitDataTellsARootThatIsNoObject) {
+TEST_F(WxApiTest, InitDataTellsARootThatIsNotAnObject) {
     const LogCapture log;
     m_api.InitData("[]", L"", L"");
     EXPECT_TRUE(log.Has("value is error")) << log.All();

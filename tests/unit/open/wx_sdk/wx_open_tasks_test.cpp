@@ -46,7 +46,7 @@ TEST(WxOpenTasks, AnyStatusButZeroIsAFailure) {
     }
 }
 
-TEST(WxOpenTasks, TheLatestAnswerStands) {
+TEST(WxOpenTasks, TheLatestAnswerCounts) {
     CWxOpenTasks tasks;
     tasks.Store(1, {"task", "app", "", ""});
     tasks.SetLastTaskId("task");

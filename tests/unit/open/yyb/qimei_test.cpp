@@ -25,7 +25,7 @@ TEST(QimeiAnswer, WithoutTheKeysTheTextsAreEmpty) {
     EXPECT_EQ(pair, QimeiPair());
 }
 
-TEST(QimeiAnswer, WhatIsNoObjectLeavesThePair) {
+TEST(QimeiAnswer, WhatIsNotAnObjectLeavesThePair) {
     for (const char* text : {"", "{", "[]", "null", "\"qimei32\"", "5"}) {
         QimeiPair pair{"old", "older"};
         EXPECT_FALSE(ParseQimeiAnswer(text, pair)) << text;

@@ -1,4 +1,4 @@
-// The binding against the stand-in SDK: its files, its start and what it says of its user.
+// The binding against the stand-in SDK: its files, its start and the login of its user.
 #include "open/yyb/yyb_api.h"
 
 #include <cstdint>
@@ -31,7 +31,7 @@ class YybSdkFilesTest : public testing::Test {
     CStandInYyb m_sdk{m_folder.Path() / L"yybsdk"};
 };
 
-TEST_F(YybSdkFilesTest, AnOrdinaryHostsFolderLiesBelowYybsdk) {
+TEST_F(YybSdkFilesTest, AnOrdinaryHostsFolderIsBelowYybsdk) {
     EXPECT_EQ(GetYybSdkDir(m_folder.Path().wstring(), false), m_sdk.Folder().wstring());
     EXPECT_EQ(GetYybSdkDir(m_folder.Path().wstring(), true), m_folder.Path().wstring());
     EXPECT_EQ(GetYybSdkDir(m_sdk.Folder().wstring(), false), L"");
@@ -57,7 +57,7 @@ TEST_F(YybSdkFilesTest, TheInstallersVersionMustReachTheMinimum) {
     EXPECT_FALSE(IsNew());
 }
 
-TEST_F(YybSdkFilesTest, NobodyAsksForTheVersionOfTheIdentityLibraryOrTheLogo) {
+TEST_F(YybSdkFilesTest, TheVersionsOfTheIdentityLibraryAndTheLogoAreNotLookedAt) {
     m_sdk.Replace(kIdentity, "");
     m_sdk.Replace(kLogo, "");
     EXPECT_TRUE(IsNew());
@@ -313,7 +313,7 @@ TEST_F(YybSlowStartTest, AThreadThatMustNotWaitFindsNoLoginAndLeavesTheSdkAndThe
     EXPECT_TRUE(m_api.IsYybLoginedNow());
 }
 
-TEST_F(YybSlowStartTest, AThreadThatMustNotWaitStartsTheSdkWhenNobodyElseDoes) {
+TEST_F(YybSlowStartTest, AThreadThatMustNotWaitStartsTheSdkWhenNoOtherThreadDoes) {
     EXPECT_FALSE(m_api.IsYybLoginedNow());
     EXPECT_TRUE(m_api.IsInit());
     EXPECT_EQ(m_sdk.Calls("CheckPcyyb").size(), 1u);
@@ -398,7 +398,7 @@ TEST_F(YybApiTest, UninitIsCalledOnceAndOnlyForAReadySdk) {
     EXPECT_EQ(m_sdk.Calls("Uninitialize").size(), 1u);
 }
 
-// A report before anybody is bound, or behind the end of the one that was, goes nowhere.
+// A report before a binding is there, or after its end, has no effect.
 TEST_F(YybApiTest, AReportWithoutABindingIsDropped) {
     {
         CYybApi api;

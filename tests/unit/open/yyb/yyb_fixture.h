@@ -23,7 +23,7 @@ class YybFixture : public testing::Test {
         TakeBeacons();
         m_api.InitData(kYybConfig, m_folder.Path().wstring(), L"other");
     }
-    // Ends the SDK's threads before its library goes.
+    // Ends the SDK's threads before its library is deleted.
     ~YybFixture() override { m_api.Uninit(); }
 
     // The word of an open.
@@ -32,7 +32,7 @@ class YybFixture : public testing::Test {
         m_api.OpenWidthYybSDK("param", appId, taskId, bAllowInstall, result);
         return result;
     }
-    // The word of a poll, with a mark behind it when the task has ended.
+    // The word of a poll, with a mark after it when the task has ended.
     std::string Poll(const std::string& taskId, const std::string& wndname = "", std::uint32_t mon_wndexists = 0,
                      bool bLastCall = false) {
         std::string result = "untouched";

@@ -94,7 +94,7 @@ TEST_F(YybOpenTest, APresentYybIsOpenedWithPermissionToo) {
     EXPECT_TRUE(TakeBeacons().empty());
 }
 
-TEST_F(YybOpenTest, AReportBehindTheLaunchSettlesTheTask) {
+TEST_F(YybOpenTest, AReportAfterTheLaunchSettlesTheTask) {
     CTestEvent gate;
     m_sdk.Set(L"report", kComplete);
     m_sdk.Set(L"gate", gate.Name());
@@ -132,7 +132,7 @@ TEST_F(YybOpenTest, AReportInsideAnInstallingLaunchFindsNoTask) {
 }
 
 // The report comes on the SDK's own thread while the launch call is held; it waits and then finds the task, also one
-// that is stored behind the launch.
+// that is stored after the launch.
 TEST_F(YybOpenTest, AReportOfAnotherThreadWaitsForTheLaunchToReturn) {
     for (const wchar_t* present : {L"1", L"0"}) {
         CTestEvent gate;
@@ -231,7 +231,7 @@ TEST_F(YybOpenTest, AWatchedTaskEndsWhenItsWindowIsThere) {
     EXPECT_EQ(Open("app", "task"), "1");
     EXPECT_EQ(Poll("task", Utf16ToUtf8(title), 1), "Loading");
     const CStandInProcess applet(m_folder.Path() / L"applet.exe", L"--window nexlet_applet " + title);
-    // Nobody asked for it.
+    // Nothing asked for it.
     EXPECT_EQ(Poll("task", Utf16ToUtf8(title), 0), "Loading");
     EXPECT_EQ(Poll("task", Utf16ToUtf8(title), 2), "Loading");
     const LogCapture log;

@@ -137,7 +137,7 @@ TEST_F(QimeiTest, AnSdkThatRefusesGivesNothingAndIsLogged) {
     EXPECT_EQ(Stored(), Texts());
 }
 
-TEST_F(QimeiTest, AnAnswerThatIsNoObjectGivesNothing) {
+TEST_F(QimeiTest, AnAnswerThatIsNotAnObjectGivesNothing) {
     for (const wchar_t* text : {L"[1]", L"no json"}) {
         Answer(text);
         EXPECT_EQ(Get(), Texts());
@@ -145,7 +145,7 @@ TEST_F(QimeiTest, AnAnswerThatIsNoObjectGivesNothing) {
     }
 }
 
-TEST_F(QimeiTest, AnAnswerThatIsNoObjectKeepsWhatIsStored) {
+TEST_F(QimeiTest, AnAnswerThatIsNotAnObjectKeepsWhatIsStored) {
     Store(L"qimei32", L"old32");
     for (const wchar_t* text : {L"[1]", L"no json", LR"({"qimei32":"cut)"}) {
         Answer(text);

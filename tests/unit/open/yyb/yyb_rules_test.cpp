@@ -102,7 +102,7 @@ TEST(YybInitializeText, TheKeysStandInOrderWithTheirTypes) {
               R"({"channel_id":0,"download_directory":"","product":"","str_source_from":""})");
 }
 
-TEST(YybInitializeText, EachBackslashOfThePathStandsFourTimes) {
+TEST(YybInitializeText, EachBackslashOfThePathIsWrittenFourTimes) {
     EXPECT_EQ(DoubleBackslashes("C:\\a\\b"), "C:\\\\a\\\\b");
     EXPECT_EQ(DoubleBackslashes(""), "");
     EXPECT_EQ(YybInitializeText({}, DoubleBackslashes("C:\\a\\b")),

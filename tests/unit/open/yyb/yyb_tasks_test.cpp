@@ -72,7 +72,7 @@ TEST(YybStateReport, ALaunchWordWithoutAPackageDoesNothing) {
     EXPECT_TRUE(Report(R"({"status":"LaunchError","pkgname":null})").empty());
 }
 
-TEST(YybStateReport, WhatIsNoReportIsLoggedAndDropped) {
+TEST(YybStateReport, WhatIsNotAReportIsLoggedAndDropped) {
     const std::pair<const char*, const char*> cases[] = {
         {"", "parse error"},          {nullptr, "parse error"},
         {"{", "parse error"},         {"[1,2]", "jvRoot error"},
@@ -85,16 +85,16 @@ TEST(YybStateReport, WhatIsNoReportIsLoggedAndDropped) {
     }
 }
 
-TEST(YybStateReport, AWordThatIsNoTextCannotBeConverted) {
+TEST(YybStateReport, AWordThatIsNotATextCannotBeConverted) {
     EXPECT_THROW(Report(R"({"status":5})"), Json::LogicError);
     EXPECT_THROW(Report(R"({"status":"CompleteLaunch","pkgname":["a"]})"), Json::LogicError);
-    // Nobody reads the package of an informative word.
+    // The package of an informative word is not read.
     EXPECT_TRUE(Report(R"({"status":"active","pkgname":["a"]})").empty());
 }
 
 class YybTasksTest : public testing::Test {
   protected:
-    // A poll's word, with a mark behind it for the way it ended.
+    // A poll's word, with a mark after it for the way it ended.
     std::string Poll(const std::string& taskId, bool bWatchWindow = false, bool bLastCall = false,
                      bool bWindow = false) {
         m_nAsked = 0;

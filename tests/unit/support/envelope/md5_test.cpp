@@ -58,7 +58,7 @@ TEST(Md5, DoesNotCareHowTheBytesAreCut) {
     }
 }
 
-TEST(Md5, AFinishedContextStartsAnew) {
+TEST(Md5, AFinishedContextStartsAgain) {
     Md5Context context;
     Md5Init(context);
     Md5Update(context, BytesOf("something"));

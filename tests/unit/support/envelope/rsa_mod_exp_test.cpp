@@ -58,7 +58,7 @@ TEST(RsaModExp, AgreesWithFermatOnMersennePrimes) {
     EXPECT_EQ(Power(base, exponent, prime521), one);
 }
 
-TEST(RsaModExp, EdgeValuesOfAFullSizeModulus) {
+TEST(RsaModExp, EdgeValuesOfAFullSizeModulusAreRight) {
     Digits modulus(kRsaMaxDigits, ~RsaDigit{0});
     modulus[0] -= 58;  // odd
     Digits zero(kRsaMaxDigits, 0);

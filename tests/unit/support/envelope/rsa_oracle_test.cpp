@@ -173,7 +173,7 @@ void ExpectSamePower(const std::vector<RsaDigit>& base, const std::vector<RsaDig
     ASSERT_EQ(BN_cmp(Number(result).get(), expected.get()), 0) << modulus.size() << " digits";
 }
 
-TEST(RsaModExpAgainstOpenSsl, RandomNumbersOfEverySize) {
+TEST(RsaModExpAgainstOpenSsl, RandomNumbersOfEverySizeAgree) {
     std::mt19937_64 random(20240607);
     const auto number = [&random](std::size_t count) {
         std::vector<RsaDigit> digits(count);
@@ -198,7 +198,7 @@ TEST(RsaModExpAgainstOpenSsl, RandomNumbersOfEverySize) {
     }
 }
 
-TEST(RsaModExpAgainstOpenSsl, EdgeValuesOfTheEnvelopesKey) {
+TEST(RsaModExpAgainstOpenSsl, EdgeValuesOfTheEnvelopesKeyAgree) {
     std::vector<RsaDigit> modulus(kRsaMaxDigits);
     ASSERT_TRUE(RsaDecodeDigits(modulus, RsaEnvelopeKey().modulus));
     std::vector<RsaDigit> zero(kRsaMaxDigits);

@@ -136,7 +136,7 @@ TEST(RsaSeeder, TheSystemsClockIsTheCalendarSecondAndTheTimeSinceTheProcessBegan
     const auto after = static_cast<std::int64_t>(std::time(nullptr));
     EXPECT_LE(before, first.seconds);
     EXPECT_LE(first.seconds, second.seconds);
-    EXPECT_LE(second.seconds, after + 1) << "a coarse clock may lag behind";
+    EXPECT_LE(second.seconds, after + 1) << "a coarse clock may be late";
     EXPECT_LE(first.processClockMs, second.processClockMs);
     EXPECT_LT(second.processClockMs, 3'600'000u) << "this process runs for seconds";
 }

@@ -37,7 +37,7 @@ TEST(BeaconUrl, WithoutAQueryAQuestionMarkComesFirst) {
     EXPECT_EQ(StatisticsBeaconUrl(L"https://h/a.gif", false, 41, L"mid"), L"https://h/a.gif?t=41&m=mid");
 }
 
-TEST(BeaconUrl, BehindAQueryAnAmpersandComesFirst) {
+TEST(BeaconUrl, AfterAQueryAnAmpersandComesFirst) {
     EXPECT_EQ(StatisticsBeaconUrl(L"https://h/a.gif?_referer=5", true, 41, L"mid"),
               L"https://h/a.gif?_referer=5&t=41&m=mid");
 }
@@ -66,7 +66,7 @@ TEST(BeaconUrl, ALongUrlIsCutAfter1023Characters) {
     EXPECT_EQ(StatisticsBeaconUrl(fits, false, 1, L"mid2"), fits + L"?t=1&m=mid");
 }
 
-// The machine id is set behind the rule, so a text of it that looks like a scheme stays.
+// The machine id is added after the rule, so a part of it that looks like a scheme stays.
 TEST(BeaconUrl, TheSchemeRuleDoesNotReachTheMachineId) {
     EXPECT_EQ(StatisticsBeaconUrl(BeaconUrl(L"https://h/a", 7), false, 1, L"https"), L"http://h/a?t=1&m=https");
 }

@@ -1,4 +1,4 @@
-// Beacons through the real worker, the real transfer and a proxy that stands for the statistics hosts.
+// Beacons through the real worker, the real transfer and a proxy in place of the statistics hosts.
 #include "tests/support/http_test_server.h"
 
 #include <cstdlib>

@@ -1,6 +1,6 @@
 // What a transfer does about a refusing proxy: the report page, the platform's dialog, the reconnection that fails.
 //
-// Wine's dialog needs a desktop and somebody who answers it, and ends the process for a 407 without a configured proxy;
+// Wine's dialog needs a desktop and a user who answers it, and ends the process for a 407 without a configured proxy;
 // only its answer to a 403 is asked for here, the others are the test's own.
 #include "tests/unit/support/http/http_transfer_faults.h"
 
@@ -24,7 +24,7 @@ void ScriptReport(WinInetApi& api) {
         g_pPlatform->nMade += handle != nullptr;
         return handle;
     };
-    // The platform's dialog waits for somebody to answer it; here the test does.
+    // The platform's dialog waits for an answer; here the test gives it.
     api.ErrorDialog = [](HWND parent, HINTERNET report, DWORD error, DWORD flags, void** data) -> DWORD {
         EXPECT_NE(report, nullptr);
         EXPECT_EQ(data, nullptr);
@@ -255,7 +255,7 @@ TEST_F(HttpProxyReportTest, ASecondRefusalIsNotReportedAgain) {
     m_platform.real.CloseHandle(ownSession);
 }
 
-// Everything real: a report host that nobody knows.
+// Everything real: a report host that does not exist.
 TEST_F(HttpTransferTest, ARefusalWithoutAReachableReportHostKeepsItsStatus) {
     for (const int refusal : {403, 407}) {
         HttpTestServer server(Always(HttpTestReply::Of(refusal, "refused")));

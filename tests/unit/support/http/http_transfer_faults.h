@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-// The functions exchanged below are plain pointers, so what they see and say stands here. One test runs at a time.
+// The functions exchanged below are plain pointers, so what they see and give is kept here. One test runs at a time.
 struct Platform {
     WinInetApi real;
     int nOpens = 0;
@@ -17,12 +17,12 @@ struct Platform {
     DWORD nRequestFlags = 0;
     std::wstring strVersion;
     int nSends = 0;
-    std::deque<DWORD> sendErrors;  // one for each send; behind them the real thing
+    std::deque<DWORD> sendErrors;  // one for each send; after them the real function
     int nReads = 0;
     int nConnects = 0;
     bool bLastConnectWithoutSession = false;
     int nReportOpens = 0;
-    std::deque<bool> reportOpens;  // whether each open of the report works; behind them the real thing
+    std::deque<bool> reportOpens;  // whether each open of the report works; after them the real function
     std::wstring strReportUrl;
     DWORD nReportFlags = 0;
     std::deque<DWORD> dialogAnswers;

@@ -161,7 +161,7 @@ TEST_F(HttpTransferFaultsTest, TheFixedHeadersReplaceAndTheExtraLinesAreAdded) {
     EXPECT_EQ(added, (std::vector<std::string>{"fixed", "X-One: 1\r\n", "X-Two: 2"}));
 }
 
-TEST_F(HttpTransferFaultsTest, TheBodyIsSentAsItStands) {
+TEST_F(HttpTransferFaultsTest, TheBodyIsSentUnchanged) {
     static const void* body;
     static DWORD bodySize;
     m_api.SendRequest = [](HINTERNET, const wchar_t* headers, DWORD headersLength, void* data, DWORD size) -> BOOL {
@@ -332,7 +332,7 @@ TEST_F(HttpTransferFaultsTest, AStopDuringTheLastReadEndsThisTransferAndNotTheNe
     m_record.ExpectBody("body");
 }
 
-TEST_F(HttpTransferFaultsTest, AFirstReadThatFailsIsNoEmptyBody) {
+TEST_F(HttpTransferFaultsTest, AFirstReadThatFailsIsNotAnEmptyBody) {
     for (const char* answer : {"HTTP/1.0 200 OK\r\n\r\n", "HTTP/1.0 200 OK\r\nContent-Length: 0\r\n\r\n"}) {
         HttpTestServer server(Always(HttpTestReply::Raw(answer)));
         m_api.ReadFile = [](HINTERNET, void*, DWORD, DWORD*) -> BOOL { return FALSE; };

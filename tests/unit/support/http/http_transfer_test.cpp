@@ -1,4 +1,4 @@
-// Transfers against a real server: what goes over the wire and what each answer gives.
+// Transfers against a real server: what is sent and what each answer gives.
 //
 // Under Wine the platform follows a redirect loop for ever, reads a clean close in mid-body as its end and takes a junk
 // first line for status 200; Windows refuses all three. The loop is therefore never served, a body that breaks off is
@@ -154,8 +154,8 @@ TEST_F(HttpTransferTest, JunkInPlaceOfAStatusLineIsToldOnce) {
 }
 
 TEST_F(HttpTransferTest, ABodyThatIsResetHalfwayGivesMinusSix) {
-    // The reset comes with the first read behind what was sent. Wine takes a reset for the end of the body when it
-    // comes before the read waits, which nobody can see from outside; then the transfer is made once more.
+    // The reset comes with the first read after what was sent. Wine takes a reset for the end of the body when it
+    // comes before the read waits, which cannot be seen from outside; then the transfer is made once more.
     constexpr std::size_t kSentBytes = 16384;
     static HANDLE readBehind;
     static std::size_t total;
@@ -294,7 +294,7 @@ INSTANTIATE_TEST_SUITE_P(Modes, HttpTransferVerbTest,
                                          VerbCase{1, false, 5, "POST"}, VerbCase{2, true, 5, "GET"},
                                          VerbCase{2, false, 0, "GET"}, VerbCase{3, true, 5, "POST"}));
 
-TEST_F(HttpTransferTest, ExtraHeaderLinesAreAddedInOrderBehindTheFixedOnes) {
+TEST_F(HttpTransferTest, ExtraHeaderLinesAreAddedInOrderAfterTheFixedOnes) {
     HttpTestServer server(Always(HttpTestReply::Of(200)));
     m_transfer.m_vecRequestHeaders = {"X-One: 1\r\n", "X-Two: 2", "X-One: again\r\n"};
     EXPECT_EQ(Fetch(server.Url(L"/")), 200);

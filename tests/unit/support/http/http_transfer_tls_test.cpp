@@ -40,7 +40,7 @@ TEST_F(HttpTransferTest, ARedirectFromHttpToHttpsIsFollowed) {
     m_record.ExpectBody("hello over tls\n");
 }
 
-// Straight to the server: behind a proxy a failed handshake runs Wine's WinINet into an assertion that ends the
+// Straight to the server: through a proxy a failed handshake runs Wine's WinINet into an assertion that ends the
 // process.
 TEST_F(HttpTransferTest, PlainTextInPlaceOfAHandshakeIsASendFailure) {
     // Starts the sockets of this process.
@@ -59,7 +59,7 @@ TEST_F(HttpTransferTest, PlainTextInPlaceOfAHandshakeIsASendFailure) {
         while ((client = accept(plain, nullptr, nullptr)) != INVALID_SOCKET) {
             char piece[4096];
             const bool wake = recv(client, piece, sizeof(piece), 0) <= 0;
-            send(client, "this is no handshake\r\n", 22, 0);
+            send(client, "not a TLS handshake.\r\n", 22, 0);
             closesocket(client);
             if (wake) {
                 return;

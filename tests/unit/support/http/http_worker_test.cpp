@@ -64,7 +64,7 @@ TEST_F(HttpWorkerTest, AUrlThatCannotBePostedIsNotKept) {
     EXPECT_EQ(server.Requests()[0].strTarget, "/after");
 }
 
-TEST_F(HttpWorkerTest, AUrlPostedRightBehindTheStartIsFetched) {
+TEST_F(HttpWorkerTest, AUrlPostedRightAfterTheStartIsFetched) {
     for (int i = 0; i < 10; ++i) {
         HttpTestServer server(Always(HttpTestReply::Of(200)));
         COvHttpTransfer transfer;
@@ -217,7 +217,7 @@ TEST_F(HttpWorkerTest, TheWorkersEndSignalsTheStopEventAndGivesUpItsHandle) {
     EndHttpWorker(transfer);
     EXPECT_EQ(transfer.m_hThread.load(), nullptr);
     EXPECT_EQ(WaitForSingleObject(transfer.m_hStopEvent.get(), 0), WAIT_OBJECT_0);
-    EXPECT_FALSE(transfer.PostUrl(L"http://127.0.0.1/")) << "nobody would fetch it";
+    EXPECT_FALSE(transfer.PostUrl(L"http://127.0.0.1/")) << "no worker would fetch it";
     EXPECT_TRUE(transfer.StartWorker()) << "and it can be started again";
     EndHttpWorker(transfer);
 }
@@ -263,7 +263,7 @@ TEST_F(HttpWorkerTest, TheDestructorTerminatesAWorkerThatWaitsForUrls) {
     EXPECT_EQ(code, 0xFFFFFFF6u);
 }
 
-// Made and destroyed many times, an object leaves no handle behind.
+// Made and destroyed many times, an object leaves no handle.
 TEST_F(HttpWorkerTest, ObjectsLeaveNoHandles) {
     HttpTestServer server(Always(HttpTestReply::Of(200)));
     const auto fetch = [&] {

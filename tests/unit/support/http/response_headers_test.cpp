@@ -111,7 +111,7 @@ TEST(ResponseHeaders, ANameBeyond520BytesIsAskedForByItsFirst520) {
     EXPECT_EQ(CaptureHeaders({name}, std::ref(response)), (Headers{{name, "v"}}));
 }
 
-TEST(ResponseHeaders, AnIndexThatStandsStillEndsTheName) {
+TEST(ResponseHeaders, AnIndexThatDoesNotMoveEndsTheName) {
     int questions = 0;
     const Headers headers = CaptureHeaders({"A"}, [&](char* buffer, std::uint32_t& size, std::uint32_t&) {
         ++questions;

@@ -43,7 +43,7 @@ TEST(LoadingLayout, BoxesBeginAtTheClientAreasCorner) {
     EXPECT_EQ(LoadingLineBox(kLoadingLines[0], 10, 20, 540, 144), (LoadingBox{10, 101, 540, 90}));
 }
 
-TEST(LoadingLayout, ThreeLinesOfTextAsWideAsTheWindow) {
+TEST(LoadingLayout, ThreeLinesOfTextAreAsWideAsTheWindow) {
     EXPECT_STREQ(kLoadingLines[0].format, L"小程序");
     EXPECT_STREQ(kLoadingLines[1].format, L"【%s】启动中");
     EXPECT_STREQ(kLoadingLines[2].format, L"申请微信授权运行小程序");

@@ -1,4 +1,4 @@
-// The loading window as somebody at the screen sees it.
+// The loading window as a user at the screen sees it.
 #include "support/loading/loading_window.h"
 
 #include "support/loading/loading_layout.h"
@@ -8,7 +8,7 @@ namespace {
 
 using LoadingWindow = LoadingWindowTest;
 
-TEST_F(LoadingWindow, StandsInTheMiddleOnTopWithoutATaskBarButton) {
+TEST_F(LoadingWindow, IsInTheMiddleOnTopWithoutATaskBarButton) {
     CPop pop(Request());
     const HWND window = pop.Shown();
     ASSERT_NE(window, nullptr) << m_log.All();
@@ -98,7 +98,7 @@ TEST_F(LoadingWindow, ATimeoutOfZeroIsPassedOnToTheTimer) {
     EXPECT_TRUE(m_log.Has("OnTimer TIMER_ID_DELYA_CLOSE")) << m_log.All();
 }
 
-TEST_F(LoadingWindow, EndsWhenSomebodyClosesIt) {
+TEST_F(LoadingWindow, EndsWhenTheUserClosesIt) {
     for (const bool bSent : {true, false}) {
         CPop pop(Request());
         const HWND window = pop.Shown();
@@ -159,8 +159,8 @@ TEST_F(LoadingWindow, AServerThatIsNotThereLeavesTheDefaultIcon) {
     }
 }
 
-TEST_F(LoadingWindow, AnIconThatIsNoPictureLeavesTheDefaultOne) {
-    m_reply = HttpTestReply::Of(200, "this is no picture");
+TEST_F(LoadingWindow, AnIconThatIsNotAPictureLeavesTheDefaultOne) {
+    m_reply = HttpTestReply::Of(200, "this is not a picture");
     CPop pop(Request());
     const HWND window = pop.Shown();
     ASSERT_NE(window, nullptr);
@@ -217,7 +217,7 @@ TEST_F(LoadingWindow, ClosedWhileTheIconIsFetchedItIsNeverShown) {
     EXPECT_EQ(m_log.Find("OnTimer"), "") << m_log.All();
 }
 
-// The platform's own functions, behind those of the test.
+// The platform's own functions, which those of the test call.
 const WinInetApi* g_pPlatform = nullptr;
 
 // On Windows the timeout of the session is that of its connections; Wine needs it said for the connection.
@@ -278,7 +278,7 @@ TEST_F(LoadingWindow, ALaterPopOfTheSameNameDeletesTheEarlierOnesFileFirst) {
     EXPECT_TRUE(WaitUntil([&] { return colour() == kRed; })) << std::hex << colour();
 }
 
-TEST_F(LoadingWindow, LeavesTheShortTimeoutBehind) {
+TEST_F(LoadingWindow, LeavesTheShortTimeoutSet) {
     EXPECT_EQ(g_nHttpTimeoutMs, kHttpTimeoutUnset);
     CPop pop(Request());
     ASSERT_NE(pop.Shown(), nullptr);
@@ -321,7 +321,7 @@ TEST_F(LoadingWindow, TellsItsWholeLifeInTheLog) {
     EXPECT_EQ(lines, expected) << m_log.All();
 }
 
-TEST_F(LoadingWindow, ManyPopsLeaveNoWindowBehind) {
+TEST_F(LoadingWindow, ManyPopsLeaveNoWindow) {
     LoadingWindowRequest request = Request();
     request.timeOut = 1;
     for (int i = 0; i < 20; ++i) {

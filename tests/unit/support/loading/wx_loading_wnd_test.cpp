@@ -340,7 +340,7 @@ class CTempVariable {
     wchar_t m_old[MAX_PATH] = {};
 };
 
-TEST_F(WxLoadingWnd, WithoutAnIconFolderTheFileLiesInTheCurrentOne) {
+TEST_F(WxLoadingWnd, WithoutAnIconFolderTheFileIsInTheCurrentOne) {
     const std::filesystem::path current = std::filesystem::current_path();
     std::filesystem::current_path(m_folder.Path());
     m_reply = HttpTestReply::Of(200, FlatPicture(kRed));

@@ -54,7 +54,7 @@ TEST_F(CosOpDownload, PutsTheBodyInTheFileAndMakesTheFolder) {
     EXPECT_NE(m_log.Find("[HttpDownloadFile("), "");
 }
 
-TEST_F(CosOpDownload, LeavesTheShortTimeoutBehind) {
+TEST_F(CosOpDownload, LeavesTheShortTimeoutSet) {
     EXPECT_EQ(g_nHttpTimeoutMs, kHttpTimeoutUnset);
     EXPECT_TRUE(Download(m_server.Url(L"/")));
     EXPECT_EQ(g_nHttpTimeoutMs, 5000);
@@ -99,7 +99,7 @@ TEST_F(CosOpDownload, ANameThatIsADevicesIsADownloadThatFailed) {
     EXPECT_TRUE(std::filesystem::is_empty(m_cache));
 }
 
-TEST_F(CosOpDownload, AnEmptyBodyIsNoFile) {
+TEST_F(CosOpDownload, AnEmptyBodyIsNotAFile) {
     m_reply = HttpTestReply::Of(200);
     EXPECT_FALSE(Download(m_server.Url(L"/")));
     EXPECT_FALSE(std::filesystem::exists(Target()));

@@ -83,7 +83,7 @@ TEST_F(CosOpImage, ResizedPictureIsAPngOfTheSizeAskedForAndStretched) {
     }
 }
 
-TEST_F(CosOpImage, TransparencySurvives) {
+TEST_F(CosOpImage, TransparencySurvivesTheScaling) {
     const auto source = File(L"half.png", HalfTransparentPng());
     Bytes png;
     ASSERT_TRUE(CosOp::ResizeImageToPngBuffer(source.wstring(), 64, 64, png));

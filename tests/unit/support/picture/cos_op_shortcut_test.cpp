@@ -65,7 +65,7 @@ class CosOpShortcut : public testing::Test {
     std::filesystem::path m_path;
 };
 
-TEST_F(CosOpShortcut, LiesOnTheDesktopWithTargetDescriptionAndIcon) {
+TEST_F(CosOpShortcut, IsOnTheDesktopWithTargetDescriptionAndIcon) {
     EXPECT_TRUE(
         CosOp::CreateDesktopShortcut(m_name, L"C:\\windows\\notepad.exe", L"打开微信小程序", L"C:\\icons\\a b.ico"));
     ASSERT_TRUE(std::filesystem::exists(m_path));
@@ -204,7 +204,7 @@ TEST_F(CosOpShortcut, AShellLinkThatCannotBeMadeIsAFailure) {
         const CLateFault fault(Late::CoCreateInstance, &GiveNoLink);
         EXPECT_FALSE(CosOp::CreateDesktopShortcut(m_name, L"C:\\windows\\notepad.exe", L"", L""));
     }
-    CoUninitialize();  // the apartment was left behind
+    CoUninitialize();  // the apartment is still there
     EXPECT_FALSE(std::filesystem::exists(m_path));
 }
 
@@ -233,7 +233,7 @@ TEST_F(CosOpShortcut, AFolderOfThatNameStaysAndTheResultSaysNothing) {
 }
 
 // Takes the right to make files in a folder away for the length of a scope. Where rights do not bind the user, as under
-// Wine as root, the folder is one in which nobody can make a file.
+// Wine as root, the folder is one in which no user can make a file.
 class CReadOnlyFolder {
   public:
     CReadOnlyFolder() {
@@ -271,7 +271,7 @@ class CReadOnlyFolder {
 
 TEST_F(CosOpShortcut, ADesktopThatCannotBeWrittenGetsNoShortcutAndTheResultSaysNothing) {
     const CReadOnlyFolder readOnly;
-    const CPrivateRegistry registry;  // other tests have their desktop meanwhile
+    const CPrivateRegistry registry;  // other tests keep their desktop
     const CRegistryValue desktop(HKEY_CURRENT_USER,
                                  L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\User Shell Folders",
                                  L"Desktop", 0, REG_SZ, TextBytes(readOnly.Path().wstring()));

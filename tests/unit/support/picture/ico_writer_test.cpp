@@ -6,7 +6,7 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-TEST(BuildIco, SixSizesByteForByte) {
+TEST(BuildIco, SixSizesAreRightByteForByte) {
     std::vector<IcoImage> images;
     for (const std::uint32_t size : kIcoSizes) {
         images.push_back({size, Bytes(size / 16, static_cast<std::uint8_t>(size / 2))});  // 1, 2, 3, 4, 8, 16 bytes

@@ -52,7 +52,7 @@ Bytes Png(std::uint32_t width, std::uint32_t height) {
         {{0x89, 'P', 'N', 'G', 0x0D, 0x0A, 0x1A, 0x0A}, Big(13, 4), Text("IHDR"), Big(width, 4), Big(height, 4)});
 }
 
-TEST(PictureSize, OfAPngStandsInItsHeader) {
+TEST(PictureSize, OfAPngIsInItsHeader) {
     EXPECT_EQ(SizeOf(Png(30'000, 20'000)), "30000x20000");
     EXPECT_EQ(SizeOf(Png(0xFFFFFFFF, 0xFFFFFFFF)), "4294967295x4294967295");
     EXPECT_EQ(DeclaredPictureSize(Png(0xFFFFFFFF, 0xFFFFFFFF))->Pixels(), 0xFFFFFFFE00000001u) << "no overflow";
@@ -66,7 +66,7 @@ Bytes Frame(std::uint8_t marker, std::uint16_t width, std::uint16_t height) {
     return Join({{0xFF, marker}, Big(8, 2), {8}, Big(height, 2), Big(width, 2), {1}});
 }
 
-TEST(PictureSize, OfAJpegStandsInItsFrameHeader) {
+TEST(PictureSize, OfAJpegIsInItsFrameHeader) {
     const Bytes start = {0xFF, 0xD8};
     const Bytes application = Join({{0xFF, 0xE0}, Big(6, 2), {0xFF, 0xC0, 0xFF, 0xC0}});
     const Bytes scan = Join({{0xFF, 0xDA}, Big(2, 2)});
@@ -148,7 +148,7 @@ TEST(PictureSize, OfAnIconIsThatOfItsLargestImageWhateverTheDirectorySays) {
     ExpectCutsAreSafe(Icon({InfoHeader(16, 32), Png(1, 1)}));
 }
 
-TEST(PictureSize, OfATiffStandsInItsFirstDirectory) {
+TEST(PictureSize, OfATiffIsInItsFirstDirectory) {
     const auto entry = [](auto&& number, std::uint32_t tag, std::uint32_t type, std::uint32_t value) {
         const Bytes written = type == 3 ? Join({number(value, 2), Bytes(2)}) : number(value, 4);
         return Join({number(tag, 2), number(type, 2), number(1, 4), written});
@@ -171,7 +171,7 @@ TEST(PictureSize, OfATiffStandsInItsFirstDirectory) {
     EXPECT_EQ(SizeOf(Join({Text("II"), Little(42, 2), Little(0xFFFFFFFF, 4)})), "none");
 }
 
-TEST(PictureSize, OfAWebpStandsInItsFirstChunk) {
+TEST(PictureSize, OfAWebpIsInItsFirstChunk) {
     const auto webp = [](const std::string& chunk, const Bytes& contents) {
         return Join({Text("RIFF"), Bytes(4), Text("WEBP" + chunk), Bytes(4), contents});
     };

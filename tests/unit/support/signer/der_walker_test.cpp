@@ -17,7 +17,7 @@ using der::Element;
 using der::Indefinite;
 using der::Join;
 
-// Writes down each element as "depth:tag:length", and checks that what it is handed lies within the region.
+// Writes down each element as "depth:tag:length", and checks that what it is given is within the region.
 class CRecorder : public IASN1ParserCallback {
   public:
     explicit CRecorder(const Bytes& region, std::function<std::uint32_t(std::uint32_t tag)> answer = nullptr)
@@ -98,7 +98,7 @@ TEST(DerWalker, FaultsHaveTheirCodes) {
 
 TEST(DerWalker, AFaultCarriesItsDepth) {
     EXPECT_EQ(WalkThrough(Element(0x30, Element(0x30, Bytes{0x04, 0x05}))).result, 2u << 16 | 5u);
-    // Indefinite elements raise the depth of the region they stand in.
+    // Indefinite elements raise the depth of the region they are in.
     EXPECT_EQ(WalkThrough({0x30, 0x80, 0x30, 0x80, 0x04}).result, 2u << 16 | 2u);
 }
 
@@ -135,7 +135,7 @@ TEST(DerWalker, AnyPrimitiveWithTagNumberZeroClosesAnIndefiniteElement) {
     EXPECT_EQ(walk.seen, "0:30:0 1:80:0 0:02:0 ");
 }
 
-TEST(DerWalker, AnIndefiniteElementWithoutItsEndIsNoFault) {
+TEST(DerWalker, AnIndefiniteElementWithoutItsEndIsNotAFault) {
     EXPECT_EQ(WalkThrough({0x30, 0x80, 0x02, 0x00}).result, 0u);
 }
 
@@ -159,7 +159,7 @@ TEST(DerWalker, AStopWithACodeEndsTheWalkWithDepthAndCode) {
     EXPECT_EQ(walk.seen, "0:30:3 1:02:1 ");
 }
 
-TEST(DerWalker, AStopWithoutACodeEndsItsRegionAndTheWalkGoesOnBehindIt) {
+TEST(DerWalker, AStopWithoutACodeEndsItsRegionAndTheWalkContinuesAfterIt) {
     const Bytes region =
         Join({Element(0x30, Join({Element(0x02, Bytes{1}), Element(0x05, Bytes{})})), Element(0x04, Bytes{})});
     const Walk walk = WalkThrough(region, [](std::uint32_t tag) { return tag == 0x02 ? kAsn1Stop : 0; });

@@ -31,7 +31,7 @@ inline Bytes CertificateTable(const Bytes& contents, std::uint16_t revision = 0x
 constexpr std::size_t kNtHeaderAt = 0x80;
 constexpr std::size_t kTableAt = 0x200;
 
-// Where the security data directory stands in a file of this layout.
+// Where the security data directory is in a file of this layout.
 constexpr std::size_t DirectoryAt(bool bWide, std::size_t ntHeader = kNtHeaderAt) {
     return ntHeader + (bWide ? 168 : 152);
 }

@@ -42,7 +42,7 @@ TEST(CertificateTable, HeadersFarIntoTheFileAreFound) {
 
 TEST(CertificateTable, HeadersMayOverlap) {
     Bytes file = pe::Image(pe::kMachineX64, true, kTable, 4);
-    // The field that names the header lies within it, which is nobody's business here.
+    // The field that names the header is within it, which does not matter here.
     EXPECT_EQ(TableOf(file), kTable);
 }
 
@@ -54,7 +54,7 @@ TEST(CertificateTable, AFileWithoutASecurityDirectoryHasNone) {
     }
 }
 
-TEST(CertificateTable, WhatIsNoExecutableHasNone) {
+TEST(CertificateTable, WhatIsNotAnExecutableHasNone) {
     EXPECT_EQ(TableOf({}), std::nullopt);
     EXPECT_EQ(TableOf(Bytes(63, 'M')), std::nullopt);
     EXPECT_EQ(TableOf(Bytes(4096, 'M')), std::nullopt);

@@ -140,7 +140,7 @@ TEST(SignInfo, AnOuterElementOf65536BytesStopsTheWalkAtOnce) {
 }
 
 TEST(SignInfo, ACrlFieldHidesTheSigner) {
-    // The field behind the certificates is taken to be the signer infos.
+    // The field after the certificates is taken to be the signer infos.
     const Bytes crl = Element(kContext1, Sequence({Sequence({Element(kInteger, Bytes{1}), Name("Root")})}));
     const Bytes contents = ContentInfo(
         {FirstFields(), Element(kContext0, {kRoot, kLeaf}), crl, Element(kSet, {SignerInfo(2, Name("Root"))})});
@@ -182,7 +182,7 @@ TEST(SignInfo, OnlyTheFirstEntryOfTheTableIsUsed) {
     EXPECT_EQ(OfTable(table).subject, "Leaf");
 }
 
-TEST(SignInfo, TheLengthFieldIsTakenAsItStandsAndCutToTheTable) {
+TEST(SignInfo, TheLengthFieldIsTakenUnchangedAndCutToTheTable) {
     const Bytes whole = pe::CertificateTable(SignedData({kLeaf}, {}));
     Bytes table = whole;
     for (const std::uint32_t length : {0xFFFFFFFFu, 0x80000000u, static_cast<std::uint32_t>(whole.size() - 8)}) {

@@ -65,7 +65,7 @@ TEST_F(SignInfoFiles, WhatCannotBeOpenedGivesMinus1AndEmptyTexts) {
     }
 }
 
-TEST_F(SignInfoFiles, AFileThatSomebodyWritesIsNotRead) {
+TEST_F(SignInfoFiles, AFileThatAnotherProgramWritesIsNotRead) {
     const auto path = m_folder / L"written.dll";
     std::filesystem::copy_file(SignedFile("chain.dll"), path);
     CFileHandle writer(CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
@@ -92,7 +92,7 @@ TEST_F(SignInfoFiles, TheFileIsClosedOnEveryPath) {
     std::filesystem::copy_file(SignedFile("unsigned.dll"), bad);
     EXPECT_EQ(Of(good).code, 0);
     EXPECT_EQ(Of(bad).code, -1);
-    // Open without any sharing: works for nobody else's handle.
+    // Open without any sharing: no other handle can be opened.
     for (const auto& path : {good, bad}) {
         EXPECT_TRUE(CFileHandle(CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE | DELETE, 0, nullptr,
                                             OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr)))
@@ -100,7 +100,7 @@ TEST_F(SignInfoFiles, TheFileIsClosedOnEveryPath) {
     }
 }
 
-// Not every system signs its libraries inside the file; whoever did, it was not the trusted company.
+// Not every system signs its libraries inside the file; the signer, if any, is not the trusted company.
 TEST_F(SignInfoFiles, SystemLibrariesAreReadAndNotTrusted) {
     wchar_t folder[MAX_PATH];
     ASSERT_GT(GetSystemDirectoryW(folder, MAX_PATH), 0u);

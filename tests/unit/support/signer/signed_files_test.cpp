@@ -49,7 +49,7 @@ Signer SignerNamed(const std::string& name) {
             return signer;
         }
     }
-    ADD_FAILURE() << name << " does not stand in signers.txt";
+    ADD_FAILURE() << name << " is not in signers.txt";
     return {};
 }
 
@@ -119,11 +119,11 @@ TEST(SignedFiles, OneCertificateWithoutASignerIsHandedOut) {
     ExpectSigner(OfSignedData("one_certificate.p7"), SignerNamed("leaf"));
 }
 
-TEST(SignedFiles, OfThreeCertificatesWithoutASignerTheLeafThatIsNoTimeStampIsHandedOut) {
+TEST(SignedFiles, OfThreeCertificatesWithoutASignerTheLeafThatIsNotATimeStampIsGiven) {
     ExpectSigner(OfSignedData("three_certificates.p7"), SignerNamed("leaf"));
 }
 
-TEST(SignedFiles, ACrlBehindTheCertificatesLeavesTheFallback) {
+TEST(SignedFiles, ACrlAfterTheCertificatesLeavesTheFallback) {
     ExpectSigner(OfSignedData("with_crl.p7"), SignerNamed("leaf"));
 }
 

@@ -129,7 +129,7 @@ Info OfCertificates(const std::vector<Bytes>& certificates) {
 
 TEST(SignerLimits, ACertificateWithoutNamesCountsAsOneMoreCertificate) {
     const Bytes root = Certificate(1, Name("Root"), Name("Root"));
-    // Alone it is handed out; beside another one it is no leaf.
+    // Alone it is given; beside another one it is not a leaf.
     EXPECT_EQ(OfCertificates({kEmpty}).thumbprint.size(), 40u);
     EXPECT_EQ(OfCertificates({kEmpty, kEmpty}).thumbprint, "");
     EXPECT_EQ(OfCertificates({kEmpty, kEmpty, kEmpty}).thumbprint, "");

@@ -25,7 +25,7 @@ TEST(ParseVersionText, EachPartIsCutToSixteenBits) {
     EXPECT_EQ(version, MakeFourPartVersion(0, 1, 1, 65535));
 }
 
-TEST(ParseVersionText, WhatIsNoNumberCountsAsZero) {
+TEST(ParseVersionText, WhatIsNotANumberCountsAsZero) {
     FourPartVersion version = 7;
     EXPECT_TRUE(ParseVersionText(L"a.2b. 3.-4", version));
     EXPECT_EQ(version, MakeFourPartVersion(0, 2, 0, 0));
