@@ -39,7 +39,7 @@ class NexctlClean : public Nexctl {
     void LeaveEverything() {
         m_caller = Serve(m_strService);
         StartHelper();
-        Ask(2, Json::Value(Json::objectValue), 13);
+        Ask(MessageType::S_MT_GetWxAppStatus, Json::Value(Json::objectValue), MessageType::S_MT_StatusReply);
         std::filesystem::create_directories(m_cache);
         std::ofstream(m_cache / L"made.ico") << "icon";
         ASSERT_TRUE(CosOp::CreateDesktopShortcut(L"made", m_sandbox.Exe(), L"", (m_cache / L"made.ico").wstring()));
