@@ -249,10 +249,10 @@ TEST_F(Nexctl, QuotingThatHelpGivesForCmdWorksThere) {
 }
 
 TEST_F(Nexctl, OutputOfTheHelperDoesNotComeBetweenTheLines) {
-    // The shell stands in for a helper that writes on its standard output: it greets, and ends with its input.
-    wchar_t cmd[MAX_PATH] = {};
-    GetSystemDirectoryW(cmd, MAX_PATH);
-    const ConsoleRun run = RunPlain({"start", "--exe", Utf16ToUtf8(cmd) + "\\cmd.exe", "--timeout", "2000"});
+    // This program stands in for a helper that writes on its standard output: it complains of its arguments there.
+    wchar_t system[MAX_PATH] = {};
+    GetSystemDirectoryW(system, MAX_PATH);
+    const ConsoleRun run = RunPlain({"start", "--exe", Utf16ToUtf8(system) + "\\hostname.exe", "--timeout", "2000"});
     EXPECT_NE(run.dwExitCode, 0u);
     const std::vector<Json::Value> lines = JsonLines(run.strOut);
     ASSERT_EQ(lines.size(), 1u) << run.strOut;

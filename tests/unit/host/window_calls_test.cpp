@@ -135,6 +135,26 @@ TEST_F(WindowCallsTest, WindowHasFifteenSecondsToAnswerAProbe) {
     DestroyWindow(window);
 }
 
+using WindowCallsDeathTest = WindowCallsTest;
+
+TEST_F(WindowCallsDeathTest, WindowThatDoesNotAnswerAProbeEndsTheProcess) {
+    static const WindowCalls silent = {
+        kRecording.pfnSetTimer, kRecording.pfnKillTimer,
+        [](HWND window, UINT, WPARAM, LPARAM, UINT, UINT, PDWORD_PTR) -> LRESULT {
+            if (window != g_hMsgWnd.exchange(nullptr)) {
+                _exit(9);
+            }
+            SetLastError(ERROR_INVALID_WINDOW_HANDLE);  // any reason but the end of the time
+            return 0;
+        }};
+    StartHost();
+    const HWND window = g_hMsgWnd.load();
+    OverrideWindowCalls(&silent);
+    EXPECT_EXIT((HangWatcherThreadFunc(&m_host), _exit(8)), testing::ExitedWithCode(0), "");
+    OverrideWindowCalls(&kRecording);
+    DestroyWindow(window);
+}
+
 // A timer that fires is a message of this thread. The one that is armed short must come first, unless it was armed
 // again.
 TEST_F(WindowCallsTest, ExitTimerThatWasReArmedDoesNotFireWhenItWouldHaveFired) {
