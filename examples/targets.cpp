@@ -17,44 +17,53 @@ namespace {
 constexpr std::uint32_t kWaitMs = 30000;
 constexpr std::uint32_t kAskEveryMs = 100;
 
-struct Target {
-    const char* kind;
-    const char* open;
-    const char* question;
-    // The title of the window that shows a weChat target, and nothing for the others.
-    const wchar_t* window;
-};
-const Target kTargets[] = {
-    // Through the WeChat SDK beside the helper, which reports the end.
-    {"miniApp",
-     R"({"type":"miniApp","from":"example","taskId":"t","appId":"wx0123456789abcdef","appPath":"pages/index/index"})",
-     R"({"type":"miniApp","from":"example","taskId":"t"})", nullptr},
-    // Through the installed WeChat client, by the URL of its scheme. The window is all that tells of the end.
-    {"weChat",
-     R"({"type":"weChat","from":"example","taskId":"t","urlScheme":"nexlet-wechat://page","wndname":"A page"})",
-     R"({"type":"weChat","from":"example","taskId":"t","wndname":"A page"})", L"A page"},
-    // Through the YYB SDK beside the helper, which reports the end. With "try_install", "AllowInstallYYB" and
-    // "OvrinSafeExist" of 1 a missing YYB is installed first.
-    {"yyb", R"({"type":"yyb","from":"example","taskId":"t","appId":"com.example.app","yybParam":"param"})",
-     R"({"type":"yyb","from":"example","taskId":"t"})", nullptr}};
+// The target of a kind. Records in place of JSON by hand: a key that is missing is named by nexlet_last_error_text.
+bool MakeTarget(const std::string& kind, nexlet_app& app) {
+    app.from = "example";
+    app.task_id = "t";
+    if (kind == "miniApp") {
+        // Through the WeChat SDK beside the helper, which reports the end.
+        app.type = "miniApp";
+        app.app_id = "wx0123456789abcdef";
+        app.app_path = "pages/index/index";
+    } else if (kind == "weChat") {
+        // Through the installed WeChat client, by the URL of its scheme. Only the window shows that it is open.
+        app.type = "weChat";
+        app.url_scheme = "nexlet-wechat://page";
+        app.window_title = "A page";
+    } else if (kind == "yyb") {
+        // Through the YYB SDK beside the helper, which reports the end. With the three install flags a missing YYB is
+        // installed first.
+        app.type = "yyb";
+        app.app_id = "com.example.app";
+        app.yyb_param = "param";
+    }
+    return app.type != nullptr;
+}
 
 bool Step(const char* name, nexlet_result result) {
-    std::printf("%s: %s\n", name, nexlet_result_text(result));
+    std::printf("%s: %s\n", name, result == NEXLET_OK ? "done" : nexlet_last_error_text());
     std::fflush(stdout);
     return result == NEXLET_OK;
 }
 
-// A weChat task is forgotten with its first question, so the window is waited for before that.
-void WaitForWindow(const wchar_t* title) {
+// A weChat task is forgotten with its first question, so the window is waited for before that. A title that is not ASCII
+// needs FindWindowW.
+void WaitForWindow(const char* title) {
     const ULONGLONG end = GetTickCount64() + kWaitMs;
-    while (FindWindowW(nullptr, title) == nullptr && GetTickCount64() < end) {
+    while (FindWindowA(nullptr, title) == nullptr && GetTickCount64() < end) {
         Sleep(kAskEveryMs);
     }
 }
 
 // Whether the target is open.
-bool Open(nexlet::Client& client, const Target& target) {
-    nexlet::Answer<std::string> word = client.OpenTarget(target.open, kWaitMs);
+bool Open(nexlet::Client& client, const nexlet_app& app) {
+    nexlet_app_question question = {};
+    question.type = app.type;
+    question.from = app.from;
+    question.task_id = app.task_id;
+    question.window_title = app.window_title;
+    nexlet::Answer<std::string> word = client.OpenApp(app, kWaitMs);
     if (!Step("open", word.result)) {
         return false;
     }
@@ -63,11 +72,11 @@ bool Open(nexlet::Client& client, const Target& target) {
     if (word.value != "1" && word.value != "Loading" && word.value != "install") {
         return false;
     }
-    if (target.window != nullptr) {
-        WaitForWindow(target.window);
-        word = client.PollTarget(target.question, kWaitMs);
+    if (app.window_title != nullptr) {
+        WaitForWindow(app.window_title);
+        word = client.PollApp(question, kWaitMs);
     } else {
-        word = client.AwaitTarget(target.question, kAskEveryMs, kWaitMs);
+        word = client.AwaitApp(question, kAskEveryMs, kWaitMs);
     }
     if (!Step("wait", word.result)) {
         return false;
@@ -79,13 +88,8 @@ bool Open(nexlet::Client& client, const Target& target) {
 }  // namespace
 
 int main(int count, char** values) {
-    const Target* chosen = nullptr;
-    for (const Target& target : kTargets) {
-        if (count > 1 && std::string(values[1]) == target.kind) {
-            chosen = &target;
-        }
-    }
-    if (chosen == nullptr || count > 3) {
+    nexlet_app app = {};
+    if (count < 2 || count > 3 || !MakeTarget(values[1], app)) {
         std::fputs("usage: targets miniApp|weChat|yyb [PROGRAM]\n", stderr);
         return 2;
     }
@@ -97,6 +101,6 @@ int main(int count, char** values) {
     if (!Step("serve", client.Open("example")) || !Step("start", client.Start(start, kWaitMs))) {
         return 1;
     }
-    const bool open = Open(client, *chosen);
+    const bool open = Open(client, app);
     return Step("exit", client.Exit(kWaitMs).result) && open ? 0 : 1;
 }
