@@ -178,7 +178,7 @@ class PackageTest(unittest.TestCase):
     def test_console_needs_windows_and_the_library(self):
         imports = set(PeFile(self.unpacked / "bin/nexctl.exe").imports())
         self.assertIn("nexlet_client.dll", imports)
-        self.assertLessEqual(imports, {"nexlet_client.dll", "advapi32.dll", "gdi32.dll", "kernel32.dll", "msvcrt.dll",
+        self.assertLessEqual(imports, {"nexlet_client.dll", "advapi32.dll", "bcrypt.dll", "gdi32.dll", "kernel32.dll", "msvcrt.dll",
                                        "ole32.dll", "psapi.dll", "shell32.dll", "shlwapi.dll", "user32.dll", "version.dll"})
 
     def test_exports_are_those_of_the_definition_file_and_of_the_import_library(self):
