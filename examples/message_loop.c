@@ -110,8 +110,10 @@ static HWND make_window(struct program* program) {
 
 /* The loop of the program. Ends after the last step, or after one that failed. */
 static nexlet_result run(struct program* program) {
-    nexlet_result result = begin(program);
+    nexlet_result result;
     MSG message;
+    program->step = START;
+    result = begin(program);
     while (result == NEXLET_OK && program->step < STEPS) {
         const DWORD woken = MsgWaitForMultipleObjects(1, &program->waited, FALSE, INFINITE, QS_ALLINPUT);
         while (PeekMessageW(&message, NULL, 0, 0, PM_REMOVE)) {
@@ -125,6 +127,9 @@ static nexlet_result run(struct program* program) {
             ++program->step;
             if (result == NEXLET_OK && program->step < STEPS) {
                 result = begin(program);
+                if (result != NEXLET_OK) {
+                    printf("%s does not begin: %s\n", step_names[program->step], nexlet_last_error_text());
+                }
             }
         }
     }
