@@ -1,4 +1,6 @@
 // The C interface: requests that nobody waits for.
+#include <type_traits>
+
 #include "client/app_records.h"
 #include "client/client_api.h"
 #include "client/client_api_words.h"
@@ -90,6 +92,8 @@ nexlet_result Begin(CClient& client, nexlet_client clientHandle, int type, Json:
 template <typename Read>
 nexlet_result BeginWith(const char* function, nexlet_client client, int type, const nexlet_request_options* given,
                         nexlet_request* request, Read read) {
+    // A truth value would pass for a result, with the opposite meaning.
+    static_assert(std::is_same_v<std::invoke_result_t<Read, CClient&, Json::Value&>, nexlet_result>);
     if (request != nullptr) {
         *request = 0;
     }
@@ -118,8 +122,9 @@ bool IsInCallbackOf(nexlet_client client) {
 
 nexlet_result nexlet_begin(nexlet_client client, int32_t type, const char* content_json,
                            const nexlet_request_options* options, nexlet_request* request) {
-    return BeginWith(__func__, client, type, options, request,
-                     [&](CClient&, Json::Value& content) { return ReadJson(content_json, "content_json", content); });
+    return BeginWith(__func__, client, type, options, request, [&](CClient&, Json::Value& content) -> nexlet_result {
+        return ReadJson(content_json, "content_json", content) ? NEXLET_OK : NEXLET_BAD_ARGUMENT;
+    });
 }
 
 nexlet_result nexlet_begin_open(nexlet_client client, const char* open_json, const nexlet_request_options* options,

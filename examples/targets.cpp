@@ -47,8 +47,8 @@ bool Step(const char* name, nexlet_result result) {
     return result == NEXLET_OK;
 }
 
-// A weChat task is forgotten with its first question, so the window is waited for before that. A title that is not ASCII
-// needs FindWindowW.
+// A weChat task is forgotten with its first question, so the window is waited for before that. A title that is not
+// ASCII needs FindWindowW.
 void WaitForWindow(const char* title) {
     const ULONGLONG end = GetTickCount64() + kWaitMs;
     while (FindWindowA(nullptr, title) == nullptr && GetTickCount64() < end) {
