@@ -111,7 +111,7 @@ nexlet_result ReadStart(const CCaller& caller, const nexlet_start_options* given
         return NEXLET_BAD_SIZE;
     }
     start.nFlags = options.flags;
-    if ((options.flags & ~(NEXLET_START_PROCESS | NEXLET_START_NO_WAIT)) != 0) {
+    if ((options.flags & ~std::uint32_t{NEXLET_START_PROCESS | NEXLET_START_NO_WAIT}) != 0) {
         return Refuse("flags has a bit that this version does not know");
     }
     const nexlet_result program = ReadProgram(options, start.start.strExe);

@@ -18,6 +18,10 @@ if(NOT WIN32 AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   # gcc 12 sees overlaps in the assignment of a literal to a std::string at -O3, where there are none (its bug 105651).
   target_compile_options(nexlet_flags INTERFACE -Wno-restrict)
 endif()
+if(WIN32 AND CMAKE_CXX_COMPILER_ID MATCHES Clang)
+  # gcc's own headers use what they call deprecated, and only gcc is told to pass over it.
+  target_compile_options(nexlet_flags INTERFACE -Wno-deprecated-declarations)
+endif()
 if(NEXLET_WARNINGS_AS_ERRORS)
   target_compile_options(nexlet_flags INTERFACE -Werror)
 endif()

@@ -26,7 +26,7 @@ void WriteConfigValue(const wchar_t* name, DWORD value) {
 std::uint32_t ReadLastInfoTime() {
     DWORD value = 0;
     DWORD size = sizeof(value);
-    const LSTATUS status =
+    const auto status =
         Late::SHGetValueW(HKEY_CURRENT_USER, kRemoteConfigKey, kLastInfoTimeValue, nullptr, &value, &size);
     return status == ERROR_SUCCESS ? value : 0;
 }

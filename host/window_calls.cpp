@@ -4,7 +4,7 @@
 
 namespace {
 
-constexpr WindowCalls kPlatform = {&SetTimer, &KillTimer, &SendMessageTimeoutW};
+const WindowCalls kPlatform = {&SetTimer, &KillTimer, &SendMessageTimeoutW};
 
 std::atomic<const WindowCalls*> g_pCalls{&kPlatform};
 

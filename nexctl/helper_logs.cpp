@@ -150,7 +150,7 @@ SwitchFact ReadSwitchFact(const wchar_t* name) {
     SwitchFact fact;
     DWORD type = REG_NONE;
     DWORD size = sizeof fact.value;
-    const LONG result = SHGetValueW(HKEY_CURRENT_USER, kKey, name, &type, &fact.value, &size);
+    const auto result = SHGetValueW(HKEY_CURRENT_USER, kKey, name, &type, &fact.value, &size);
     fact.exists = result == ERROR_SUCCESS || result == ERROR_MORE_DATA;
     // The helper looks at the size and not at the type.
     fact.isNumber = result == ERROR_SUCCESS && type == REG_DWORD;

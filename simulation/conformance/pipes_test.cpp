@@ -105,7 +105,7 @@ TEST_F(Pipes, WhoWantsToBeTheFirstAndOnlyOneIsRefusedWhenItIsNot) {
 }
 
 TEST_F(Pipes, APipeOfOneDirectionRefusesTheOtherWithError5) {
-    for (const DWORD nAccess : {PIPE_ACCESS_INBOUND, PIPE_ACCESS_OUTBOUND}) {
+    for (const DWORD nAccess : {DWORD{PIPE_ACCESS_INBOUND}, DWORD{PIPE_ACCESS_OUTBOUND}}) {
         server = Serve(strName, 1, 0, nAccess | FILE_FLAG_OVERLAPPED);
         ASSERT_TRUE(server);
         EXPECT_FALSE(Open(strName));

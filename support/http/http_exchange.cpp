@@ -114,8 +114,8 @@ bool CHttpExchange::OpenSession() {
     }
     std::int32_t timeout = g_nHttpTimeoutMs.load();
     if (timeout != kHttpTimeoutUnset) {
-        for (const DWORD option :
-             {INTERNET_OPTION_CONNECT_TIMEOUT, INTERNET_OPTION_SEND_TIMEOUT, INTERNET_OPTION_RECEIVE_TIMEOUT}) {
+        for (const DWORD option : {DWORD{INTERNET_OPTION_CONNECT_TIMEOUT}, DWORD{INTERNET_OPTION_SEND_TIMEOUT},
+                                   DWORD{INTERNET_OPTION_RECEIVE_TIMEOUT}}) {
             m_api.SetOption(m_hSession.get(), option, &timeout, sizeof(timeout));
         }
     }

@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr FileCalls kPlatformCalls = {&::WriteFile, &::MoveFileExW, &::Sleep};
+const FileCalls kPlatformCalls = {&::WriteFile, &::MoveFileExW, &::Sleep};
 std::atomic<const FileCalls*> g_pCalls = &kPlatformCalls;
 
 bool WriteWhole(const std::wstring& path, const void* bytes, std::uint32_t size) {

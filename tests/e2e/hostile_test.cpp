@@ -140,7 +140,7 @@ TEST_F(HostileCaller, NestedJsonIsAnsweredWithinTheReadersLimitAndRefusedBeyond)
     ASSERT_EQ(m_caller->SendPayload(nested(900), kLongMs), CallerResult::Ok);
     ReceivedFrame reply;
     ASSERT_EQ(m_caller->WaitForFrame(Number(MessageType::S_MT_StatusReply), kLongMs, reply), CallerResult::Ok);
-    for (const std::size_t levels : {1100, 100000}) {
+    for (const std::size_t levels : {std::size_t{1100}, std::size_t{100000}}) {
         SCOPED_TRACE(levels);
         ExpectSilence(*m_caller, nested(levels));
     }

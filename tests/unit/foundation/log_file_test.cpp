@@ -57,7 +57,7 @@ ChildRun RunChild(const std::wstring& arguments = L"") {
     ChildRun run;
     wchar_t own[MAX_PATH] = {};
     GetModuleFileNameW(nullptr, own, MAX_PATH);
-    run.program = std::wstring(own, wcsrchr(own, L'\\') - own) + L"\\foundation_log_child.exe";
+    run.program = std::wstring(own, wcsrchr(own, L'\\')) + L"\\foundation_log_child.exe";
     SECURITY_ATTRIBUTES inherit = {sizeof(inherit), nullptr, TRUE};
     HANDLE read = nullptr;
     HANDLE write = nullptr;

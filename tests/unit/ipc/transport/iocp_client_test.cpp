@@ -335,7 +335,7 @@ TEST(DoesNamedPipeExist, AListeningServerSeesAClientComeAndGo) {
 }
 
 TEST(DoesNamedPipeExist, APipeThatLetsUsNotReadOrNotWriteDoesNotCount) {
-    for (const DWORD nAccess : {PIPE_ACCESS_INBOUND, PIPE_ACCESS_OUTBOUND}) {
+    for (const DWORD nAccess : {DWORD{PIPE_ACCESS_INBOUND}, DWORD{PIPE_ACCESS_OUTBOUND}}) {
         const std::wstring name = UniquePipeName();
         const CFileHandle server(
             CreateNamedPipeW(name.c_str(), nAccess | FILE_FLAG_OVERLAPPED, PIPE_TYPE_BYTE, 1, 0, 0, 0, nullptr));

@@ -221,10 +221,10 @@ TEST_F(HttpTransferFaultsTest, ThereIsNoThirdAttempt) {
 }
 
 TEST_F(HttpTransferFaultsTest, NoOtherErrorIsTriedAgain) {
-    for (const DWORD error : {ERROR_INTERNET_TIMEOUT, ERROR_INTERNET_CANNOT_CONNECT, ERROR_INTERNET_SEC_CERT_CN_INVALID,
-                              ERROR_INTERNET_SEC_CERT_DATE_INVALID, ERROR_INTERNET_FORCE_RETRY}) {
+    for (const int error : {ERROR_INTERNET_TIMEOUT, ERROR_INTERNET_CANNOT_CONNECT, ERROR_INTERNET_SEC_CERT_CN_INVALID,
+                            ERROR_INTERNET_SEC_CERT_DATE_INVALID, ERROR_INTERNET_FORCE_RETRY}) {
         m_platform.nSends = 0;
-        m_platform.sendErrors = {error};
+        m_platform.sendErrors = {static_cast<DWORD>(error)};
         m_api.SendRequest = m_platform.real.SendRequest;
         ScriptSends(m_api);
         UseFaults();
