@@ -24,6 +24,8 @@ const char* DescribeCallerResult(CallerResult result) {
             return "the name is held by another user's process, or by one with other rights, which keeps this one out";
         case CallerResult::Cancelled:
             return "the request was cancelled";
+        case CallerResult::Overtaken:
+            return "a later open of the type miniApp took the place of this one, whose end is never told";
     }
     return "unknown result";
 }

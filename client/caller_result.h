@@ -14,6 +14,7 @@ enum class CallerResult : int {
     // 9 to 12 and 15 are results of the C interface alone.
     AccessDenied = 13,  // the name is held by somebody who keeps this process out
     Cancelled = 14,     // the request was cancelled
+    Overtaken = 16,     // a later open took the place of the one that was asked for
 };
 
 // One sentence for people, without the system's error number. A static text.

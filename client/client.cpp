@@ -5,7 +5,9 @@
 #include <cstdio>
 
 #include "client/mark_turn.h"
+#include "client/open_turns.h"
 #include "client/reason.h"
+#include "foundation/json_text.h"
 #include "foundation/text_helpers.h"
 #include "ipc/protocol/request_table.h"
 
@@ -26,6 +28,11 @@ std::string UniqueServiceId() {
     std::snprintf(text, sizeof text, "p%lu-%llx-%u", GetCurrentProcessId(),
                   static_cast<unsigned long long>(ticks / 10000 & 0xFFFFFFFF), ++counter);
     return text;
+}
+
+std::string TextUnder(const Json::Value& object, const char* key) {
+    const Json::Value* value = object.isObject() ? FindJsonMember(object, key) : nullptr;
+    return value != nullptr && value->isString() ? value->asString() : std::string();
 }
 
 }  // namespace
@@ -65,7 +72,10 @@ CClient::CClient(nexlet_client nHandle, const nexlet_options& options)
       m_caller(Utf8ToUtf16(options.mark), options.service_id != nullptr ? options.service_id : UniqueServiceId()) {
     m_caller.SetReplyHandler(
         [this](ReceivedFrame& frame) { return m_pLine->TakeReply(frame.nCall, frame.nType, frame.content); },
-        [this] { m_pLine->Lose(); });
+        [this] {
+            m_pLine->Lose();
+            OpensOver(this);
+        });
     if (m_pfnFrame != nullptr) {
         m_caller.SetObserver([this](FrameDirection direction, std::string_view payload) {
             const CCallbackScope scope(*this);
@@ -112,12 +122,63 @@ CallerResult CClient::CheckCall(int nType, const Json::Value& content) {
     return CallerResult::Ok;
 }
 
+RequestRules CClient::RulesOf(int nType, const Json::Value& content, std::uint32_t timeoutMs) {
+    const bool asks = nType == NEXLET_TYPE_POLL;
+    if (!asks && nType != NEXLET_TYPE_OPEN) {
+        return {};
+    }
+    const Json::Value* p1 = FindJsonMember(content, "p1");
+    Json::Value question;
+    if (p1 != nullptr && asks && p1->isString() && ParseJson(p1->asString(), question)) {
+        p1 = &question;
+    }
+    // The helper refuses an open without these, and the one before stands.
+    if (p1 == nullptr || !p1->isObject() || TextUnder(*p1, "type") != "miniApp" || TextUnder(*p1, "from").empty() ||
+        TextUnder(*p1, "taskId").empty() || (!asks && TextUnder(*p1, "appId").empty())) {
+        return {};
+    }
+    RequestRules rules;
+    const std::wstring mark = m_caller.Mark();
+    const std::string task = TextUnder(*p1, "taskId");
+    if (!asks) {
+        rules.mayBegin = [this, mark, task, timeoutMs] { return BeginOpen(mark, task, this, timeoutMs); };
+        rules.ends = [mark, task](CallerResult result, const Json::Value& reply) {
+            if (result == CallerResult::Ok) {
+                OpenAnswered(mark, task, TextUnder(reply, "result") == "1");
+            } else if (result == CallerResult::NotConnected) {
+                OpenSettled(mark, task);
+            }
+            return result;
+        };
+        return rules;
+    }
+    // Before the question is sent: what overtakes it later need not have kept it from settling.
+    const auto overtaken = std::make_shared<bool>(false);
+    rules.mayBegin = [mark, task, overtaken] {
+        *overtaken = OpenWasOvertaken(mark, task);
+        return true;
+    };
+    rules.ends = [mark, task, overtaken](CallerResult result, const Json::Value& reply) {
+        if (result != CallerResult::Ok) {
+            return result;
+        }
+        if (TextUnder(reply, "result") == "Loading") {
+            OpenLoading(mark, task);
+            return *overtaken ? CallerResult::Overtaken : result;
+        }
+        OpenSettled(mark, task);
+        return result;
+    };
+    return rules;
+}
+
 CallerResult CClient::Call(int nType, Json::Value content, std::uint32_t timeoutMs, Json::Value& reply) {
     CallerResult result = CheckCall(nType, content);
     if (result != CallerResult::Ok) {
         return result;
     }
-    const auto request = std::make_shared<CRequest>(nType, std::move(content), timeoutMs);
+    RequestRules rules = RulesOf(nType, content, timeoutMs);
+    const auto request = std::make_shared<CRequest>(nType, std::move(content), timeoutMs, std::move(rules));
     result = m_pLine->Begin(request, /*waited=*/true);
     if (result != CallerResult::Ok) {
         return result;
@@ -141,7 +202,8 @@ CallerResult CClient::MakeRequest(int nType, Json::Value content, std::uint32_t 
             done(ended);
         };
     }
-    request = std::make_shared<CRequest>(nType, std::move(content), timeoutMs, std::move(scoped));
+    RequestRules rules = RulesOf(nType, content, timeoutMs);
+    request = std::make_shared<CRequest>(nType, std::move(content), timeoutMs, std::move(rules), std::move(scoped));
     return CallerResult::Ok;
 }
 
@@ -173,6 +235,7 @@ void CClient::BeginClose() {
     m_bClosed = true;
     // First, so that requests end with the closing and not with what it brings about.
     m_pLine->Shutdown();
+    OpensOver(this);
     m_turnStart.Close();
     CMarkTurn::Wake();
 }
@@ -186,4 +249,5 @@ void CClient::Close() {
     BeginClose();
     m_caller.Close();
     m_pLine->Close();
+    OpensOver(this);
 }

@@ -60,6 +60,8 @@ class CClient {
 
     // Whether a request of this type and content can be sent.
     static CallerResult CheckCall(int nType, const Json::Value& content);
+    // What an open of the type miniApp, and a question for one, has to do with those of other clients.
+    RequestRules RulesOf(int nType, const Json::Value& content, std::uint32_t timeoutMs);
     // Whether the notice that ends a start has come.
     CallerResult WaitForNotice(std::uint32_t timeoutMs);
     bool Forward(const std::wstring& commandLine, const CDeadline& deadline);

@@ -39,6 +39,7 @@ constexpr Described kResults[] = {
     {NEXLET_ACCESS_DENIED, "NEXLET_ACCESS_DENIED"},
     {NEXLET_CANCELLED, "NEXLET_CANCELLED"},
     {NEXLET_PENDING, "NEXLET_PENDING"},
+    {NEXLET_OVERTAKEN, "NEXLET_OVERTAKEN"},
 };
 
 // Whether mark and service id give a name that the system takes; the reason when they do not. No service id: one will
@@ -147,6 +148,7 @@ std::int32_t LevelOf(nexlet_result result) {
         case NEXLET_TIMEOUT:
         case NEXLET_NOT_CONNECTED:
         case NEXLET_GONE:
+        case NEXLET_OVERTAKEN:
             return NEXLET_LEVEL_WARNING;
         case NEXLET_CLOSED:
             return NEXLET_LEVEL_INFO;

@@ -1,12 +1,20 @@
 #include "client/request_line.h"
 
 #include <algorithm>
+#include <set>
 #include <utility>
 #include <vector>
 
 #include "client/caller.h"
 #include "client/reason.h"
 #include "ipc/protocol/request_table.h"
+
+namespace {
+
+// Between two looks at a turn that another line has.
+constexpr DWORD kAgainMs = 20;
+
+}  // namespace
 
 bool CRequest::WaitForEnd(std::uint32_t timeoutMs) const {
     const CDeadline deadline(timeoutMs);
@@ -138,7 +146,10 @@ void CRequestLine::Close() {
 // By value: the containers may hold the last other pointer to it.
 void CRequestLine::End(Pointer request, CallerResult result, Json::Value reply, std::string reason) {
     std::erase(m_waiting, request);
-    std::erase_if(m_inFlight, [&](const auto& one) { return one.second == request; });
+    const bool sent = std::erase_if(m_inFlight, [&](const auto& one) { return one.second == request; }) != 0;
+    if (sent && request->m_rules.ends) {
+        result = request->m_rules.ends(result, reply);
+    }
     if (request->End(result, std::move(reply), std::move(reason)) && request->m_done) {
         m_ended.push_back(std::move(request));
     }
@@ -157,11 +168,22 @@ void CRequestLine::EndIfUnderWay(CRequest& request, CallerResult result, std::st
     }
 }
 
-std::deque<CRequestLine::Pointer>::iterator CRequestLine::NextToSend() {
-    return std::find_if(m_waiting.begin(), m_waiting.end(), [&](const Pointer& one) {
-        return std::none_of(m_inFlight.begin(), m_inFlight.end(),
-                            [&](const auto& other) { return other.second->Type() == one->Type(); });
-    });
+std::deque<CRequestLine::Pointer>::iterator CRequestLine::NextToSend(bool& heldUp) {
+    // The first of a type keeps the others of it waiting.
+    std::set<int> types;
+    for (const auto& one : m_inFlight) {
+        types.insert(one.second->Type());
+    }
+    for (auto next = m_waiting.begin(); next != m_waiting.end(); ++next) {
+        if (!types.insert((*next)->Type()).second) {
+            continue;
+        }
+        if (!(*next)->m_rules.mayBegin || (*next)->m_rules.mayBegin()) {
+            return next;
+        }
+        heldUp = true;
+    }
+    return m_waiting.end();
 }
 
 DWORD WINAPI CRequestLine::SendEntry(void* self) {
@@ -172,9 +194,10 @@ DWORD WINAPI CRequestLine::SendEntry(void* self) {
 void CRequestLine::SendAll() {
     CNativeHold lock(m_lock);
     while (!m_bClosed) {
-        const auto next = NextToSend();
+        bool heldUp = false;
+        const auto next = NextToSend(heldUp);
         if (next == m_waiting.end()) {
-            m_changed.Wait(lock, INFINITE);
+            m_changed.Wait(lock, heldUp ? kAgainMs : INFINITE);
             continue;
         }
         const Pointer request = *next;

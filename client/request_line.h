@@ -15,14 +15,27 @@
 #include "client/native_lock.h"
 #include "foundation/handle.h"
 
+// What a request has to do with others than those of its line. Both are called with the line's lock held, and do not
+// wait.
+struct RequestRules {
+    // Whether it may be sent; it is asked again and again until then. Empty: at once.
+    std::function<bool()> mayBegin;
+    // Told of the end, of which it gives the result. Empty: as it came.
+    std::function<CallerResult(CallerResult result, const Json::Value& reply)> ends;
+};
+
 // One request. Any thread. It begins under way and ends once.
 class CRequest {
   public:
     using Done = std::function<void(const CRequest& request)>;
 
     // done, when there is one, is called once, after the end, on a thread of the line.
-    CRequest(int nType, Json::Value content, std::uint32_t timeoutMs, Done done = {})
-        : m_nType(nType), m_deadline(timeoutMs), m_content(std::move(content)), m_done(std::move(done)) {}
+    CRequest(int nType, Json::Value content, std::uint32_t timeoutMs, RequestRules rules, Done done = {})
+        : m_nType(nType),
+          m_deadline(timeoutMs),
+          m_content(std::move(content)),
+          m_rules(std::move(rules)),
+          m_done(std::move(done)) {}
 
     int Type() const { return m_nType; }
     const CDeadline& Deadline() const { return m_deadline; }
@@ -47,6 +60,7 @@ class CRequest {
     const int m_nType;
     const CDeadline m_deadline;
     Json::Value m_content;  // the line's
+    const RequestRules m_rules;
     const Done m_done;
 
     mutable CNativeLock m_lock;  // guards what follows; the last three are final after the end
@@ -102,7 +116,8 @@ class CRequestLine {
 
     // All of these need m_lock.
     bool StartThread(CKernelHandle& thread, LPTHREAD_START_ROUTINE entry);
-    std::deque<Pointer>::iterator NextToSend();
+    // heldUp: by something that does not wake the line.
+    std::deque<Pointer>::iterator NextToSend(bool& heldUp);
     void End(Pointer request, CallerResult result, Json::Value reply = {}, std::string reason = {});
     void EndIfUnderWay(CRequest& request, CallerResult result, std::string reason);
     // Ends those whose limit is over and tells how long it is to the next limit.

@@ -79,7 +79,8 @@ enum {
     NEXLET_BAD_SIZE = 12,      /* this library does not know the size of a record */
     NEXLET_ACCESS_DENIED = 13, /* another process has the name and denies access to it */
     NEXLET_CANCELLED = 14,     /* nexlet_cancel or nexlet_request_close ended the request */
-    NEXLET_PENDING = 15        /* the request is still under way */
+    NEXLET_PENDING = 15,       /* the request is still under way */
+    NEXLET_OVERTAKEN = 16      /* a later open of the type miniApp took the place of the one that is asked for */
 };
 
 /* Records are packed to 8, whatever the program's setting. */
@@ -395,15 +396,23 @@ NEXLET_API nexlet_result NEXLET_CALL nexlet_encrypt(nexlet_client client, const 
  * Opens a target. open_json is the object with type, from, taskId and the keys of its type. A value whose kind would
  * end the helper is refused here with NEXLET_BAD_ARGUMENT. The helper is given the right to bring a window to the
  * front, as far as this process has it. word becomes the result word: "1", "Loading", or what went wrong.
+ *
+ * The helper lets only the latest open of the type miniApp settle. So those of one mark and one process, whatever their
+ * clients, are sent one after the other: the next one waits, within its limit, until a poll has told the end of the one
+ * before, until that one's client has lost its helper or is closed, or until it was not polled for 5 seconds; in all
+ * not longer than 60 seconds.
  */
 NEXLET_API nexlet_result NEXLET_CALL nexlet_open_target(nexlet_client client, const char* open_json,
                                                         uint32_t timeout_ms, char** word);
 
-/* Asks once whether an open has ended, and how. question_json is the object with type, from, taskId and wndname. */
+/* Asks once whether an open has ended, and how. question_json is the object with type, from, taskId and wndname.
+ * NEXLET_OVERTAKEN: it stays "Loading" for ever, since another process that uses this library opened a miniApp after
+ * it, or this one did after the times of nexlet_open_target. */
 NEXLET_API nexlet_result NEXLET_CALL nexlet_poll_target(nexlet_client client, const char* question_json,
                                                         uint32_t timeout_ms, char** word);
 
-/* Asks every interval_ms until the word is not "Loading". NEXLET_TIMEOUT also when it stays "Loading". */
+/* Asks every interval_ms until the word is not "Loading". NEXLET_TIMEOUT also when it stays "Loading";
+ * NEXLET_OVERTAKEN, see nexlet_poll_target. */
 NEXLET_API nexlet_result NEXLET_CALL nexlet_await_target(nexlet_client client, const char* question_json,
                                                          uint32_t interval_ms, uint32_t timeout_ms, char** word);
 

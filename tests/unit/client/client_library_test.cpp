@@ -11,12 +11,12 @@ namespace {
 TEST(ClientLibraryTexts, EveryResultHasANameAndASentenceOfItsOwn) {
     std::set<std::string> names;
     std::set<std::string> texts;
-    for (nexlet_result result = NEXLET_OK; result <= NEXLET_PENDING; ++result) {
+    for (nexlet_result result = NEXLET_OK; result <= NEXLET_OVERTAKEN; ++result) {
         names.insert(nexlet_result_name(result));
         texts.insert(nexlet_result_text(result));
     }
-    EXPECT_EQ(names.size(), NEXLET_PENDING + 1u);
-    EXPECT_EQ(texts.size(), NEXLET_PENDING + 1u);
+    EXPECT_EQ(names.size(), NEXLET_OVERTAKEN + 1u);
+    EXPECT_EQ(texts.size(), NEXLET_OVERTAKEN + 1u);
     EXPECT_STREQ(nexlet_result_name(NEXLET_GONE), "NEXLET_GONE");
     EXPECT_STREQ(nexlet_result_name(99), "unknown");
     EXPECT_STREQ(nexlet_result_text(-1), "unknown result");
