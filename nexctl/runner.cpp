@@ -120,7 +120,7 @@ ExitCode CRunner::RunStep(const Step& step) {
         {"show", &CRunner::Show},     {"doctor", &CRunner::Doctor},   {"log", &CRunner::Log},
         {"names", &CRunner::Names},   {"encode", &CRunner::Encode},   {"decode", &CRunner::Decode},
         {"demo", &CRunner::Demo},     {"helpers", &CRunner::Helpers}, {"stop", &CRunner::Stop},
-        {"clean", &CRunner::Clean},   {"bundle", &CRunner::Bundle},
+        {"clean", &CRunner::Clean},   {"bundle", &CRunner::Bundle},   {"beacons", &CRunner::Beacons},
     };
     const std::string_view name = step.verb->name;
     m_bListening = name == "listen";

@@ -86,6 +86,7 @@ class CRunner {
     ExitCode Decode(const Step& step);
     ExitCode Decrypt(const Step& step);
     ExitCode Doctor(const Step& step);
+    ExitCode Beacons(const Step& step);
     // Mark, service and program that this run is about.
     DoctorSubject DoctorSubjectOfRun() const;
     // What to send to somebody who is to help (runner_bundle.cpp).

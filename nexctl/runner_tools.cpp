@@ -7,6 +7,7 @@
 #include "ipc/protocol/envelope.h"
 #include "ipc/transport/frame.h"
 #include "ipc/transport/pipe_names.h"
+#include "nexctl/beacons/beacon_counts.h"
 #include "nexctl/console/console_io.h"
 #include "nexctl/decrypt.h"
 #include "nexctl/doctor/judge.h"
@@ -75,6 +76,15 @@ ExitCode CRunner::Decrypt(const Step& step) {
     }
     WriteText(OutputStream::Output, text + "\n");
     return ExitCode::Ok;
+}
+
+ExitCode CRunner::Beacons(const Step& step) {
+    const BeaconCounts counts = CountBeacons(step.arguments[0]);
+    if (step.text) {
+        WriteText(OutputStream::Output, BeaconText(counts));
+        return ExitCode::Ok;
+    }
+    return Finish(step, ExitCode::Ok, BeaconRecord(counts));
 }
 
 DoctorSubject CRunner::DoctorSubjectOfRun() const {

@@ -139,6 +139,9 @@ const std::vector<VerbInfo>& AllVerbs() {
          "as a page. Standard error says what was taken and what was not.\n"
          "Contents of requests, identities and machine ids are masked.\n"
          "  --with-contents  take them as they are\n"},
+        {"beacons", "FILE", 1, "a statistics server's access log, counted by beacon and outcome; needs no helper",
+         "FILE is an access log with the request line in quotation marks, or the requests that nexlet-world shows.\n"
+         "  --text         for people instead of JSON\n"},
         {"names", "", 0, "print the names of pipes and events for --mark and --service", ""},
         {"encode", "TYPE JSON", 2, "print the frame of a message as hexadecimal bytes", ""},
         {"decode", "HEX", 1, "print the frames in hexadecimal bytes as JSON lines",

@@ -73,4 +73,15 @@ TEST_F(NexctlBundle, NeedsAFileThatCanBeWritten) {
     EXPECT_EQ(Run({"bundle", "--out", "C:\\no such folder\\x.zip"}).dwExitCode, 2u);
 }
 
+TEST_F(NexctlBundle, BeaconsOfAnAccessLogAreCounted) {
+    const std::filesystem::path file = std::filesystem::path(m_sandbox.SdkPath()) / "access.log";
+    std::ofstream(file) << "x \"GET /static/a/1663.8991.gif?_referer=2?t=1&m=a HTTP/1.0\" 200\n";
+    const std::string path = Utf16ToUtf8(file.wstring());
+    const ConsoleRun run = RunPlain({"beacons", path});
+    EXPECT_EQ(run.dwExitCode, 0u) << run.strErr;
+    EXPECT_EQ(JsonLines(run.strOut).at(0)["items"][0]["outcomes"]["2 picture not fetched"].asInt(), 1) << run.strOut;
+    EXPECT_NE(RunPlain({"beacons", path, "--text"}).strOut.find("2 picture not fetched: 1"), std::string::npos);
+    EXPECT_EQ(RunPlain({"beacons", "C:\\no such file"}).dwExitCode, 1u);
+}
+
 }  // namespace

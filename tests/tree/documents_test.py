@@ -153,6 +153,12 @@ class Documents(unittest.TestCase):
         self.assertGreater(seen, 40)
         self.assertEqual(faults, [])
 
+    def test_beacons_that_are_counted_are_those_of_the_page(self):
+        paths = {path for cell, in rows("docs/beacons.md", "Path") for path in CODE.findall(cell) if path.startswith("/")}
+        counted = set(re.findall(r'\{"(/[^"]+)"', read(ROOT / "nexctl/beacons/beacon_counts.cpp")))
+        self.assertGreater(len(paths), 5)
+        self.assertEqual(counted, paths)
+
     def test_findings_of_the_doctor_and_of_its_page_are_the_same(self):
         kinds = {"Wrong": "wrong", "Note": "note"}
         judged = [(code, kinds[kind]) for kind, code in
