@@ -112,15 +112,20 @@ ExitCode CRunner::RunStep(const Step& step) {
         std::string_view verb;
         ExitCode (CRunner::*run)(const Step& step);
     } kVerbs[] = {
-        {"start", &CRunner::Start},   {"open", &CRunner::Request},    {"poll", &CRunner::Poll},
-        {"watch", &CRunner::Request}, {"status", &CRunner::Request},  {"status-encrypted", &CRunner::Request},
-        {"qimei", &CRunner::Request}, {"encrypt", &CRunner::Request}, {"decrypt", &CRunner::Decrypt},
-        {"send", &CRunner::Send},     {"listen", &CRunner::Listen},   {"exit", &CRunner::Exit},
-        {"host", &CRunner::Host},     {"record", &CRunner::Record},   {"replay", &CRunner::Replay},
-        {"show", &CRunner::Show},     {"doctor", &CRunner::Doctor},   {"log", &CRunner::Log},
-        {"names", &CRunner::Names},   {"encode", &CRunner::Encode},   {"decode", &CRunner::Decode},
-        {"demo", &CRunner::Demo},     {"helpers", &CRunner::Helpers}, {"stop", &CRunner::Stop},
-        {"clean", &CRunner::Clean},   {"bundle", &CRunner::Bundle},   {"beacons", &CRunner::Beacons},
+        {"start", &CRunner::Start},     {"open", &CRunner::Request},
+        {"poll", &CRunner::Poll},       {"watch", &CRunner::Request},
+        {"status", &CRunner::Request},  {"status-encrypted", &CRunner::Request},
+        {"qimei", &CRunner::Request},   {"encrypt", &CRunner::Request},
+        {"decrypt", &CRunner::Decrypt}, {"send", &CRunner::Send},
+        {"listen", &CRunner::Listen},   {"exit", &CRunner::Exit},
+        {"host", &CRunner::Host},       {"record", &CRunner::Record},
+        {"replay", &CRunner::Replay},   {"show", &CRunner::Show},
+        {"doctor", &CRunner::Doctor},   {"log", &CRunner::Log},
+        {"names", &CRunner::Names},     {"encode", &CRunner::Encode},
+        {"decode", &CRunner::Decode},   {"demo", &CRunner::Demo},
+        {"helpers", &CRunner::Helpers}, {"stop", &CRunner::Stop},
+        {"clean", &CRunner::Clean},     {"bundle", &CRunner::Bundle},
+        {"beacons", &CRunner::Beacons}, {"conformance", &CRunner::Conformance},
     };
     const std::string_view name = step.verb->name;
     m_bListening = name == "listen";

@@ -91,6 +91,8 @@ class CRunner {
     DoctorSubject DoctorSubjectOfRun() const;
     // What to send to somebody who is to help (runner_bundle.cpp).
     ExitCode Bundle(const Step& step);
+    // A build against the rules of the wire (runner_conformance.cpp).
+    ExitCode Conformance(const Step& step);
     // That of --exe, or nexlet.exe beside nexctl.exe.
     std::wstring ProgramPath() const;
 

@@ -42,11 +42,11 @@ bool ReadIn(std::string& argument, std::string& problem) {
 
 const std::vector<std::string_view>& KnownOptions() {
     static const std::vector<std::string_view> options = {
-        "--exe",      "--mark",     "--service", "--mid",     "--type",          "--channel", "--channel-id",
-        "--param",    "--no-start", "--frames",  "--trace",   "--hex",           "--text",    "--summary",
-        "--help",     "--timeout",  "--until",   "--every",   "--expect",        "--count",   "--file",
-        "--function", "--out",      "--pid",     "--run",     "--since",         "--version", "--wait",
-        "--older",    "--larger",   "--yes",     "--dry-run", "--with-contents", "--json",    "--world"};
+        "--exe",           "--mark",   "--service", "--mid",   "--type",  "--channel",  "--channel-id", "--param",
+        "--no-start",      "--frames", "--trace",   "--hex",   "--text",  "--summary",  "--help",       "--timeout",
+        "--until",         "--every",  "--expect",  "--count", "--file",  "--function", "--out",        "--pid",
+        "--run",           "--since",  "--version", "--wait",  "--older", "--larger",   "--yes",        "--dry-run",
+        "--with-contents", "--json",   "--world",   "--only"};
     return options;
 }
 
@@ -63,7 +63,7 @@ constexpr std::pair<std::string_view, bool Step::*> kStepFlags[] = {
 };
 constexpr std::pair<std::string_view, std::string Step::*> kStepTexts[] = {
     {"--until", &Step::until}, {"--file", &Step::file},   {"--function", &Step::function},
-    {"--out", &Step::out},     {"--world", &Step::world},
+    {"--out", &Step::out},     {"--world", &Step::world}, {"--only", &Step::only},
 };
 
 std::string MeantWords(std::string_view text, const std::vector<std::string_view>& names) {

@@ -45,6 +45,7 @@ struct Step {
     bool dryRun = false;                     // log prune: only list
     bool yes = false;                        // clean: remove
     bool withContents = false;               // bundle: contents of requests as they are
+    std::string only;                        // conformance: the beginning of the names of the rules to play
     std::string world;                       // conformance: a folder that nexlet-world has brought up
     bool summary = false;                    // doctor: one short line
     std::uint32_t run = 0;                   // log page: which process of a file, 0 for the last

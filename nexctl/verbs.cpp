@@ -142,6 +142,15 @@ const std::vector<VerbInfo>& AllVerbs() {
         {"beacons", "FILE", 1, "a statistics server's access log, counted by beacon and outcome; needs no helper",
          "FILE is an access log with the request line in quotation marks, or the requests that nexlet-world shows.\n"
          "  --text         for people instead of JSON\n"},
+        {"conformance", "", 0, "play every rule of the wire against the program of --exe",
+         "Starts the program under marks of its own, and ends what it has started. A line for each rule: kept, "
+         "broken,\n"
+         "or left out, with what came instead. A broken rule ends with 5.\n"
+         "  --json         a JSON line for each rule instead\n"
+         "  --only TEXT    only the rules whose names begin so, for example \"silence.\"\n"
+         "  --out PATH     an HTML page as well\n"
+         "  --world DIR    an SDK that answers lies there, as nexlet-world brings it up: plays what needs one. The\n"
+         "                 program is DIR\\app\\bin\\nexlet.exe unless --exe names another\n"},
         {"names", "", 0, "print the names of pipes and events for --mark and --service", ""},
         {"encode", "TYPE JSON", 2, "print the frame of a message as hexadecimal bytes", ""},
         {"decode", "HEX", 1, "print the frames in hexadecimal bytes as JSON lines",
