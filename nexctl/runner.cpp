@@ -94,6 +94,9 @@ Json::Value Parsed(const std::string& text) {
 CRunner::CRunner(const Script& script) : m_script(script), m_strMark(script.mark), m_strService(script.service) {}
 
 ExitCode CRunner::Run() {
+    if (!RecordsMayBeWritten()) {
+        return ExitCode::Usage;
+    }
     ExitCode code = ExitCode::Ok;
     for (const Step& step : m_script.steps) {
         const bool leaves = std::string_view(step.verb->name) == "exit";
@@ -144,9 +147,7 @@ ExitCode CRunner::Request(const Step& step) {
     const std::string_view verb = step.verb->name;
     Json::Value content(Json::objectValue);
     if (verb == "open") {
-        content["service_id"] = m_strService;
-        content["p1"] = Parsed(step.arguments[0]);
-        return Ask(step, NEXLET_TYPE_OPEN, content);
+        return Open(step);
     }
     if (verb == "watch") {
         content["p1"] = step.arguments[0];
@@ -164,6 +165,17 @@ ExitCode CRunner::Request(const Step& step) {
                : verb == "status-encrypted" ? NEXLET_TYPE_STATUS_ENCRYPTED
                                             : NEXLET_TYPE_IDENTITY,
                content);
+}
+
+// The library refuses what would end the helper.
+ExitCode CRunner::Open(const Step& step) {
+    nexlet::Request request;
+    const nexlet_result result = m_client.BeginOpen(step.arguments[0], TimeoutOf(step), {}, &request);
+    if (result != NEXLET_OK) {
+        return Fail(step, result);
+    }
+    const auto answer = request.Result(INFINITE);
+    return answer ? Answered(step, NEXLET_TYPE_OPEN, Parsed(answer.value.reply)) : Fail(step, answer.result);
 }
 
 nexlet_result CRunner::StartHelper(std::uint32_t timeoutMs) {
@@ -188,6 +200,13 @@ void CRunner::KeepNotice(std::string_view payload) {
     }
 }
 
+void CRunner::TellUnusedExe(const Step& step, const std::string& why) {
+    if (!m_script.exe.empty()) {
+        WriteText(OutputStream::Error,
+                  "nexctl: " + std::string(step.verb->name) + ": --exe is not used: " + why + "\n");
+    }
+}
+
 ExitCode CRunner::Connect(const Step& step, bool print) {
     if (m_bConnected) {
         return print ? Finish(step, ExitCode::Ok, Json::Value(Json::objectValue)) : ExitCode::Ok;
@@ -209,9 +228,17 @@ ExitCode CRunner::Connect(const Step& step, bool print) {
     const std::uint32_t timeoutMs = TimeoutOf(step);
     Json::Value line(Json::objectValue);
     if (result == NEXLET_OK && m_script.noStart) {
+        TellUnusedExe(step, "--no-start starts nothing");
         result = m_client.WaitConnected(timeoutMs);
     } else if (result == NEXLET_OK) {
         result = StartHelper(timeoutMs);
+        const DWORD systemError = GetLastError();
+        const nexlet_helper helper = m_client.Helper();
+        if (helper.forwarded != 0) {
+            TellUnusedExe(step, "the helper that runs, process " + std::to_string(helper.process_id) +
+                                    ", has taken the command line");
+        }
+        SetLastError(systemError);
         if (result == NEXLET_OK) {
             const std::lock_guard<std::mutex> lock(m_lockNotice);
             line["process_id"] = m_client.Helper().process_id;
@@ -230,8 +257,11 @@ ExitCode CRunner::Ask(const Step& step, int type, const Json::Value& content) {
     if (!answer) {
         return Fail(step, answer.result);
     }
+    return Answered(step, type, Parsed(answer.value));
+}
+
+ExitCode CRunner::Answered(const Step& step, int type, const Json::Value& reply) {
     const int replyType = ReplyTypeOf(type);
-    const Json::Value reply = Parsed(answer.value);
     Json::Value line(Json::objectValue);
     line["reply"]["content"] = reply;
     line["reply"]["message_type"] = replyType;
@@ -366,6 +396,9 @@ ExitCode CRunner::Fail(const Step& step, nexlet_result result, Json::Value line)
     if (result == NEXLET_SYSTEM_ERROR || result == NEXLET_NOT_STARTED || result == NEXLET_NAME_TAKEN) {
         line["system_error"] = Json::UInt(systemError);
         words += " (system error " + std::to_string(systemError) + ")";
+    }
+    if (result == NEXLET_BAD_ARGUMENT) {
+        words = nexlet_last_error_text();
     }
     const nexlet_helper helper = m_client.Helper();
     const bool starting = !m_bConnected;

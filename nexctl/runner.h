@@ -31,12 +31,17 @@ class CRunner {
     ExitCode RunStep(const Step& step);
     // Serves, starts and waits for the helper, once.
     ExitCode Connect(const Step& step, bool print);
+    // One line for people when --exe was given.
+    void TellUnusedExe(const Step& step, const std::string& why);
     // The latest ready notice, which the start takes.
     void KeepNotice(std::string_view payload);
     ExitCode Start(const Step& step) { return Connect(step, /*print=*/true); }
     nexlet_result StartHelper(std::uint32_t timeoutMs);
     ExitCode Request(const Step& step);
+    ExitCode Open(const Step& step);
     ExitCode Ask(const Step& step, int type, const Json::Value& content);
+    // Prints what came as the reply of a request of this type.
+    ExitCode Answered(const Step& step, int type, const Json::Value& reply);
     ExitCode Send(const Step& step);
     ExitCode Poll(const Step& step);
     ExitCode Listen(const Step& step);
@@ -45,6 +50,8 @@ class CRunner {
     ExitCode Demo(const Step& step);
 
     // Exchanges as files (runner_exchange.cpp).
+    // Before anything is done: a file that is there is not to be overwritten, unless with --force.
+    bool RecordsMayBeWritten() const;
     ExitCode Record(const Step& step);
     ExitCode Replay(const Step& step);
     ExitCode ReplayFrame(const Step& step, const ExchangeFrame& frame, Json::Value& differences);
@@ -120,6 +127,7 @@ class CRunner {
     bool m_bReplaying = false;
     std::deque<std::string> m_replayed;  // received and not yet compared
     std::string m_strRecordFile;         // empty: nothing is recorded
+    bool m_bRecordOver = false;          // the file may be there
     Exchange m_record;
 
     CNexletClient m_client;  // the last member: its threads use the others until it is closed

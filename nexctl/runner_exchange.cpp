@@ -2,6 +2,7 @@
 #include <chrono>
 
 #include "foundation/json_text.h"
+#include "foundation/text_helpers.h"
 #include "foundation/windows_headers.h"
 #include "ipc/protocol/message_type.h"
 #include "nexctl/console/console_io.h"
@@ -40,9 +41,21 @@ void CRunner::OnFrame(FrameDirection direction, std::string_view payload) {
     m_framesChanged.notify_all();
 }
 
+bool CRunner::RecordsMayBeWritten() const {
+    for (const Step& step : m_script.steps) {
+        if (std::string_view(step.verb->name) == "record" && !step.force &&
+            GetFileAttributesW(Utf8ToUtf16(step.arguments[0]).c_str()) != INVALID_FILE_ATTRIBUTES) {
+            WriteText(OutputStream::Error, "nexctl: record: " + step.arguments[0] + " exists; --force overwrites it\n");
+            return false;
+        }
+    }
+    return true;
+}
+
 ExitCode CRunner::Record(const Step& step) {
     const std::lock_guard<std::mutex> lock(m_lockFrames);
     m_strRecordFile = step.arguments[0];
+    m_bRecordOver = step.force;
     return ExitCode::Ok;
 }
 
@@ -54,7 +67,7 @@ ExitCode CRunner::SaveRecord(ExitCode code) {
     m_record.mark = m_strMark;
     m_record.service = m_strService;
     SettleExchange(m_record);
-    if (WriteTextFile(m_strRecordFile, WriteExchange(m_record))) {
+    if (WriteTextFile(m_strRecordFile, WriteExchange(m_record), m_bRecordOver)) {
         return code;
     }
     WriteText(OutputStream::Error, "nexctl: record: " + m_strRecordFile + " cannot be written\n");
@@ -140,14 +153,19 @@ ExitCode CRunner::Replay(const Step& step) {
     if (code != ExitCode::Ok) {
         return code;
     }
+    Json::Value line(Json::objectValue);
     if (exits) {
+        // The frames are compared, so a helper that takes longer to go does not take the result away.
         const nexlet_result lost = m_client.WaitLost(TimeoutOf(step, kExitTimeoutMs));
-        if (lost != NEXLET_OK) {
+        if (lost != NEXLET_OK && lost != NEXLET_TIMEOUT) {
             return Fail(step, lost);
         }
-        m_bConnected = false;
+        m_bConnected = lost == NEXLET_TIMEOUT;
+        line["released"] = !m_bConnected;
+        if (m_bConnected) {
+            WriteText(OutputStream::Error, "nexctl: replay: the helper has not yet let the service go\n");
+        }
     }
-    Json::Value line(Json::objectValue);
     line["frames"] = Json::UInt64(exchange.frames.size());
     const bool same = differences.empty();
     line["differences"] = std::move(differences);

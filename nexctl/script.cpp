@@ -46,7 +46,7 @@ const std::vector<std::string_view>& KnownOptions() {
         "--no-start",      "--frames", "--trace",   "--hex",   "--text",  "--summary",  "--help",       "--timeout",
         "--until",         "--every",  "--expect",  "--count", "--file",  "--function", "--out",        "--pid",
         "--run",           "--since",  "--version", "--wait",  "--older", "--larger",   "--yes",        "--dry-run",
-        "--with-contents", "--json",   "--world",   "--only"};
+        "--with-contents", "--json",   "--world",   "--only",  "--force"};
     return options;
 }
 
@@ -59,7 +59,7 @@ constexpr std::pair<std::string_view, bool Script::*> kScriptFlags[] = {
 constexpr std::pair<std::string_view, bool Step::*> kStepFlags[] = {
     {"--text", &Step::text}, {"--summary", &Step::summary}, {"--wait", &Step::wait},
     {"--yes", &Step::yes},   {"--dry-run", &Step::dryRun},  {"--with-contents", &Step::withContents},
-    {"--json", &Step::json},
+    {"--json", &Step::json}, {"--force", &Step::force},
 };
 constexpr std::pair<std::string_view, std::string Step::*> kStepTexts[] = {
     {"--until", &Step::until}, {"--file", &Step::file},   {"--function", &Step::function},

@@ -47,6 +47,7 @@ struct Step {
     bool withContents = false;               // bundle: contents of requests as they are
     std::string only;                        // conformance: the beginning of the names of the rules to play
     std::string world;                       // conformance: a folder that nexlet-world has brought up
+    bool force = false;                      // record: also over a file that is there
     bool summary = false;                    // doctor: one short line
     std::uint32_t run = 0;                   // log page: which process of a file, 0 for the last
 };

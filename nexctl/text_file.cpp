@@ -25,9 +25,9 @@ bool ReadTextFile(const std::string& path, std::string& text) {
     }
 }
 
-bool WriteTextFile(const std::string& path, const std::string& text) {
-    const CFileHandle file(
-        CreateFileW(Utf8ToUtf16(path).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr));
+bool WriteTextFile(const std::string& path, const std::string& text, bool replace) {
+    const CFileHandle file(CreateFileW(Utf8ToUtf16(path).c_str(), GENERIC_WRITE, 0, nullptr,
+                                       replace ? CREATE_ALWAYS : CREATE_NEW, 0, nullptr));
     DWORD written = 0;
     return file && WriteFile(file.get(), text.data(), static_cast<DWORD>(text.size()), &written, nullptr) != FALSE &&
            written == text.size();

@@ -27,7 +27,8 @@ const std::vector<VerbInfo>& AllVerbs() {
         {"open", "JSON", 1, "open a target: request 6, reply 17",
          "JSON is the app-open object, sent as p1, for example\n"
          "  {\"type\":\"miniApp\",\"appId\":\"wx1\",\"appPath\":\"index\",\"taskId\":\"t1\",\"from\":\"me\"}\n"
-         "The reply's result is the outcome: \"1\" and \"Loading\" end with 0, every other word with 5.\n",
+         "The reply's result is the outcome: \"1\" and \"Loading\" end with 0, every other word with 5.\n"
+         "A value of a kind that would end the helper is not sent, and that ends with 1; send 6 sends it.\n",
          VerbNeed::Connection},
         {"poll", "JSON", 1, "ask how an open stands: request 7, reply 13",
          "JSON is the object with type, taskId, from and wndname, sent as a text under p1.\n"
@@ -71,14 +72,18 @@ const std::vector<VerbInfo>& AllVerbs() {
          "  nexctl record open.exchange open @open.json poll @poll.json --until 1 exit\n"
          "Of several polls in a row that were answered \"Loading\" the last is kept. A file that cannot be written "
          "ends\n"
-         "with 2.\n"},
+         "with 2. A file that is there is not overwritten, and nothing is done; that ends with 1.\n"
+         "  --force        overwrite it\n"},
         {"replay", "FILE", 1, "play the caller's half of a recorded exchange, compare the helper's",
          "Starts the helper and sends each of the caller's frames as it stands; mark and service id are those of the\n"
          "file unless --mark and --service say otherwise. What the file marks under \"any\" is not compared. A poll "
          "is\n"
          "sent again while its answer is \"Loading\" and the file says something else.\n"
          "  --every MS     the pause between two such polls (500)\n"
-         "Differences stand in the output and end with 5; a frame that does not come ends with 3.\n"},
+         "Differences stand in the output and end with 5; a frame that does not come ends with 3. After an exit "
+         "the\n"
+         "end of the connection is waited for (30000); when it does not come in time, \"released\" is false and the\n"
+         "comparison counts all the same.\n"},
         {"show", "FILE", 1, "print a recorded exchange for people, with the bytes of every frame; needs no helper", ""},
         {"doctor", "", 0, "what there is of the helper of --mark and --service, what is wrong, what to do",
          "Prints mutex, pipes and events and who holds them, the helpers that run, the registry values that a helper\n"
@@ -200,7 +205,7 @@ std::string HelpText(const VerbInfo* verb) {
     text +=
         "\n"
         "options for the whole run:\n"
-        "  --exe PATH         the helper (nexlet.exe beside nexctl.exe)\n"
+        "  --exe PATH         the helper (nexlet.exe beside nexctl.exe); standard error tells when it is not used\n"
         "  --mark TEXT        mark of the product, /from: (nexctl)\n"
         "  --service TEXT     service id, /service_id: (one of this run alone; names: nexctl)\n"
         "  --channel JSON     channel text, /channel:; replaces the two below\n"

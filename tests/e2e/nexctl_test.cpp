@@ -192,6 +192,29 @@ TEST_F(Nexctl, SecondRunForwardsToTheHelperThatIsThere) {
     EXPECT_TRUE(first.Log().Has("Not the first time"));
 }
 
+TEST_F(Nexctl, ProgramThatIsNotUsedIsTold) {
+    const ConsoleRun first = Run({"start"});
+    ASSERT_EQ(first.dwExitCode, 0u);
+    EXPECT_EQ(first.strErr, "") << "here it was used";
+    const std::string pid = std::to_string(m_helper.Id());
+    EXPECT_EQ(
+        Run({"start", "--service", "second"}).strErr,
+        "nexctl: start: --exe is not used: the helper that runs, process " + pid + ", has taken the command line\n");
+    const std::string told = Run({"listen", "--no-start", "--timeout", "100"}).strErr;
+    EXPECT_EQ(told.rfind("nexctl: listen: --exe is not used: --no-start starts nothing\n", 0), 0u) << told;
+}
+
+TEST_F(Nexctl, OpenThatWouldEndTheHelperIsNotSent) {
+    const ConsoleRun run = Run({"start", "open", R"({"type":5})", "--frames"});
+    EXPECT_EQ(run.dwExitCode, 1u) << run.strOut << run.strErr;
+    EXPECT_NE(run.strErr.find("open_json: the key \"type\" holds a number and must hold a text"), std::string::npos)
+        << run.strErr;
+    for (const Json::Value& line : JsonLines(run.strOut)) {
+        EXPECT_NE(line["direction"].asString(), "sent") << run.strOut;
+    }
+    EXPECT_TRUE(m_helper.IsRunning());
+}
+
 TEST_F(Nexctl, ListenPrintsEachFrameWithDirectionTypeNameAndJson) {
     const ConsoleRun run = Run({"start", "listen", "--timeout", "100", "--frames"});
     EXPECT_EQ(run.dwExitCode, 0u) << run.strErr;
@@ -300,6 +323,39 @@ TEST_F(Nexctl, RecordedExchangeIsPlayedAgain) {
     ASSERT_EQ(recorded.dwExitCode, 0u) << recorded.strOut << recorded.strErr;
     const ConsoleRun same = Run({"replay", file, "--every", "20", "--service", "another"});
     EXPECT_EQ(same.dwExitCode, 0u) << same.strOut << same.strErr;
+}
+
+TEST_F(Nexctl, RecordKeepsAFileThatIsThereUnlessForced) {
+    const std::filesystem::path path = std::filesystem::path(m_sandbox.SdkPath()) / "mine.exchange";
+    const std::string file = Utf16ToUtf8(path.wstring());
+    std::ofstream(path, std::ios::binary) << "mine";
+    const auto content = [&] {
+        std::ifstream stream(path, std::ios::binary);
+        return std::string(std::istreambuf_iterator<char>(stream), {});
+    };
+    const ConsoleRun kept = RunPlain({"names", "record", file});
+    EXPECT_EQ(kept.dwExitCode, 1u);
+    EXPECT_EQ(kept.strOut, "") << "nothing is done before";
+    EXPECT_EQ(kept.strErr, "nexctl: record: " + file + " exists; --force overwrites it\n");
+    EXPECT_EQ(content(), "mine");
+    EXPECT_EQ(RunPlain({"record", file, "--force", "names"}).dwExitCode, 0u);
+    EXPECT_EQ(content().rfind(R"({"exchange":1)", 0), 0u) << content();
+}
+
+TEST_F(Nexctl, ReplayGivesItsComparisonAlsoWhenTheExitTakesLonger) {
+    const std::filesystem::path path = std::filesystem::path(m_sandbox.SdkPath()) / "exit.exchange";
+    std::ofstream(path, std::ios::binary)
+        << R"({"exchange":1,"mark":"m","service":"s"})"
+        << "\n"
+        << R"({"from":"caller","message":{"content":{"service_id":"s"},"message_type":9}})"
+        << "\n";
+    // The helper lets go 2 seconds after the request at the earliest.
+    const ConsoleRun run = Run({"start", "replay", Utf16ToUtf8(path.wstring()), "--timeout", "200", "--service", "s"});
+    EXPECT_EQ(run.dwExitCode, 0u) << run.strOut << run.strErr;
+    const Json::Value line = JsonLines(run.strOut).at(1);
+    EXPECT_EQ(line["frames"].asInt(), 1);
+    EXPECT_FALSE(line["released"].asBool());
+    EXPECT_EQ(run.strErr, "nexctl: replay: the helper has not yet let the service go\n");
 }
 
 TEST_F(Nexctl, ReplayTellsWhatIsAnother) {
