@@ -4,13 +4,13 @@
 #include <utility>
 
 #include "client/caller_security.h"
+#include "client/gate_wait.h"
 #include "client/reason.h"
 #include "foundation/text_helpers.h"
 
 namespace {
 
 constexpr DWORD kPipeBufferBytes = 64 * 1024;
-constexpr DWORD kGateWaitMs = 1000;
 
 // Cancels what is pending on the block and waits until the system has let go of it. Returns the bytes that went
 // through before.

@@ -4,8 +4,10 @@
 #include <atomic>
 #include <utility>
 
+#include "client/gate_wait.h"
 #include "client/payload_sink.h"
 #include "client/reason.h"
+#include "foundation/overlapped_wait.h"
 #include "foundation/text_helpers.h"
 #include "ipc/protocol/envelope.h"
 #include "ipc/transport/frame.h"
@@ -13,7 +15,6 @@
 
 namespace {
 
-constexpr DWORD kGateWaitMs = 1000;
 // A host that has lost its client makes a new pipe and only then begins to listen on it. A client that comes in between
 // ends its listening for good, so attempts keep this distance from each other and from the end of a connection.
 constexpr DWORD kRetryMs = 50;
@@ -84,16 +85,10 @@ DWORD CHostPipe::ServerSessionId() const {
 }
 
 CallerResult CHostPipe::Finish(OVERLAPPED& overlapped, BOOL started, std::uint32_t timeoutMs, DWORD& moved) {
-    if (started == FALSE && GetLastError() != ERROR_IO_PENDING) {
-        return CallerResult::Gone;
+    if (FinishOverlapped(m_hPipe.get(), overlapped, started, timeoutMs, moved)) {
+        return CallerResult::Ok;
     }
-    if (WaitForSingleObject(overlapped.hEvent, timeoutMs) != WAIT_OBJECT_0) {
-        CancelIoEx(m_hPipe.get(), &overlapped);
-        return GetOverlappedResult(m_hPipe.get(), &overlapped, &moved, TRUE) != FALSE ? CallerResult::Ok
-                                                                                      : CallerResult::Timeout;
-    }
-    return GetOverlappedResult(m_hPipe.get(), &overlapped, &moved, FALSE) != FALSE ? CallerResult::Ok
-                                                                                   : CallerResult::Gone;
+    return GetLastError() == ERROR_OPERATION_ABORTED ? CallerResult::Timeout : CallerResult::Gone;
 }
 
 CallerResult CHostPipe::Send(int nType, Json::Value content, std::uint32_t timeoutMs) {
