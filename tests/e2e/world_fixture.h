@@ -93,6 +93,12 @@ class CWorldTest : public CEndToEnd {
         ASSERT_EQ(m_caller->WaitForFrame(Number(MessageType::S_MT_InitReply), kLongMs, notice), CallerResult::Ok);
     }
 
+    Json::Value StatusOfTheWorld() {
+        return JsonOf(Ask(MessageType::S_MT_GetWxAppStatus, Json::Value(Json::objectValue),
+                          MessageType::S_MT_StatusReply)["result"]
+                          .asString());
+    }
+
     void ExpectNothingLeft(const std::string& before) {
         EXPECT_FALSE(std::filesystem::exists(m_directory));
         EXPECT_EQ(CountOf(L"WeChat.exe") + CountOf(L"monitor.exe") + CountOf(L"internet.exe"), 0);

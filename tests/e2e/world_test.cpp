@@ -1,5 +1,8 @@
 // nexlet-world brings a world up around the real helper and takes it down: exports of the registry before and after
 // are the same, and no file and no process stays.
+#include <array>
+#include <cstring>
+#include <ctime>
 #include <thread>
 
 #include "tests/e2e/world_fixture.h"
@@ -38,9 +41,7 @@ TEST_F(World, UpStatusOpenAndDownLeaveNothing) {
     EXPECT_EQ(ReadNumber(HKEY_CURRENT_USER, L"SOFTWARE\\NexletWorldTest", L""), 7u);
 
     ASSERT_NO_FATAL_FAILURE(StartHelperOfTheWorld());
-    const Json::Value status = JsonOf(
-        Ask(MessageType::S_MT_GetWxAppStatus, Json::Value(Json::objectValue), MessageType::S_MT_StatusReply)["result"]
-            .asString());
+    const Json::Value status = StatusOfTheWorld();
     EXPECT_EQ(status["mini_wx_inst"].asString(), "1");
     EXPECT_EQ(status["wx_inst"].asString(), "1");
     EXPECT_EQ(status["wx_login"].asString(), "1");
@@ -54,6 +55,64 @@ TEST_F(World, UpStatusOpenAndDownLeaveNothing) {
     EXPECT_EQ(down.dwExitCode, 0u) << down.strErr;
     EXPECT_FALSE(m_helper.IsRunning());
     ExpectNothingLeft(before);
+}
+
+// Without a process of the mini-program application only the mark shows its login.
+constexpr char kLoginScenario[] = R"(keep user SOFTWARE\OvrinSe
+keep user SOFTWARE\qimei
+keep user "SOFTWARE\Microsoft\Windows\CurrentVersion\Internet Settings"
+installed WeChatMiniProgram
+file nexlet.exe app/bin/nexlet.exe
+)";
+
+TEST_F(World, LoginOfAScenarioIsFreshWhenItIsBroughtUp) {
+    const std::string before = Exports();
+    const ConsoleRun up = Up(kLoginScenario + std::string("logged-in\n"));
+    ASSERT_EQ(up.dwExitCode, 0u) << up.strErr;
+    ASSERT_NO_FATAL_FAILURE(StartHelperOfTheWorld());
+    EXPECT_EQ(StatusOfTheWorld()["mini_wx_login"].asString(), "1");
+    const ConsoleRun down = Down();
+    EXPECT_EQ(down.dwExitCode, 0u) << down.strErr;
+    ExpectNothingLeft(before);
+}
+
+TEST_F(World, LoginMarkOfAFixedTimeIsNotALogin) {
+    const std::string mark =
+        R"(value user SOFTWARE\Classes\WdTsIndexStore.1 wxl_state bytes 01000000 0000000000000000)";
+    const ConsoleRun up = Up(kLoginScenario + mark);
+    ASSERT_EQ(up.dwExitCode, 0u) << up.strErr;
+    ASSERT_NO_FATAL_FAILURE(StartHelperOfTheWorld());
+    const Json::Value status = StatusOfTheWorld();
+    EXPECT_EQ(status["mini_wx_inst"].asString(), "1");
+    EXPECT_EQ(status["mini_wx_login"].asString(), "0");
+}
+
+TEST_F(World, NowIsTheTimeOfUp) {
+    FILETIME first = {};
+    FILETIME last = {};
+    const std::int64_t firstSecond = std::time(nullptr);
+    GetSystemTimeAsFileTime(&first);
+    ASSERT_EQ(
+        Up("value user SOFTWARE\\NexletWorldTest n number now\nvalue user SOFTWARE\\NexletWorldTest b bytes 05 now")
+            .dwExitCode,
+        0u);
+    GetSystemTimeAsFileTime(&last);
+    const std::int64_t lastSecond = std::time(nullptr);
+    const auto second = ReadNumber(HKEY_CURRENT_USER, L"SOFTWARE\\NexletWorldTest", L"n");
+    ASSERT_TRUE(second.has_value());
+    EXPECT_LE(firstSecond, std::int64_t{*second});
+    EXPECT_LE(std::int64_t{*second}, lastSecond);
+    std::array<std::uint8_t, 20> bytes = {};
+    DWORD size = sizeof bytes;
+    ASSERT_EQ(RegGetValueW(HKEY_CURRENT_USER, L"SOFTWARE\\NexletWorldTest", L"b", RRF_RT_REG_BINARY, nullptr,
+                           bytes.data(), &size),
+              ERROR_SUCCESS);
+    ASSERT_EQ(size, 9u);
+    EXPECT_EQ(bytes[0], 5u);
+    FILETIME time = {};
+    std::memcpy(&time, bytes.data() + 1, sizeof time);
+    EXPECT_LE(CompareFileTime(&first, &time), 0);
+    EXPECT_LE(CompareFileTime(&time, &last), 0);
 }
 
 TEST_F(World, ValuesThatStoodThereComeBack) {

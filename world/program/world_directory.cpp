@@ -1,5 +1,6 @@
 #include "world/program/world_directory.h"
 
+#include <ctime>
 #include <ranges>
 #include <system_error>
 
@@ -25,6 +26,17 @@ std::string Utf8(const fs::path& path) {
 
 std::string SystemError() {
     return "system error " + std::to_string(GetLastError());
+}
+
+// The bytes of a file time, and the seconds since 1970.
+std::string FileTimeNow() {
+    FILETIME now = {};
+    GetSystemTimeAsFileTime(&now);
+    return {reinterpret_cast<const char*>(&now), sizeof now};
+}
+
+std::uint32_t SecondsNow() {
+    return static_cast<std::uint32_t>(std::time(nullptr));
 }
 
 }  // namespace
@@ -116,7 +128,10 @@ std::string CWorldDirectory::TakeValue(const WorldStep& step) {
     if (step.nType == kRegistryText) {
         data.strBytes = RegistryTextBytes(Filled(step.strText));
     } else if (step.nType == kRegistryNumber) {
-        data.strBytes.assign(reinterpret_cast<const char*>(&step.nNumber), sizeof step.nNumber);
+        const std::uint32_t number = step.bNow ? SecondsNow() : step.nNumber;
+        data.strBytes.assign(reinterpret_cast<const char*>(&number), sizeof number);
+    } else if (step.bNow) {
+        data.strBytes += FileTimeNow();
     }
     return SetRegistryValue(step.place, step.strKey, data) ? std::string() : "the value could not be written";
 }

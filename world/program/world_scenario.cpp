@@ -14,7 +14,9 @@ using Kind = WorldStep::Kind;
 constexpr std::array<const char*, 3> kPlaces = {"machine64", "machine32", "user"};
 constexpr char kUninstall[] = "SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\";
 constexpr char kClasses[] = "SOFTWARE\\Classes\\";
+constexpr char kLoginMarkKey[] = "SOFTWARE\\Classes\\WdTsIndexStore.1";
 constexpr std::string_view kScheme = "scheme";
+constexpr std::string_view kNow = "now";
 constexpr std::string_view kDirectoryMark = "{dir}";
 
 bool TakeKey(std::string_view& rest, WorldStep& step) {
@@ -36,12 +38,19 @@ std::string TakeData(std::string_view type, std::string_view data, WorldStep& st
     }
     if (type == "number") {
         step.nType = kRegistryNumber;
+        step.bNow = data == kNow;
+        if (step.bNow) {
+            return {};
+        }
         const std::optional<std::uint32_t> number = WholeNumber(data);
         step.nNumber = number.value_or(0);
         return number ? std::string() : "this is not a number from 0 to 4294967295: " + std::string(data);
     }
     if (type == "bytes") {
         step.nType = kRegistryBytes;
+        // No pair of digits has these letters.
+        step.bNow = data.ends_with(kNow);
+        data.remove_suffix(step.bNow ? kNow.size() : 0);
         return ParseHex(data, step.strText) ? std::string() : "these are not pairs of hexadecimal digits";
     }
     return "a value is \"text\", \"number\" or \"bytes\", not \"" + std::string(type) + "\"";
@@ -67,6 +76,15 @@ std::string TakeInstalled(std::string_view rest, WorldStep& step) {
     step.nType = kRegistryText;
     step.strText = rest.empty() ? "{dir}\\" + entry + "\\uninstall.exe" : std::string(rest);
     return {};
+}
+
+// The mark of a login, as the mini-program application leaves it: a state that is not 0, and the time.
+std::string TakeLoggedIn(std::string_view rest, WorldStep& step) {
+    step.place = RegistryPlace::User;
+    step.strKey = kLoginMarkKey;
+    step.strName = "wxl_state";
+    const std::string wrong = TakeData("bytes", "01000000 now", step);
+    return rest.empty() ? wrong : "\"logged-in\" has nothing after it";
 }
 
 std::string TakeKeep(std::string_view rest, WorldStep& step) {
@@ -168,8 +186,9 @@ struct Word {
     std::string_view name;
     std::string (*take)(std::string_view rest, WorldStep& step);
 };
-constexpr std::array<Word, 10> kWords = {{{"value", &TakeValue},
+constexpr std::array<Word, 11> kWords = {{{"value", &TakeValue},
                                           {"installed", &TakeInstalled},
+                                          {"logged-in", &TakeLoggedIn},
                                           {"keep", &TakeKeep},
                                           {"file", &TakeFile},
                                           {"setting", &TakeSetting},

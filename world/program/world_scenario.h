@@ -35,6 +35,7 @@ struct WorldStep {
     std::string strName{};      // of a registry value; the section of an ini file
     std::uint32_t nType = 0;    // of a registry value
     std::uint32_t nNumber = 0;  // of kRegistryNumber
+    bool bNow = false;          // the number is the time of "up"; or that time follows the bytes
     std::string strText{};      // the value's text or bytes, the setting, or the arguments
     std::string strSource{};    // relative to the folder of the program
     std::string strTarget{};    // relative to the world's directory

@@ -48,6 +48,39 @@ TEST(WorldScenario, InstalledIsAnUninstallEntryInThe64BitView) {
     EXPECT_EQ(steps.at(1).strText, "C:\\a b\\u.exe");
 }
 
+TEST(WorldScenario, ValuesMayHoldTheTimeOfUp) {
+    const auto steps = Parsed(R"(
+        value user K n number now
+        value user K n bytes 01 00 now
+        value user K n bytes 0100now
+        value user K n bytes now
+        value user K n bytes 0100
+        value user K n text now)");
+    ASSERT_EQ(steps.size(), 6u);
+    EXPECT_TRUE(steps[0].bNow);
+    EXPECT_EQ(steps[0].nType, kRegistryNumber);
+    for (std::size_t i : {1u, 2u, 3u}) {
+        EXPECT_TRUE(steps[i].bNow);
+        EXPECT_EQ(steps[i].nType, kRegistryBytes);
+        EXPECT_EQ(steps[i].strText, i == 3 ? std::string() : std::string("\1\0", 2));
+    }
+    EXPECT_FALSE(steps[4].bNow);
+    EXPECT_FALSE(steps[5].bNow);
+    EXPECT_EQ(steps[5].strText, "now");
+}
+
+TEST(WorldScenario, LoggedInIsTheMarkOfALoginNow) {
+    const auto steps = Parsed("logged-in");
+    ASSERT_EQ(steps.size(), 1u);
+    EXPECT_EQ(steps[0].kind, Kind::Value);
+    EXPECT_EQ(steps[0].place, RegistryPlace::User);
+    EXPECT_EQ(steps[0].strKey, "SOFTWARE\\Classes\\WdTsIndexStore.1");
+    EXPECT_EQ(steps[0].strName, "wxl_state");
+    EXPECT_EQ(steps[0].nType, kRegistryBytes);
+    EXPECT_EQ(steps[0].strText, std::string("\1\0\0\0", 4));
+    EXPECT_TRUE(steps[0].bNow);
+}
+
 TEST(WorldScenario, FilesSettingsAndProcessesNameTheirPaths) {
     const auto steps = Parsed(R"(file world/good/ocean.dll app/wxsdk/ocean.dll
 setting app/wxsdk/ocean.ini ocean status 5
@@ -129,6 +162,12 @@ TEST(WorldScenario, ProblemsNameTheLine) {
         {"value user K n word x", "line 1: a value is"},
         {"value user K n number x", "line 1: this is not a number"},
         {"value user K n bytes 0", "line 1: these are not pairs of hexadecimal digits"},
+        {"value user K n number now 1", "line 1: this is not a number"},
+        {"value user K n number Now", "line 1: this is not a number"},
+        {"value user K n bytes 0 now", "line 1: these are not pairs of hexadecimal digits"},
+        {"value user K n bytes now 00", "line 1: these are not pairs of hexadecimal digits"},
+        {"value user K n bytes now now", "line 1: these are not pairs of hexadecimal digits"},
+        {"logged-in x", "line 1: \"logged-in\" has nothing after it"},
         {"installed", "line 1: \"installed\" needs"},
         {"installed a\\b", "line 1: \"installed\" needs"},
         {"keep user", "line 1: \"keep\" needs"},
