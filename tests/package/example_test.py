@@ -6,6 +6,7 @@ import http.client
 import json
 import os
 import pathlib
+import re
 import ssl
 import subprocess
 import sys
@@ -185,6 +186,15 @@ class ExampleTest(unittest.TestCase):
             self.down()
         self.assert_nothing_left()
 
+    def test_login_of_a_scenario_shows_in_the_status(self):
+        self.up("opens.scenario")
+        said = run(WINE / "run", self.package / "bin/nexctl.exe", "start", "status", "exit", "--exe", self.helper())
+        print(said, end="")
+        status = re.search(r"mini_wx_login\W+(\d)", said)
+        self.assertEqual(status and status[1], "1", said)
+        self.down()
+        self.assert_nothing_left()
+
     def test_examples_that_open_a_mini_program_run_in_one_world(self):
         self.up("opens.scenario")
         for name in ("c_caller", "c_caller_static"):
@@ -228,7 +238,9 @@ class ExampleTest(unittest.TestCase):
         said = self.example("c_caller", code=1)
         self.assertIn("accepted: 1 ", said)
         self.assertNotIn("opened: 1 ", said)
-        self.assertIn("accepted: InitYybApi error ", self.example("targets", "yyb", code=1))
+        said = self.example("targets", "yyb", code=1)
+        self.assertIn("accepted: 1 ", said)
+        self.assertIn("opened: LaunchError ", said)
         self.down()
         self.assert_nothing_left()
 
