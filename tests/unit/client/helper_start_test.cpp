@@ -1,7 +1,11 @@
 #include "client/helper_start.h"
 
+#include <cstdint>
+#include <string>
+
 #include <gtest/gtest.h>
 
+#include "foundation/handle.h"
 #include "foundation/json_text.h"
 #include "foundation/text_helpers.h"
 
@@ -107,10 +111,31 @@ TEST(StartProgram, SaysWhyAProgramCannotBeStarted) {
     EXPECT_FALSE(process.hProcess);
 }
 
-TEST(StartProgram, ShowsNoBusyPointer) {
+std::wstring Beside(const wchar_t* name) {
     std::wstring exe(MAX_PATH, L'\0');
     exe.resize(GetModuleFileNameW(nullptr, exe.data(), MAX_PATH));
-    exe = exe.substr(0, exe.find_last_of(L'\\') + 1) + L"startup_flags.exe";
+    return exe.substr(0, exe.find_last_of(L'\\') + 1) + name;
+}
+
+TEST(StartProgram, InheritsNoHandle) {
+    SECURITY_ATTRIBUTES inheritable = {sizeof inheritable, nullptr, TRUE};
+    const CKernelHandle event(CreateEventW(&inheritable, /*bManualReset=*/TRUE, FALSE, nullptr));
+    ASSERT_TRUE(event);
+    const std::wstring exe = Beside(L"set_event.exe");
+    const std::wstring number = std::to_wstring(reinterpret_cast<std::uintptr_t>(event.get()));
+    StartedProcess process;
+    DWORD systemError = 0;
+    ASSERT_EQ(StartProgram(exe, L"\"" + exe + L"\" " + number, process, systemError), CallerResult::Ok) << systemError;
+    ASSERT_EQ(WaitForSingleObject(process.hProcess.get(), 20000), WAIT_OBJECT_0);
+    // The number may be that of another handle there, which leaves this event alone.
+    DWORD exitCode = 0;
+    ASSERT_TRUE(GetExitCodeProcess(process.hProcess.get(), &exitCode));
+    EXPECT_LT(exitCode, 2u) << "it has tried";
+    EXPECT_EQ(WaitForSingleObject(event.get(), 0), static_cast<DWORD>(WAIT_TIMEOUT));
+}
+
+TEST(StartProgram, ShowsNoBusyPointer) {
+    const std::wstring exe = Beside(L"startup_flags.exe");
     StartedProcess process;
     DWORD systemError = 0;
     ASSERT_EQ(StartProgram(exe, L"\"" + exe + L"\"", process, systemError), CallerResult::Ok) << systemError;
