@@ -71,6 +71,17 @@ TEST(IsSystemPicStart, APathThatIsNotThereIsJudgedUnchanged) {
         << "without a backslash the long form counts";
 }
 
+TEST(IsSystemPicStart, TheLongestPathIsLoggedWholeAndALongerOneCut) {
+    const LogCapture log;
+    for (const std::size_t letters : {std::size_t{259}, std::size_t{400}}) {
+        std::string path(letters, 'a');
+        path.replace(0, 3, "C:\\");
+        EXPECT_FALSE(WXMINI_PROGRAM_COMMON::IsSystemPicStart(path.c_str()));
+        const std::string line = log.Lines().back();
+        EXPECT_TRUE(line.ends_with("IsSystemPicStart szFileFullPath = " + path.substr(0, 259) + " ")) << line;
+    }
+}
+
 TEST(IsSystemPicStart, TheOwnPathIsLogged) {
     const LogCapture log;
     EXPECT_FALSE(WXMINI_PROGRAM_COMMON::IsSystemPicStart());
