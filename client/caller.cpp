@@ -191,7 +191,7 @@ void CCaller::OnBytes(const char* data, std::size_t size) {
         CPayloadSink sink([this](std::string payload) { OnPayload(std::move(payload)); });
         m_cutter.DispatchFrames(&sink);
     } catch (const std::bad_alloc&) {
-        // A frame for which there is no room costs the connection and not the caller's process.
+        // Where memory for a frame is lacking, the connection ends and not the caller's process.
         m_cutter = CFrameCutter();
         m_pipe.Disconnect();
         Tell(CallerLevel::Error, "there is no memory for a frame; the connection ends");
@@ -377,8 +377,8 @@ CallerResult CCaller::SendBytes(std::string_view bytes, std::uint32_t timeoutMs)
     if (result != CallerResult::NotConnected && result != CallerResult::Gone) {
         return result;
     }
-    // A write that breaks because this side closes is no loss of the helper. The pipe knows of a loss a moment before
-    // OnLost tells it here.
+    // A write that breaks because this side closes is not a loss of the helper. The pipe knows of a loss a moment
+    // before OnLost tells it here.
     const CNativeGuard lock(m_lock);
     const bool beingLost = m_bConnected && m_bSpoke;
     return m_bClosed ? CallerResult::Closed : beingLost || IsGone() ? CallerResult::Gone : result;

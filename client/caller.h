@@ -33,14 +33,14 @@ struct ReceivedFrame {
 // pipe's thread before any waiter sees them. It must not call back into the caller.
 using FrameObserver = std::function<void(FrameDirection direction, std::string_view payload)>;
 
-// How much somebody who reads along wants to know; see nexlet_client.h.
+// How much the diagnostic callback wants to know; see nexlet_client.h.
 enum class CallerLevel { Error = 1, Warning = 2, Info = 3, Debug = 4 };
 using CallerTeller = std::function<void(CallerLevel level, const std::string& text)>;
 
-// Under which a call's number travels in its content, and back in its reply.
+// The key under which a call's number travels in its content, and back in its reply.
 inline constexpr char kCallKey[] = "nexlet_call";
 
-// Frames that nobody has taken are kept up to this many; then the oldest go.
+// So many frames that were not taken are kept; then the oldest are dropped.
 inline constexpr std::size_t kMaxKeptFrames = 4096;
 
 // One mark, one service id, one helper. Everything on any thread, but nothing during the destructor, and Open only
@@ -58,8 +58,8 @@ class CCaller final : private ICallerPipeSink {
     // this side ends it by Shutdown or Close.
     void SetGoneHandler(std::function<void()> handler) { m_gone = std::move(handler); }
 
-    // Before Open. take gets each frame with the number of a call, and is false for one that nobody waits for, which is
-    // dropped; without a handler all of them are. lost is told of every loss of a connection. Both on the pipe's
+    // Before Open. take gets each frame with the number of a call, and is false for one that is not waited for, which
+    // is dropped; without a handler all of them are. lost is told of every loss of a connection. Both on the pipe's
     // thread.
     void SetReplyHandler(std::function<bool(ReceivedFrame& frame)> take, std::function<void()> lost) {
         m_takeReply = std::move(take);
@@ -125,7 +125,7 @@ class CCaller final : private ICallerPipeSink {
     DWORD ProcessId() const;
     // Whether that process ran before StartHelper or WatchProcess.
     bool Forwarded() const;
-    // The system's error number behind the last failure of Open or StartHelper.
+    // The system's error number for the last failure of Open or StartHelper.
     DWORD SystemError() const { return m_dwSystemError; }
 
     const std::wstring& Mark() const { return m_strMark; }

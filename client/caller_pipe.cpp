@@ -41,7 +41,7 @@ CallerResult CCallerPipe::Start(DWORD& systemError) {
     if (!m_hStop || !m_hDrop || !m_hRead || !m_hWrite) {
         return failed(CallerResult::SystemError);
     }
-    // The gate stands before the pipe: a helper that connects at once finds both.
+    // The gate is made before the pipe: a helper that connects at once finds both.
     CCallerSecurity security;
     if (security.attributes() == nullptr) {
         return failed(CallerResult::SystemError);
@@ -49,8 +49,8 @@ CallerResult CCallerPipe::Start(DWORD& systemError) {
     m_hGate.reset(
         CreateEventW(security.attributes(), /*bManualReset=*/TRUE, /*bInitialState=*/TRUE, m_strGateName.c_str()));
     if (!m_hGate) {
-        // The system gives the same number for a pipe that is taken by whoever. Here it means a gate of somebody else's
-        // that this process may not open.
+        // The system gives the same number for a pipe that has a server. Here it means the gate of another user, which
+        // this process may not open.
         return failed(GetLastError() == ERROR_ACCESS_DENIED ? CallerResult::AccessDenied : CallerResult::SystemError,
                       m_strGateName);
     }
@@ -140,7 +140,7 @@ void CCallerPipe::ClosePipe() {
     m_hPipe.reset();
 }
 
-// True when somebody has connected, false when the pipe is to stop.
+// True when a client has connected, false when the pipe is to stop.
 bool CCallerPipe::Accept() {
     const HANDLE pipe = m_hPipe.get();
     while (!Stopping()) {

@@ -35,7 +35,7 @@ class CCallerPipe {
     CCallerPipe& operator=(const CCallerPipe&) = delete;
 
     // Makes the gate, manual-reset and signalled, and the pipe, and begins to listen. NameTaken when the pipe has a
-    // server already, AccessDenied when the gate is somebody else's who keeps this process out; on any failure
+    // server already, AccessDenied when the gate belongs to a process that keeps this one out; on any failure
     // systemError holds the system's reason. Who may open either: CallerRights.
     CallerResult Start(DWORD& systemError);
 
@@ -73,7 +73,7 @@ class CCallerPipe {
     const std::wstring m_strGateName;
     ICallerPipeSink& m_sink;
 
-    // Made by Start, closed once nobody sends: by the thread at its end, or by Stop.
+    // Made by Start, closed once no thread sends: by the thread at its end, or by Stop.
     CFileHandle m_hPipe;
     CKernelHandle m_hGate;
     CKernelHandle m_hStop;   // manual-reset: the thread ends

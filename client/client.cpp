@@ -79,7 +79,7 @@ CClient::CClient(nexlet_client nHandle, const nexlet_options& options)
     if (m_pfnFrame != nullptr) {
         m_caller.SetObserver([this](FrameDirection direction, std::string_view payload) {
             const CCallbackScope scope(*this);
-            // The payload stands in a string, so a zero stands behind it.
+            // The payload is in a string, so a zero follows it.
             m_pfnFrame(m_pContext, m_nHandle, direction == FrameDirection::Sent ? NEXLET_SENT : NEXLET_RECEIVED,
                        payload.data(), payload.size());
         });
@@ -132,7 +132,7 @@ RequestRules CClient::RulesOf(int nType, const Json::Value& content, std::uint32
     if (p1 != nullptr && asks && p1->isString() && ParseJson(p1->asString(), question)) {
         p1 = &question;
     }
-    // The helper refuses an open without these, and the one before stands.
+    // The helper refuses an open without these, and the one before remains.
     if (p1 == nullptr || !p1->isObject() || TextUnder(*p1, "type") != "miniApp" || TextUnder(*p1, "from").empty() ||
         TextUnder(*p1, "taskId").empty() || (!asks && TextUnder(*p1, "appId").empty())) {
         return {};

@@ -1,5 +1,5 @@
 // One client of the library: a caller, the turns of its requests, and its callbacks. The C interface in
-// client/include/nexlet_client.h stands on it and documents what each operation does.
+// client/include/nexlet_client.h is built on it and documents what each operation does.
 #pragma once
 
 #include <memory>

@@ -63,7 +63,7 @@ bool AreNames(const char* mark, const char* serviceId) {
     return true;
 }
 
-// The folder of this library, or of the program when the code stands in one.
+// The folder of this library, or of the program when the code is linked into one.
 std::wstring OwnProgram() {
     HMODULE module = nullptr;
     GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,

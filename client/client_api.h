@@ -13,7 +13,7 @@ inline nexlet_result ResultOf(CallerResult result) {
     return static_cast<nexlet_result>(result);
 }
 
-// A copy of the text that nexlet_free takes back, with a zero behind it. Throws std::bad_alloc.
+// A copy of the text that nexlet_free takes back, with a zero after it. Throws std::bad_alloc.
 char* NewText(std::string_view text);
 
 // Copies a text that was handed in. False for NULL and for bytes that are not UTF-8, with the reason; name is the

@@ -1,4 +1,4 @@
-// The C interface: requests that nobody waits for.
+// The C interface: requests that do not wait.
 #include <type_traits>
 
 #include "client/app_records.h"

@@ -86,7 +86,7 @@ CallerResult CClient::Bring(const HelperStart& start, const std::wstring& comman
                 continue;
             }
         } else if (started && !held) {
-            // The program found a helper and handed its command line over, or ended of itself.
+            // The program found a helper and handed its command line over, or ended by itself.
             return CallerResult::Gone;
         }
         started = true;

@@ -29,6 +29,6 @@ class CClientUse {
 // Makes a client, opens it, and gives it a handle that was never used.
 CallerResult AddClient(const nexlet_options& options, nexlet_client& handle, DWORD& systemError);
 
-// Takes the handle away, closes the client and waits until nobody uses it. False when the handle is nobody's. Not
+// Takes the handle away, closes the client and waits until no thread uses it. False when the handle is nobody's. Not
 // inside a use or a callback of the same client.
 bool RemoveClient(nexlet_client handle);

@@ -11,8 +11,8 @@ namespace {
 
 constexpr std::uint32_t kAcknowledgeMs = 2000;
 
-// One look: a busy pipe is left to whoever has it, since a client that comes close behind another may cost the host its
-// ear, and a helper that is just starting is found by the program.
+// One attempt: a busy pipe is left to its client, since a client that comes soon after another may stop the host from
+// listening, and the program finds a helper that is just starting.
 CallerResult ConnectInSession(CHostPipe& host, const std::wstring& strMark, DWORD ownSession) {
     DWORD systemError = 0;
     const CallerResult result = host.Connect(strMark, 0, systemError);

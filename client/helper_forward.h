@@ -12,8 +12,8 @@ DWORD OwnSession();
 
 // Ok: the helper has taken the command line over; process is the helper's, as far as the system tells. Anything else:
 // there is no helper of this session, or it could not be reached, and the program is to be started, which tries for
-// longer. Pipe names are one set for all sessions of the machine: a helper of another session, whose windows nobody
-// here would see, is sent nothing.
+// longer. Pipe names are one set for all sessions of the machine: a helper of another session, whose windows would
+// not be seen here, is sent nothing.
 CallerResult ForwardCommandLine(const std::wstring& strMark, const std::wstring& commandLine, const CDeadline& deadline,
                                 StartedProcess& process, DWORD ownSession = OwnSession());
 

@@ -14,7 +14,7 @@ struct HelperStart {
     std::wstring strMark;      // /from:, the mark of the product
     std::string strServiceId;  // /service_id:, UTF-8
     std::string strChannel;    // /channel:, JSON text, sent as base64
-    std::wstring strType;      // /type:, as it stands
+    std::wstring strType;      // /type:, unchanged
     std::string strParam;      // /param:, an envelope's JSON text, sent as base64
 };
 

@@ -18,7 +18,7 @@ inline constexpr std::string_view kHostAcknowledgement = "1";
 // No session has this number.
 inline constexpr DWORD kNoSession = 0xFFFFFFFF;
 
-// One connection to the host of one mark. The host serves one connection at a time, so keep it short: while it stands
+// One connection to the host of one mark. The host serves one connection at a time, so keep it short: while it is open
 // a second start cannot forward. Not locked: one thread uses it.
 class CHostPipe {
   public:

@@ -10,8 +10,8 @@
 // The turn of a mark for the length of a scope.
 class CMarkTurn {
   public:
-    // Waits until nobody else of this process starts the mark. Result tells Ok, Timeout, or Closed once closed is true,
-    // for which whoever sets it calls Wake.
+    // Waits until no other thread of this process starts the mark. Result tells Ok, Timeout, or Closed once closed is
+    // true; the thread that sets it calls Wake.
     CMarkTurn(std::wstring strMark, const CDeadline& deadline, const std::atomic<bool>& closed);
     ~CMarkTurn();
     CMarkTurn(const CMarkTurn&) = delete;

@@ -9,7 +9,7 @@
 
 namespace {
 
-// The opens whose end is not known yet are kept up to this many; then one of them goes.
+// The opens whose end is not known yet are kept up to this many; then one of them is dropped.
 constexpr std::size_t kMaxOpens = 256;
 
 // What the processes of a session share for one mark.

@@ -68,7 +68,7 @@ std::size_t SequenceLength(std::string_view text) {
             return 0;
         }
     }
-    // Forms that are too long, surrogates, and what lies above the last code point.
+    // Forms that are too long, surrogates, and what is above the last code point.
     const unsigned char second = byte(1);
     const bool bad = (first == 0xE0 && second < 0xA0) || (first == 0xED && second > 0x9F) ||
                      (first == 0xF0 && second < 0x90) || (first == 0xF4 && second > 0x8F);

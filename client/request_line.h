@@ -75,8 +75,9 @@ class CRequest {
 // Sends requests in the order in which they began, one of a type at a time: a further one waits for its turn. A reply
 // belongs to the request with its number. Any thread; no function but Wait, Close and the destructor waits.
 //
-// A thread of the line sends. Another ends requests at their limits and calls their done; it is there once a request
-// began that nobody waits for. So neither a helper that does not read nor a slow done keeps a limit from being held.
+// A thread of the line sends. Another ends requests at their limits and calls their done; it exists once a request
+// began for which no thread waits. So neither a helper that does not read nor a slow done keeps a limit from being
+// held.
 class CRequestLine {
   public:
     // Sends one envelope within its limit.

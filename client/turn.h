@@ -40,7 +40,7 @@ class CTurn {
         m_changed.NotifyAll();
     }
 
-    // Close, and wait until whoever has the turn has left.
+    // Close, and wait until the thread that has the turn has left.
     void CloseAndWait() {
         Close();
         CNativeHold lock(m_lock);

@@ -139,7 +139,7 @@ std::optional<Bytes> Unpad(Bytes padded) {
     return Bytes(zero + 1, padded.end());
 }
 
-// Appends the text of one base64 block; false when the block is no block of this key.
+// Appends the text of one base64 block; false when it is not a block of this key.
 bool OpenBlock(const std::string& block, const PrivateKey& key, std::string& text) {
     std::string encrypted;
     Base64Decode(block, encrypted);

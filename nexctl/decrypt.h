@@ -1,4 +1,4 @@
-// Opening envelopes, for whoever holds the private key: operators and tests.
+// Opening envelopes, for those who hold the private key: operators and tests.
 #pragma once
 
 #include <string>

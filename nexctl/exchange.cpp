@@ -208,7 +208,7 @@ void SettleExchange(Exchange& exchange) {
     for (ExchangeFrame& frame : frames) {
         int type = 0;
         ContentOf(frame.payload, type);
-        // The padding of an envelope is drawn anew for each.
+        // The padding of an envelope is random in each.
         if (frame.direction == FrameDirection::Received &&
             (type == static_cast<int>(MessageType::S_MT_StatusEncryptReply) ||
              type == static_cast<int>(MessageType::S_MT_RSAEncryptReply))) {

@@ -12,7 +12,7 @@ namespace {
 
 struct Read {
     int type = 0;
-    Json::Value message;  // null when the payload is no envelope
+    Json::Value message;  // null when the payload is not an envelope
 };
 
 Read ReadPayload(std::string_view payload) {

@@ -9,8 +9,8 @@
 
 #include "client/frame_direction.h"
 
-// {"direction":...,"message":...,"name":...,"type":N}. A payload that is no envelope stands as a text under "payload",
-// with type 0; broken UTF-8 in it becomes U+FFFD.
+// {"direction":...,"message":...,"name":...,"type":N}. A payload that is not an envelope is given as a text under
+// "payload", with type 0; broken UTF-8 in it becomes U+FFFD.
 Json::Value FrameRecord(FrameDirection direction, std::string_view payload);
 
 // "caller -> helper   6 WM_COPY_DATA_MSG_IPC_GET_OPEN  {...}"
@@ -20,5 +20,5 @@ std::string FrameLine(FrameDirection direction, std::string_view payload);
 std::string HexText(std::string_view bytes);
 bool ParseHex(std::string_view text, std::string& bytes);
 
-// The payloads of the frames in bytes; false when bytes are left that are no whole frame.
+// The payloads of the frames in bytes; false when bytes are left that are not a whole frame.
 bool CutFrames(std::string_view bytes, std::vector<std::string>& payloads);

@@ -77,7 +77,7 @@ std::string ReadEnds(const std::wstring& path, std::uint64_t& writtenAt) {
         read(0, static_cast<std::size_t>(size));
     } else {
         read(0, kEndBytes);
-        // The line that is cut goes on with the rest of another, which the summary does not mind.
+        // The line that is cut continues with the rest of another; the summary can use it all the same.
         read((size - kEndBytes) & ~std::uint64_t{1}, kEndBytes);
     }
     return bytes;

@@ -7,7 +7,7 @@
 #include <vector>
 
 struct LogLine {
-    // Milliseconds since midnight of the day on which the log begins: after midnight it goes on behind 86400000. Two
+    // Milliseconds since midnight of the day on which the log begins: after midnight it continues after 86400000. Two
     // threads may write in the order opposite to their times.
     std::int64_t nTimeMs = 0;
     std::string strFunction;  // empty for the few lines that name none

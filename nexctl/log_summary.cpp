@@ -8,7 +8,7 @@ namespace {
 
 constexpr std::string_view kException = "uncaught exception";
 
-// The text behind the first of these heads that fits, or nothing.
+// The text after the first of these heads that fits, or nothing.
 std::optional<std::string> After(const LogLine& line, std::initializer_list<std::string_view> heads) {
     for (const std::string_view head : heads) {
         if (line.strText.starts_with(head)) {

@@ -13,7 +13,7 @@ enum class LogEnd {
     NotTold,     // the last line is one of ordinary work: the process runs, was killed, or has crashed
     Orderly,     // no service was left, or the window was closed
     HandedOver,  // a second start: its command line was taken by the helper that runs
-    LostStart,   // a second start whose command line nobody took
+    LostStart,   // a second start whose command line was not taken
     Exception,   // an uncaught exception
     HangWatch,   // the window did not answer
     CpuWatch,    // too much of the processor

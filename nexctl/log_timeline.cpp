@@ -107,7 +107,7 @@ std::optional<std::string> ReceivedMessage(const LogLine& line) {
                                            : std::nullopt;
 }
 
-// The library's number of a call in a payload, as the text behind its key; empty without one.
+// The library's number of a call in a payload, as the text after its key; empty without one.
 std::string CallOf(std::string_view payload) {
     constexpr std::string_view kKey = "\"nexlet_call\":";
     const std::size_t at = payload.find(kKey);

@@ -9,7 +9,7 @@
 
 namespace {
 
-// The verb that help stands behind or in front of, if any.
+// The verb that comes before or after "help", if there is one.
 const VerbInfo* HelpSubject(const std::vector<std::string>& arguments) {
     for (const std::string& one : arguments) {
         const VerbInfo* verb = FindVerb(one);

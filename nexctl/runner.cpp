@@ -218,7 +218,7 @@ ExitCode CRunner::Connect(const Step& step, bool print) {
         }
         OnFrame(direction == NEXLET_SENT ? FrameDirection::Sent : FrameDirection::Received, payload);
     };
-    // A service that nobody named is one of this run alone, which no helper holds from an earlier one.
+    // Without a name the service id is unique to this run, so that no helper holds it from an earlier one.
     const bool named = m_script.serviceGiven || m_strService != m_script.service;
     nexlet_result result = named ? m_client.Open(m_strMark, m_strService, std::move(callbacks))
                                  : m_client.Open(m_strMark, std::move(callbacks));

@@ -96,7 +96,7 @@ class CRunner {
     ExitCode Beacons(const Step& step);
     // Mark, service and program that this run is about.
     DoctorSubject DoctorSubjectOfRun() const;
-    // What to send to somebody who is to help (runner_bundle.cpp).
+    // What to send to the people who are to help (runner_bundle.cpp).
     ExitCode Bundle(const Step& step);
     // A build against the rules of the wire (runner_conformance.cpp).
     ExitCode Conformance(const Step& step);

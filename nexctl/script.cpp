@@ -18,7 +18,7 @@ bool ReadNumber(std::string_view text, std::uint32_t& number) {
     return error == std::errc() && end == text.data() + text.size();
 }
 
-// "@FILE" and "-" become what stands there.
+// "@FILE" and "-" become the text of the file or of standard input.
 bool ReadIn(std::string& argument, std::string& problem) {
     if (argument == "-") {
         if (!ReadStandardInput(argument)) {

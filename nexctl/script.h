@@ -34,7 +34,7 @@ struct Step {
     std::uint32_t count = 0;                 // listen, log follow: frames or lines to print, 0 for no limit
     std::string file;                        // log: the file, empty for the newest or that of pid
     std::string function;                    // log: what a line's function must contain
-    std::string out;                         // log page, bundle, conformance: where the file goes
+    std::string out;                         // log page, bundle, conformance: where the file is written
     std::vector<std::uint32_t> pids;         // log: the processes, none for the newest log that fits
     std::uint64_t sinceMs = 0;               // log: only logs written in this span, 0 for any
     std::uint64_t olderMs = 0;               // log prune: logs written before this span, 0 for none
@@ -71,7 +71,7 @@ struct Script {
     std::vector<Step> steps;
 };
 
-// Reads the arguments behind the program's name. False with a sentence in problem when they cannot be used.
+// Reads the arguments after the program's name. False with a sentence in problem when they cannot be used.
 bool ParseScript(const std::vector<std::string>& arguments, Script& script, std::string& problem);
 
 // The known name that text is most like, when it is a slip of at most two letters; empty otherwise.

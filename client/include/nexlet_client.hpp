@@ -315,7 +315,7 @@ class Client {
     // What is called with the end of a request, on a thread of the library.
     using Done = std::function<void(const Outcome& outcome)>;
 
-    // Requests that nobody waits for, see nexlet_begin. done, when there is one, is called once with the end; what it
+    // Requests that do not wait, see nexlet_begin. done, when there is one, is called once with the end; what it
     // throws is dropped. request, when not null, becomes the owner of the handle.
     nexlet_result Begin(std::int32_t type, const std::string& contentJson, std::uint32_t timeoutMs, Done done,
                         Request* request = nullptr) {

@@ -14,14 +14,14 @@
 struct Beacon {
     std::string item;     // "1663.8991", or "yybinst"
     std::string outcome;  // "2 picture not fetched"; empty for an item that has one outcome
-    std::string machine;  // the machine id, as it stands in the line; may be empty
+    std::string machine;  // the machine id, as it is in the line; may be empty
 };
 
 // The beacon of one line: of any access log that has the request line in quotation marks, or of the requests that
 // nexlet-world writes. Nothing for every other line.
 std::optional<Beacon> ReadBeacon(std::string_view line);
 
-// What happened when an item was sent; nullptr for one that nobody knows.
+// What happened when an item was sent; nullptr for an unknown one.
 const char* BeaconEvent(std::string_view item);
 
 struct BeaconCount {

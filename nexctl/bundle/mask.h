@@ -2,7 +2,7 @@
 //
 // What a line may show is decided by the list of all lines of the helper's log: every text that a line carries is
 // masked unless the list below names the line as harmless. A line that is on no list is masked whole, so a line that a
-// later version adds is masked until somebody says otherwise.
+// later version adds is masked until it is named as harmless.
 #pragma once
 
 #include <string>

@@ -17,7 +17,7 @@ struct Leftover {
     std::string name;          // a path, or the key below HKEY_CURRENT_USER
     std::string value = {};    // of RegistryValue
     bool inUse = false;        // a log that a running process writes: it stays
-    std::string problem = {};  // why it could not be removed; empty as long as nobody tried
+    std::string problem = {};  // why it could not be removed; empty as long as it was not tried
 };
 
 // "registry", "cache", "log", "shortcut".

@@ -154,7 +154,7 @@ class CSession {
         // The notice has been taken.
         for (std::size_t at = 1; at < exchange.frames.size(); ++at) {
             ExchangeFrame frame = exchange.frames[at];
-            // The caller's side here gives frames with the number of a call to nobody.
+            // The caller's side drops frames with the number of a call here.
             for (std::size_t key = frame.payload.find(kCallKey); key != std::string::npos;
                  key = frame.payload.find(kCallKey)) {
                 frame.payload.replace(key, std::string_view(kCallKey).size(), "tag");

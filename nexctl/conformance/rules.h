@@ -22,7 +22,7 @@ struct Rule {
     std::string id;    // "answer.poll.not-from"; stays the same in later versions
     std::string text;  // what has to happen, for people
     RuleKind kind = RuleKind::Answer;
-    std::string sent;                   // a payload, bytes or an exchange; "{service}" stands for the service id
+    std::string sent;                   // a payload, bytes or an exchange; "{service}" is replaced by the service id
     std::string reply;                  // the payload that has to come
     std::vector<std::string> any = {};  // keys of its content that are not compared
     bool needsWorld = false;            // needs an SDK that answers

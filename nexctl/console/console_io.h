@@ -11,7 +11,7 @@ enum class OutputStream { Output, Error };
 void BeginConsole();
 
 // Writes the text whole. A console shows it as UTF-16, whatever its code page is, which stays as it is; a file or a
-// pipe gets the bytes. On any thread; each text stays in one piece. A reader that has gone away is no error.
+// pipe gets the bytes. On any thread; each text stays in one piece. A reader that has closed the pipe is not an error.
 void WriteText(OutputStream stream, std::string_view text);
 
 // Reads standard input to its end as DecodeInputText does; what is typed at a console is read as UTF-16. False when it

@@ -9,9 +9,9 @@
 #include "nexctl/log_summary.h"
 
 enum class PipeState {
-    Missing,  // nobody serves it
-    Free,     // served, and nobody is connected
-    Busy,     // served, and somebody is
+    Missing,  // not served
+    Free,     // served, without a client
+    Busy,     // served, with a client
 };
 
 // Whether the process of this mark holds the server's end of the host's pipe.

@@ -13,7 +13,7 @@ constexpr std::uint32_t kOldConfigurationSeconds = 7 * kDaySeconds;
 // Clocks of the same machine may be set back a little.
 constexpr std::uint32_t kFutureSeconds = 3600;
 constexpr std::uint64_t kLeastDiskBytes = 1ull << 20;
-// A request that is not answered for this long waits for somebody else.
+// A request that is not answered for this long waits for another program.
 constexpr std::int64_t kHungMs = 10000;
 
 std::string Quoted(const std::string& text) {

@@ -1,4 +1,4 @@
-// Looks at the machine for the doctor. Nothing is opened that somebody else waits on: no pipe gets a client.
+// Looks at the machine for the doctor. Nothing is opened that another program waits on: no pipe gets a client.
 #pragma once
 
 #include <optional>

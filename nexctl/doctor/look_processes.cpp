@@ -104,7 +104,7 @@ PipeEnd PipeEndOf(HANDLE handle) {
 
 struct HandleLook {
     std::uint32_t processId = 0;
-    std::mutex lock;  // guards what follows: whoever waits takes what there is when its time is over
+    std::mutex lock;  // guards what follows; the waiting thread takes what there is when its time is over
     HeldPipes pipes;
     std::uint32_t asked = 0;  // how many handles it has come to
 };
@@ -179,7 +179,7 @@ std::vector<HelperFact> LookForHelpers(const std::wstring& fileName, std::option
 HeldPipes LookForPipes(std::uint32_t processId) {
     const auto look = std::make_shared<HandleLook>();
     look->processId = processId;
-    // A handle of another process may be one whose questions wait; then this thread goes on without an answer.
+    // A handle of another process may be one whose queries wait; then this thread continues without an answer.
     auto parameter = std::make_unique<std::shared_ptr<HandleLook>>(look);
     const CKernelHandle thread(CreateThread(nullptr, 0, LookThread, parameter.get(), 0, nullptr));
     if (thread) {
