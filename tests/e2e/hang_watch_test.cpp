@@ -24,14 +24,10 @@ class HangWatch : public CEndToEnd {
 };
 
 TEST_F(HangWatch, HelperWhoseWindowDoesNotAnswerEndsItself) {
-    // The first window of all makes the desktop that the helper's is then found on. Wine refused it once, when the
-    // processes of a prefix had only just started.
-    HWND own = nullptr;
-    ASSERT_TRUE(WaitUntil([&] {
-        own =
-            CreateWindowExW(0, L"STATIC", nullptr, 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, nullptr, /*lpParam=*/nullptr);
-        return own != nullptr;
-    })) << GetLastError();
+    // The first window of all makes the desktop that the helper's is then found on.
+    const HWND own =
+        CreateWindowExW(0, L"STATIC", nullptr, 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, nullptr, /*lpParam=*/nullptr);
+    ASSERT_NE(own, nullptr);
     StartHelper();
     HWND window = nullptr;
     ASSERT_TRUE(WaitUntil([&] {
