@@ -10,8 +10,8 @@
 #include "ipc/protocol/request_table.h"
 #include "ipc/transport/frame.h"
 #include "nexctl/console/console_io.h"
-#include "nexctl/frame_text.h"
-#include "nexctl/text_file.h"
+#include "tooling/frame_text.h"
+#include "tooling/text_file.h"
 
 namespace {
 

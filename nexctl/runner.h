@@ -13,11 +13,11 @@
 
 #include "client/include/nexlet_client.hpp"
 #include "nexctl/doctor/look.h"
-#include "nexctl/exchange.h"
 #include "nexctl/exit_code.h"
 #include "nexctl/helpers/helper_list.h"
 #include "nexctl/log_choice.h"
 #include "nexctl/script.h"
+#include "tooling/exchange.h"
 
 class CRunner {
   public:

@@ -12,7 +12,7 @@
 #include "nexctl/log_page.h"
 #include "nexctl/log_prune.h"
 #include "nexctl/runner.h"
-#include "nexctl/text_file.h"
+#include "tooling/text_file.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include "nexctl/conformance/play.h"
 #include "nexctl/console/console_io.h"
 #include "nexctl/runner.h"
-#include "nexctl/text_file.h"
+#include "tooling/text_file.h"
 
 ExitCode CRunner::Conformance(const Step& step) {
     PlaySettings settings;

@@ -7,7 +7,7 @@
 #include "ipc/protocol/message_type.h"
 #include "nexctl/console/console_io.h"
 #include "nexctl/runner.h"
-#include "nexctl/text_file.h"
+#include "tooling/text_file.h"
 
 namespace {
 

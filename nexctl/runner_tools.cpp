@@ -9,12 +9,12 @@
 #include "ipc/transport/pipe_names.h"
 #include "nexctl/beacons/beacon_counts.h"
 #include "nexctl/console/console_io.h"
-#include "nexctl/decrypt.h"
 #include "nexctl/doctor/judge.h"
 #include "nexctl/doctor/look.h"
 #include "nexctl/doctor/tell.h"
-#include "nexctl/frame_text.h"
 #include "nexctl/runner.h"
+#include "tooling/decrypt.h"
+#include "tooling/frame_text.h"
 
 std::wstring CRunner::ProgramPath() const {
     if (!m_script.exe.empty()) {

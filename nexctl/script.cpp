@@ -9,7 +9,7 @@
 #include "nexctl/console/console_io.h"
 #include "nexctl/console/input_text.h"
 #include "nexctl/log_choice.h"
-#include "nexctl/text_file.h"
+#include "tooling/text_file.h"
 
 namespace {
 

@@ -8,8 +8,8 @@
 #include "nexctl/clean/leftovers.h"
 #include "nexctl/doctor/look_files.h"
 #include "nexctl/doctor/look_processes.h"
-#include "nexctl/frame_text.h"
-#include "nexctl/text_file.h"
+#include "tooling/frame_text.h"
+#include "tooling/text_file.h"
 
 #include <bcrypt.h>
 

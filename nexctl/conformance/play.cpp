@@ -6,7 +6,7 @@
 #include "client/caller.h"
 #include "client/host_pipe.h"
 #include "foundation/text_helpers.h"
-#include "nexctl/exchange.h"
+#include "tooling/exchange.h"
 
 namespace {
 

@@ -13,9 +13,9 @@
 #include "nexctl/doctor/look_files.h"
 #include "nexctl/doctor/look_processes.h"
 #include "nexctl/helper_logs.h"
-#include "nexctl/text_file.h"
 #include "open/probes/install_probes.h"
 #include "open/probes/login_probes.h"
+#include "tooling/text_file.h"
 
 #include <shlwapi.h>
 

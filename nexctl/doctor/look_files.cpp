@@ -6,10 +6,10 @@
 #include "foundation/text_helpers.h"
 #include "foundation/windows_headers.h"
 #include "nexctl/doctor/pe_library.h"
-#include "nexctl/text_file.h"
 #include "open/yyb/yyb_sdk_files.h"
 #include "support/signer/sign_info.h"
 #include "support/system/system_queries.h"
+#include "tooling/text_file.h"
 
 #include <shlwapi.h>
 

@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include "nexctl/decrypt.h"
+#include "tooling/decrypt.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include "ipc/protocol/envelope.h"
 #include "ipc/protocol/request_table.h"
 #include "ipc/transport/frame.h"
-#include "nexctl/frame_text.h"
+#include "tooling/frame_text.h"
 #include "world/common/script_lines.h"
 
 namespace {

@@ -11,7 +11,7 @@
 
 #include <json/value.h>
 
-#include "nexctl/exchange.h"
+#include "tooling/exchange.h"
 #include "world/helper/scripted_request.h"
 
 struct HelperStep {

@@ -11,7 +11,7 @@
 #include "foundation/text_helpers.h"
 #include "host/command_line.h"
 #include "ipc/transport/pipe_names.h"
-#include "nexctl/text_file.h"
+#include "tooling/text_file.h"
 #include "world/common/stand_in_files.h"
 #include "world/helper/helper_scenario.h"
 #include "world/helper/scripted_helper.h"

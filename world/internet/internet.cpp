@@ -14,7 +14,7 @@
 
 #include "foundation/json_text.h"
 #include "foundation/text_helpers.h"
-#include "nexctl/text_file.h"
+#include "tooling/text_file.h"
 #include "world/internet/http_head.h"
 #include "world/internet/told_answers.h"
 #include "world/process/stay.h"

@@ -3,7 +3,7 @@
 #include <array>
 
 #include "foundation/json_text.h"
-#include "nexctl/frame_text.h"
+#include "tooling/frame_text.h"
 
 namespace {
 

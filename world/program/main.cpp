@@ -8,7 +8,7 @@
 #include "foundation/windows_headers.h"
 
 #include "foundation/text_helpers.h"
-#include "nexctl/text_file.h"
+#include "tooling/text_file.h"
 #include "world/common/script_lines.h"
 #include "world/program/request_lines.h"
 #include "world/program/world_directory.h"

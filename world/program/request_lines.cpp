@@ -3,7 +3,7 @@
 #include "foundation/windows_headers.h"
 
 #include "foundation/text_helpers.h"
-#include "nexctl/text_file.h"
+#include "tooling/text_file.h"
 
 namespace {
 

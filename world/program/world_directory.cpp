@@ -5,7 +5,7 @@
 #include <system_error>
 
 #include "foundation/text_helpers.h"
-#include "nexctl/text_file.h"
+#include "tooling/text_file.h"
 #include "world/common/script_lines.h"
 #include "world/program/held_files.h"
 #include "world/program/proxy_setting.h"

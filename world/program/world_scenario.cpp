@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 
-#include "nexctl/frame_text.h"
+#include "tooling/frame_text.h"
 #include "world/common/script_lines.h"
 #include "world/internet/told_answers.h"
 

@@ -7,9 +7,9 @@
 #include "foundation/json_text.h"
 #include "foundation/text_helpers.h"
 #include "ipc/transport/pipe_names.h"
-#include "nexctl/exchange.h"
-#include "nexctl/text_file.h"
 #include "tests/support/unique_name.h"
+#include "tooling/exchange.h"
+#include "tooling/text_file.h"
 #include "world/helper/scripted_helper.h"
 
 namespace {

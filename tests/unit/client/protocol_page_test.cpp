@@ -3,8 +3,8 @@
 
 #include <gtest/gtest.h>
 
-#include "nexctl/exchange.h"
-#include "nexctl/text_file.h"
+#include "tooling/exchange.h"
+#include "tooling/text_file.h"
 
 namespace {
 

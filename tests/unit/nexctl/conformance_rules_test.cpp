@@ -5,7 +5,7 @@
 
 #include "foundation/json_text.h"
 #include "nexctl/conformance/rules.h"
-#include "nexctl/exchange.h"
+#include "tooling/exchange.h"
 
 namespace {
 

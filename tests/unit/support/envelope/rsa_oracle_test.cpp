@@ -11,12 +11,12 @@
 #include <string>
 #include <vector>
 
-#include "nexctl/decrypt.h"
 #include "support/envelope/md5.h"
 #include "support/envelope/rsa_envelope.h"
 #include "support/envelope/rsa_mod_exp.h"
 #include "support/envelope/rsa_public.h"
 #include "support/signer/sha1.h"
+#include "tooling/decrypt.h"
 
 namespace {
 

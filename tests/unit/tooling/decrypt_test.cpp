@@ -1,4 +1,4 @@
-#include "nexctl/decrypt.h"
+#include "tooling/decrypt.h"
 
 #include <gtest/gtest.h>
 

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "nexctl/frame_text.h"
+#include "tooling/frame_text.h"
 
 namespace {
 

@@ -19,7 +19,7 @@
 
 #include <json/value.h>
 
-#include "nexctl/frame_text.h"
+#include "tooling/frame_text.h"
 
 struct ExchangeFrame {
     FrameDirection direction = FrameDirection::Sent;

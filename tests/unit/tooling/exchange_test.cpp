@@ -1,4 +1,4 @@
-#include "nexctl/exchange.h"
+#include "tooling/exchange.h"
 
 #include <gtest/gtest.h>
 

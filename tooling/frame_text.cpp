@@ -1,4 +1,4 @@
-#include "nexctl/frame_text.h"
+#include "tooling/frame_text.h"
 
 #include <cstdio>
 

@@ -1,4 +1,4 @@
-#include "nexctl/text_file.h"
+#include "tooling/text_file.h"
 
 #include "foundation/handle.h"
 #include "foundation/text_helpers.h"
