@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "foundation/handle.h"
+#include "ipc/protocol/message_type.h"
 #include "ipc/transport/pipe_names.h"
 #include "tests/e2e/nexctl_fixture.h"
 #include "tests/support/stand_in_process.h"
@@ -173,7 +174,7 @@ TEST_F(NexctlDoctor, NamesASquatterOnTheHostsPipeWithAndWithoutAHelper) {
 TEST_F(NexctlDoctor, NamesAClientThatStaysOnTheHostsPipe) {
     ASSERT_EQ(Run({"start"}).dwExitCode, 0u);
     EXPECT_FALSE(Has(CodesOf(), "host-pipe.busy"));
-    SendToHost(2, ServiceContent("other"));
+    SendToHost(MessageType::S_MT_GetWxAppStatus, ServiceContent("other"));
     EXPECT_TRUE(Has(CodesOf(), "host-pipe.busy"));
     LeaveHost();
 }

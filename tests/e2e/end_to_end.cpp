@@ -183,8 +183,8 @@ void CEndToEndOf<Caller>::ExpectSilence(Caller& caller, std::string_view payload
 }
 
 template <typename Caller>
-void CEndToEndOf<Caller>::SendToHost(int nType, Json::Value content) {
-    SendToHost(WriteEnvelope(nType, std::move(content)));
+void CEndToEndOf<Caller>::SendToHost(MessageType type, Json::Value content) {
+    SendToHost(WriteEnvelope(Number(type), std::move(content)));
 }
 
 template <typename Caller>

@@ -70,7 +70,7 @@ class CEndToEndOf : public ::testing::Test {
 
     // Sends an envelope on the host's own pipe. The connection lasts until LeaveHost; until then the host does not
     // hear any other client.
-    void SendToHost(int nType, Json::Value content);
+    void SendToHost(MessageType type, Json::Value content);
     void SendToHost(std::string_view payload);
     void LeaveHost() { m_host.Close(); }
 

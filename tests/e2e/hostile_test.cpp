@@ -37,7 +37,7 @@ class HostileCaller : public CEndToEndOf<CCaller> {
     // A service of its own that the helper is connected to.
     std::unique_ptr<CCaller> ConnectedService(const std::string& service) {
         auto caller = Serve(service);
-        SendToHost(Number(MessageType::S_MT_OpenMiniAppSuccessfully), QuickRequest(service, 0));
+        SendToHost(MessageType::S_MT_OpenMiniAppSuccessfully, QuickRequest(service, 0));
         ReceivedFrame reply;
         EXPECT_EQ(caller->WaitForFrame(Number(MessageType::S_MT_StatusReply), kLongMs, reply), CallerResult::Ok);
         return caller;
@@ -46,7 +46,7 @@ class HostileCaller : public CEndToEndOf<CCaller> {
     void AskToLetGo(const std::string& service) {
         Json::Value content(Json::objectValue);
         content["service_id"] = service;
-        SendToHost(Number(MessageType::S_MT_ExitExeProcess), content);
+        SendToHost(MessageType::S_MT_ExitExeProcess, content);
     }
 
     bool WaitForCounts(DWORD handles, DWORD threads, std::uint32_t timeoutMs) {
@@ -165,7 +165,7 @@ TEST_F(HostileCaller, LostInstanceIsNotConnectedAgainButOthersAreServed) {
     const auto later = ConnectedService("later");
     ExpectServed(*later);
     // By rule the lost service stays lost, though its pipe is served.
-    SendToHost(Number(MessageType::S_MT_OpenMiniAppSuccessfully), QuickRequest(m_strService, 0));
+    SendToHost(MessageType::S_MT_OpenMiniAppSuccessfully, QuickRequest(m_strService, 0));
     ExpectServed(*later);
     EXPECT_EQ(m_caller->Connections(), 1u);
 }
@@ -189,7 +189,7 @@ TEST_F(HostileCaller, CallerThatLeavesWhileAReplyIsWrittenIsOutlived) {
         ASSERT_TRUE(pipe) << GetLastError();
         Json::Value content = QuickRequest(service, 0);
         content["big"] = std::string(100000, 'x');
-        SendToHost(Number(MessageType::S_MT_OpenMiniAppSuccessfully), content);
+        SendToHost(MessageType::S_MT_OpenMiniAppSuccessfully, content);
         ExpectServed();
         pipe.reset();
         ExpectServed();
@@ -207,7 +207,7 @@ TEST_F(HostileCaller, CallerThatIsKilledIsOutlived) {
     }
     Json::Value content = QuickRequest("killed", 0);
     content["big"] = std::string(4 * 1024 * 1024, 'x');
-    SendToHost(Number(MessageType::S_MT_OpenMiniAppSuccessfully), content);
+    SendToHost(MessageType::S_MT_OpenMiniAppSuccessfully, content);
     caller.Kill();
     ExpectServed();
     const auto later = ConnectedService("later");

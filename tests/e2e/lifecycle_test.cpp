@@ -39,7 +39,7 @@ class Lifecycle : public CEndToEnd {
 TEST_F(Lifecycle, RequestOnTheHostsPipeForAnUnknownServiceMakesAnInstance) {
     StartHelper();
     const auto other = Serve("other");
-    SendToHost(Number(MessageType::S_MT_OpenMiniAppSuccessfully), QuickRequest("other", 99));
+    SendToHost(MessageType::S_MT_OpenMiniAppSuccessfully, QuickRequest("other", 99));
     ReceivedFrame reply;
     ASSERT_EQ(other->WaitForFrame(0, kLongMs, reply), CallerResult::Ok);
     EXPECT_EQ(reply.nType, Number(MessageType::S_MT_StatusReply))
@@ -56,7 +56,7 @@ TEST_F(Lifecycle, CallerWithoutAPipeIsTriedOnceAndNeverAgain) {
     EXPECT_TRUE(Log().Has("]pClientContext->GetPipe()"));
     EXPECT_TRUE(Log().Has("]Failed to connect to server!"));
     const auto late = Serve("nobody");
-    SendToHost(Number(MessageType::S_MT_OpenMiniAppSuccessfully), QuickRequest("nobody", 0));
+    SendToHost(MessageType::S_MT_OpenMiniAppSuccessfully, QuickRequest("nobody", 0));
     EXPECT_TRUE(Log().WaitFor("service ipc not init", kLongMs, 2));
     EXPECT_EQ(late->Connections(), 0u);
     EXPECT_EQ(Log().Count("]Failed to connect to server!"), 1u);
@@ -89,7 +89,7 @@ TEST_F(Lifecycle, SecondStartHandsItsServiceOverAndEnds) {
                   "bIsDelayedDestroy = 1"));
 
     // Once its instance is gone the same service may be asked for again, and gets a connection again.
-    SendToHost(Number(MessageType::S_MT_OpenMiniAppSuccessfully), QuickRequest("second", 77));
+    SendToHost(MessageType::S_MT_OpenMiniAppSuccessfully, QuickRequest("second", 77));
     ASSERT_EQ(second->WaitForConnection(kLongMs), CallerResult::Ok);
     ReceivedFrame reply;
     ASSERT_EQ(second->WaitForFrame(Number(MessageType::S_MT_StatusReply), kLongMs, reply), CallerResult::Ok);
@@ -247,7 +247,7 @@ TEST_F(Lifecycle, TypeThatIsNotANumberEndsTheForwarderAndLeavesTheHostAlone) {
 
 TEST_F(Lifecycle, ForwardedCommandLineWithATypeThatIsNotANumberEndsTheHost) {
     StartHelper();
-    SendToHost(Number(MessageType::S_MT_InitWxApp), Utf16ToUtf8(From(L" /service_id:svc /type:abc")));
+    SendToHost(MessageType::S_MT_InitWxApp, Utf16ToUtf8(From(L" /service_id:svc /type:abc")));
     EXPECT_EQ(m_helper.WaitForEnd(kLongMs), kUncaughtException);
 }
 
@@ -363,7 +363,7 @@ TEST_F(MarkMl, StaysWhenItsTableIsEmpty) {
     EXPECT_TRUE(m_helper.IsRunning());
     // A new caller may come.
     const auto late = Serve("late");
-    SendToHost(Number(MessageType::S_MT_OpenMiniAppSuccessfully), QuickRequest("late", 0));
+    SendToHost(MessageType::S_MT_OpenMiniAppSuccessfully, QuickRequest("late", 0));
     ReceivedFrame reply;
     EXPECT_EQ(late->WaitForFrame(Number(MessageType::S_MT_StatusReply), kLongMs, reply), CallerResult::Ok);
     EXPECT_TRUE(m_helper.IsRunning());

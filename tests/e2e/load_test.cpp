@@ -9,6 +9,7 @@
 #include <thread>
 #include <vector>
 
+#include "ipc/protocol/request_table.h"
 #include "tests/e2e/end_to_end.h"
 #include "tests/support/helper_sizes.h"
 
@@ -50,8 +51,7 @@ class Load : public CEndToEnd {
         Callers callers;
         for (int i = 0; i < kServices; ++i) {
             callers.push_back(Serve("svc" + std::to_string(generation) + "_" + std::to_string(i)));
-            SendToHost(Number(MessageType::S_MT_OpenMiniAppSuccessfully),
-                       QuickRequest(callers.back()->ServiceId(), -1));
+            SendToHost(MessageType::S_MT_OpenMiniAppSuccessfully, QuickRequest(callers.back()->ServiceId(), -1));
             ReceivedFrame reply;
             EXPECT_EQ(callers.back()->WaitForFrame(Number(MessageType::S_MT_StatusReply), kLongMs, reply),
                       CallerResult::Ok)
@@ -62,15 +62,15 @@ class Load : public CEndToEnd {
     }
 
     // Sends a request, and takes the very next frame for its reply. The word of the result; anything amiss is told.
-    std::string AskForOwn(CLibraryCaller& caller, int nType, Json::Value content, int nReply, int tag) {
+    std::string AskForOwn(CLibraryCaller& caller, MessageType type, Json::Value content, int tag) {
         content["service_id"] = caller.ServiceId();
         content["tag"] = tag;
-        CallerResult result = caller.Send(nType, std::move(content), kLongMs);
+        CallerResult result = caller.Send(Number(type), std::move(content), kLongMs);
         ReceivedFrame reply;
         if (result == CallerResult::Ok) {
             result = caller.WaitForFrame(0, kLongMs, reply);
         }
-        if (result != CallerResult::Ok || reply.nType != nReply || reply.content["tag"] != tag ||
+        if (result != CallerResult::Ok || reply.nType != ReplyTypeOf(Number(type)) || reply.content["tag"] != tag ||
             reply.content["service_id"] != caller.ServiceId()) {
             Complain(caller, tag, std::string(DescribeCallerResult(result)) + ": " + reply.strPayload);
             return {};
@@ -83,7 +83,9 @@ class Load : public CEndToEnd {
         Json::Value open(Json::objectValue);
         open["p1"] = JsonOf(MiniAppOpen(kTask));
         ++m_nOpens;
-        if (const std::string word = AskForOwn(caller, 6, std::move(open), 17, ++tag); word != "1") {
+        if (const std::string word =
+                AskForOwn(caller, MessageType::WM_COPY_DATA_MSG_IPC_GET_OPEN, std::move(open), ++tag);
+            word != "1") {
             Complain(caller, tag, "opened with " + word);
             return;
         }
@@ -94,7 +96,7 @@ class Load : public CEndToEnd {
             Json::Value poll(Json::objectValue);
             poll["p1"] = MiniAppPoll(kTask);
             ++m_nPolls;
-            word = AskForOwn(caller, 7, std::move(poll), 13, ++tag);
+            word = AskForOwn(caller, MessageType::S_MT_OpenMiniAppSuccessfully, std::move(poll), ++tag);
         } while (word == "Loading" && GetTickCount64() - openedAt < kLongMs);
         if (word != "1") {
             Complain(caller, tag, "settled with " + word);

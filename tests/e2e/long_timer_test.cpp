@@ -18,7 +18,7 @@ TEST_F(LongTimerOfMl, EndsAHelperWhoseTableIsEmptyElevenMinutesAfterTheLastReque
     ASSERT_TRUE(Log().WaitFor("is ml", kLongMs, 2));
     // A request that names no service makes none, and moves the end all the same.
     const ULONGLONG askedAt = GetTickCount64();
-    SendToHost(Number(MessageType::S_MT_OpenMiniAppSuccessfully), Json::Value(Json::objectValue));
+    SendToHost(MessageType::S_MT_OpenMiniAppSuccessfully, Json::Value(Json::objectValue));
     ASSERT_TRUE(Log().WaitFor("receive MessageType::S_MT_OpenMiniAppSuccessfully", kLongMs));
     LeaveHost();
     EXPECT_EQ(m_helper.WaitForEnd(kLongTimerMs + kLongMs), 0u) << Log().Tail();

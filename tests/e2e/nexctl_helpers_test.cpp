@@ -21,7 +21,7 @@ class NexctlHelpers : public Nexctl {
         HelperStart start = MakeStart();
         ASSERT_EQ(m_second->StartHelper(start), CallerResult::Ok);
         ReceivedFrame notice;
-        ASSERT_EQ(m_second->WaitForFrame(12, kLongMs, notice), CallerResult::Ok);
+        ASSERT_EQ(m_second->WaitForFrame(Number(MessageType::S_MT_InitReply), kLongMs, notice), CallerResult::Ok);
         // The process that has handed the command line over is one of the mark until it ends.
         ASSERT_EQ(WaitForSingleObject(m_second->ProcessHandle(), kLongMs), WAIT_OBJECT_0);
     }
@@ -89,7 +89,7 @@ TEST_F(NexctlHelpers, StopThatRunsOutOfTimeSaysWhoIsLeft) {
     // A delayed check with a negative interval keeps its service for ever.
     Json::Value content(Json::objectValue);
     content["p1"] = R"({"interval":-1})";
-    ASSERT_EQ(m_caller->Send(8, content, kLongMs), CallerResult::Ok);
+    ASSERT_EQ(m_caller->Send(Number(MessageType::S_MT_DelayCheckWndStatus), content, kLongMs), CallerResult::Ok);
     ASSERT_TRUE(Log().WaitFor("Invalid interval, exiting thread", kLongMs));
     const ConsoleRun run = Run({"stop", "--wait", "--timeout", "5000"});
     EXPECT_EQ(run.dwExitCode, 3u) << run.strOut;
@@ -122,7 +122,7 @@ TEST_F(NexctlHelpers, StopWithoutAHelperIsDone) {
 TEST_F(NexctlHelpers, StopOfAHelperThatCannotBeAskedSaysSo) {
     m_caller = Serve(m_strService);
     StartHelper();
-    SendToHost(2, ServiceContent("other"));
+    SendToHost(MessageType::S_MT_GetWxAppStatus, ServiceContent("other"));
     const ConsoleRun run = Run({"stop", "--timeout", "300"});
     EXPECT_EQ(run.dwExitCode, 3u) << run.strOut;
     EXPECT_NE(run.strErr.find("cannot be asked on the host's pipe"), std::string::npos) << run.strErr;

@@ -87,12 +87,13 @@ std::vector<ScriptedRequest> CScriptedHelper::Requests() const {
     return m_requests;
 }
 
-std::string CScriptedHelper::Reply(int nType, const ScriptedRequest& request, const Json::Value& further) {
-    return ScriptedReply(nType, request, further);
+std::string CScriptedHelper::Reply(MessageType type, const ScriptedRequest& request, const Json::Value& further) {
+    return ScriptedReply(static_cast<int>(type), request, further);
 }
 
-std::string CScriptedHelper::Reply(int nType, const ScriptedRequest& request, const char* key, const char* text) {
+std::string CScriptedHelper::Reply(MessageType type, const ScriptedRequest& request, const char* key,
+                                   const char* text) {
     Json::Value further(Json::objectValue);
     further[key] = text;
-    return Reply(nType, request, further);
+    return Reply(type, request, further);
 }

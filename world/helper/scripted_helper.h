@@ -13,6 +13,7 @@
 #include <json/value.h>
 
 #include "foundation/handle.h"
+#include "ipc/protocol/message_type.h"
 #include "world/helper/pipe_peer.h"
 #include "world/helper/scripted_request.h"
 
@@ -50,8 +51,8 @@ class CScriptedHelper {
     std::vector<ScriptedRequest> Requests() const;
 
     // The envelope of a reply: the request's content with further keys.
-    static std::string Reply(int nType, const ScriptedRequest& request, const Json::Value& further);
-    static std::string Reply(int nType, const ScriptedRequest& request, const char* key, const char* text);
+    static std::string Reply(MessageType type, const ScriptedRequest& request, const Json::Value& further);
+    static std::string Reply(MessageType type, const ScriptedRequest& request, const char* key, const char* text);
 
   private:
     void Serve();

@@ -11,6 +11,7 @@
 #include "ipc/protocol/envelope.h"
 #include "ipc/transport/frame.h"
 #include "tests/support/handle_count.h"
+#include "tests/support/message_number.h"
 #include "tests/support/unique_name.h"
 #include "world/helper/pipe_peer.h"
 
@@ -52,9 +53,9 @@ class CallerTest : public ::testing::Test {
     }
 
     // Sends on a thread of its own while the stand-in reads.
-    std::string SendAndRead(int nType, Json::Value content) {
+    std::string SendAndRead(MessageType type, Json::Value content) {
         CallerResult result = CallerResult::Closed;
-        std::thread sender([&] { result = m_caller.Send(nType, std::move(content), kLongMs); });
+        std::thread sender([&] { result = m_caller.Send(Number(type), std::move(content), kLongMs); });
         std::string payload = m_helper.ReadFrame();
         sender.join();
         EXPECT_EQ(result, CallerResult::Ok) << DescribeCallerResult(result);
@@ -82,12 +83,12 @@ TEST_F(CallerTest, ServesPipeAndSignalledGateUnderTheNamesOfMarkAndService) {
 
 TEST_F(CallerTest, AnsweredRequestComesBackUnderItsType) {
     Connect();
-    const std::string request = SendAndRead(6, Object("service_id", "svc"));
+    const std::string request = SendAndRead(MessageType::WM_COPY_DATA_MSG_IPC_GET_OPEN, Object("service_id", "svc"));
     EXPECT_EQ(request, R"({"content":{"service_id":"svc"},"message_type":6})");
     ASSERT_TRUE(m_helper.Write(BuildFrame(WriteEnvelope(17, Object("result", "1")))));
     ReceivedFrame reply;
-    ASSERT_EQ(m_caller.WaitForFrame(17, kLongMs, reply), CallerResult::Ok);
-    EXPECT_EQ(reply.nType, 17);
+    ASSERT_EQ(m_caller.WaitForFrame(Number(MessageType::S_MT_OpenMiniAppReply), kLongMs, reply), CallerResult::Ok);
+    EXPECT_EQ(reply.nType, Number(MessageType::S_MT_OpenMiniAppReply));
     EXPECT_EQ(WriteJson(reply.content), R"({"result":"1"})");
     EXPECT_TRUE(GateIsOpen()) << "the gate is open again behind a send";
 }
@@ -97,14 +98,14 @@ TEST_F(CallerTest, WaitForOneTypeLeavesTheOthersQueuedInOrder) {
     ASSERT_TRUE(m_helper.Write(Notice() + BuildFrame("1") + BuildFrame(WriteEnvelope(13, Object("result", "Loading"))) +
                                BuildFrame(WriteEnvelope(17, Json::Value()))));
     ReceivedFrame frame;
-    ASSERT_EQ(m_caller.WaitForFrame(17, kLongMs, frame), CallerResult::Ok);
+    ASSERT_EQ(m_caller.WaitForFrame(Number(MessageType::S_MT_OpenMiniAppReply), kLongMs, frame), CallerResult::Ok);
     EXPECT_TRUE(frame.content.isNull());
     ASSERT_EQ(m_caller.WaitForFrame(0, kLongMs, frame), CallerResult::Ok);
-    EXPECT_EQ(frame.nType, 12);
+    EXPECT_EQ(frame.nType, Number(MessageType::S_MT_InitReply));
     ASSERT_EQ(m_caller.WaitForFrame(0, kLongMs, frame), CallerResult::Ok);
     EXPECT_EQ(frame.nType, 0) << "a payload that is no envelope";
     EXPECT_EQ(frame.strPayload, "1");
-    ASSERT_EQ(m_caller.WaitForFrame(13, kLongMs, frame), CallerResult::Ok);
+    ASSERT_EQ(m_caller.WaitForFrame(Number(MessageType::S_MT_StatusReply), kLongMs, frame), CallerResult::Ok);
     EXPECT_EQ(m_caller.WaitForFrame(0, 0, frame), CallerResult::Timeout);
 }
 
@@ -114,7 +115,7 @@ TEST_F(CallerTest, FrameArrivingByteByByteIsDeliveredOnce) {
         ASSERT_TRUE(m_helper.Write(std::string_view(&byte, 1)));
     }
     ReceivedFrame frame;
-    ASSERT_EQ(m_caller.WaitForFrame(12, kLongMs, frame), CallerResult::Ok);
+    ASSERT_EQ(m_caller.WaitForFrame(Number(MessageType::S_MT_InitReply), kLongMs, frame), CallerResult::Ok);
     EXPECT_EQ(m_caller.WaitForFrame(0, 0, frame), CallerResult::Timeout);
 }
 
@@ -123,24 +124,26 @@ TEST_F(CallerTest, LargeReplyComesWhole) {
     const std::string big(3 * 1024 * 1024, 'x');
     ASSERT_TRUE(m_helper.Write(BuildFrame(WriteEnvelope(13, Object("result", big.c_str())))));
     ReceivedFrame frame;
-    ASSERT_EQ(m_caller.WaitForFrame(13, kLongMs, frame), CallerResult::Ok);
+    ASSERT_EQ(m_caller.WaitForFrame(Number(MessageType::S_MT_StatusReply), kLongMs, frame), CallerResult::Ok);
     EXPECT_EQ(frame.content["result"].asString(), big);
 }
 
 TEST_F(CallerTest, SilenceEndsInATimeout) {
     Connect();
     ReceivedFrame frame;
-    EXPECT_EQ(m_caller.WaitForFrame(13, 50, frame), CallerResult::Timeout);
+    EXPECT_EQ(m_caller.WaitForFrame(Number(MessageType::S_MT_StatusReply), 50, frame), CallerResult::Timeout);
     EXPECT_TRUE(m_caller.Connected());
 }
 
 TEST_F(CallerTest, SendWithNobodyConnectedSaysSo) {
-    EXPECT_EQ(m_caller.Send(2, Json::Value(Json::objectValue), kLongMs), CallerResult::NotConnected);
+    EXPECT_EQ(m_caller.Send(Number(MessageType::S_MT_GetWxAppStatus), Json::Value(Json::objectValue), kLongMs),
+              CallerResult::NotConnected);
 }
 
 TEST_F(CallerTest, SmallSendIsDoneThoughTheHelperDoesNotRead) {
     Connect();
-    EXPECT_EQ(m_caller.Send(2, Json::Value(Json::objectValue), kLongMs), CallerResult::Ok);
+    EXPECT_EQ(m_caller.Send(Number(MessageType::S_MT_GetWxAppStatus), Json::Value(Json::objectValue), kLongMs),
+              CallerResult::Ok);
     EXPECT_TRUE(GateIsOpen());
 }
 
@@ -161,12 +164,13 @@ TEST_F(CallerTest, SendThatIsCutOffByItsLimitEndsTheConnection) {
     EXPECT_EQ(m_caller.SendPayload(kStuckText, 50), CallerResult::Timeout);
     EXPECT_TRUE(GateIsOpen());
     // What follows would not begin at a frame, so it is not written at all.
-    const CallerResult next = m_caller.Send(2, Json::Value(Json::objectValue), kLongMs);
+    const CallerResult next =
+        m_caller.Send(Number(MessageType::S_MT_GetWxAppStatus), Json::Value(Json::objectValue), kLongMs);
     EXPECT_TRUE(next == CallerResult::Gone || next == CallerResult::NotConnected) << DescribeCallerResult(next);
     EXPECT_EQ(m_caller.WaitForLoss(kLongMs), CallerResult::Ok);
     EXPECT_TRUE(m_helper.WaitForEnd()) << m_helper.LastError();
     ReconnectHelper();
-    EXPECT_NE(SendAndRead(2, Json::Value(Json::objectValue)), "");
+    EXPECT_NE(SendAndRead(MessageType::S_MT_GetWxAppStatus, Json::Value(Json::objectValue)), "");
 }
 
 TEST_F(CallerTest, WhatWasSentCanBeReadAfterClose) {
@@ -189,7 +193,7 @@ TEST_F(CallerTest, ClosedGateDelaysASendByASecondOnly) {
     ASSERT_TRUE(gate);
     ResetEvent(gate.get());
     const ULONGLONG startedAt = GetTickCount64();
-    EXPECT_NE(SendAndRead(2, Json::Value(Json::objectValue)), "");
+    EXPECT_NE(SendAndRead(MessageType::S_MT_GetWxAppStatus, Json::Value(Json::objectValue)), "");
     EXPECT_GE(GetTickCount64() - startedAt, 900u);
     EXPECT_TRUE(GateIsOpen());
 }
@@ -199,9 +203,11 @@ TEST_F(CallerTest, LostHelperWakesAWaiterAfterItsLastFrame) {
     ASSERT_TRUE(m_helper.Write(Notice()));
     m_helper.Close();
     ReceivedFrame frame;
-    EXPECT_EQ(m_caller.WaitForFrame(12, kLongMs, frame), CallerResult::Ok) << "what came before is still there";
-    EXPECT_EQ(m_caller.WaitForFrame(12, kLongMs, frame), CallerResult::Gone);
-    EXPECT_EQ(m_caller.Send(2, Json::Value(Json::objectValue), kLongMs), CallerResult::Gone);
+    EXPECT_EQ(m_caller.WaitForFrame(Number(MessageType::S_MT_InitReply), kLongMs, frame), CallerResult::Ok)
+        << "what came before is still there";
+    EXPECT_EQ(m_caller.WaitForFrame(Number(MessageType::S_MT_InitReply), kLongMs, frame), CallerResult::Gone);
+    EXPECT_EQ(m_caller.Send(Number(MessageType::S_MT_GetWxAppStatus), Json::Value(Json::objectValue), kLongMs),
+              CallerResult::Gone);
     EXPECT_EQ(m_caller.WaitForLoss(kLongMs), CallerResult::Ok);
 }
 
@@ -216,12 +222,13 @@ TEST_F(CallerTest, ProbeThatLeavesWithoutAByteIsNoLoss) {
         probe.Close();
     }
     ReceivedFrame frame;
-    EXPECT_EQ(m_caller.WaitForFrame(12, 0, frame), CallerResult::Timeout) << "the helper may still come";
+    EXPECT_EQ(m_caller.WaitForFrame(Number(MessageType::S_MT_InitReply), 0, frame), CallerResult::Timeout)
+        << "the helper may still come";
     while (!m_helper.Open(m_caller.PipeName())) {
         WaitNamedPipeW(m_caller.PipeName().c_str(), kLongMs);
     }
     ASSERT_TRUE(m_helper.Write(Notice()));
-    EXPECT_EQ(m_caller.WaitForFrame(12, kLongMs, frame), CallerResult::Ok);
+    EXPECT_EQ(m_caller.WaitForFrame(Number(MessageType::S_MT_InitReply), kLongMs, frame), CallerResult::Ok);
 }
 
 TEST_F(CallerTest, ProbeBesideAConnectedHelperFindsThePipeBusy) {
@@ -230,7 +237,7 @@ TEST_F(CallerTest, ProbeBesideAConnectedHelperFindsThePipeBusy) {
     EXPECT_FALSE(probe.Open(m_caller.PipeName()));
     EXPECT_EQ(probe.LastError(), static_cast<DWORD>(ERROR_PIPE_BUSY));
     EXPECT_TRUE(m_caller.Connected());
-    EXPECT_NE(SendAndRead(2, Json::Value(Json::objectValue)), "");
+    EXPECT_NE(SendAndRead(MessageType::S_MT_GetWxAppStatus, Json::Value(Json::objectValue)), "");
 }
 
 TEST_F(CallerTest, HelperMayComeAgainAndBeginsWithAFreshStream) {
@@ -238,7 +245,7 @@ TEST_F(CallerTest, HelperMayComeAgainAndBeginsWithAFreshStream) {
     const std::string notice = Notice();
     ASSERT_TRUE(m_helper.Write(notice + notice.substr(0, 11))) << "a frame and the first half of another";
     ReceivedFrame frame;
-    ASSERT_EQ(m_caller.WaitForFrame(12, kLongMs, frame), CallerResult::Ok);
+    ASSERT_EQ(m_caller.WaitForFrame(Number(MessageType::S_MT_InitReply), kLongMs, frame), CallerResult::Ok);
     m_helper.Close();
     ASSERT_EQ(m_caller.WaitForLoss(kLongMs), CallerResult::Ok);
     while (!m_helper.Open(m_caller.PipeName())) {
@@ -246,7 +253,7 @@ TEST_F(CallerTest, HelperMayComeAgainAndBeginsWithAFreshStream) {
     }
     ASSERT_EQ(m_caller.WaitForConnection(kLongMs), CallerResult::Ok);
     ASSERT_TRUE(m_helper.Write(notice));
-    EXPECT_EQ(m_caller.WaitForFrame(12, kLongMs, frame), CallerResult::Ok);
+    EXPECT_EQ(m_caller.WaitForFrame(Number(MessageType::S_MT_InitReply), kLongMs, frame), CallerResult::Ok);
 }
 
 TEST_F(CallerTest, DisconnectEndsTheHelpersConnectionAndThePipeListensAgain) {
@@ -273,7 +280,7 @@ TEST_F(CallerTest, CloseWakesAWaiterAndFreesTheName) {
     CallerResult result = CallerResult::Ok;
     std::thread waiter([&] {
         ReceivedFrame frame;
-        result = m_caller.WaitForFrame(12, kLongMs, frame);
+        result = m_caller.WaitForFrame(Number(MessageType::S_MT_InitReply), kLongMs, frame);
     });
     m_caller.Close();
     waiter.join();
@@ -348,7 +355,7 @@ HelperStart EndingProgram() {
 TEST_F(CallerTest, ProcessThatEndsWithoutConnectingEndsTheWait) {
     ASSERT_EQ(m_caller.StartHelper(EndingProgram()), CallerResult::Ok) << m_caller.SystemError();
     ReceivedFrame frame;
-    EXPECT_EQ(m_caller.WaitForFrame(12, kLongMs, frame), CallerResult::Gone);
+    EXPECT_EQ(m_caller.WaitForFrame(Number(MessageType::S_MT_InitReply), kLongMs, frame), CallerResult::Gone);
     DWORD exitCode = 77;
     EXPECT_EQ(m_caller.WaitForProcessEnd(kLongMs, exitCode), CallerResult::Ok);
     EXPECT_NE(exitCode, 77u);
@@ -373,7 +380,7 @@ TEST_F(CallerTest, ProcessAtTheOtherEndTakesThePlaceOfTheOneThatWasStarted) {
     EXPECT_EQ(m_caller.ProcessId(), started) << "a probe may come from anywhere";
     ASSERT_TRUE(m_helper.Write(Notice()));
     ReceivedFrame frame;
-    ASSERT_EQ(m_caller.WaitForFrame(12, kLongMs, frame), CallerResult::Ok);
+    ASSERT_EQ(m_caller.WaitForFrame(Number(MessageType::S_MT_InitReply), kLongMs, frame), CallerResult::Ok);
     EXPECT_EQ(m_caller.ProcessId(), GetCurrentProcessId());
     EXPECT_TRUE(m_caller.Forwarded());
     EXPECT_FALSE(m_caller.ProcessHasEnded(exitCode));
@@ -384,7 +391,7 @@ TEST_F(CallerTest, HelperThatWasStartedElsewhereIsKnownByItsConnection) {
     Connect();
     ASSERT_TRUE(m_helper.Write(Notice()));
     ReceivedFrame frame;
-    ASSERT_EQ(m_caller.WaitForFrame(12, kLongMs, frame), CallerResult::Ok);
+    ASSERT_EQ(m_caller.WaitForFrame(Number(MessageType::S_MT_InitReply), kLongMs, frame), CallerResult::Ok);
     EXPECT_EQ(m_caller.ProcessId(), GetCurrentProcessId());
     EXPECT_FALSE(m_caller.Forwarded());
 }
@@ -406,9 +413,11 @@ TEST_F(CallerTest, HelperMayTakeTheForegroundForAnOpenAndForNothingElse) {
     ASSERT_TRUE(helper.Open(caller.PipeName()));
     ASSERT_TRUE(helper.Write(Notice()));
     ReceivedFrame frame;
-    ASSERT_EQ(caller.WaitForFrame(12, kLongMs, frame), CallerResult::Ok);
-    ASSERT_EQ(caller.Send(2, Json::Value(Json::objectValue), kLongMs), CallerResult::Ok);
-    ASSERT_EQ(caller.Send(6, Json::Value(Json::objectValue), kLongMs), CallerResult::Ok);
+    ASSERT_EQ(caller.WaitForFrame(Number(MessageType::S_MT_InitReply), kLongMs, frame), CallerResult::Ok);
+    ASSERT_EQ(caller.Send(Number(MessageType::S_MT_GetWxAppStatus), Json::Value(Json::objectValue), kLongMs),
+              CallerResult::Ok);
+    ASSERT_EQ(caller.Send(Number(MessageType::WM_COPY_DATA_MSG_IPC_GET_OPEN), Json::Value(Json::objectValue), kLongMs),
+              CallerResult::Ok);
     const std::lock_guard<std::mutex> guard(lock);
     EXPECT_EQ(seen, (std::vector<std::string>{"received", "sent", "granted", "sent"}));
 }
@@ -421,7 +430,7 @@ TEST(Caller, LeavesNoHandleBehind) {
         ASSERT_TRUE(helper.Open(caller.PipeName()));
         ASSERT_TRUE(helper.Write(Notice()));
         ReceivedFrame frame;
-        ASSERT_EQ(caller.WaitForFrame(12, kLongMs, frame), CallerResult::Ok);
+        ASSERT_EQ(caller.WaitForFrame(Number(MessageType::S_MT_InitReply), kLongMs, frame), CallerResult::Ok);
     };
     round();
     const std::size_t before = OwnHandleCount();

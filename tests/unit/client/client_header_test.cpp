@@ -3,6 +3,7 @@
 #include <stdexcept>
 #include <thread>
 
+#include "tests/support/message_number.h"
 #include "tests/unit/client/client_library_fixture.h"
 
 namespace {
@@ -92,7 +93,7 @@ TEST_F(ClientHeader, ExceptionOfACallbackIsToldAndGoesNoFurther) {
     };
     Open(std::move(callbacks));
     Come();
-    EXPECT_TRUE(m_client.Send(1, "{}", kLongMs) == NEXLET_OK);
+    EXPECT_TRUE(m_client.Send(Number(MessageType::S_MT_InitWxApp), "{}", kLongMs) == NEXLET_OK);
     m_helper.Leave();
     ASSERT_TRUE(count.WaitFor(3));
     EXPECT_EQ(told, (std::vector<std::string>{"an exception that is no std::exception", "of the callback", "gone"}));

@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "tests/support/handle_count.h"
+#include "tests/support/message_number.h"
 
 namespace {
 
@@ -159,10 +160,10 @@ TEST_F(ClientLibraryAsync, ReplyOfACancelledRequestIsDropped) {
     std::string held;
     OpenAndCome([&](const ScriptedRequest& request) -> std::vector<std::string> {
         if (held.empty()) {
-            held = CScriptedHelper::Reply(13, request, "result", "of the first");
+            held = CScriptedHelper::Reply(MessageType::S_MT_StatusReply, request, "result", "of the first");
             return {};
         }
-        return {held, CScriptedHelper::Reply(13, request, "result", "of the second")};
+        return {held, CScriptedHelper::Reply(MessageType::S_MT_StatusReply, request, "result", "of the second")};
     });
     const nexlet_request first = Begin(NEXLET_TYPE_POLL, m_ends.Options());
     ASSERT_TRUE(m_helper.WaitForRequests(1));
@@ -288,7 +289,9 @@ TEST_F(ClientLibraryAsync, WaitInsideACallbackOfTheSameClientIsRefused) {
 }
 
 TEST_F(ClientLibraryAsync, ShutdownInsideACallbackEndsTheOthers) {
-    OpenAndCome([](const ScriptedRequest& request) { return request.nType == 2 ? Answer(request) : Silence(request); });
+    OpenAndCome([](const ScriptedRequest& request) {
+        return request.nType == Number(MessageType::S_MT_GetWxAppStatus) ? Answer(request) : Silence(request);
+    });
     m_ends.m_inside = [&](nexlet_client client, int number) {
         if (number == 1) {
             EXPECT_EQ(nexlet_shutdown(client), NEXLET_OK);

@@ -14,6 +14,7 @@
 #include "foundation/json_text.h"
 #include "foundation/text_helpers.h"
 #include "ipc/transport/pipe_names.h"
+#include "tests/support/message_number.h"
 #include "tests/support/unique_name.h"
 #include "world/helper/scripted_helper.h"
 
@@ -25,22 +26,23 @@ inline constexpr char kAllInstalled[] =
 // What the real helper says, with fixed values.
 inline std::vector<std::string> Answer(const ScriptedRequest& request) {
     switch (request.nType) {
-        case 2:
-            return {CScriptedHelper::Reply(13, request, "result", kAllInstalled)};
-        case 3:
-            return {CScriptedHelper::Reply(14, request, "result", "envelope")};
-        case 4: {
+        case Number(MessageType::S_MT_GetWxAppStatus):
+            return {CScriptedHelper::Reply(MessageType::S_MT_StatusReply, request, "result", kAllInstalled)};
+        case Number(MessageType::S_MT_GetWxAppStatusEncrypt):
+            return {CScriptedHelper::Reply(MessageType::S_MT_StatusEncryptReply, request, "result", "envelope")};
+        case Number(MessageType::S_MT_GetWxAppQIMEI): {
             Json::Value pair(Json::objectValue);
             pair["strQ32"] = "a32";
             pair["strQ36"] = "a36";
-            return {CScriptedHelper::Reply(15, request, pair)};
+            return {CScriptedHelper::Reply(MessageType::S_MT_QIMEIReply, request, pair)};
         }
-        case 5:
-            return {CScriptedHelper::Reply(16, request, "result", request.content["p1"].asCString())};
-        case 6:
-            return {CScriptedHelper::Reply(17, request, "result", "Loading")};
-        case 7:
-            return {CScriptedHelper::Reply(13, request, "result", "1")};
+        case Number(MessageType::S_MT_GetRSAEncrypt):
+            return {CScriptedHelper::Reply(MessageType::S_MT_RSAEncryptReply, request, "result",
+                                           request.content["p1"].asCString())};
+        case Number(MessageType::WM_COPY_DATA_MSG_IPC_GET_OPEN):
+            return {CScriptedHelper::Reply(MessageType::S_MT_OpenMiniAppReply, request, "result", "Loading")};
+        case Number(MessageType::S_MT_OpenMiniAppSuccessfully):
+            return {CScriptedHelper::Reply(MessageType::S_MT_StatusReply, request, "result", "1")};
         default:
             return {};
     }

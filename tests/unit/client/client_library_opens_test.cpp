@@ -1,4 +1,5 @@
 // Opens of the type miniApp across the clients of one process, of which the helper lets only the latest settle.
+#include "tests/support/message_number.h"
 #include "tests/unit/client/client_library_fixture.h"
 
 namespace {
@@ -13,11 +14,13 @@ class ClientLibraryOpens : public ClientLibrary {
     // A second client of the mark. Both get "1" for opens and what m_word says for polls.
     void OpenBoth() {
         const auto script = [this](const ScriptedRequest& request) -> std::vector<std::string> {
-            if (request.nType == 6) {
-                return {CScriptedHelper::Reply(17, request, "result", m_openWord.load())};
+            if (request.nType == Number(MessageType::WM_COPY_DATA_MSG_IPC_GET_OPEN)) {
+                return {
+                    CScriptedHelper::Reply(MessageType::S_MT_OpenMiniAppReply, request, "result", m_openWord.load())};
             }
-            return request.nType == 7
-                       ? std::vector<std::string>{CScriptedHelper::Reply(13, request, "result", m_pollWord.load())}
+            return request.nType == Number(MessageType::S_MT_OpenMiniAppSuccessfully)
+                       ? std::vector<std::string>{CScriptedHelper::Reply(MessageType::S_MT_StatusReply, request,
+                                                                         "result", m_pollWord.load())}
                        : Answer(request);
         };
         OpenAndCome(script);
@@ -87,7 +90,7 @@ TEST_F(ClientLibraryOpens, LossOrCloseOfTheFirstClientLetsTheSecondOpenGo) {
     EXPECT_EQ(m_other.Close(), NEXLET_OK);
     EXPECT_EQ(third.Result(0).result, NEXLET_CLOSED);
     Come([](const ScriptedRequest& request) -> std::vector<std::string> {
-        return {CScriptedHelper::Reply(17, request, "result", "1")};
+        return {CScriptedHelper::Reply(MessageType::S_MT_OpenMiniAppReply, request, "result", "1")};
     });
     EXPECT_EQ(m_client.OpenApp(App("fourth"), kLongMs).value, "1");
 }

@@ -1,4 +1,5 @@
 // What nexlet_last_error_text and the diagnostic callback of nexlet_client.dll tell.
+#include "tests/support/message_number.h"
 #include "tests/unit/client/client_library_fixture.h"
 
 #include <algorithm>
@@ -77,7 +78,7 @@ TEST_F(ClientLibraryReasons, TextThatIsNotUtf8IsRefusedWithItsPlace) {
         const std::string inside = R"({"from":")" + std::string(bad) + "\"}";
         EXPECT_EQ(m_client.OpenTarget(inside, kLongMs).result, NEXLET_BAD_ARGUMENT);
         EXPECT_TRUE(Tells({"open_json is not UTF-8 at byte 11"}));
-        EXPECT_EQ(m_client.Send(2, inside, kLongMs), NEXLET_BAD_ARGUMENT);
+        EXPECT_EQ(m_client.Send(Number(MessageType::S_MT_GetWxAppStatus), inside, kLongMs), NEXLET_BAD_ARGUMENT);
         EXPECT_TRUE(Tells({"content_json is not UTF-8"}));
         nexlet_start_options start = {};
         start.product = bad;
@@ -164,7 +165,8 @@ TEST_F(ClientLibraryReasons, EachThreadHasItsOwnAndSuccessKeepsIt) {
 
 TEST_F(ClientLibraryReasons, ReplyThatLacksAKeyIsToldWithTheKey) {
     OpenAndCome([](const ScriptedRequest& request) -> std::vector<std::string> {
-        return {CScriptedHelper::Reply(13, request, "result", R"({"mini_wx_inst":"1","mini_wx_login":"7"})")};
+        return {CScriptedHelper::Reply(MessageType::S_MT_StatusReply, request, "result",
+                                       R"({"mini_wx_inst":"1","mini_wx_login":"7"})")};
     });
     EXPECT_EQ(m_client.Status(kLongMs).result, NEXLET_BAD_REPLY);
     EXPECT_TRUE(Tells({"nexlet_status: ", "\"mini_wx_login\""}));

@@ -1,4 +1,6 @@
 // Requests, replies and frames of nexlet_client.dll.
+#include "ipc/protocol/request_table.h"
+#include "tests/support/message_number.h"
 #include "tests/unit/client/client_library_fixture.h"
 #include "tests/unit/client/packed_record_sizes.h"
 
@@ -55,7 +57,7 @@ TEST_F(ClientLibrary, EachRequestIsSentAsTheWireWantsItAndItsReplyTakenApart) {
     EXPECT_EQ(m_client.AwaitTarget(R"({"type":"miniApp"})", 1, kLongMs).value, "1");
     EXPECT_EQ(m_client.Call(7, R"({"p1":"{}","mine":[1]})", kLongMs).value, R"({"mine":[1],"p1":"{}","result":"1"})");
     EXPECT_EQ(m_client.WatchTarget(R"({"interval":1})", kLongMs), NEXLET_OK);
-    EXPECT_EQ(m_client.Send(9, R"({"service_id":"svc"})", kLongMs), NEXLET_OK);
+    EXPECT_EQ(m_client.Send(Number(MessageType::S_MT_ExitExeProcess), R"({"service_id":"svc"})", kLongMs), NEXLET_OK);
     ASSERT_TRUE(m_helper.WaitForRequests(10));
     std::vector<std::string> sent;
     for (const ScriptedRequest& one : m_helper.Requests()) {
@@ -134,10 +136,10 @@ TEST_F(ClientLibrary, ReplyThatComesTooLateIsNotTakenForTheNextOne) {
     std::string late;
     OpenAndCome([&](const ScriptedRequest& request) -> std::vector<std::string> {
         if (late.empty()) {
-            late = CScriptedHelper::Reply(13, request, "result", "Loading");
+            late = CScriptedHelper::Reply(MessageType::S_MT_StatusReply, request, "result", "Loading");
             return {};
         }
-        return {late, CScriptedHelper::Reply(13, request, "result", "1")};
+        return {late, CScriptedHelper::Reply(MessageType::S_MT_StatusReply, request, "result", "1")};
     });
     EXPECT_EQ(m_client.PollTarget("{}", 50).result, NEXLET_TIMEOUT);
     EXPECT_EQ(m_client.PollTarget("{}", kLongMs).value, "1");
@@ -147,7 +149,8 @@ TEST_F(ClientLibrary, ReplyThatComesTooLateIsNotTakenForTheNextOne) {
 TEST_F(ClientLibrary, AwaitAsksUntilTheWordIsAnother) {
     int asked = 0;
     OpenAndCome([&](const ScriptedRequest& request) -> std::vector<std::string> {
-        return {CScriptedHelper::Reply(13, request, "result", ++asked < 4 ? "Loading" : "0")};
+        return {
+            CScriptedHelper::Reply(MessageType::S_MT_StatusReply, request, "result", ++asked < 4 ? "Loading" : "0")};
     });
     EXPECT_EQ(m_client.AwaitTarget("{}", 1, kLongMs).value, "0");
     EXPECT_EQ(m_helper.Requests().size(), 4u);
@@ -155,7 +158,7 @@ TEST_F(ClientLibrary, AwaitAsksUntilTheWordIsAnother) {
 
 TEST_F(ClientLibrary, AwaitEndsWhenItStaysLoading) {
     OpenAndCome([](const ScriptedRequest& request) -> std::vector<std::string> {
-        return {CScriptedHelper::Reply(13, request, "result", "Loading")};
+        return {CScriptedHelper::Reply(MessageType::S_MT_StatusReply, request, "result", "Loading")};
     });
     const auto answer = m_client.AwaitTarget("{}", 20, 100);
     EXPECT_EQ(answer.result, NEXLET_TIMEOUT);
@@ -176,7 +179,7 @@ TEST_F(ClientLibrary, ValuesThatWouldEndTheHelperAreNotSent) {
     EXPECT_EQ(m_client.Call(-1, "{}", kLongMs).result, NEXLET_BAD_ARGUMENT);
     EXPECT_EQ(m_client.Call(2, "[]", kLongMs).result, NEXLET_BAD_ARGUMENT);
     EXPECT_EQ(m_client.Call(2, R"({"nexlet_call":1})", kLongMs).result, NEXLET_BAD_ARGUMENT);
-    EXPECT_EQ(m_client.Send(2, "{", kLongMs), NEXLET_BAD_ARGUMENT);
+    EXPECT_EQ(m_client.Send(Number(MessageType::S_MT_GetWxAppStatus), "{", kLongMs), NEXLET_BAD_ARGUMENT);
     EXPECT_EQ(m_client.OpenTarget(R"({"try_install":true})", kLongMs).value, "Loading");
     EXPECT_EQ(m_helper.Requests().size(), 1u);
 }
@@ -190,7 +193,7 @@ TEST_F(ClientLibrary, ReplyWithoutWhatItMustHoldIsABadReply) {
         } else {
             further["result"] = text;
         }
-        return {CScriptedHelper::Reply(request.nType == 6 ? 17 : 13 + (request.nType - 2), request, further)};
+        return {CScriptedHelper::Reply(MessageType{ReplyTypeOf(request.nType)}, request, further)};
     });
     for (const char* result : {"", "no json", "[]", R"({"wx_inst":"1"})"}) {
         text = result;

@@ -7,6 +7,7 @@
 #include "client/caller_pipe.h"
 #include "ipc/transport/frame.h"
 #include "ipc/transport/pipe_names.h"
+#include "tests/support/message_number.h"
 #include "tests/support/raw_pipe.h"
 #include "tests/support/unique_name.h"
 
@@ -52,7 +53,7 @@ TEST(HostPipe, SendsAnEnvelopeAndTakesTheAcknowledgement) {
     CHostPipe host;
     DWORD systemError = 0;
     ASSERT_EQ(host.Connect(mark, kLongMs, systemError), CallerResult::Ok) << systemError;
-    ASSERT_EQ(host.Send(1, "/from:x", kLongMs), CallerResult::Ok);
+    ASSERT_EQ(host.Send(Number(MessageType::S_MT_InitWxApp), "/from:x", kLongMs), CallerResult::Ok);
     std::string payload;
     ASSERT_EQ(host.WaitForPayload(kLongMs, payload), CallerResult::Ok);
     EXPECT_EQ(payload, kHostAcknowledgement);
@@ -64,7 +65,7 @@ TEST(HostPipe, SaysThatThereIsNoHost) {
     DWORD systemError = 0;
     EXPECT_EQ(host.Connect(UniqueName(L"hostpipe"), 50, systemError), CallerResult::NotConnected);
     EXPECT_EQ(systemError, static_cast<DWORD>(ERROR_FILE_NOT_FOUND));
-    EXPECT_EQ(host.Send(2, Json::Value(), kLongMs), CallerResult::NotConnected);
+    EXPECT_EQ(host.Send(Number(MessageType::S_MT_GetWxAppStatus), Json::Value(), kLongMs), CallerResult::NotConnected);
 }
 
 TEST(HostPipe, WaitsForABusyHostNoLongerThanItsLimit) {
