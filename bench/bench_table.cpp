@@ -4,9 +4,11 @@
 #include <chrono>
 #include <cstdio>
 
+#include "bench/bench_record.h"
+
 namespace {
 
-constexpr int kRounds = 15;
+constexpr int kUsualRounds = 15;
 constexpr double kRoundNanoseconds = 10e6;
 
 double TimeOnce(const BenchTable::Work& work, std::size_t count) {
@@ -46,7 +48,8 @@ void BenchTable::Run() {
             taken = TimeOnce(row.work, row.count);
         }
     }
-    for (int round = 0; round < kRounds; ++round) {
+    const int rounds = BenchRounds(kUsualRounds);
+    for (int round = 0; round < rounds; ++round) {
         for (Row& row : m_vecRows) {
             row.nanoseconds.push_back(TimeOnce(row.work, row.count) / static_cast<double>(row.count));
         }
@@ -60,6 +63,9 @@ void BenchTable::Run() {
             std::printf("  %8.0f MB/s", static_cast<double>(row.bytes) * 1e3 / best);
         }
         std::printf("\n");
+    }
+    for (const Row& row : m_vecRows) {
+        RecordRounds(m_strTitle, row.name, "time", "ns", row.nanoseconds);
     }
     std::fflush(stdout);
 }

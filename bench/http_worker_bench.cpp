@@ -8,7 +8,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <iterator>
+#include <vector>
 
+#include "bench/bench_record.h"
 #include "support/http/beacons.h"
 #include "support/http/http_transfer.h"
 #include "support/http/wininet_api.h"
@@ -47,7 +49,7 @@ bool FetchBare(const WinInetApi& api, std::uint16_t port) {
 
 int main(int argc, char** argv) {
     const int transfers = argc > 1 ? std::atoi(argv[1]) : 300;
-    const int rounds = argc > 2 ? std::atoi(argv[2]) : 5;
+    const int rounds = argc > 2 ? std::atoi(argv[2]) : BenchRounds(9);
     const WinInetApi* const api = GetWinInetApi();
     if (api == nullptr || transfers <= 0 || rounds <= 0) {
         return 1;
@@ -59,11 +61,11 @@ int main(int argc, char** argv) {
     FetchBare(*api, server.Port());
     std::size_t seen = 1;
 
-    double bestWorker = 0;
-    double bestBare = 0;
-    double bestPost = 1e9;
-    double bestBeacon = 1e9;
-    // Taking turns gives both the same weather; the best round is the one the machine disturbed least.
+    std::vector<double> workers;
+    std::vector<double> bares;
+    std::vector<double> posts;
+    std::vector<double> beacons;
+    // They take turns, so that a change of the machine's pace meets both alike.
     for (int round = 0; round < rounds; ++round) {
         double begin = SecondsNow();
         for (int i = 0; i < transfers; ++i) {
@@ -72,33 +74,38 @@ int main(int argc, char** argv) {
                 return 1;
             }
         }
-        bestBare = std::max(bestBare, transfers / (SecondsNow() - begin));
+        bares.push_back(transfers / (SecondsNow() - begin));
         seen += static_cast<std::size_t>(transfers);
 
         begin = SecondsNow();
         for (int i = 0; i < transfers; ++i) {
             worker->PostUrl(server.Url(L"/worker"));
         }
-        bestPost = std::min(bestPost, (SecondsNow() - begin) / transfers);
+        posts.push_back((SecondsNow() - begin) / transfers * 1e6);
         // One more, and the one before it is through.
         worker->PostUrl(server.Url(L"/last"));
         seen += static_cast<std::size_t>(transfers) + 1;
         server.WaitForRequests(seen);
-        bestWorker = std::max(bestWorker, transfers / (SecondsNow() - begin));
+        workers.push_back(transfers / (SecondsNow() - begin));
 
         begin = SecondsNow();
         for (int i = 0; i < transfers; ++i) {
             ReportStaticWithMIDImp(server.Url(L"/static/a/1663.1965.gif"), false);
         }
-        bestBeacon = std::min(bestBeacon, (SecondsNow() - begin) / transfers);
+        beacons.push_back((SecondsNow() - begin) / transfers * 1e6);
         seen += static_cast<std::size_t>(transfers);
         server.WaitForRequests(seen);
     }
 
-    std::printf("transfers through the worker   %8.0f per second\n", bestWorker);
-    std::printf("bare platform loop             %8.0f per second\n", bestBare);
-    std::printf("worker against bare loop       %8.2f\n", bestWorker / bestBare);
-    std::printf("posting a URL                  %8.2f microseconds\n", bestPost * 1e6);
-    std::printf("a whole beacon on its sender   %8.2f microseconds\n", bestBeacon * 1e6);
+    std::printf("medians of %d rounds of %d transfers\n", rounds, transfers);
+    std::printf("transfers through the worker   %8.0f per second\n", MedianOf(workers));
+    std::printf("bare platform loop             %8.0f per second\n", MedianOf(bares));
+    std::printf("worker against bare loop       %8.2f\n", MedianOf(workers) / MedianOf(bares));
+    std::printf("posting a URL                  %8.2f microseconds\n", MedianOf(posts));
+    std::printf("a whole beacon on its sender   %8.2f microseconds\n", MedianOf(beacons));
+    RecordRounds("beacons", "bare WinINet loop", "rate", "a second", bares);
+    RecordRounds("beacons", "COvHttpTransfer", "rate", "a second", workers);
+    RecordRounds("a beacon on its sender", "post a URL", "time", "us", posts);
+    RecordRounds("a beacon on its sender", "a whole beacon", "time", "us", beacons);
     return 0;
 }

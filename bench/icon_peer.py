@@ -6,15 +6,18 @@
 What starting a program takes is measured too and taken off. ImageMagick stores all but the largest image as bitmaps,
 the helper every one as PNG.
 """
+import statistics
 import subprocess
 import sys
 import tempfile
 import time
 from pathlib import Path
 
+import bench_record
+
 PROGRAM, RUN = sys.argv[1:3]
 SIZES = "256,128,64,48,32,16"
-ROUNDS = 7
+ROUNDS = bench_record.rounds(7)
 TIMES = 10  # icons of the helper in one round
 
 
@@ -27,18 +30,19 @@ def milliseconds(*command):
 def measure(folder, kind, pixels):
     picture, ours, theirs = folder / f"{pixels}.{kind}", folder / "ours.ico", folder / "theirs.ico"
     subprocess.run(["convert", "-size", f"{pixels}x{pixels}", "-seed", "1", "plasma:fractal", str(picture)], check=True)
-    best = [float("inf")] * 4
+    ours_ms, theirs_ms = [], []
     for _ in range(ROUNDS):
-        taken = (milliseconds("convert", "-size", "1x1", "xc:none", "null:"),
-                 milliseconds("convert", picture, "-define", f"icon:auto-resize={SIZES}", theirs),
-                 milliseconds(RUN, PROGRAM, picture, ours, 1),
-                 milliseconds(RUN, PROGRAM, picture, ours, 1 + TIMES))
-        best = list(map(min, best, taken))
-    rows = (("ImageMagick", best[1] - best[0], theirs), ("TuFileToIcoFile", (best[3] - best[2]) / TIMES, ours))
+        nothing = milliseconds("convert", "-size", "1x1", "xc:none", "null:")
+        theirs_ms.append(milliseconds("convert", picture, "-define", f"icon:auto-resize={SIZES}", theirs) - nothing)
+        one = milliseconds(RUN, PROGRAM, picture, ours, 1)
+        ours_ms.append((milliseconds(RUN, PROGRAM, picture, ours, 1 + TIMES) - one) / TIMES)
+    rows = (("ImageMagick", theirs_ms, theirs), ("TuFileToIcoFile", ours_ms, ours))
+    floor = statistics.median(theirs_ms)
     print(f"\nan icon of six sizes from a {kind} picture of {pixels} pixels")
-    for name, taken, icon in rows:
-        size = icon.stat().st_size
-        print(f"  {name:44} {taken:8.2f} ms  {taken / rows[0][1]:6.2f} x  {size:8} bytes"
+    for name, values, icon in rows:
+        size, taken = icon.stat().st_size, statistics.median(values)
+        bench_record.record(f"icon from a {kind} picture of {pixels} pixels", name, "time", "ms", values)
+        print(f"  {name:44} {taken:8.2f} ms  {taken / floor:6.2f} x  {size:8} bytes"
               f"  {size / rows[0][2].stat().st_size:6.2f} x")
 
 

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/bench_record.h"
 #include "foundation/handle.h"
 #include "foundation/late_library.h"
 #include "host/cpu_sample.h"
@@ -117,6 +118,11 @@ int main() {
                 "handles", "x", "threads", "x");
     for (const Subject* subject : subjects) {
         Print(subject->name, subject->seconds, subject->process, floor.process);
+        RecordRounds("idle", subject->name, "seconds", "s", {static_cast<double>(seconds)});
+        RecordRounds("idle", subject->name, "cpu", "s", {subject->seconds});
+        RecordRounds("idle", subject->name, "private", "bytes", {static_cast<double>(subject->process.PrivateBytes())});
+        RecordRounds("idle", subject->name, "handles", "", {static_cast<double>(subject->process.HandleCount())});
+        RecordRounds("idle", subject->name, "threads", "", {static_cast<double>(subject->process.ThreadCount())});
     }
     return 0;
 }

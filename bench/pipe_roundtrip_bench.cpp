@@ -4,19 +4,20 @@
 //   pipe_roundtrip_bench [rounds]
 //
 // Every connection has one request under way at a time. The caller's side is the same code in every row. The rows take
-// turns, and each shows its quietest round: what else the machine does only ever adds.
+// turns, and each shows the median of its rounds. helper_bench does the same with whole programs.
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <memory>
 #include <string>
-#include <thread>
+#include <utility>
 #include <vector>
 
 #include <json/value.h>
 
+#include "bench/bench_record.h"
 #include "bench/peers/pipe_peer.h"
+#include "bench/pipe_load.h"
 #include "foundation/handle.h"
 #include "foundation/json_text.h"
 #include "ipc/protocol/envelope.h"
@@ -36,89 +37,6 @@ int RequestsPerRound(std::size_t nConnections) {
 
 const std::string kRequest =
     BuildFrame(R"({"content":{"p1":"{\"app_id\":\"wx0123456789abcdef\"}","service_id":"42"},"message_type":5})");
-
-// Ends with what failed: a benchmark that went wrong measures nothing.
-void Require(bool bGood, const char* what) {
-    if (!bGood) {
-        std::fprintf(stderr, "%s failed, error %lu\n", what, GetLastError());
-        std::exit(1);
-    }
-}
-
-double NowMicroseconds() {
-    static const double frequency = [] {
-        LARGE_INTEGER value;
-        QueryPerformanceFrequency(&value);
-        return static_cast<double>(value.QuadPart);
-    }();
-    LARGE_INTEGER now;
-    QueryPerformanceCounter(&now);
-    return static_cast<double>(now.QuadPart) * 1e6 / frequency;
-}
-
-// A helper's end of one connection.
-class IResponder {
-  public:
-    virtual ~IResponder() = default;
-};
-
-// The floor: one thread on one port, one read pending, the reply written where the request was read.
-class CRawResponder final : public IResponder {
-  public:
-    CRawResponder(const std::wstring& name, const std::string& reply) : m_strReply(reply) {
-        m_hPort.reset(CreateIoCompletionPort(INVALID_HANDLE_VALUE, nullptr, 0, 0));
-        m_hPipe.reset(CreateFileW(name.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
-                                  FILE_FLAG_OVERLAPPED, nullptr));
-        Require(m_hPipe.valid(), "opening the raw pipe");
-        CreateIoCompletionPort(m_hPipe.get(), m_hPort.get(), 1, 0);
-        m_thread = std::thread([this] { Work(); });
-    }
-    ~CRawResponder() override {
-        m_thread.join();  // ends when the caller has closed its end
-    }
-
-  private:
-    bool Read() {
-        m_read = {};
-        return ReadFile(m_hPipe.get(), m_buffer, sizeof m_buffer, nullptr, &m_read) ||
-               GetLastError() == ERROR_IO_PENDING;
-    }
-    void Work() {
-        std::size_t nGot = 0;
-        if (!Read()) {
-            return;
-        }
-        for (;;) {
-            DWORD nBytes = 0;
-            ULONG_PTR key = 0;
-            OVERLAPPED* pDone = nullptr;
-            if (!GetQueuedCompletionStatus(m_hPort.get(), &nBytes, &key, &pDone, INFINITE)) {
-                return;
-            }
-            if (pDone != &m_read) {
-                continue;
-            }
-            nGot += nBytes;
-            const bool bWhole = nGot >= kRequest.size();
-            if (!Read()) {
-                return;
-            }
-            if (bWhole) {
-                nGot -= kRequest.size();
-                m_write = {};
-                WriteFile(m_hPipe.get(), m_strReply.data(), static_cast<DWORD>(m_strReply.size()), nullptr, &m_write);
-            }
-        }
-    }
-
-    const std::string& m_strReply;
-    CKernelHandle m_hPort;
-    CFileHandle m_hPipe;
-    OVERLAPPED m_read{};
-    OVERLAPPED m_write{};
-    char m_buffer[PIPE_READ_CHUNK];
-    std::thread m_thread;
-};
 
 // The reply of one request, made as an instance makes it.
 std::string ReplyTo(Request& request) {
@@ -141,7 +59,7 @@ class CReplyingHandlers final : public IRequestHandlers {
 };
 
 // The product's end: client, sink, dispatch and a handler that reads and writes JSON.
-class CProductResponder final : public IResponder {
+class CProductResponder {
   public:
     CProductResponder(const std::wstring& name, const std::wstring& gate) {
         m_pHandlers->m_pClient = m_pClient.get();
@@ -153,7 +71,7 @@ class CProductResponder final : public IResponder {
         Require(m_pClient->CreateClientContext() == 1, "opening the pipe");
         Require(m_pClient->StartThread() && m_pClient->PostRead() == 1, "starting the client");
     }
-    ~CProductResponder() override {
+    ~CProductResponder() {
         m_pClient->Stop();
         m_pClient->WaitForThread();
     }
@@ -163,160 +81,70 @@ class CProductResponder final : public IResponder {
     std::shared_ptr<CIOCP_Client> m_pClient = CIOCP_Client::Create();
 };
 
-// The caller's end of one connection.
-struct CallerEnd {
-    CRawPipe pipe;
-    CKernelHandle gate;
-    OVERLAPPED read{};
-    OVERLAPPED write{};
-    char buffer[4096];
-    std::size_t nGot = 0;
-    double sent = 0;
-    std::unique_ptr<IResponder> pResponder;
-};
-
-// All connections of one row, driven by one thread through one port.
-class CCaller {
+// One row: so many connections, and what answers them.
+class CRow {
   public:
     enum class Kind { Raw, Libuv, Asio, Ungated, Product };
 
-    CCaller(Kind kind, std::size_t nConnections, const std::string& reply) : m_strReply(reply) {
-        m_hPort.reset(CreateIoCompletionPort(INVALID_HANDLE_VALUE, nullptr, 0, 0));
-        if (kind == Kind::Libuv) {
-            m_pPeer = MakeLibuvPeer(kRequest.size(), m_strReply);
+    CRow(const char* name, Kind kind, std::size_t nConnections, const std::string& reply) : m_szName(name) {
+        if (kind == Kind::Raw) {
+            m_pPeer = MakeRawPeer(kRequest.size(), reply);
+        } else if (kind == Kind::Libuv) {
+            m_pPeer = MakeLibuvPeer(kRequest.size(), reply);
         } else if (kind == Kind::Asio) {
-            m_pPeer = MakeAsioPeer(kRequest.size(), m_strReply);
+            m_pPeer = MakeAsioPeer(kRequest.size(), reply);
         }
         for (std::size_t i = 0; i < nConnections; ++i) {
-            auto end = std::make_unique<CallerEnd>();
-            const std::wstring name = UniquePipeName();
+            const std::wstring pipeName = UniquePipeName();
             const std::wstring gate = kind == Kind::Product ? UniqueEventName() : L"";
-            if (!gate.empty()) {
-                end->gate.reset(CreateEventW(nullptr, TRUE, TRUE, gate.c_str()));
-            }
-            end->pipe = CRawPipe::Serve(name, 1);
+            CKernelHandle hGate(gate.empty() ? nullptr : CreateEventW(nullptr, TRUE, TRUE, gate.c_str()));
+            CRawPipe pipe = CRawPipe::Serve(pipeName, 1);
             if (m_pPeer) {
-                Require(m_pPeer->Connect(name), "opening a peer's pipe");
-            } else if (kind == Kind::Raw) {
-                end->pResponder = std::make_unique<CRawResponder>(name, m_strReply);
+                Require(m_pPeer->Connect(pipeName), "opening a peer's pipe");
             } else {
-                end->pResponder = std::make_unique<CProductResponder>(name, gate);
+                m_vecResponders.push_back(std::make_unique<CProductResponder>(pipeName, gate));
             }
-            Require(end->pipe.WaitForClient(), "waiting for the client");
-            CreateIoCompletionPort(end->pipe.get(), m_hPort.get(), reinterpret_cast<ULONG_PTR>(end.get()), 0);
-            m_vecEnds.push_back(std::move(end));
+            Require(pipe.WaitForClient(), "waiting for the client");
+            m_load.Add(std::move(pipe), std::move(hGate), kRequest, reply);
         }
         if (m_pPeer) {
             m_pPeer->Start();
         }
     }
-    ~CCaller() {
-        for (auto& end : m_vecEnds) {
-            end->pipe.Close();
-        }
-    }
+    ~CRow() { m_load.Close(); }
 
-    // Sends nRequests over all connections and adds the time of each to latencies, in microseconds.
-    void Run(int nRequests, std::vector<double>& latencies) {
-        int nSent = 0;
-        int nDone = 0;
-        for (auto& end : m_vecEnds) {
-            if (nSent < nRequests) {
-                Send(*end);
-                ++nSent;
-            }
-        }
-        while (nDone < nRequests) {
-            DWORD nBytes = 0;
-            ULONG_PTR key = 0;
-            OVERLAPPED* pDone = nullptr;
-            Require(GetQueuedCompletionStatus(m_hPort.get(), &nBytes, &key, &pDone, 20000), "the wait for a reply");
-            auto& end = *reinterpret_cast<CallerEnd*>(key);
-            if (pDone != &end.read) {
-                continue;
-            }
-            end.nGot += nBytes;
-            if (end.nGot < m_strReply.size()) {
-                Read(end);
-                continue;
-            }
-            latencies.push_back(NowMicroseconds() - end.sent);
-            Require(end.nGot == m_strReply.size() && std::memcmp(end.buffer, m_strReply.data(), end.nGot) == 0,
-                    "the comparison of a reply");
-            ++nDone;
-            if (nSent < nRequests) {
-                Send(end);
-                ++nSent;
-            }
-        }
+    void RunOnce(int nRequests) { m_rounds.RunOnce(m_load, nRequests, m_load.Connections()); }
+    void Show(const std::string& table, const CRow& floor) const {
+        m_rounds.Print(m_szName, floor.m_rounds);
+        m_rounds.Record(table, m_szName);
     }
 
   private:
-    void Read(CallerEnd& end) {
-        end.read = {};
-        Require(ReadFile(end.pipe.get(), end.buffer + end.nGot, static_cast<DWORD>(sizeof end.buffer - end.nGot),
-                         nullptr, &end.read) ||
-                    GetLastError() == ERROR_IO_PENDING,
-                "reading a reply");
-    }
-    void Send(CallerEnd& end) {
-        end.nGot = 0;
-        end.sent = NowMicroseconds();
-        Read(end);
-        end.write = {};
-        Require(WriteFile(end.pipe.get(), kRequest.data(), static_cast<DWORD>(kRequest.size()), nullptr, &end.write) ||
-                    GetLastError() == ERROR_IO_PENDING,
-                "writing a request");
-    }
-
-    const std::string& m_strReply;
-    CKernelHandle m_hPort;
-    std::vector<std::unique_ptr<CallerEnd>> m_vecEnds;
+    const char* const m_szName;
     std::unique_ptr<IPipePeer> m_pPeer;
-};
-
-double Percentile(std::vector<double>& values, double share) {
-    const auto at = static_cast<std::ptrdiff_t>(share * static_cast<double>(values.size() - 1));
-    std::nth_element(values.begin(), values.begin() + at, values.end());
-    return values[static_cast<std::size_t>(at)];
-}
-
-struct Row {
-    const char* name;
-    CCaller caller;
-    double p50 = 1e300;
-    double p99 = 1e300;
-    double rate = 0;  // requests a second
-
-    void RunOnce(int nRequests) {
-        std::vector<double> latencies;
-        const double start = NowMicroseconds();
-        caller.Run(nRequests, latencies);
-        rate = std::max(rate, nRequests * 1e6 / (NowMicroseconds() - start));
-        p50 = std::min(p50, Percentile(latencies, 0.5));
-        p99 = std::min(p99, Percentile(latencies, 0.99));
-    }
+    std::vector<std::unique_ptr<CProductResponder>> m_vecResponders;
+    CPipeLoad m_load;
+    LoadRounds m_rounds;
 };
 
 void Bench(std::size_t nConnections, int nRounds, const std::string& reply) {
-    Row rows[] = {
-        {"raw overlapped calls", {CCaller::Kind::Raw, nConnections, reply}},
-        {"bytes back, libuv", {CCaller::Kind::Libuv, nConnections, reply}},
-        {"bytes back, Boost.Asio", {CCaller::Kind::Asio, nConnections, reply}},
-        {"CIOCP_Client, JSON handler, no gate", {CCaller::Kind::Ungated, nConnections, reply}},
-        {"CIOCP_Client, JSON handler, gate", {CCaller::Kind::Product, nConnections, reply}},
+    CRow rows[] = {
+        {"raw overlapped calls", CRow::Kind::Raw, nConnections, reply},
+        {"bytes back, libuv", CRow::Kind::Libuv, nConnections, reply},
+        {"bytes back, Boost.Asio", CRow::Kind::Asio, nConnections, reply},
+        {"CIOCP_Client, JSON handler, no gate", CRow::Kind::Ungated, nConnections, reply},
+        {"CIOCP_Client, JSON handler, gate", CRow::Kind::Product, nConnections, reply},
     };
     const int nRequests = RequestsPerRound(nConnections);
     for (int round = 0; round < nRounds; ++round) {
-        for (Row& row : rows) {
+        for (CRow& row : rows) {
             row.RunOnce(nRequests);
         }
     }
     std::printf("\nrequest to reply, %zu connection%s, %d rounds of %d requests\n", nConnections,
                 nConnections == 1 ? "" : "s", nRounds, nRequests);
-    for (const Row& row : rows) {
-        std::printf("  %-36s p50 %8.1f us %5.2f   p99 %8.1f us %5.2f   %7.0f a second %5.2f\n", row.name, row.p50,
-                    row.p50 / rows[0].p50, row.p99, row.p99 / rows[0].p99, row.rate, row.rate / rows[0].rate);
+    for (const CRow& row : rows) {
+        row.Show("request to reply within one program, " + std::to_string(nConnections), rows[0]);
     }
     std::fflush(stdout);
 }
@@ -324,7 +152,7 @@ void Bench(std::size_t nConnections, int nRounds, const std::string& reply) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    const int nRounds = argc > 1 ? std::max(1, std::atoi(argv[1])) : 10;
+    const int nRounds = argc > 1 ? std::max(1, std::atoi(argv[1])) : BenchRounds(10);
     // What the handler answers to kRequest, for the raw side and the comparison.
     Request request;
     ReadEnvelope(std::string_view(kRequest).substr(kFrameHeaderSize), request);

@@ -1,16 +1,19 @@
-// How long a start takes until its first word reaches the caller's pipe: the helper's ready notice against the word of
-// a program that has a message window and nothing else. Medians over interleaved rounds.
+// How long a start takes until its first word reaches the caller's pipe: the helper's ready notice, with a channel on
+// its command line and without, against the word of a program that has a message window and nothing else. Medians over
+// interleaved rounds. tools/bench runs it in a prefix with a display and in one without.
 //
 //   start_bench [ROUNDS]
 #include "foundation/windows_headers.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <iterator>
 #include <string>
 #include <vector>
 
+#include "bench/bench_record.h"
 #include "bench/bench_table.h"
+#include "client/helper_start.h"
 #include "foundation/handle.h"
 #include "foundation/text_helpers.h"
 #include "ipc/transport/pipe_names.h"
@@ -53,15 +56,15 @@ double TimeOneStart(const std::wstring& pipeName, std::wstring commandLine) {
     return arrived ? elapsed : -1;
 }
 
-double Median(std::vector<double>& values) {
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-}
+struct Row {
+    const char* name;
+    std::vector<double> milliseconds;
+};
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    const int rounds = argc > 1 ? std::atoi(argv[1]) : 40;
+    const int rounds = argc > 1 ? std::atoi(argv[1]) : BenchRounds(30);
     wchar_t path[MAX_PATH] = {};
     GetModuleFileNameW(nullptr, path, MAX_PATH);
     std::wstring folder = path;
@@ -71,29 +74,37 @@ int main(int argc, char** argv) {
     // Keeps the desktop's own process alive, which the first window of all would have to start.
     CreateWindowExW(0, L"STATIC", nullptr, 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, nullptr, nullptr);
 
-    std::vector<double> floor;
-    std::vector<double> helper;
+    const std::wstring helper = L"\"" + folder + L"nexlet.exe\" /from:";
+    Row rows[] = {{"program with a message window", {}}, {"nexlet.exe", {}}, {"nexlet.exe, with a channel", {}}};
     for (int round = 0; round <= rounds; ++round) {
-        const std::wstring number = unique + L"x" + std::to_wstring(round);
-        const std::wstring floorPipe = LR"(\\.\pipe\NexletStartFloor)" + number;
-        const double floorTime = TimeOneStart(floorPipe, L"\"" + folder + L"start_floor.exe\" " + floorPipe);
-        const std::wstring mark = L"bench" + number;
-        const double helperTime = TimeOneStart(ServicePipeName(mark, "1"),
-                                               L"\"" + folder + L"nexlet.exe\" /from:" + mark + L" /service_id:1");
-        if (floorTime < 0 || helperTime < 0) {
-            std::printf("a start did not answer\n");
-            return 1;
-        }
-        if (round > 0) {  // the first only warms the machine
-            floor.push_back(floorTime);
-            helper.push_back(helperTime);
+        for (std::size_t i = 0; i < std::size(rows); ++i) {
+            const std::wstring mark = L"bench" + unique + L"x" + std::to_wstring(round) + L"r" + std::to_wstring(i);
+            const std::wstring pipe = i == 0 ? LR"(\\.\pipe\NexletStartFloor)" + mark : ServicePipeName(mark, "1");
+            std::wstring line = helper + mark;
+            if (i == 0) {
+                line = L"\"" + folder + L"start_floor.exe\" " + pipe;
+            } else if (i == 1) {
+                line += L" /service_id:1";
+            } else {
+                const std::string channel = Base64Encode(MakeChannelText(mark, "mid", 7, "product", "from"));
+                line += L" /channel:" + Utf8ToUtf16(channel) + L" /service_id:1";
+            }
+            const double taken = TimeOneStart(pipe, line);
+            if (taken < 0) {
+                std::printf("a start did not answer\n");
+                return 1;
+            }
+            if (round > 0) {  // the first only warms the machine
+                rows[i].milliseconds.push_back(taken);
+            }
         }
     }
-    const double floorMedian = Median(floor);
-    const double helperMedian = Median(helper);
-    std::printf("start to first word, ms, median and best of %d\n", rounds);
-    std::printf("  %-32s %8.2f  1.00 %8.2f  1.00\n", "program with a message window", floorMedian, floor.front());
-    std::printf("  %-32s %8.2f  %.2f %8.2f  %.2f\n", "nexlet.exe, ready notice", helperMedian,
-                helperMedian / floorMedian, helper.front(), helper.front() / floor.front());
+    const double floor = MedianOf(rows[0].milliseconds);
+    std::printf("start to first word, ms, median of %d\n", rounds);
+    for (const Row& row : rows) {
+        const double median = MedianOf(row.milliseconds);
+        std::printf("  %-32s %8.2f  %.2f\n", row.name, median, median / floor);
+        RecordRounds("start to first word", row.name, "time", "ms", row.milliseconds);
+    }
     return 0;
 }

@@ -1,5 +1,6 @@
 // What an engineer would take in the helper's place: a program that connects to callers' pipes and answers bytes with
-// bytes, written with a library as its own documentation shows it. One loop on one thread serves all connections.
+// bytes, written with a library as its own documentation shows it. One loop on one thread serves all connections. And
+// the floor, written with the system's calls alone: each connection has a port and a thread of its own.
 #pragma once
 
 #include <cstddef>
@@ -18,5 +19,6 @@ class IPipePeer {
 };
 
 // Each answers requestSize bytes with reply, which outlives the peer.
+std::unique_ptr<IPipePeer> MakeRawPeer(std::size_t requestSize, const std::string& reply);
 std::unique_ptr<IPipePeer> MakeLibuvPeer(std::size_t requestSize, const std::string& reply);
 std::unique_ptr<IPipePeer> MakeAsioPeer(std::size_t requestSize, const std::string& reply);

@@ -1,0 +1,98 @@
+"""The prose of docs/performance.md that does not depend on the figures of a run."""
+
+BEFORE = """# Performance
+
+After this page you know how fast the helper is beside what an engineer would use in its place, why it is slower where it is
+slower, and how to measure it again.
+
+    tools/bench --page
+
+This command builds the helper and its peers, runs all of them in one go on one processor, and writes this page and its
+picture anew from `bench/results.json`, which has every round of every row. It takes about ten minutes on a quiet machine.
+No figure here is written by hand. The peers are the distribution's packages.
+
+Everything for Windows runs under Wine. Times in seconds say something about this one machine only. What carries to another
+one is a ratio: the rows of a table take turns, each round of a row is divided by the same round of its peer, and the page
+shows the median of these ratios with their quartiles, as in "0.90 (0.89 to 0.91)"."""
+
+METHOD = {
+    "reply": """`nexlet.exe` reads a request of type 5 with an empty text, answers it in JSON, and waits for the caller's gate before
+it writes. The peers are programs that read as many bytes and send as many back, and understand nothing: one with Boost.Asio
+and one with libuv, each written as the library's documentation shows it, with one thread for all connections; and one with
+the system's overlapped calls alone, with a thread for each connection as the helper has. The caller is the same code for
+all of them. With 16 and 64 connections each of them always has a request under way.""",
+    "services": """One helper with so many services, and one request under way at a time, of each service in its turn. The same with raw
+overlapped calls shows what the system itself adds with so many pipes and threads, which the helper cannot change. Private
+memory is nearly all stacks: Wine counts a thread's whole stack as private, Windows only what was used of it.""",
+    "start": """From the call that starts the process to the first word on the caller's pipe: the helper's ready notice. The peer is a
+program that makes a message-only window, opens the pipe, and writes eight bytes. The channel is a
+JSON object on the command line that says who the caller is; the helper needs none to be ready.""",
+    "idle": """The helper with one service, beside a program that waits with a window of the same kind and as many threads, and beside
+that program with the calls of the helper's two watchdogs. Processor time is counted in whole ticks of 10 ms.""",
+    "envelope": """Natively, with the same compiler. OpenSSL's operation is the bare one, without padding, with the context made beforehand.
+`RsaPublicBlock` is the same operation in the helper's code; `RsaEncryptToString` also seeds, pads, and writes base64.""",
+    "signer": """The helper's check reads the name in a file's certificate table and verifies nothing ([signer-check](signer-check.md)),
+so its floor is to open the file and read that table. OpenSSL parses the same table and names the same signer. As a whole
+program the check stands beside osslsigncode, which also hashes the file and builds the chain.""",
+    "icon": """Six sizes, from 16 to 256 pixels, from one picture. The time in which a program starts is taken off on both sides.""",
+    "beacons": """Requests to a server on this machine. The peer is a loop that opens a session, a connection and a request for each one,
+sends it, and reads the answer; it is the same work as the helper's worker has, without a queue.""",
+    "status": """The helper looks for several programs by their names, while a hundred others run. The floor is one pass over the list of
+processes.""",
+}
+
+WHY = {
+    "reply": """**Request to reply, one connection.** An echo sends bytes back from the thread that read them. The helper reads JSON, finds
+the service and the handler, writes JSON, and asks the gate, and its thread takes a packet from a port for
+what was read.""",
+    "rate": """**Requests a second, many connections.** Each service has a port and a thread of its own, because a request of one service
+may wait for a closed product without the others noticing it. With many requests under way the processor therefore changes
+threads for each request. libuv and Asio serve all connections on one thread and do not. The raw overlapped calls, which
+have a thread for each connection too, show how much of the distance that is.""",
+    "p99": """**p99.** With many connections it is about the time of one turn over all connections, so it follows from the rate, and
+the cause is the same. With one connection it is the rounds of the watchdogs and whatever else the machine does.""",
+    "start": """**Start.** The process also opens its own pipe, its ready event and its mutex, reads the command line, and starts its
+watchdogs before it says that it is ready, because a caller may rely on all of that. It loads more system libraries than the
+peer.""",
+    "envelope": """**The envelope.** OpenSSL multiplies with hand-written assembly for each kind of processor. The helper's code is portable
+C++, where gcc does not keep two carries apart. Assembly of our own would be faster and is not worth its risk: a block takes
+some microseconds, and a request has few of them.""",
+    "signer": """**Signer check.** Opening the file is most of the time. What is left beside it is the walk through the table.""",
+    "icon": """**Icon.** Nearly all of the time is the decoding of the PNG, by the system's library here, which is Wine's. It is decoded
+once for all six sizes.""",
+    "services": """**Many services.** The helper finds a service by its id in a tree; what grows more than that is in the caches of the
+processor, since each service has two threads with stacks of their own.""",
+}
+
+DONE = """## What was done to get there, and what was not
+
+- A request is parsed once and its reply is written once. Values are moved, not copied; a test counts the texts that are
+  read and written for each type of request.
+- Comments in JSON are not collected. With them a text of half a megabyte could take twelve seconds.
+- Reads and writes that succeed at once take no packet from the completion port: one wait less for each request.
+- The frame cutter copies each byte once, whatever the size of the reads.
+- A block of the envelope uses Montgomery's reduction with digits of 64 bits, prepared at compile time, and a squaring of
+  its own. Seeding takes the cheap clock of the system.
+- Base64 and the escapes of URLs go by table and size their result once.
+- An icon's picture is decoded once for all six sizes.
+- The signer check reads the header once, and computes SHA-1 only when somebody asks for it.
+- Libraries that the ready notice does not need are loaded later: GDI+, WinINet, OLE and others.
+- A log call that is off costs a load and a branch.
+
+Not done:
+
+- One thread for several services. It would save changes of threads with many connections, and one caller could then hold
+  up another one.
+- Larger reads. A read is 1024 bytes, which callers can see in how frames arrive.
+- Assembly for the envelope.
+- A decoder of our own for pictures."""
+
+CLOSING = """## Measure it again
+
+    tools/bench --page               everything on this page, and the page
+    tools/bench helper               one benchmark, with its own table
+    tools/bench --rounds 3           all benchmarks, briefly, to see whether they work
+    bench/make_page.py --check       whether page and picture are what bench/results.json gives; tools/test asks it too
+
+What other programs do at the same time adds to the times of both sides, and not equally. On a busy machine look at the
+quartiles first: where they are far apart, the median says little."""
