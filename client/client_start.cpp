@@ -51,9 +51,11 @@ CallerResult CClient::WaitForNotice(std::uint32_t timeoutMs) {
 }
 
 bool CClient::Forward(const std::wstring& commandLine, const CDeadline& deadline) {
-    m_caller.ExpectHelper();
     StartedProcess process;
-    if (ForwardCommandLine(m_caller.Mark(), commandLine, deadline, process) != CallerResult::Ok) {
+    // Where no helper can be reached, how a process that was started here has ended remains known.
+    const CallerResult result = ForwardCommandLine(m_caller.Mark(), commandLine, deadline, process, OwnSession(),
+                                                   [this] { m_caller.ExpectHelper(); });
+    if (result != CallerResult::Ok) {
         return false;
     }
     Tell(NEXLET_LEVEL_INFO,

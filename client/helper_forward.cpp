@@ -31,11 +31,14 @@ DWORD OwnSession() {
 }
 
 CallerResult ForwardCommandLine(const std::wstring& strMark, const std::wstring& commandLine, const CDeadline& deadline,
-                                StartedProcess& process, DWORD ownSession) {
+                                StartedProcess& process, DWORD ownSession, const std::function<void()>& reached) {
     CHostPipe host;
     CallerResult result = ConnectInSession(host, strMark, ownSession);
     if (result != CallerResult::Ok) {
         return result;
+    }
+    if (reached) {
+        reached();
     }
     process.dwProcessId = host.ServerProcessId();
     if (process.dwProcessId != 0) {

@@ -50,6 +50,43 @@ bool KindsAreSafe(const Json::Value& object, const char* what) {
     return true;
 }
 
+// The helper reads these at the end of an open.
+bool UrlsAreSafe(const Json::Value& question, const char* what) {
+    for (const char* key : {"successLog", "errorLog"}) {
+        const Json::Value* urls = FindJsonMember(question, key);
+        for (Json::ArrayIndex at = 0; urls != nullptr && urls->isArray() && at < urls->size(); ++at) {
+            if (!(*urls)[at].isString()) {
+                return Refuse(what, key, (*urls)[at], "texts alone");
+            }
+        }
+    }
+    return true;
+}
+
+// What the notice of an open that has succeeded is made of.
+bool NoticeIsSafe(const Json::Value& question, const char* what) {
+    const Json::Value* shown = FindJsonMember(question, "isWxPopShow");
+    if (shown != nullptr && !shown->isNull() && !shown->isBool() && !IsJsonInteger(*shown)) {
+        return Refuse(what, "isWxPopShow", *shown, "a boolean or an integer");
+    }
+    const Json::Value* data = FindJsonMember(question, "wxPopData");
+    if (shown == nullptr || shown->isNull() || shown->asInt() != 1 || data == nullptr || data->isNull()) {
+        return true;
+    }
+    if (!data->isObject()) {
+        return Refuse(what, "wxPopData", *data, "an object");
+    }
+    for (const char* key : {"name", "appid", "icon", "impressionid"}) {
+        const Json::Value* text = FindJsonMember(*data, key);
+        if (text != nullptr && !text->isString()) {
+            return Refuse(what, key, *text, "a text");
+        }
+    }
+    const Json::Value* style = FindJsonMember(*data, "style_id");
+    return style == nullptr || style->isNull() || style->isBool() || IsJsonInteger(*style) ||
+           Refuse(what, "style_id", *style, "an integer");
+}
+
 constexpr struct {
     std::string_view word;
     const char* text;
@@ -102,6 +139,9 @@ bool ReadOpen(const char* json, const char* what, Json::Value& open) {
 bool CheckQuestion(const char* json, const char* what) {
     Json::Value question;
     if (!ReadOpen(json, what, question)) {
+        return false;
+    }
+    if (!UrlsAreSafe(question, what) || !NoticeIsSafe(question, what)) {
         return false;
     }
     const Json::Value* interval = FindJsonMember(question, "interval");

@@ -52,6 +52,18 @@ TEST_F(ClientLibraryReasons, NamesTheKeyOfARequestThatCannotBeSent) {
     EXPECT_TRUE(Tells({"nexlet_poll_target: ", "\"mon_wndexists\" holds a text"}));
     EXPECT_EQ(m_client.WatchTarget(R"({"interval":-1})", kLongMs), NEXLET_BAD_ARGUMENT);
     EXPECT_TRUE(Tells({"nexlet_watch_target: ", "\"interval\"", "0 to 2147483647"}));
+    // What the helper reads when the open has ended.
+    for (const auto& [question, reason] :
+         {std::pair(R"({"successLog":["a",5]})", "\"successLog\" holds a number and must hold texts alone"),
+          {R"({"errorLog":[{}]})", "\"errorLog\" holds an object"},
+          {R"({"isWxPopShow":"1"})", "\"isWxPopShow\" holds a text"},
+          {R"({"isWxPopShow":1,"wxPopData":"x"})", "\"wxPopData\" holds a text and must hold an object"},
+          {R"({"isWxPopShow":true,"wxPopData":{"icon":5}})", "\"icon\" holds a number"},
+          {R"({"isWxPopShow":1,"wxPopData":{"style_id":"3"}})", "\"style_id\" holds a text"}}) {
+        EXPECT_EQ(m_client.WatchTarget(question, kLongMs), NEXLET_BAD_ARGUMENT) << question;
+        EXPECT_TRUE(Tells({reason}));
+        EXPECT_EQ(m_client.PollTarget(question, kLongMs).result, NEXLET_BAD_ARGUMENT) << question;
+    }
     EXPECT_EQ(m_client.OpenTarget("[]", kLongMs).result, NEXLET_BAD_ARGUMENT);
     EXPECT_TRUE(Tells({"open_json is an array"}));
     EXPECT_EQ(m_client.OpenTarget(R"({"type":"miniApp",})", kLongMs).result, NEXLET_BAD_ARGUMENT);
@@ -64,6 +76,15 @@ TEST_F(ClientLibraryReasons, NamesTheKeyOfARequestThatCannotBeSent) {
     EXPECT_EQ(answer.reason, nexlet_last_error_text());
     EXPECT_TRUE(Tells({"\"nexlet_call\""}));
     EXPECT_TRUE(m_helper.Requests().empty());
+}
+
+TEST_F(ClientLibraryReasons, QuestionWhoseValuesAreReadSafelyIsSent) {
+    OpenAndCome();
+    for (const char* question :
+         {R"({"successLog":["a"],"errorLog":5,"isWxPopShow":null,"wxPopData":5})",
+          R"({"isWxPopShow":1,"wxPopData":{"name":"n","style_id":-3,"ext_data":[5]}})", R"({"isWxPopShow":1})"}) {
+        EXPECT_EQ(m_client.WatchTarget(question, kLongMs), NEXLET_OK) << question;
+    }
 }
 
 TEST_F(ClientLibraryReasons, TextThatIsNotUtf8IsRefusedWithItsPlace) {
