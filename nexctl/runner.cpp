@@ -150,8 +150,7 @@ ExitCode CRunner::Request(const Step& step) {
         return Open(step);
     }
     if (verb == "watch") {
-        content["p1"] = step.arguments[0];
-        const nexlet_result result = m_client.Send(NEXLET_TYPE_WATCH, WriteJson(content), TimeoutOf(step));
+        const nexlet_result result = m_client.WatchTarget(step.arguments[0], TimeoutOf(step));
         return result == NEXLET_OK ? Finish(step, ExitCode::Ok, Json::Value(Json::objectValue)) : Fail(step, result);
     }
     if (verb == "encrypt") {
@@ -167,7 +166,7 @@ ExitCode CRunner::Request(const Step& step) {
                content);
 }
 
-// The library refuses what would end the helper.
+// As in Poll and for a watch, the library refuses what would end the helper.
 ExitCode CRunner::Open(const Step& step) {
     nexlet::Request request;
     const nexlet_result result = m_client.BeginOpen(step.arguments[0], TimeoutOf(step), {}, &request);
@@ -283,18 +282,21 @@ ExitCode CRunner::Send(const Step& step) {
 }
 
 ExitCode CRunner::Poll(const Step& step) {
-    Json::Value content(Json::objectValue);
-    content["p1"] = step.arguments[0];
-    if (step.until.empty()) {
-        return Ask(step, NEXLET_TYPE_POLL, content);
-    }
     const ULONGLONG startedAt = GetTickCount64();
     for (;;) {
-        const auto answer = m_client.Call(NEXLET_TYPE_POLL, WriteJson(content), TimeoutOf(step));
+        nexlet::Request request;
+        const nexlet_result result = m_client.BeginPoll(step.arguments[0], TimeoutOf(step), {}, &request);
+        if (result != NEXLET_OK) {
+            return Fail(step, result);
+        }
+        const auto answer = request.Result(INFINITE);
         if (!answer) {
             return Fail(step, answer.result);
         }
-        const Json::Value reply = Parsed(answer.value);
+        const Json::Value reply = Parsed(answer.value.reply);
+        if (step.until.empty()) {
+            return Answered(step, NEXLET_TYPE_POLL, reply);
+        }
         const std::string word = MemberText(reply, "result");
         Json::Value line(Json::objectValue);
         line["reply"]["content"] = reply;

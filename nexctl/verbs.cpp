@@ -35,10 +35,13 @@ const std::vector<VerbInfo>& AllVerbs() {
          "  --until WORD   ask again while the result is \"Loading\", until it is WORD\n"
          "  --every MS     the pause between two asks (500)\n"
          "Without --until one ask is made. \"1\" and \"Loading\" end with 0, every other word with 5; with --until\n"
-         "only WORD ends with 0, and still \"Loading\" at the end of --timeout with 3.\n",
+         "only WORD ends with 0, and still \"Loading\" at the end of --timeout with 3.\n"
+         "A value of a kind that would end the helper is not sent, and that ends with 1; send 7 sends it.\n",
          VerbNeed::Connection},
         {"watch", "JSON", 1, "have the helper ask by itself and fetch statistics: request 8, no reply",
-         "JSON is the object with interval, successLog, errorLog and the keys of poll, sent as a text under p1.\n",
+         "JSON is the object with interval, successLog, errorLog and the keys of poll, sent as a text under p1.\n"
+         "A value of a kind that would end the helper, or a negative interval, which keeps it for ever, is not sent;\n"
+         "that ends with 1. send 8 sends it.\n",
          VerbNeed::Connection},
         {"status", "", 0, "what is installed and logged in: request 2, reply 13", "", VerbNeed::Connection},
         {"status-encrypted", "", 0, "the same under the RSA envelope: request 3, reply 14",
@@ -142,7 +145,7 @@ const std::vector<VerbInfo>& AllVerbs() {
          "files, the values in the registry, and the newest three logs of --mark (or those of --pid), each as text "
          "and\n"
          "as a page. Standard error says what was taken and what was not.\n"
-         "Contents of requests, identities and machine ids are masked.\n"
+         "Contents of requests, identities, machine ids and the names of users in paths are masked.\n"
          "  --with-contents  take them as they are\n"},
         {"beacons", "FILE", 1, "a statistics server's access log, counted by beacon and outcome; needs no helper",
          "FILE is an access log with the request line in quotation marks, or the requests that nexlet-world shows.\n"

@@ -8,6 +8,7 @@
 #include "foundation/json_text.h"
 #include "foundation/text_helpers.h"
 #include "tests/e2e/nexctl_fixture.h"
+#include "tests/support/stand_in_process.h"
 #include "tests/support/stand_in_yyb.h"
 #include "tests/support/unique_name.h"
 
@@ -113,6 +114,56 @@ TEST_F(Nexctl, StartWithoutANoticeSaysWhatMayBeTheReason) {
         << run.strErr;
 }
 
+TEST_F(Nexctl, RefusalWithoutALineIsToldAsOne) {
+    // An open without p1 is refused, and the helper writes nothing about it.
+    const ConsoleRun run = Run({"start", "send", "6", R"({"service_id":"x"})", "--timeout", "1000"});
+    EXPECT_EQ(run.dwExitCode, 3u);
+    EXPECT_EQ(
+        run.strErr,
+        "nexctl: send: no reply; the log has no refusal for this request: refused without a line, or still waiting "
+        "for the SDK\n");
+}
+
+TEST_F(Nexctl, RefusalOfAnotherServiceIsNotQuotedForAnOpenThatHangs) {
+    const CTestEvent gate;
+    m_sandbox.LayOcean(L"good");
+    m_sandbox.SetOcean(L"hold", gate.Name());
+    ASSERT_EQ(Run({"start"}).dwExitCode, 0u);
+    ConsoleRun hanging;
+    std::thread opener([&] { hanging = Run({"open", MiniAppOpen("t"), "--service", "hangs", "--timeout", "8000"}); });
+    while (m_sandbox.OceanCalls().find("holding id=1") == std::string::npos && m_helper.IsRunning()) {
+        Sleep(10);
+    }
+    // Another service of the same helper has a request refused meanwhile.
+    const ConsoleRun refused = Run({"send", "99", "{}", "--expect", "13", "--service", "other", "--timeout", "500"});
+    EXPECT_NE(refused.strErr.find("its log says \"receive extension msg\""), std::string::npos) << refused.strErr;
+    opener.join();
+    EXPECT_EQ(hanging.dwExitCode, 3u);
+    EXPECT_EQ(hanging.strErr.find("receive extension msg"), std::string::npos) << hanging.strErr;
+    EXPECT_NE(hanging.strErr.find("still waiting for the SDK"), std::string::npos) << hanging.strErr;
+}
+
+TEST_F(Nexctl, StartThatNobodyTookSaysWhoHasTheMark) {
+    ASSERT_EQ(Run({"start"}).dwExitCode, 0u);
+    // Somebody stays on the host's pipe, so a second start has nobody to hand its command line to.
+    SendToHost(MessageType::S_MT_GetWxAppStatus, ServiceContent("other"));
+    const ConsoleRun run = Run({"start", "--service", "second", "--timeout", "20000"});
+    LeaveHost();
+    EXPECT_EQ(run.dwExitCode, 4u) << run.strOut << run.strErr;
+    EXPECT_NE(
+        run.strErr.find(" ended with 0 without a ready notice: another helper has the mark and its pipe was busy; "
+                        "try again"),
+        std::string::npos)
+        << run.strErr;
+}
+
+TEST_F(Nexctl, OpenThatTheSdkRefusesSaysWhoRefused) {
+    m_sandbox.LayOcean(L"refusing");
+    const ConsoleRun run = Run({"start", "open", MiniAppOpen("t")});
+    EXPECT_EQ(run.dwExitCode, 5u);
+    EXPECT_EQ(run.strErr, "nexctl: open: the helper answered \"0\": the SDK or the client refused the open\n");
+}
+
 TEST_F(Nexctl, VersionIsPrinted) {
     const ConsoleRun run = RunPlain({"--version"});
     EXPECT_EQ(run.dwExitCode, 0u);
@@ -213,6 +264,30 @@ TEST_F(Nexctl, OpenThatWouldEndTheHelperIsNotSent) {
         EXPECT_NE(line["direction"].asString(), "sent") << run.strOut;
     }
     EXPECT_TRUE(m_helper.IsRunning());
+}
+
+TEST_F(Nexctl, QuestionThatWouldEndOrKeepTheHelperIsNotSent) {
+    const struct {
+        const char* verb;
+        const char* question;
+        const char* words;
+    } kQuestions[] = {
+        {"poll", R"({"mon_wndexists":"1"})", "the key \"mon_wndexists\" holds a text"},
+        {"watch", R"({"mon_wndexists":"1"})", "the key \"mon_wndexists\" holds a text"},
+        {"watch", R"({"successLog":[5]})", "\"successLog\""},
+        {"watch", R"({"interval":-1})", "\"interval\""},
+    };
+    for (const auto& question : kQuestions) {
+        const ConsoleRun run = Run({question.verb, question.question, "--frames"});
+        EXPECT_EQ(run.dwExitCode, 1u) << run.strOut << run.strErr;
+        EXPECT_NE(run.strErr.find(question.words), std::string::npos) << run.strErr;
+        for (const Json::Value& line : JsonLines(run.strOut)) {
+            EXPECT_NE(line["direction"].asString(), "sent") << run.strOut;
+        }
+    }
+    // What only gets a word of failure is sent.
+    EXPECT_EQ(Run({"poll", "{}"}).dwExitCode, 5u);
+    EXPECT_EQ(Run({"poll", R"({"from":"x","type":"other"})", "--until", "1"}).dwExitCode, 5u);
 }
 
 TEST_F(Nexctl, ListenPrintsEachFrameWithDirectionTypeNameAndJson) {
