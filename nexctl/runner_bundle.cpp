@@ -37,7 +37,12 @@ std::string NameOf(const std::string& path) {
 
 class CBundle {
   public:
+    explicit CBundle(bool withContents) : m_bWithContents(withContents) {}
+
     void Take(const std::string& name, std::string bytes, const std::string& note = {}) {
+        if (!m_bWithContents) {
+            bytes = MaskUserNames(bytes);
+        }
         Json::Value one(Json::objectValue);
         one["name"] = name;
         one["bytes"] = Json::UInt64(bytes.size());
@@ -63,6 +68,7 @@ class CBundle {
     std::string Archive() const { return BuildZip(m_entries); }
 
   private:
+    const bool m_bWithContents;
     std::vector<ZipEntry> m_entries;
     Json::Value m_taken{Json::arrayValue};
     Json::Value m_missed{Json::arrayValue};
@@ -102,12 +108,18 @@ ExitCode CRunner::Bundle(const Step& step) {
         WriteText(OutputStream::Error, "nexctl: bundle: needs --out FILE.zip\n");
         return ExitCode::Usage;
     }
-    CBundle bundle;
+    CBundle bundle(step.withContents);
     DoctorFacts facts = LookAtMachine(DoctorSubjectOfRun());
     if (!step.withContents) {
         MaskFacts(facts);
     }
-    const std::vector<Finding> findings = Diagnose(facts);
+    std::vector<Finding> findings = Diagnose(facts);
+    if (!step.withContents) {
+        // Before the text is broken into lines, at a blank of a name perhaps.
+        for (Finding& finding : findings) {
+            finding.what = MaskUserNames(finding.what);
+        }
+    }
     bundle.Take("doctor.json", WriteJson(DoctorReport(facts, findings)) + "\n");
     bundle.Take("doctor.txt", FindingsText(findings));
     bundle.Take("system.json", WriteJson(DescribeSystem()) + "\n");
@@ -163,9 +175,9 @@ ExitCode CRunner::Bundle(const Step& step) {
         WriteText(OutputStream::Error,
                   "nexctl: bundle: left out " + one["what"].asString() + ": " + one["why"].asString() + "\n");
     }
-    WriteText(OutputStream::Error, step.withContents
-                                       ? "nexctl: bundle: contents of requests, identities and machine ids are in it\n"
-                                       : "nexctl: bundle: contents of requests, identities and machine ids are masked; "
-                                         "paths, service ids and keys are not\n");
+    WriteText(OutputStream::Error,
+              step.withContents ? "nexctl: bundle: contents of requests, identities and machine ids are in it\n"
+                                : "nexctl: bundle: contents of requests, identities, machine ids and the names of "
+                                  "users in paths are masked; other paths, service ids and keys are not\n");
     return Finish(step, ExitCode::Ok, std::move(line));
 }

@@ -245,3 +245,38 @@ std::vector<LogLine> MaskLog(std::vector<LogLine> lines) {
     }
     return lines;
 }
+
+std::string MaskUserNames(std::string_view text) {
+    constexpr std::string_view kFolders[] = {"users", "documents and settings", "home"};
+    constexpr std::string_view kSlashes = "\\/";
+    constexpr std::string_view kNameEnds = "\\/\"<>|:*?\r\n";
+    const auto startsWith = [&](std::size_t at, std::string_view folder) {
+        for (std::size_t i = 0; i < folder.size(); ++i) {
+            const char c = at + i < text.size() ? text[at + i] : '\0';
+            if ((c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c) != folder[i]) {
+                return false;
+            }
+        }
+        return true;
+    };
+    std::string masked;
+    std::size_t copied = 0;
+    for (std::size_t colon = text.find(':'); colon != std::string_view::npos; colon = text.find(':', colon + 1)) {
+        const std::size_t folder = text.find_first_not_of(kSlashes, colon + 1);
+        if (folder == std::string_view::npos || folder == colon + 1) {
+            continue;
+        }
+        for (const std::string_view known : kFolders) {
+            const std::size_t after = folder + known.size();
+            const std::size_t name = text.find_first_not_of(kSlashes, after);
+            if (startsWith(folder, known) && name != std::string_view::npos && name > after) {
+                const std::size_t end = std::min(text.find_first_of(kNameEnds, name), text.size());
+                masked += text.substr(copied, name - copied);
+                masked += end > name ? kMasked : "";
+                copied = end;
+                break;
+            }
+        }
+    }
+    return masked.append(text.substr(copied));
+}

@@ -23,3 +23,7 @@ std::string MaskJson(std::string_view text);
 
 // A command line of the helper without its channel and parameter.
 std::string MaskCommandLine(std::string_view text);
+
+// A text with the names of users in paths such as C:\Users\NAME\x replaced by kMasked. Backslashes may be doubled, as
+// JSON does.
+std::string MaskUserNames(std::string_view text);

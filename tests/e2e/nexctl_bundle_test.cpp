@@ -63,6 +63,22 @@ TEST_F(NexctlBundle, HoldsContentsWhenAskedTo) {
     EXPECT_NE(m_run.strErr.find("are in it"), std::string::npos) << m_run.strErr;
 }
 
+TEST_F(NexctlBundle, HoldsNoNameOfAUserOfAPathUnlessAskedTo) {
+    // Of a program that is not there the path is told in several files.
+    const auto bundle = [&](std::vector<std::string> arguments) {
+        const std::filesystem::path file = std::filesystem::path(m_sandbox.SdkPath()) / "help.zip";
+        arguments.insert(arguments.begin(), {"bundle", "--out", Utf16ToUtf8(file.wstring()), "--mark", "nobody's",
+                                             "--exe", R"(C:\Users\Jane SECRET\app\bin\nexlet.exe)"});
+        EXPECT_EQ(RunPlain(arguments).dwExitCode, 0u);
+        std::ifstream stream(file, std::ios::binary);
+        return std::string{std::istreambuf_iterator<char>(stream), {}};
+    };
+    const std::string masked = bundle({});
+    EXPECT_EQ(masked.find("SECRET"), std::string::npos);
+    EXPECT_NE(masked.find(R"(C:\Users\***\app\bin\nexlet.exe)"), std::string::npos);
+    EXPECT_NE(bundle({"--with-contents"}).find("Jane SECRET"), std::string::npos);
+}
+
 TEST_F(NexctlBundle, WithoutALogSaysThatNoneWasTaken) {
     Bundle();
     EXPECT_NE(m_run.strErr.find("left out logs: there is none of the mark"), std::string::npos) << m_run.strErr;

@@ -53,6 +53,19 @@ TEST(Mask, HarmlessTextStays) {
     EXPECT_EQ(Masked("CClientContext::PostRead", "ReadFile bSuccess=0, error=997"), "ReadFile bSuccess=0, error=997");
 }
 
+TEST(Mask, NameOfAUserInAPathIsMaskedWherePathsStay) {
+    EXPECT_EQ(MaskUserNames(R"(C:\Users\Jane Doe\x.dll is missing, c:\USERS\joe)"),
+              R"(C:\Users\***\x.dll is missing, c:\USERS\***)");
+    EXPECT_EQ(MaskUserNames(R"({"path":"C:\\users\\jane\\bin","inner":"{\"p\":\"C:\\\\Users\\\\jane\\\\x\"}"})"),
+              R"({"path":"C:\\users\\***\\bin","inner":"{\"p\":\"C:\\\\Users\\\\***\\\\x\"}"})");
+    EXPECT_EQ(MaskUserNames("C:/Documents and Settings/JANE~1/x\nZ:\\home\\jane"),
+              "C:/Documents and Settings/***/x\nZ:\\home\\***");
+    for (const char* same :
+         {"C:\\temp\\users\\x", "C:\\Users", "C:\\Users\\", "C:Users\\x", "no path: users", "", ":"}) {
+        EXPECT_EQ(MaskUserNames(same), same);
+    }
+}
+
 // Every line of the page, with a secret in the place of each text.
 TEST(Mask, NoLineButTheHarmlessOnesLetsATextThrough) {
     std::ifstream page(NEXLET_DOCS "/log-lines.md");
