@@ -81,6 +81,12 @@ struct LogFact {
     std::int64_t silentMs = 0;  // since its last line, as far as the time of day tells
 };
 
+// The newest second start of this mark whose command line nobody took.
+struct LostStartFact {
+    std::string path;  // of its log
+    std::uint64_t secondsAgo = 0;
+};
+
 struct DoctorFacts {
     std::string mark;
     std::string service;
@@ -110,7 +116,8 @@ struct DoctorFacts {
     bool logFolderIsFile = false;
     std::optional<std::uint64_t> logDiskFree;  // bytes
     std::vector<std::string> logs;
-    std::optional<LogFact> log;  // the newest of this mark
+    std::optional<LogFact> log;  // the newest of this mark, but for those of second starts when there is another
+    std::optional<LostStartFact> lostStart;
 
     std::uint32_t now = 0;                        // seconds since 1970
     std::optional<std::uint32_t> lastInfoTime;    // when the remote configuration came, absent when it never did

@@ -15,6 +15,8 @@ constexpr std::uint32_t kFutureSeconds = 3600;
 constexpr std::uint64_t kLeastDiskBytes = 1ull << 20;
 // A request that is not answered for this long waits for another program.
 constexpr std::int64_t kHungMs = 10000;
+// Who looks for a start that was lost does so soon; later it is history.
+constexpr std::uint64_t kLostStartSeconds = 600;
 
 std::string Quoted(const std::string& text) {
     return "\"" + text + "\"";
@@ -49,6 +51,7 @@ class CDiagnosis {
         Names();
         Sdks();
         LogSwitch();
+        LostStart();
         LogText();
         Configuration();
         std::stable_sort(m_findings.begin(), m_findings.end(),
@@ -299,6 +302,15 @@ class CDiagnosis {
         }
     }
 
+    void LostStart() {
+        if (m_facts.lostStart && m_facts.lostStart->secondsAgo <= kLostStartSeconds) {
+            Wrong("start.lost",
+                  m_facts.lostStart->path + " is of a second start whose command line nobody took, " +
+                      std::to_string(m_facts.lostStart->secondsAgo) + " s ago",
+                  "the host's pipe was busy or missing; start again");
+        }
+    }
+
     void LogText() {
         if (!m_facts.log) {
             return;
@@ -319,10 +331,6 @@ class CDiagnosis {
                       path + (log.running ? " says" : " ends with the CPU watch:") +
                           std::string(" the helper uses too much of the processor"),
                       "look at the SDK that is loaded, and at what callers ask for in a loop");
-                break;
-            case LogEnd::LostStart:
-                Wrong("start.lost", path + " is of a second start whose command line nobody took",
-                      "the host's pipe was busy or missing; start again");
                 break;
             default:
                 break;

@@ -104,6 +104,16 @@ void LookAtHelpers(const DoctorSubject& subject, DoctorFacts& facts) {
     facts.programExists = Exists(Utf8ToUtf16(facts.program));
 }
 
+void LookAtLostStarts(const std::vector<LogFile>& logs, DoctorFacts& facts) {
+    const auto lost = std::ranges::find_if(
+        logs, [](const LogFile& file) { return file.summary.end == LogEnd::LostStart && !file.bRunning; });
+    if (lost != logs.end()) {
+        constexpr std::uint64_t kFileTimePerSecond = 10000000;
+        const std::uint64_t now = FileTimeBefore(0);
+        facts.lostStart = {lost->strPath, now > lost->nWrittenAt ? (now - lost->nWrittenAt) / kFileTimePerSecond : 0};
+    }
+}
+
 void LookAtLog(const DoctorSubject& subject, DoctorFacts& facts) {
     facts.debugLog = ReadSwitchFact(L"debug_log");
     facts.debugModle = ReadSwitchFact(L"debug_modle");
@@ -118,13 +128,21 @@ void LookAtLog(const DoctorSubject& subject, DoctorFacts& facts) {
         facts.logs.push_back(file.strPath);
     }
     const std::vector<LogFile> own = ChooseLogs(files, wish);
+    LookAtLostStarts(own, facts);
+    // A second start lasts some seconds, and its log says nothing about the helper that serves.
+    auto chosen = std::ranges::find_if(own, [](const LogFile& file) {
+        return file.summary.end != LogEnd::LostStart && file.summary.end != LogEnd::HandedOver;
+    });
+    if (chosen == own.end()) {
+        chosen = own.begin();
+    }
     std::string bytes;
-    if (own.empty() || !ReadTextFile(own.front().strPath, bytes)) {
+    if (own.empty() || !ReadTextFile(chosen->strPath, bytes)) {
         return;
     }
     LogFact& log = facts.log.emplace();
-    log.path = own.front().strPath;
-    log.running = own.front().bRunning;
+    log.path = chosen->strPath;
+    log.running = chosen->bRunning;
     log.summary = SummariseLog(bytes);
     SYSTEMTIME now = {};
     GetLocalTime(&now);

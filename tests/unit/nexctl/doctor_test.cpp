@@ -150,7 +150,13 @@ const Ill kIlls[] = {
     {"log.exception", [](DoctorFacts& f) { f.log = LogThatEnds(LogEnd::Exception); }, true, "uncaught exception: stoi"},
     {"log.hang-watch", [](DoctorFacts& f) { f.log = LogThatEnds(LogEnd::HangWatch); }, true, "hang watch"},
     {"log.cpu-watch", [](DoctorFacts& f) { f.log = LogThatEnds(LogEnd::CpuWatch); }, true, "processor"},
-    {"start.lost", [](DoctorFacts& f) { f.log = LogThatEnds(LogEnd::LostStart); }, true, "nobody took"},
+    {"start.lost",
+     [](DoctorFacts& f) {
+         f.log = LogThatEnds(LogEnd::NotTold);
+         f.log->running = true;
+         f.lostStart = {"Nexlet8.log", 600};
+     },
+     true, "Nexlet8.log is of a second start whose command line nobody took, 600 s ago"},
     {"log.torn", [](DoctorFacts& f) { f.log = LogThatEnds(LogEnd::NotTold); }, true, "with \"the last\""},
     {"request.open",
      [](DoctorFacts& f) {
@@ -195,6 +201,12 @@ INSTANTIATE_TEST_SUITE_P(Ills, DoctorOf, ::testing::ValuesIn(kIlls), [](const au
 
 TEST(Doctor, HelperThatServesHasNoFinding) {
     EXPECT_TRUE(Diagnose(Healthy()).empty());
+}
+
+TEST(Doctor, StartThatWasLostLongAgoIsHistory) {
+    DoctorFacts facts = Healthy();
+    facts.lostStart = {"Nexlet8.log", 601};
+    EXPECT_TRUE(Diagnose(facts).empty());
 }
 
 TEST(Doctor, WhatIsWrongStandsBeforeNotes) {
