@@ -29,6 +29,7 @@ Flavour DrawFlavour(std::uint64_t nSeed) {
     flavour.nOwnHandleClosed = random.OneIn(2) ? ERROR_BROKEN_PIPE : ERROR_OPERATION_ABORTED;
     flavour.bClosedPortWakes = random.OneIn(2);
     flavour.bFirstCounts = random.OneIn(2);
+    flavour.bForeignTimers = random.OneIn(2);
     constexpr Nanoseconds kTicks[] = {kMillisecond, 10 * kMillisecond, 15625 * kMicrosecond};
     flavour.nTick = kTicks[random.Below(std::size(kTicks))];
     return flavour;

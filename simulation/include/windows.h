@@ -5,6 +5,7 @@
 #include "simulation/include/winapi/errors.h"
 #include "simulation/include/winapi/files.h"
 #include "simulation/include/winapi/locks.h"
+#include "simulation/include/winapi/messages.h"
 #include "simulation/include/winapi/objects.h"
 #include "simulation/include/winapi/surroundings.h"
 #include "simulation/include/winapi/threads.h"

@@ -108,6 +108,7 @@ void CMachine::ThreadEnded(CThread& thread, std::uint32_t nExitCode) {
             pMutex->Abandon(task);
         }
     }
+    m_desktop.ThreadEnded(task);
     auto& threads = m_processes.at(task.m_nProcess)->m_vecThreads;
     threads.erase(std::remove_if(threads.begin(), threads.end(), [&](const auto& p) { return p.get() == &thread; }),
                   threads.end());

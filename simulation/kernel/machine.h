@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "simulation/kernel/desktop.h"
 #include "simulation/kernel/disk.h"
 #include "simulation/kernel/modules.h"
 #include "simulation/kernel/object.h"
@@ -53,6 +54,7 @@ struct Flavour {
     std::uint32_t nOwnHandleClosed = 109;  // error of what was pending on a handle that its own process closes
     bool bClosedPortWakes = false;         // whether closing a port ends the waits on it
     bool bFirstCounts = true;              // whether a pipe can be asked to be the first of its name
+    bool bForeignTimers = true;            // whether a thread may set the timers of another one's window
     Nanoseconds nTick = kMillisecond;      // grain of the tick count
 };
 
@@ -92,6 +94,7 @@ class CMachine {
     CDisk m_disk;
     CRegistry m_registry;
     CModules m_modules;
+    CDesktop m_desktop;
 
   private:
     void ThreadEnded(CThread& thread, std::uint32_t nExitCode);

@@ -79,6 +79,20 @@ class CScheduler {
         CScheduler& m_scheduler;
     };
 
+    // While the simulation calls the product's code, as for a message: its edges are points again.
+    class COutside {
+      public:
+        explicit COutside(CScheduler& scheduler)
+            : m_scheduler(scheduler), m_nInside(std::exchange(scheduler.m_nInside, 0)) {}
+        ~COutside() { m_scheduler.m_nInside = m_nInside; }
+        COutside(const COutside&) = delete;
+        COutside& operator=(const COutside&) = delete;
+
+      private:
+        CScheduler& m_scheduler;
+        const int m_nInside;
+    };
+
     // Waits until woken or until the deadline has passed; false for the second. szWhat is a literal.
     bool Park(std::initializer_list<CWaitList*> lists, Nanoseconds nDeadline, const char* szWhat);
     bool Park(const std::vector<CWaitList*>& lists, Nanoseconds nDeadline, const char* szWhat);
