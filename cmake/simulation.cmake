@@ -5,13 +5,17 @@ set(nexlet_not_simulated
   foundation/lock_posix.cpp
   foundation/log_output_posix.cpp
   foundation/text_convert_win.cpp
-  foundation/wide_format_win.cpp)
+  foundation/wide_format_win.cpp
+  # simulation/cuts.cpp takes its place.
+  host/crash_dump.cpp)
 
-# nexlet_add_simulated_floors(TARGET FLOOR...): a library of all sources of these floors. Their edges are marked for the
-# scheduler; functions are not put into each other, so that each atomic operation has an edge of its own.
+# nexlet_add_simulated_floors(TARGET FLOOR... [FILES SOURCE...]): a library of all sources of these floors, and of the named
+# files of others. Their edges are marked for the scheduler; functions are not put into each other, so that each atomic
+# operation has an edge of its own.
 function(nexlet_add_simulated_floors target)
-  set(sources "")
-  foreach(floor IN LISTS ARGN)
+  cmake_parse_arguments(arg "" "" "FILES" ${ARGN})
+  set(sources ${arg_FILES})
+  foreach(floor IN LISTS arg_UNPARSED_ARGUMENTS)
     file(GLOB_RECURSE found CONFIGURE_DEPENDS RELATIVE ${CMAKE_SOURCE_DIR} ${CMAKE_SOURCE_DIR}/${floor}/*.cpp)
     list(APPEND sources ${found})
   endforeach()

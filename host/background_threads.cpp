@@ -27,9 +27,9 @@ struct CHangWatcherStart::Shared {
 };
 
 CHangWatcherStart::CHangWatcherStart(const HostThreads& threads, void* host)
-    : m_pShared(std::make_shared<const Shared>(
+    : m_pShared(std::make_shared<const Shared>(Shared{
           threads, host, CKernelHandle(CreateEventW(nullptr, /*bManualReset=*/TRUE, /*bInitialState=*/FALSE, nullptr)),
-          CKernelHandle(CreateEventW(nullptr, /*bManualReset=*/TRUE, /*bInitialState=*/FALSE, nullptr)))) {
+          CKernelHandle(CreateEventW(nullptr, /*bManualReset=*/TRUE, /*bInitialState=*/FALSE, nullptr))})) {
     if (m_pShared->hRuns && m_pShared->hGo) {
         auto share = std::make_unique<std::shared_ptr<const Shared>>(m_pShared);
         m_hThread.reset(threads.pfnStart(&WatchTheStart, share.get(), /*flags=*/0));

@@ -73,6 +73,7 @@ Outcome Run(const Options& options, std::function<void()> main) {
         },
         /*bSuspended=*/false);
     scheduler.Run(*pMain->m_pTask);
+    machine.SwitchOff();
     g_pFaults = nullptr;
 
     Outcome outcome;

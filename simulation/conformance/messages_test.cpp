@@ -192,6 +192,14 @@ TEST_F(Messages, ASentMessageIsAnsweredWhileItsThreadLooksForOneAndBeforeWhatWas
     EXPECT_EQ(nResult, 42u);
 }
 
+TEST_F(Messages, ALookForWhatWasSentLeavesWhatWasPosted) {
+    const HWND hWindow = Make();
+    PostMessageW(hWindow, WM_USER, 1, 0);
+    MSG message = {};
+    EXPECT_FALSE(PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE | PM_QS_SENDMESSAGE));
+    EXPECT_EQ(Get().wParam, 1u);
+}
+
 TEST_F(Messages, ASentMessageThatNobodyLooksForRunsOutOfTime) {
     const HWND hWindow = Make();
     DWORD nError = ERROR_SUCCESS;

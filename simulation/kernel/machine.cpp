@@ -65,6 +65,14 @@ CMachine::~CMachine() {
     g_pMachine = nullptr;
 }
 
+void CMachine::SwitchOff() {
+    g_pScheduler = &m_scheduler;
+    for (const auto& [nId, pProcess] : m_processes) {
+        pProcess->CloseAll();
+    }
+    g_pScheduler = nullptr;
+}
+
 std::shared_ptr<CProcess> CMachine::AddProcess(std::wstring strFile) {
     const auto nId = static_cast<std::uint32_t>(m_processes.size() + 1);
     return m_processes[nId] = std::make_shared<CProcess>(nId, std::move(strFile));

@@ -65,6 +65,9 @@ class CMachine {
     CMachine(const CMachine&) = delete;
     CMachine& operator=(const CMachine&) = delete;
 
+    // Closes all that is open, once the run is over: an operation that is pending and its file hold each other.
+    void SwitchOff();
+
     std::shared_ptr<CProcess> AddProcess(std::wstring strFile);
     CProcess& ProcessOf(const CTask& task) { return *m_processes.at(task.m_nProcess); }
     CProcess& Process() { return ProcessOf(m_scheduler.Current()); }

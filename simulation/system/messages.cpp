@@ -144,6 +144,10 @@ BOOL UpdateWindow(HWND) {
     return TRUE;
 }
 
+HWND GetDesktopWindow() {
+    return nullptr;
+}
+
 HWND FindWindowW(LPCWSTR szClass, LPCWSTR szTitle) {
     CCall call("FindWindowW");
     call.Note(szClass != nullptr ? szClass : szTitle != nullptr ? szTitle : L"");
@@ -183,6 +187,9 @@ BOOL GetMessageW(MSG* pMessage, HWND, UINT nFirst, UINT nLast) {
 BOOL PeekMessageW(MSG* pMessage, HWND, UINT nFirst, UINT nLast, UINT nRemove) {
     CCall call("PeekMessageW");
     DeliverSent(call);
+    if ((nRemove & PM_QS_SENDMESSAGE) != 0) {
+        return FALSE;
+    }
     const std::optional<MSG> found =
         call.Machine().m_desktop.Take(call.Task(), nFirst, nLast, (nRemove & PM_REMOVE) != 0);
     if (!found) {

@@ -1,5 +1,6 @@
 // Threads, processes, and the passing of time.
 #include <process.h>
+#include <tlhelp32.h>
 
 #include <string>
 
@@ -15,6 +16,11 @@ constexpr std::uint64_t kUnixInFileTime = 11644473600;
 constexpr std::uint64_t kFileTimePerSecond = 10000000;
 // Ticks since the machine's start, some days ago.
 constexpr std::uint64_t kStartTicks = 200000000;
+
+FILETIME FileTime(Nanoseconds nSinceStart) {
+    const std::uint64_t nTime = (kStartUnixSeconds + kUnixInFileTime) * kFileTimePerSecond + nSinceStart / 100;
+    return {static_cast<DWORD>(nTime), static_cast<DWORD>(nTime >> 32)};
+}
 
 std::shared_ptr<CThread> FindThread(CCall& call, HANDLE hThread) {
     return hThread == GetCurrentThread() ? call.Machine().ThreadOf(call.Task())
@@ -140,6 +146,34 @@ BOOL GetProcessHandleCount(HANDLE hProcess, PDWORD pCount) {
     return TRUE;
 }
 
+HANDLE OpenProcess(DWORD, BOOL, DWORD) {
+    CCall call("OpenProcess");
+    // No world looks into other programs' processes.
+    call.Fail(ERROR_ACCESS_DENIED);
+    return nullptr;
+}
+
+BOOL GetProcessTimes(HANDLE, FILETIME* pCreated, FILETIME* pEnded, FILETIME* pKernel, FILETIME* pUser) {
+    CCall call("GetProcessTimes");
+    // Every process is as old as the run, and has used no processor.
+    *pCreated = FileTime(0);
+    *pEnded = *pKernel = *pUser = {};
+    return TRUE;
+}
+
+void QueryUnbiasedInterruptTime(ULONGLONG* pTime) {
+    CCall call("QueryUnbiasedInterruptTime");
+    *pTime = kStartTicks * 10000 + g_pScheduler->Now() / 100;
+}
+
+UINT SetErrorMode(UINT) {
+    return 0;
+}
+
+_invalid_parameter_handler _set_invalid_parameter_handler(_invalid_parameter_handler) {
+    return nullptr;
+}
+
 void Sleep(DWORD dwMilliseconds) {
     CCall call("Sleep", dwMilliseconds);
     if (dwMilliseconds == 0) {
@@ -172,7 +206,28 @@ void GetLocalTime(SYSTEMTIME* pTime) {
 }
 
 void GetSystemTimeAsFileTime(FILETIME* pTime) {
-    const std::uint64_t nTime = (kStartUnixSeconds + kUnixInFileTime) * kFileTimePerSecond + g_pScheduler->Now() / 100;
-    pTime->dwLowDateTime = static_cast<DWORD>(nTime);
-    pTime->dwHighDateTime = static_cast<DWORD>(nTime >> 32);
+    *pTime = FileTime(g_pScheduler->Now());
+}
+
+// The list is one of all threads at the time of each look.
+HANDLE CreateToolhelp32Snapshot(DWORD, DWORD) {
+    CCall call("CreateToolhelp32Snapshot");
+    return call.Process().Open(std::make_shared<CEvent>(/*bManual=*/true, /*bSet=*/false));
+}
+
+BOOL Thread32First(HANDLE hSnapshot, THREADENTRY32* pEntry) {
+    pEntry->th32ThreadID = 0;
+    return Thread32Next(hSnapshot, pEntry);
+}
+
+BOOL Thread32Next(HANDLE, THREADENTRY32* pEntry) {
+    CCall call("Thread32Next");
+    for (const std::unique_ptr<CTask>& pTask : g_pScheduler->Tasks()) {
+        if (pTask->m_nId > pEntry->th32ThreadID && pTask->m_state != CTask::State::Ended) {
+            pEntry->th32ThreadID = pTask->m_nId;
+            pEntry->th32OwnerProcessID = pTask->m_nProcess;
+            return TRUE;
+        }
+    }
+    return FALSE;
 }

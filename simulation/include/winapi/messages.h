@@ -27,6 +27,7 @@ using PDWORD_PTR = DWORD_PTR*;
 #define HWND_MESSAGE (reinterpret_cast<HWND>(static_cast<std::intptr_t>(-3)))
 #define PM_NOREMOVE 0U
 #define PM_REMOVE 1U
+#define PM_QS_SENDMESSAGE (0x40U << 16)  // what was sent is delivered, and no other message is looked for
 #define SMTO_NORMAL 0U
 #define SMTO_BLOCK 1U
 #define SMTO_ABORTIFHUNG 2U
@@ -72,6 +73,7 @@ BOOL DestroyWindow(HWND hWindow);
 BOOL IsWindow(HWND hWindow);
 BOOL ShowWindow(HWND hWindow, int nCommand);
 BOOL UpdateWindow(HWND hWindow);
+HWND GetDesktopWindow();
 HWND FindWindowW(LPCWSTR szClass, LPCWSTR szTitle);
 HWND FindWindowExW(HWND hParent, HWND hAfter, LPCWSTR szClass, LPCWSTR szTitle);
 LRESULT DefWindowProcW(HWND hWindow, UINT nMessage, WPARAM wParam, LPARAM lParam);

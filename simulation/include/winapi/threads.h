@@ -39,6 +39,18 @@ struct FILETIME {
     DWORD dwHighDateTime;
 };
 
+HANDLE OpenProcess(DWORD dwAccess, BOOL bInheritHandle, DWORD nProcess);
+BOOL GetProcessTimes(HANDLE hProcess, FILETIME* pCreated, FILETIME* pEnded, FILETIME* pKernel, FILETIME* pUser);
+void QueryUnbiasedInterruptTime(ULONGLONG* pTime);
+
+#define SEM_FAILCRITICALERRORS 1U
+#define SEM_NOGPFAULTERRORBOX 2U
+#define SEM_NOALIGNMENTFAULTEXCEPT 4U
+#define SEM_NOOPENFILEERRORBOX 0x8000U
+UINT SetErrorMode(UINT nMode);
+using _invalid_parameter_handler = void (*)(const wchar_t*, const wchar_t*, const wchar_t*, unsigned, std::uintptr_t);
+_invalid_parameter_handler _set_invalid_parameter_handler(_invalid_parameter_handler pfnHandler);
+
 void Sleep(DWORD dwMilliseconds);
 DWORD GetTickCount();
 ULONGLONG GetTickCount64();

@@ -81,10 +81,13 @@ std::vector<std::string> CCallerEnd::WaitForFrames(std::size_t count) {
     return m_vecFrames;
 }
 
-CHostFixture::CHostFixture()
-    : m_mark(UniqueName(L"host")),
-      // Never freed: a watcher thread that has been told to stop may still take a lock of its host.
-      m_host(*new CommzoltHelperS(kCountingThreads)) {
+// Never freed: a watcher thread that has been told to stop may still take a lock of its host.
+static CommzoltHelperS& MakeHost() {
+    static auto& hosts = *new std::vector<std::unique_ptr<CommzoltHelperS>>;
+    return *hosts.emplace_back(std::make_unique<CommzoltHelperS>(kCountingThreads));
+}
+
+CHostFixture::CHostFixture() : m_mark(UniqueName(L"host")), m_host(MakeHost()) {
     OverrideWinInetApi(&kNoNetwork);
     g_started = {};
     g_hWnd.store(nullptr);
