@@ -21,7 +21,7 @@
 #include "foundation/handle.h"
 #include "ipc/transport/frame_cutter.h"
 
-// A frame from the helper. nType is 0 when the payload is no envelope; content is null then.
+// A frame from the helper. nType is 0 when the payload is not an envelope; content is null then.
 struct ReceivedFrame {
     int nType = 0;
     std::int64_t nCall = 0;  // the number of the call that it answers, 0 for none

@@ -13,7 +13,7 @@ const char* DescribeCallerResult(CallerResult result) {
         case CallerResult::NameTaken:
             return "another process already serves the pipe of this mark and service id";
         case CallerResult::BadArgument:
-            return "a name or a value cannot be used as it stands";
+            return "a name or a value cannot be used";
         case CallerResult::NotStarted:
             return "the helper's program could not be started";
         case CallerResult::SystemError:

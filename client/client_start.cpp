@@ -10,7 +10,7 @@ namespace {
 
 // A helper that takes a command line over opens the pipe before it acknowledges, so what has not come by now does not.
 constexpr std::uint32_t kForwardedMs = 2000;
-// Between the attempts while a helper lets go of an earlier run of the service, at the next of its looks.
+// Between the attempts while a helper ends an earlier run of the service, at its next look through the table.
 constexpr std::uint32_t kAgainMs = 1000;
 
 }  // namespace

@@ -13,7 +13,7 @@ void SetReason(std::string reason);
 // Returns the reason and forgets it.
 std::string TakeReason();
 
-// Keeps the reason and is the result that goes with it.
+// Keeps the reason and returns the result that belongs to it.
 CallerResult BadArgument(std::string reason);
 
 // What the last function of the C interface that failed on this thread has to say. The pointer holds until the next one

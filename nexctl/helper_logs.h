@@ -26,7 +26,7 @@ bool LogFolderCanBeMade();
 // Makes the folder above, when it is missing.
 bool MakeLogFolder();
 
-// A file stands in the way of the folder or of the one above.
+// A file has the name of the folder, or of the one above it.
 bool LogFolderIsFile();
 // How many bytes this user may still write where the logs are; nothing when the folder is not there.
 std::optional<std::uint64_t> LogDiskFree();

@@ -186,8 +186,8 @@ std::string WordBefore(const std::string& text, std::string_view what) {
     if (at == std::string::npos || at == 0 || text.find(' ') != at) {
         return {};
     }
-    const std::size_t behind = at + what.size();
-    return behind == text.size() || text[behind] == ',' || text[behind] == ' ' ? text.substr(0, at) : std::string();
+    const std::size_t after = at + what.size();
+    return after == text.size() || text[after] == ',' || text[after] == ' ' ? text.substr(0, at) : std::string();
 }
 
 // Walks a run's lines once and puts each where it belongs.

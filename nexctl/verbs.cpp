@@ -30,7 +30,7 @@ const std::vector<VerbInfo>& AllVerbs() {
          "The reply's result is the outcome: \"1\" and \"Loading\" end with 0, every other word with 5.\n"
          "A value of a kind that would end the helper is not sent, and that ends with 1; send 6 sends it.\n",
          VerbNeed::Connection},
-        {"poll", "JSON", 1, "ask how an open stands: request 7, reply 13",
+        {"poll", "JSON", 1, "ask how an open has ended: request 7, reply 13",
          "JSON is the object with type, taskId, from and wndname, sent as a text under p1.\n"
          "  --until WORD   ask again while the result is \"Loading\", until it is WORD\n"
          "  --every MS     the pause between two asks (500)\n"
@@ -69,7 +69,7 @@ const std::vector<VerbInfo>& AllVerbs() {
          "For type 1 BODY is a command line, and the acknowledgement \"1\" is waited for. For every other type BODY\n"
          "is the content, JSON; what it names under service_id gets an instance of its own.\n"
          "  --expect 0     do not wait for the acknowledgement\n"},
-        {"record", "NEWFILE", 1, "keep what the verbs behind it exchange as a file",
+        {"record", "NEWFILE", 1, "write what the verbs after it exchange to a file",
          "Stands before the verbs that are to be recorded, and takes the ready notice in when the helper has not been\n"
          "started yet:\n"
          "  nexctl record open.exchange open @open.json poll @poll.json --until 1 exit\n"
@@ -78,7 +78,7 @@ const std::vector<VerbInfo>& AllVerbs() {
          "with 2. A file that is there is not overwritten, and nothing is done; that ends with 1.\n"
          "  --force        overwrite it\n"},
         {"replay", "FILE", 1, "play the caller's half of a recorded exchange, compare the helper's",
-         "Starts the helper and sends each of the caller's frames as it stands; mark and service id are those of the\n"
+         "Starts the helper and sends each of the caller's frames unchanged; mark and service id are those of the\n"
          "file unless --mark and --service say otherwise. What the file marks under \"any\" is not compared. A poll "
          "is\n"
          "sent again while its answer is \"Loading\" and the file says something else.\n"
@@ -91,7 +91,7 @@ const std::vector<VerbInfo>& AllVerbs() {
         {"doctor", "", 0, "what there is of the helper of --mark and --service, what is wrong, what to do",
          "Prints mutex, pipes and events and who holds them, the helpers that run, the registry values that a helper\n"
          "reads, the files of its libraries with version and signer, the log, the remote configuration and its age.\n"
-         "Under \"findings\" and on standard error stands what is wrong, or worth knowing, and what to do about it.\n"
+         "Under \"findings\" and on standard error is what is wrong, or worth knowing, and what to do about it.\n"
          "Starts nothing and connects to nothing. The libraries are those of the helper that runs, else those beside\n"
          "nexctl, or those of --exe. Without --service the service is that of this run or of the helper that runs.\n"
          "Something wrong ends with 5.\n"
@@ -102,7 +102,7 @@ const std::vector<VerbInfo>& AllVerbs() {
          "  log status     the switch, the folder and the files there, newest first, each with mark, services, first\n"
          "                 and last line and how it ended\n"
          "  log show       every line as a JSON line\n"
-         "  log follow     the same, and goes on until the process or --timeout ends\n"
+         "  log follow     the same, and continues until the process or --timeout ends\n"
          "  log page       one HTML page with a timeline: lanes, requests, beacons, timers, and every line\n"
          "  log prune      removes the logs that --older or --larger names, and their pages. The log of a process "
          "that\n"
@@ -115,7 +115,7 @@ const std::vector<VerbInfo>& AllVerbs() {
          "  --function T   only lines whose function contains T, in any case\n"
          "  --text         lines for people instead of JSON (show)\n"
          "  --count N      stop after N lines (follow)\n"
-         "  --out PATH     where the page goes (the log's path and .html)\n"
+         "  --out PATH     the file of the page (the log's path and .html)\n"
          "  --older SPAN   logs that were not written to for so long (prune)\n"
          "  --larger SIZE  logs of more than 200KB, 50MB or 1GB (prune)\n"
          "  --dry-run      only say what would be removed (prune)\n"
@@ -157,12 +157,12 @@ const std::vector<VerbInfo>& AllVerbs() {
          "  --json         a JSON line for each rule instead\n"
          "  --only TEXT    only the rules whose names begin so, for example \"silence.\"\n"
          "  --out PATH     an HTML page as well\n"
-         "  --world DIR    an SDK that answers lies there, as nexlet-world brings it up: plays what needs one. The\n"
+         "  --world DIR    has an SDK that answers, as nexlet-world brings it up: plays what needs one. The\n"
          "                 program is DIR\\app\\bin\\nexlet.exe unless --exe names another\n"},
         {"names", "", 0, "print the names of pipes and events for --mark and --service", ""},
         {"encode", "TYPE JSON", 2, "print the frame of a message as hexadecimal bytes", ""},
         {"decode", "HEX", 1, "print the frames in hexadecimal bytes as JSON lines",
-         "Blanks and line ends between the digits are skipped. Bytes that are no whole frame end with 5.\n"},
+         "Blanks and line ends between the digits are skipped. Bytes that are not a whole frame end with 5.\n"},
         {"demo", "", 0, "a whole exchange: start, open, poll until \"1\", exit",
          "Needs the helper with an SDK beside it that answers; tools/demo prepares both.\n"},
         {"help", "", 0, "this page, or the page of the verb before it", ""},
@@ -222,7 +222,7 @@ std::string HelpText(const VerbInfo* verb) {
         "  --hex              print the bytes of each frame below its line of --trace or demo\n"
         "  --version          print the version of nexctl and end\n"
         "\n"
-        "before the first verb for all, behind a verb for that one:\n"
+        "before the first verb for all, after a verb for that one:\n"
         "  --timeout MS       limit of every wait (10000; exit 30000)\n"
         "\n"
         "output: one JSON line a verb on standard output, {\"outcome\":...,\"reply\":...,\"step\":...}; words for "

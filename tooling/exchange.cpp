@@ -94,10 +94,10 @@ std::string ReadFrameLine(const Json::Value& line, ExchangeFrame& frame) {
         return "there is not one of \"message\", \"payload\" and \"hex\"";
     }
     if (!ReadAny(line, frame.any)) {
-        return "\"any\" is no list of texts";
+        return "\"any\" is not a list of texts";
     }
     if (FindJsonMember(line, "note") != nullptr && !ReadText(line, "note", frame.note)) {
-        return "\"note\" is no text";
+        return "\"note\" is not a text";
     }
     return {};
 }
@@ -105,7 +105,7 @@ std::string ReadFrameLine(const Json::Value& line, ExchangeFrame& frame) {
 std::string ReadHead(const Json::Value& line, Exchange& exchange) {
     const Json::Value* format = FindJsonMember(line, "exchange");
     if (format == nullptr || !IsJsonInteger(*format) || *format != kFormat) {
-        return "this is no exchange of format 1";
+        return "this is not an exchange of format 1";
     }
     return ReadText(line, "mark", exchange.mark) && ReadText(line, "service", exchange.service)
                ? std::string()
@@ -132,7 +132,7 @@ bool ReadExchange(std::string_view text, Exchange& exchange, std::string& proble
         Json::Value value;
         std::string wrong;
         if (!ParseJson(line, value) || !value.isObject()) {
-            wrong = "this is no JSON object";
+            wrong = "this is not a JSON object";
         } else if (!head) {
             wrong = ReadHead(value, exchange);
             head = true;

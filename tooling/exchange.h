@@ -9,7 +9,7 @@
 //   {"from":"caller","hex":"ff fe"}
 //   {"any":["result"],"from":"helper","message":{...}}
 //
-// A payload that is compact JSON is given as "message"; any other as a "payload" text, or, when it is no text, as
+// A payload that is compact JSON is given as "message"; any other as a "payload" text, or, when it is not a text, as
 // "hex". "any" names keys of the content whose values differ from run to run; "note" is for readers.
 #pragma once
 

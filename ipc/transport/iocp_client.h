@@ -36,8 +36,8 @@ class CIOCP_Client final : public CIOCP_Object,
     int CreateClientContext();
     // Starts the worker. False when the thread could not be started, or there is one.
     bool StartThread();
-    // Stop for an owner that lets go. Stop leaves a worker asleep whose connection has ended already, or never got a
-    // read: its port would give nothing but the closing, which WaitForThread does only after its wait.
+    // Stop for an owner that releases the connection. Stop leaves a worker asleep whose connection has ended already,
+    // or never got a read: its port would give nothing but the closing, which WaitForThread does only after its wait.
     void End();
     // Posts the first read on the current connection. 1, or 0 when it failed or there is no connection.
     int PostRead();

@@ -19,7 +19,7 @@ inline constexpr DWORD kGateWaitMs = 1000;
 inline constexpr DWORD kWorkerWaitMs = 1000;
 
 // Held by shared pointers: the owner has one and the worker another, so whatever a late worker touches is alive. An
-// owner that lets go calls Stop and WaitForThread first; without them the worker continues to serve its connection.
+// owner that releases it calls Stop and WaitForThread first; without them the worker continues to serve its connection.
 //
 // SetCallback and SetNames come before the worker and the connection; everything else may be called on any thread.
 class CIOCP_Object {

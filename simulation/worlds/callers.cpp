@@ -2,7 +2,7 @@
 //
 // A caller, a process of its own, makes its gate and its pipe, waits for the helper, sends its requests in pieces of
 // any size, and reads what comes. It may vanish between any two calls. The helper connects, answers each request, and
-// lets go of the connection when it is over, or earlier.
+// closes the connection when it is over, or earlier.
 //
 // What must hold: replies come whole, in the order of the requests, and each once. A caller that stays, and whose
 // helper stays, has a reply to every request. In the end no thread, no handle and no connection is left in the helper.
@@ -39,7 +39,7 @@ struct Plan {
     bool bGate = false;                     // the caller makes the gate event
     DWORD nQuota = 0;                       // of the pipe, both ways
     std::optional<std::uint64_t> vanishAt;  // the caller vanishes before this many of its calls
-    std::optional<DWORD> leaveAfterMs;      // the helper lets go so long after the connection
+    std::optional<DWORD> leaveAfterMs;      // the helper closes the connection after this time
     std::uint64_t nSeed = 0;
     bool bFaults = false;
     bool bOrderly = false;  // neither of the two, and no faults: every reply must come

@@ -63,7 +63,7 @@ class ClientLibraryKilled : public CEndToEnd {
         return options;
     }
 
-    // What call gives when the helper stands still from before it, and is killed once begun says that it is under way.
+    // What call gives when the helper is suspended before it, and killed when `begun` says that the call is under way.
     nexlet_result KilledDuring(const std::function<nexlet_result()>& call, const std::function<bool()>& begun) {
         EXPECT_TRUE(Suspend(m_helper.Id()));
         std::atomic<bool> entered{false};
@@ -142,7 +142,7 @@ TEST_F(ClientLibraryKilled, AnyMomentOfItsStartIsNoHang) {
             Sleep(0);
         }
         ASSERT_TRUE(m_helper.Attach(m_client.Helper().process_id));
-        // A little later in each round, up to behind the notice.
+        // A little later in each round, until after the notice.
         WaitForSingleObject(m_helper.Handle(), static_cast<DWORD>(round * 10));
         m_helper.Kill();
         starter.join();

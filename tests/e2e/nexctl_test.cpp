@@ -424,7 +424,7 @@ TEST_F(Nexctl, ReplayGivesItsComparisonAlsoWhenTheExitTakesLonger) {
         << "\n"
         << R"({"from":"caller","message":{"content":{"service_id":"s"},"message_type":9}})"
         << "\n";
-    // The helper lets go 2 seconds after the request at the earliest.
+    // The helper ends the service 2 seconds after the request at the earliest.
     const ConsoleRun run = Run({"start", "replay", Utf16ToUtf8(path.wstring()), "--timeout", "200", "--service", "s"});
     EXPECT_EQ(run.dwExitCode, 0u) << run.strOut << run.strErr;
     const Json::Value line = JsonLines(run.strOut).at(1);

@@ -90,7 +90,7 @@ TEST_F(CallerTest, AnsweredRequestComesBackUnderItsType) {
     ASSERT_EQ(m_caller.WaitForFrame(Number(MessageType::S_MT_OpenMiniAppReply), kLongMs, reply), CallerResult::Ok);
     EXPECT_EQ(reply.nType, Number(MessageType::S_MT_OpenMiniAppReply));
     EXPECT_EQ(WriteJson(reply.content), R"({"result":"1"})");
-    EXPECT_TRUE(GateIsOpen()) << "the gate is open again behind a send";
+    EXPECT_TRUE(GateIsOpen()) << "the gate is open again after a send";
 }
 
 TEST_F(CallerTest, WaitForOneTypeLeavesTheOthersQueuedInOrder) {
@@ -103,7 +103,7 @@ TEST_F(CallerTest, WaitForOneTypeLeavesTheOthersQueuedInOrder) {
     ASSERT_EQ(m_caller.WaitForFrame(0, kLongMs, frame), CallerResult::Ok);
     EXPECT_EQ(frame.nType, Number(MessageType::S_MT_InitReply));
     ASSERT_EQ(m_caller.WaitForFrame(0, kLongMs, frame), CallerResult::Ok);
-    EXPECT_EQ(frame.nType, 0) << "a payload that is no envelope";
+    EXPECT_EQ(frame.nType, 0) << "a payload that is not an envelope";
     EXPECT_EQ(frame.strPayload, "1");
     ASSERT_EQ(m_caller.WaitForFrame(Number(MessageType::S_MT_StatusReply), kLongMs, frame), CallerResult::Ok);
     EXPECT_EQ(m_caller.WaitForFrame(0, 0, frame), CallerResult::Timeout);

@@ -43,7 +43,7 @@ TEST_F(ClientHeader, ClientDestroyedInsideACallbackIsFreedAfterIt) {
     nexlet::Callbacks callbacks;
     callbacks.onFrame = [&, alive = std::move(alive)](std::int32_t, std::string_view) {
         client.reset();
-        // What the callback stands on is still there.
+        // What the callback uses still exists.
         *alive = 1;
         EXPECT_EQ(*alive, 1);
         EXPECT_FALSE(watched.expired());

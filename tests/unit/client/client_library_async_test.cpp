@@ -147,7 +147,7 @@ TEST_F(ClientLibraryAsync, CancelledRequestThatWaitsForItsTurnIsNeverSent) {
     ASSERT_TRUE(m_ends.WaitFor(1));
     EXPECT_EQ(m_ends.At(0).request, second);
     EXPECT_EQ(m_ends.At(0).result, NEXLET_CANCELLED);
-    EXPECT_EQ(ResultOf(first, 0), NEXLET_PENDING) << "the other one goes on";
+    EXPECT_EQ(ResultOf(first, 0), NEXLET_PENDING) << "the other one continues";
     EXPECT_EQ(nexlet_cancel(first), NEXLET_OK);
     ASSERT_TRUE(m_ends.WaitFor(2));
     // Both turns are over, so the next one is sent, and it is the second that the helper sees.

@@ -158,7 +158,7 @@ TEST_F(ClientLibraryReasons, RecordsOfTheVersionBeforeAreStillTaken) {
     options.struct_size = offsetof(nexlet_options, on_diagnostic);
     options.mark = m_strMark.c_str();
     options.service_id = "svc";
-    // What a program of that version has behind its record is not the library's to read.
+    // What a program of that version has after its record is not the library's to read.
     options.on_diagnostic = [](void*, nexlet_client, std::int32_t, const char*) { ADD_FAILURE(); };
     options.diagnostic_level = NEXLET_LEVEL_DEBUG;
     nexlet_client handle = 0;

@@ -34,7 +34,7 @@ TEST_P(GoldenExchange, LibrarySendsTheCallersHalfAndUnderstandsTheHelpers) {
     const std::string mark = Utf16ToUtf8(UniqueName(L"golden"));
     CNexletClient client;
     ASSERT_EQ(client.Open(mark, exchange.service), NEXLET_OK);
-    // Frame 0 is the ready notice; behind a request stands its answer, or the next request.
+    // Frame 0 is the ready notice; after a request comes its reply, or the next request.
     std::size_t asked = 1;
     CScriptedHelper helper;
     ASSERT_TRUE(helper.Come(ServicePipeName(Utf8ToUtf16(mark), exchange.service),

@@ -32,7 +32,7 @@ TEST_F(BackgroundThreadsTest, WatchdogsRunBeforeTheReadyNoticeIsSent) {
 constexpr DWORD kShowsMs = 1000;
 
 // A thread that the system does not let run before the main thread has come to a line just before the connection, and
-// then not as long as the main thread goes on.
+// then not while the main thread runs.
 struct SlowStart {
     CKernelHandle reached{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
     CKernelHandle connects{CreateEventW(nullptr, TRUE, FALSE, nullptr)};

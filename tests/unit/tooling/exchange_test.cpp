@@ -49,9 +49,9 @@ TEST(Exchange, LineEndsOfEitherKindAndEmptyLinesAreTaken) {
 
 TEST(Exchange, BrokenLineIsNamed) {
     EXPECT_EQ(ProblemOf(""), "the file is empty");
-    EXPECT_EQ(ProblemOf("x"), "line 1: this is no JSON object");
-    EXPECT_EQ(ProblemOf("{}"), "line 1: this is no exchange of format 1");
-    EXPECT_EQ(ProblemOf(R"({"exchange":2,"mark":"m","service":"s"})"), "line 1: this is no exchange of format 1");
+    EXPECT_EQ(ProblemOf("x"), "line 1: this is not a JSON object");
+    EXPECT_EQ(ProblemOf("{}"), "line 1: this is not an exchange of format 1");
+    EXPECT_EQ(ProblemOf(R"({"exchange":2,"mark":"m","service":"s"})"), "line 1: this is not an exchange of format 1");
     EXPECT_EQ(ProblemOf(R"({"exchange":1,"mark":"m"})"), "line 1: \"mark\" or \"service\" is missing");
     const std::string head = kHead;
     EXPECT_EQ(ProblemOf(head + R"({"from":"nobody","payload":"x"})"),
@@ -62,8 +62,8 @@ TEST(Exchange, BrokenLineIsNamed) {
         EXPECT_EQ(ProblemOf(head + line), "line 2: there is not one of \"message\", \"payload\" and \"hex\"") << line;
     }
     EXPECT_EQ(ProblemOf(head + R"({"from":"caller","payload":"x","any":"result"})"),
-              "line 2: \"any\" is no list of texts");
-    EXPECT_EQ(ProblemOf(head + R"({"from":"caller","payload":"x","note":1})"), "line 2: \"note\" is no text");
+              "line 2: \"any\" is not a list of texts");
+    EXPECT_EQ(ProblemOf(head + R"({"from":"caller","payload":"x","note":1})"), "line 2: \"note\" is not a text");
 }
 
 TEST(Exchange, SettlingLeavesTheLastOfThePollsThatWereTooEarly) {
@@ -77,7 +77,7 @@ TEST(Exchange, SettlingLeavesTheLastOfThePollsThatWereTooEarly) {
     SettleExchange(exchange);
     ASSERT_EQ(exchange.frames.size(), 4u);
     EXPECT_EQ(exchange.frames[1].payload, done);
-    EXPECT_EQ(exchange.frames[3].payload, loading) << "nothing was asked behind it";
+    EXPECT_EQ(exchange.frames[3].payload, loading) << "nothing was asked after it";
 }
 
 TEST(Exchange, SettlingMarksWhatIsDrawnByChance) {

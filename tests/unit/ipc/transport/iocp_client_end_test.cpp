@@ -148,8 +148,8 @@ TEST_F(IocpClientEndTest, StopWithoutAConnectionIsSwallowedAndTheWorkerEndsWhenT
     EXPECT_TRUE(HasEnded(worker));
 }
 
-// An owner that lets go waits for the worker, so whatever the connection has come to, the worker ends without the port
-// being closed for it.
+// An owner that releases the connection waits for the worker, so whatever the connection has come to, the worker ends
+// without the port being closed for it.
 
 TEST_F(IocpClientEndTest, EndWithoutAConnectionEndsTheWorker) {
     ASSERT_TRUE(m_pClient->StartThread());
