@@ -57,6 +57,13 @@ std::size_t CProcess::HandleCount() const {
         std::count_if(m_vecHandles.begin(), m_vecHandles.end(), [](const ObjectPointer& p) { return p != nullptr; }));
 }
 
+std::vector<ObjectPointer> CProcess::Objects() const {
+    std::vector<ObjectPointer> objects;
+    std::copy_if(m_vecHandles.begin(), m_vecHandles.end(), std::back_inserter(objects),
+                 [](const ObjectPointer& pObject) { return pObject != nullptr; });
+    return objects;
+}
+
 CMachine::CMachine(CScheduler& scheduler, Flavour flavour) : m_scheduler(scheduler), m_flavour(flavour) {
     g_pMachine = this;
 }

@@ -40,6 +40,8 @@ class CProcess final : public CEnding {
     bool Close(void* hHandle);
     void CloseAll();
     std::size_t HandleCount() const;
+    // What its handles are for, one for each handle.
+    std::vector<ObjectPointer> Objects() const;
 
     const std::uint32_t m_nId;
     const std::wstring m_strFile;

@@ -13,9 +13,13 @@ void Hold(bool bCondition, const std::string& strWhat) {
     }
 }
 
-void* StartProcess(std::function<void()> work) {
+void* StartProcess(std::function<void()> work, std::wstring strFile,
+                   const std::function<void(const std::shared_ptr<CProcess>&)>& added) {
     const CScheduler::CInside inside(*g_pScheduler);
-    const std::shared_ptr<CProcess> pProcess = g_pMachine->AddProcess(L"C:\\caller\\caller.exe");
+    const std::shared_ptr<CProcess> pProcess = g_pMachine->AddProcess(std::move(strFile));
+    if (added) {
+        added(pProcess);
+    }
     g_pMachine->StartThread(
         *pProcess,
         [pProcess, work = std::move(work)] {

@@ -2,14 +2,19 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <string>
 
 #include "simulation/kernel/random.h"
 
 namespace simulation {
 
+class CProcess;
+
 struct World {
     const char* szName;
+    // It has the product's static objects: each of its seeds gets a process of the operating system's own.
+    bool bAlone;
     // Runs as the main thread of the machine's first process, which is the helper's. What it draws from random is the
     // same for every schedule and every fault of the seed.
     void (*pfnRun)(CRandom random);
@@ -18,11 +23,16 @@ struct World {
 // Callers that serve pipes, and the helper's connections to them.
 void RunCallersWorld(CRandom random);
 
+// The whole helper with its callers.
+void RunHelperWorld(CRandom random);
+
 // Ends the run with a report when the condition does not hold.
 void Hold(bool bCondition, const std::string& strWhat);
 
-// Runs work as the main thread of a process of its own and returns the process's handle, which the caller closes.
-void* StartProcess(std::function<void()> work);
+// Runs work as the main thread of a process of its own and returns the process's handle, which the caller closes. added
+// is called before the process runs.
+void* StartProcess(std::function<void()> work, std::wstring strFile = L"C:\\caller\\caller.exe",
+                   const std::function<void(const std::shared_ptr<CProcess>&)>& added = nullptr);
 // Ends the calling process where it is, with all its threads and handles.
 [[noreturn]] void Vanish();
 

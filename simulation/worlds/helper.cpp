@@ -1,0 +1,219 @@
+// The whole helper, from its start to its end, with up to 64 callers, second starts, programs that knock at its own
+// pipe, and SDKs.
+//
+// What must hold: a caller that stays gets a reply to every request, in order and once, and keeps its connection; the
+// model of helper_model.h agrees with the helper's log; nobody waits for ever; the process ends by itself when all have
+// left, through its message loop and in the time that its rules allow; a helper that stays keeps nothing of callers.
+#include <sanitizer/lsan_interface.h>
+
+#include <deque>
+#include <memory>
+
+#include "foundation/handle.h"
+#include "foundation/text_helpers.h"
+#include "foundation/thread.h"
+#include "host/forwarder.h"
+#include "host/helper_host.h"
+#include "ipc/transport/pipe_names.h"
+#include "simulation/kernel/faults.h"
+#include "simulation/kernel/machine.h"
+#include "simulation/worlds/helper_caller.h"
+#include "simulation/worlds/helper_model.h"
+#include "simulation/worlds/sdk_stand_ins.h"
+#include "simulation/worlds/world.h"
+#include "support/http/wininet_api.h"
+
+int WINAPI wWinMain(HINSTANCE, HINSTANCE, LPWSTR szArguments, int);
+
+namespace simulation {
+namespace {
+
+constexpr DWORD kMinuteMs = 60 * 1000;
+// The longest that a table stays filled after the last caller has left: a look at the pipes each minute, a delayed
+// check of half a minute, a walk each ten seconds, and slow SDKs.
+constexpr DWORD kQuietMs = 10 * kMinuteMs;
+// The longer timer of the mark "ml" comes after that.
+constexpr DWORD kEndMs = kQuietMs + 12 * kMinuteMs;
+constexpr std::uint32_t kFaultExit = 3;  // a lock or a port that the system cannot give
+
+struct Helper {
+    CKernelHandle hProcess;
+    bool bStarted = false;
+};
+
+Helper* g_pHelper = nullptr;
+std::uint32_t g_nSlowServerMs = 0;
+
+std::wstring CommandLine(const std::wstring& strMark, const std::string& strId) {
+    return L"/from:" + strMark + L" /service_id:" + Utf8ToUtf16(strId);
+}
+
+// A server that is not there, after some time.
+const WinInetApi& NoServer() {
+    static const WinInetApi api = [] {
+        WinInetApi none = {};
+        none.CrackUrl = [](LPCWSTR, DWORD, DWORD, LPURL_COMPONENTSW) -> BOOL {
+            Sleep(g_nSlowServerMs);
+            return FALSE;
+        };
+        return none;
+    }();
+    return api;
+}
+
+std::shared_ptr<CProcess> HelperProcess() {
+    return g_pMachine->Process().FindAs<CProcess>(g_pHelper->hProcess.get());
+}
+
+CallerPlan Draw(CRandom& random, CallerFacts& facts, bool bFirst) {
+    CallerPlan plan;
+    plan.pFacts = &facts;
+    plan.nSeed = random.Next();
+    plan.bStartsHelper = bFirst;
+    plan.nComesAfterMs = bFirst ? 0 : static_cast<std::uint32_t>(random.Below(random.OneIn(3) ? 90000 : 3000));
+    plan.nQuota = random.OneIn(2) ? 0 : 1U << random.Below(14);
+    plan.bGate = !random.OneIn(3);
+    plan.bHoldsGate = plan.bGate && random.OneIn(6);
+    plan.bBroken = random.OneIn(10);
+    plan.bReads = !random.OneIn(8);
+    plan.bAsksForExit = random.OneIn(3);
+    plan.nStaysMs = static_cast<std::uint32_t>(random.Below(random.OneIn(3) ? 150000 : 4000));
+    if (random.OneIn(3)) {
+        plan.vanishAt = random.Below(50);
+    }
+    for (std::uint64_t i = random.Below(6); i > 0; --i) {
+        plan.requests.push_back(static_cast<int>(2 + random.Below(7)));
+    }
+    return plan;
+}
+
+// All lives under one service id, one after the other.
+void LiveAgainAndAgain(std::deque<CallerPlan> lives) {
+    const CFaults::CHold noFaults;
+    for (const CallerPlan& plan : lives) {
+        const CKernelHandle hLife(StartProcess([plan] { RunCaller(plan); }));
+        Hold(WaitForSingleObject(hLife.get(), 3 * 3600 * 1000) == WAIT_OBJECT_0, "a caller never ends");
+    }
+}
+
+// A helper of the mark "ml" that serves nobody: what it keeps does not grow with the number of its callers.
+void ExpectNothingKept() {
+    Hold(CommzoltHelperS::GetInstance()->InstanceCount() == 0, "an instance stays without a caller");
+    Hold(ModelInstances() == 0, "an instance was let go of without a word");
+    std::map<std::string, std::size_t> kinds;
+    for (const ObjectPointer& pObject : HelperProcess()->Objects()) {
+        ++kinds[pObject->Kind()];
+    }
+    Hold(kinds["pipe"] <= 1, "the helper keeps the ends of pipes");
+    Hold(kinds["completion port"] <= 1, "the helper keeps completion ports");
+    Hold(kinds["thread"] <= 3, "the helper keeps handles of threads");
+    Hold(kinds["event"] <= 12, "the helper keeps events");
+    Hold(HelperProcess()->m_vecThreads.size() <= 5, "the helper keeps threads");
+    const CScheduler::CInside inside(*g_pScheduler);
+    Hold(__lsan_do_recoverable_leak_check() == 0, "the helper keeps memory");
+}
+
+}  // namespace
+
+void* StartHelper(const std::wstring& strMark, const std::string& strId) {
+    if (g_pHelper->bStarted) {
+        return StartSecond(strMark, strId);
+    }
+    g_pHelper->bStarted = true;
+    return StartProcess(
+        [strLine = CommandLine(strMark, strId)]() mutable {
+            // The process's handle belongs to the world.
+            wWinMain(nullptr, nullptr, strLine.data(), 0);
+        },
+        L"C:\\product\\bin\\nexlet.exe",
+        [](const std::shared_ptr<CProcess>& pProcess) {
+            g_pHelper->hProcess.reset(g_pMachine->FindProcess(1)->Open(pProcess));
+        });
+}
+
+void* StartSecond(const std::wstring& strMark, const std::string& strId) {
+    return StartProcess([strMark, strLine = CommandLine(strMark, strId)] {
+        const CFaults::CHold noFaults;
+        const CKernelHandle mutex(CreateMutexW(nullptr, TRUE, HostMutexName(strMark).c_str()));
+        // A process that would be the first one again cannot be: the static objects of the first are still there.
+        if (GetLastError() == ERROR_ALREADY_EXISTS) {
+            ExistzoltExcute(strLine);
+            Sleep(kMinuteMs);  // the end of its worker, which nobody waits for, is looked at too
+        }
+    });
+}
+
+void RunHelperWorld(CRandom random) {
+    static Helper helper;
+    g_pHelper = &helper;
+    const bool bFaults = !g_pFaults->IsNever();
+    HelperRules rules;
+    rules.strMark = random.OneIn(3) ? L"ml" : L"world";
+    SdkHabits habits;
+    habits.bThere = random.OneIn(2);
+    habits.bSlow = random.OneIn(2);
+    habits.bHangs = habits.bThere && random.OneIn(8);
+    habits.bRefuses = random.OneIn(3);
+    g_nSlowServerMs = static_cast<std::uint32_t>(random.OneIn(3) ? random.Below(5000) : 0);
+    rules.bMayHang = habits.bThere && (habits.bHangs || habits.bSlow);
+    rules.bMayFault = bFaults;
+    WatchHelper(rules);
+    InstallSdks(habits, CRandom(random.Next() | 1, 0));
+    OverrideWinInetApi(&NoServer());
+
+    const auto nIds = static_cast<std::uint32_t>(1 + random.Below(random.OneIn(20) ? 64 : random.OneIn(4) ? 12 : 4));
+    const bool bKnocks = random.OneIn(3);
+    std::deque<CallerFacts> facts;
+    std::vector<std::string> ids;
+    std::vector<CKernelHandle> waiters;
+    for (std::uint32_t i = 0; i < nIds; ++i) {
+        CallerFacts& fact = facts.emplace_back();
+        fact.strId = std::to_string(i);
+        fact.strMark = rules.strMark;
+        fact.bForeignExits = bKnocks;
+        fact.bMayHang = rules.bMayHang;
+        fact.bFaults = bFaults;
+        ids.push_back(fact.strId);
+        std::deque<CallerPlan> lives;
+        for (std::uint64_t k = 1 + (random.OneIn(3) ? random.Below(3) : 0); k > 0; --k) {
+            lives.push_back(Draw(random, fact, i == 0 && lives.empty()));
+            lives.back().bFirstLife = lives.size() == 1;
+        }
+        const CFaults::CHold noFaults;
+        waiters.push_back(LaunchThread([lives] {
+            LiveAgainAndAgain(lives);
+            return 0U;
+        }));
+    }
+    const CFaults::CHold noFaults;
+    if (bKnocks) {
+        const std::uint64_t nSeed = random.Next();
+        waiters.emplace_back(StartProcess([=] { RunKnocker(rules.strMark, ids, nSeed); }));
+    }
+    for (const CKernelHandle& waiter : waiters) {
+        Hold(WaitForSingleObject(waiter.get(), INFINITE) == WAIT_OBJECT_0, "a caller never ends");
+    }
+    Sleep(2 * kMinuteMs);  // second starts end by themselves
+    if (!helper.hProcess) {
+        return;  // its caller vanished before it
+    }
+    bool bMayStay = bFaults || habits.bHangs;
+    for (const CallerFacts& fact : facts) {
+        bMayStay = bMayStay || fact.bMayStay;
+    }
+    if (rules.strMark == L"ml" && !bMayStay && WaitForSingleObject(helper.hProcess.get(), kQuietMs) == WAIT_TIMEOUT) {
+        ExpectNothingKept();
+    }
+    const bool bEnded = WaitForSingleObject(helper.hProcess.get(), kEndMs) == WAIT_OBJECT_0;
+    Hold(bEnded || bMayStay, "the helper does not end when all have left");
+    if (!bEnded) {
+        TerminateProcess(helper.hProcess.get(), 0);
+        return;
+    }
+    DWORD nExitCode = 0;
+    GetExitCodeProcess(helper.hProcess.get(), &nExitCode);
+    Hold(nExitCode == 0 || (bFaults && nExitCode == kFaultExit), "the helper ends with " + std::to_string(nExitCode));
+    Hold(HasLeftItsLoop() || rules.bMayHang || bFaults, "the helper ends by something else than its timers");
+}
+
+}  // namespace simulation

@@ -1,0 +1,34 @@
+// A second, plain model of the helper's tables and of its end. It hears the lines of the helper's log and says which
+// cannot be.
+//
+//   An instance exists from its first line to the line of its end.
+//   The walk erases one whose tasks are all done and whose caller's pipe has gone or whose delayed destroy has run out.
+//   It may only say so of one that a watcher of this instance's time has reported.
+//   The number that the walk counts is the number of instances.
+//   The process leaves its loop when the walk has found none; with the mark "ml" by the longer timer alone.
+//   The watch over the main thread never ends the process, unless an SDK holds a thread.
+#pragma once
+
+#include <cstdint>
+#include <set>
+#include <string>
+
+namespace simulation {
+
+struct HelperRules {
+    std::wstring strMark;
+    bool bMayHang = false;   // an SDK may hold a thread for longer than the watch waits
+    bool bMayFault = false;  // system calls fail
+};
+
+// Begins to listen; the log is on from here to the end of the run.
+void WatchHelper(const HelperRules& rules);
+
+// What the log has said so far.
+bool HasLeftItsLoop();
+// How often the helper let go of an instance of this service id.
+std::uint32_t EraseCount(const std::wstring& strServiceId);
+// The instances that a walk would find now, those that a start without a pipe has left included.
+std::size_t ModelInstances();
+
+}  // namespace simulation
