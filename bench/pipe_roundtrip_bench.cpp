@@ -46,14 +46,12 @@ std::string ReplyTo(Request& request) {
 
 class CReplyingHandlers final : public IRequestHandlers {
   public:
-    void GetRSAEncrypt(Request& request) override { m_pClient->Send(ReplyTo(request)); }
-    void GetWxAppStatus(Request&) override {}
-    void GetWxAppStatusEncrypt(Request&) override {}
-    void GetWxAppQIMEI(Request&) override {}
-    void OpenMiniApp(Request&) override {}
-    void OpenMiniAppSuccessfully(Request&) override {}
-    void DelayCheckWndStatus(Request&) override {}
-    void DestroyWxServiceItme(Request&) override {}
+#define REPLY(name)                        \
+    void name(Request& request) override { \
+        m_pClient->Send(ReplyTo(request)); \
+    }
+    NXL_REQUEST_HANDLERS(REPLY)
+#undef REPLY
 
     CIOCP_Client* m_pClient = nullptr;  // weak
 };
