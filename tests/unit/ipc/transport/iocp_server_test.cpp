@@ -84,6 +84,25 @@ TEST_F(IocpServerTest, AClientIsAnnouncedAndItsMessagesAreDelivered) {
     EXPECT_EQ(client.Read(9), std::string("\x00\x02\x00\x00\x01\x00\x00\x00\x31", 9));
 }
 
+TEST_F(IocpServerTest, PipeIsOneOfBytesWhoseBuffersTheSystemChooses) {
+    // Another pipe of the system's own sizes says what they are.
+    const std::wstring other = UniquePipeName();
+    const CFileHandle chosen(CreateNamedPipeW(other.c_str(), PIPE_ACCESS_DUPLEX, PIPE_TYPE_BYTE, 1, 0, 0, 0, nullptr));
+    DWORD nFlags = 0;
+    DWORD nOut = 1;
+    DWORD nIn = 1;
+    ASSERT_TRUE(GetNamedPipeInfo(chosen.get(), &nFlags, &nOut, &nIn, nullptr)) << GetLastError();
+    Start();
+    const CRawPipe client = Connect();
+    DWORD nServerFlags = PIPE_TYPE_MESSAGE;
+    DWORD nServerOut = 2;
+    DWORD nServerIn = 2;
+    ASSERT_TRUE(GetNamedPipeInfo(client.get(), &nServerFlags, &nServerOut, &nServerIn, nullptr)) << GetLastError();
+    EXPECT_EQ(nServerFlags & PIPE_TYPE_MESSAGE, 0u);
+    EXPECT_EQ(nServerOut, nOut);
+    EXPECT_EQ(nServerIn, nIn);
+}
+
 TEST_F(IocpServerTest, ASecondClientFindsNoFreeInstanceWhileOneIsConnected) {
     Start();
     const CRawPipe first = Connect();
