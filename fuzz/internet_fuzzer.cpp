@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "fuzz/fuzz_check.h"
 #include "world/internet/http_head.h"
@@ -11,15 +12,8 @@
 
 namespace {
 
-void CutAll(const std::string& bytes) {
-    std::string pending = bytes;
-    std::string messages;
-    TlsRecord record;
-    while (CutTlsRecord(pending, record) == TlsCut::Whole) {
-        FUZZ_CHECK(bytes.ends_with(pending));
-        FUZZ_CHECK(record.strBytes.size() <= kTlsMostRecordBytes);
-        messages += record.strBytes;
-    }
+// Takes what is whole off messages.
+void CutMessages(std::string& messages) {
     TlsMessage message;
     while (CutTlsMessage(messages, message) == TlsCut::Whole) {
         FUZZ_CHECK(TlsMessageBytes(message.type, message.strBody) == message.strWhole);
@@ -28,6 +22,23 @@ void CutAll(const std::string& bytes) {
             FUZZ_CHECK(hello.strRandom.size() == kTlsRandomBytes);
         }
         FUZZ_CHECK(TlsSealedSecret(message.strBody).size() <= message.strBody.size());
+    }
+}
+
+void CutAll(const std::string& bytes) {
+    // As they come from a connection, a part at a time.
+    constexpr std::size_t kPart = 4096;
+    std::string pending;
+    std::string messages;
+    for (std::size_t at = 0; at < bytes.size(); at += kPart) {
+        pending.append(bytes, at, kPart);
+        TlsRecord record;
+        while (CutTlsRecord(pending, record) == TlsCut::Whole) {
+            FUZZ_CHECK(std::string_view(bytes).substr(0, at + kPart).ends_with(pending));
+            FUZZ_CHECK(record.strBytes.size() <= kTlsMostRecordBytes);
+            messages += record.strBytes;
+        }
+        CutMessages(messages);
     }
 }
 

@@ -1,4 +1,7 @@
-// Callers that are killed at random moments, two hundred of them, against one helper that survives.
+// Callers that are killed at random moments, against one helper that survives.
+//
+//   NEXLET_KILLS   how many, 200 without it
+//   NEXLET_SEED    repeats the choices of a run, which prints its own
 #include <algorithm>
 #include <array>
 #include <cstdio>
@@ -16,8 +19,7 @@
 namespace {
 
 constexpr int kFirstKills = 20;
-constexpr int kHalf = 110;
-constexpr int kKills = 200;
+constexpr int kUsualKills = 200;
 constexpr unsigned kMaxDelayMs = 60;
 // Every so manieth caller hands itself over by a second start, which takes its two seconds.
 constexpr unsigned kProgramEvery = 8;
@@ -29,10 +31,10 @@ constexpr const char* kLook = "m_mWxExInstance = ";
 
 class KilledCallers : public CEndToEnd {
   protected:
-    HelperSizes Measure(const char* when) {
+    HelperSizes Measure(int kills) {
         const HelperSizes sizes(m_helper);
-        std::printf("%-16s %4zu handles %3zu threads %9zu private bytes\n", when, sizes.handles, sizes.threads,
-                    sizes.bytes);
+        std::printf("after %4d kills %4zu handles %3zu threads %9zu private bytes\n", kills, sizes.handles,
+                    sizes.threads, sizes.bytes);
         std::fflush(stdout);
         return sizes;
     }
@@ -109,32 +111,35 @@ class KilledCallers : public CEndToEnd {
     std::array<int, kKillStages> m_kills{};
 };
 
-TEST_F(KilledCallers, TwoHundredAtRandomMomentsLeaveAHelperThatServesTheNext) {
+TEST_F(KilledCallers, ThoseAtRandomMomentsLeaveAHelperThatServesTheNext) {
     const char* given = std::getenv("NEXLET_SEED");
     const unsigned seed =
         given != nullptr ? static_cast<unsigned>(std::strtoul(given, nullptr, 10)) : std::random_device{}();
+    const char* const asked = std::getenv("NEXLET_KILLS");
+    const int kills = asked != nullptr ? std::max(2 * kFirstKills, std::atoi(asked)) : kUsualKills;
+    const int halfKills = (kFirstKills + kills) / 2;
     std::printf("seed %u (NEXLET_SEED repeats it)\n", seed);
     std::mt19937 random(seed);
     StartHelper();
     ExpectServed();
-    const HelperSizes start = Measure("before");
+    const HelperSizes start = Measure(0);
     ASSERT_GT(start.handles, 0u);
     ASSERT_GT(start.bytes, 0u);
 
     ASSERT_NO_FATAL_FAILURE(KillMany(0, kFirstKills, random));
     ASSERT_TRUE(WaitUntilLetGo(start.threads)) << Trouble(start);
-    const HelperSizes first = Measure("after 20 kills");
-    ASSERT_NO_FATAL_FAILURE(KillMany(kFirstKills, kHalf, random));
+    const HelperSizes first = Measure(kFirstKills);
+    ASSERT_NO_FATAL_FAILURE(KillMany(kFirstKills, halfKills, random));
     ASSERT_TRUE(WaitUntilLetGo(first.threads)) << Trouble(first);
-    const HelperSizes half = Measure("after 110 kills");
-    ASSERT_NO_FATAL_FAILURE(KillMany(kHalf, kKills, random));
+    const HelperSizes half = Measure(halfKills);
+    ASSERT_NO_FATAL_FAILURE(KillMany(halfKills, kills, random));
     ASSERT_TRUE(WaitUntilLetGo(first.threads)) << Trouble(first);
-    const HelperSizes last = Measure("after 200 kills");
+    const HelperSizes last = Measure(kills);
     std::printf("killed while starting %d, serving %d, handing over %d, handed over %d, talking %d\n", m_kills[0],
                 m_kills[1], m_kills[2], m_kills[3], m_kills[4]);
     EXPECT_LE(last.handles, first.handles + 4);
     EXPECT_LE(last.threads, first.threads);
-    // The heap keeps what ninety services at once have needed, so the two halves are compared. They are alike but for
+    // The heap keeps what a half's services at once have needed, so the two halves are compared. They are alike but for
     // how many were still there at once, which chance decides; the load test measures finer.
     EXPECT_LE(last.bytes, half.bytes + kHeapSegmentBytes + half.bytes / 20);
 
