@@ -21,6 +21,8 @@ endif()
 if(WIN32 AND CMAKE_CXX_COMPILER_ID MATCHES Clang)
   # gcc's own headers use what they call deprecated, and only gcc is told to pass over it.
   target_compile_options(nexlet_flags INTERFACE -Wno-deprecated-declarations)
+  # What foundation/thread_annotations.h says is checked; the beta part is the order of locks.
+  target_compile_options(nexlet_flags INTERFACE -Wthread-safety -Wthread-safety-beta)
 endif()
 if(NEXLET_WARNINGS_AS_ERRORS)
   target_compile_options(nexlet_flags INTERFACE -Werror)
@@ -37,6 +39,12 @@ if(WIN32)
   add_compile_definitions(UNICODE _UNICODE WINVER=0x0601 _WIN32_WINNT=0x0601 WIN32_LEAN_AND_MEAN NOMINMAX)
   set(CMAKE_C_FLAGS_RELWITHDEBINFO "-O2 -g -DNDEBUG")
   set(CMAKE_CXX_FLAGS_RELWITHDEBINFO "-O2 -g -DNDEBUG")
+  if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
+    # For gdb, and for debuggers that read PDB files. The PDB's GUID is the hash of its content, so no command line and no
+    # folder of the build gets into it.
+    set(for_pdb -gdwarf -gcodeview -gno-codeview-command-line -ffile-compilation-dir=.)
+    add_compile_options("$<$<COMPILE_LANGUAGE:C,CXX>:${for_pdb}>")
+  endif()
   add_compile_options(-fstack-protector-strong)
   add_link_options(-fstack-protector-strong)
   add_compile_definitions(_FORTIFY_SOURCE=2)

@@ -3,7 +3,7 @@
 #   program    bin/nexlet.exe, bin/nexctl.exe
 #   client     the caller's library with headers, import libraries and CMake package
 #   documents  docs/, licenses/ and the example of a caller
-#   symbols    the debug information of all three, under the names that they refer to
+#   symbols    the debug information of all three, under the names that they refer to; with clang their PDB files too
 #   world      bin/nexlet-world.exe, bin/nexlet-standin.exe, the stand-ins that they start, and example scenarios
 include(CMakePackageConfigHelpers)
 include(reference)
@@ -45,6 +45,10 @@ install(FILES ${package_folder}/nexlet.nuspec ${package_sources}/nuget/nexlet.ta
 
 foreach(target nexlet nexctl nexlet_client)
   install(FILES $<TARGET_FILE:${target}>.debug DESTINATION bin COMPONENT symbols)
+  if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
+    # tools/package moves it to where a symbol server has it.
+    install(FILES ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/${target}.pdb DESTINATION bin COMPONENT symbols)
+  endif()
 endforeach()
 
 install(TARGETS nexlet-world nexlet-standin RUNTIME DESTINATION bin COMPONENT world)

@@ -1,7 +1,17 @@
-# nexlet_split_symbols(TARGET): moves the debug information of a program or library out into TARGET.debug beside it.
+# nexlet_split_symbols(TARGET): moves the debug information of a program or library out into TARGET.debug beside it. Clang
+# and lld also make a PDB file there.
 function(nexlet_split_symbols target)
   if(NOT WIN32)
     return()
+  endif()
+  if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
+    # The file refers to the PDB by its name alone. The PDB holds the linker's command line, which therefore names nothing
+    # by the build's folder, and its search path, to which the environment would add.
+    file(RELATIVE_PATH pdb ${CMAKE_BINARY_DIR} ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/${target}.pdb)
+    target_link_options(${target} PRIVATE
+      -Wl,--pdb=${pdb} "SHELL:-Wl,-Xlink=-pdbaltpath:%_PDB%" "SHELL:-Wl,-Xlink=-pdbsourcepath:.")
+    set_property(TARGET ${target} PROPERTY RULE_LAUNCH_LINK "${CMAKE_COMMAND} -E env --unset=LIBRARY_PATH")
+    set_property(TARGET ${target} APPEND PROPERTY ADDITIONAL_CLEAN_FILES ${CMAKE_BINARY_DIR}/${pdb})
   endif()
   add_custom_command(TARGET ${target} POST_BUILD
     # Without --preserve-dates the copy's header gets the time of day.

@@ -14,6 +14,7 @@ import subprocess
 import sys
 import tempfile
 import unittest
+import uuid
 import zipfile
 import zlib
 
@@ -27,6 +28,8 @@ from pe_file import PeFile  # noqa: E402
 from relink import relink  # noqa: E402
 
 NAME = f"nexlet-{VERSION}-windows-x64"
+# gcc makes no PDB files.
+PDB = json.loads((BUILD_DIR / "package/facts.json").read_text(encoding="utf-8"))["compiler_id"] == "Clang"
 MADE = {f"{NAME}.zip", f"{NAME}-symbols.zip", f"{NAME}-world.zip", f"{NAME}.cdx.json", f"{NAME}-world.cdx.json",
         "SHA256SUMS"}
 PROGRAMS = ["bin/nexctl.exe", "bin/nexlet.exe", "bin/nexlet_client.dll"]
@@ -154,11 +157,25 @@ class PackageTest(unittest.TestCase):
                                       "user32.dll", "version.dll", "ws2_32.dll"}, name)
 
     def test_symbols_are_apart_and_are_those_that_the_programs_refer_to(self):
-        self.assertEqual(self.symbols.namelist(), [f"{NAME}/README-symbols.md", *(f"{NAME}/{name}.debug" for name in PROGRAMS)])
+        self.assertEqual([name for name in self.symbols.namelist() if "/symbols/" not in name],
+                         [f"{NAME}/README-symbols.md", *(f"{NAME}/{name}.debug" for name in PROGRAMS)])
         for name in PROGRAMS:
             link, checksum = debug_link(PeFile(self.unpacked / name))
             self.assertEqual(link, pathlib.Path(name).name + ".debug")
             self.assertEqual(zlib.crc32(self.symbols.read(f"{NAME}/{name}.debug")), checksum, name)
+
+    def test_pdb_files_are_where_a_symbol_server_has_them_and_are_those_that_the_programs_refer_to(self):
+        expected = []
+        for name in PROGRAMS if PDB else []:
+            guid, age, pdb = PeFile(self.unpacked / name).pdb()
+            self.assertEqual(pdb, pathlib.Path(name).stem + ".pdb")
+            id_ = uuid.UUID(bytes_le=guid).hex.upper() + f"{age:X}"
+            expected.append(f"{NAME}/symbols/{pdb}/{id_}/{pdb}")
+            data = self.symbols.read(expected[-1])
+            # Its first bytes, and the GUID in the stream that describes the file.
+            self.assertTrue(data.startswith(b"Microsoft C/C++ MSF 7.00"), name)
+            self.assertIn(guid, data, name)
+        self.assertEqual([name for name in self.symbols.namelist() if "/symbols/" in name], expected)
 
     def test_nothing_in_it_tells_when_or_where_it_was_made(self):
         for archive in (self.zip, self.symbols, self.world):
@@ -170,6 +187,8 @@ class PackageTest(unittest.TestCase):
                 data = (folder / name).read_bytes()
                 for path in (SOURCE_DIR, BUILD_DIR, "/home/", "/root/", "/tmp/"):
                     self.assertNotIn(str(path).encode(), data, name)
+        for name in self.symbols.namelist():
+            self.assertNotIn(str(SOURCE_DIR).encode(), self.symbols.read(name), name)
 
     def test_library_needs_nothing_but_windows(self):
         library = PeFile(self.unpacked / "bin/nexlet_client.dll")
@@ -200,8 +219,9 @@ class PackageTest(unittest.TestCase):
         # The descriptor of the library, the end of the list of descriptors, the end of its list of addresses.
         self.assertEqual(library.others, [[".idata$2", ".idata$6"], [".idata$3"], [".idata$5", ".idata$4"]])
         self.assertEqual(library.times, {0})
-        # The one for mingw-w64 is in the other form.
-        self.assertEqual(ImportLibrary(self.unpacked / "lib/nexlet_client.dll.a").imports, [])
+        # The one for mingw-w64: binutils writes the other form, lld the same.
+        own = [one.name for one in ImportLibrary(self.unpacked / "lib/nexlet_client.dll.a").imports]
+        self.assertEqual(sorted(own), exports if PDB else [])
 
     def test_checksums_match(self):
         lines = (OUT / "SHA256SUMS").read_text(encoding="utf-8").splitlines()
@@ -416,19 +436,19 @@ class PackageTest(unittest.TestCase):
         if not NINJA:
             self.skipTest("only Ninja shows how a program is linked")
         tool = self.tool
-        with tempfile.TemporaryDirectory(dir=BUILD_DIR) as folder:
-            folder = pathlib.Path(folder)
-            linked, package, symbols, world, out = (folder / name for name in
-                                                    ("linked", "package", "symbols", "world", "out"))
+        with tempfile.TemporaryDirectory() as folder, tempfile.TemporaryDirectory(dir=BUILD_DIR.parent) as linked:
+            folder, linked = pathlib.Path(folder), pathlib.Path(linked)
+            package, symbols, world, out = (folder / name for name in ("package", "symbols", "world", "out"))
             tool["install"](BUILD_DIR, package, *tool["COMPONENTS"])
             tool["install"](BUILD_DIR, symbols, "symbols")
             tool["install"](BUILD_DIR, world, "world")
             for name in PROGRAMS:
-                linked.mkdir(exist_ok=True)
                 again = relink(NINJA, BUILD_DIR, name, linked)
                 shutil.copy(again, package / name)
                 (symbols / "bin").mkdir(parents=True, exist_ok=True)
                 shutil.copy(f"{again}.debug", symbols / "bin")
+                if PDB:
+                    shutil.copy(again.with_suffix(".pdb"), symbols / "bin")
             shutil.copy(linked / "client/nexlet_client.dll.a", package / "lib")
             tool["pack"](tool["read_facts"](BUILD_DIR), package, symbols, world, out)
             self.assert_same_package(out)

@@ -58,6 +58,26 @@ class PeFile:
         names = struct.unpack_from("<I", self.data, at + 32)[0]
         return [self.text(struct.unpack_from("<I", self.data, self.offset(names) + 4 * i)[0]) for i in range(count)]
 
+    def export_addresses(self):
+        """What is exported by name, with its address from the start of the image."""
+        at = self.offset(self.directory(0)[0])
+        addresses, _, ordinals = struct.unpack_from("<III", self.data, at + 28)
+        found = {}
+        for index, name in enumerate(self.exports()):
+            ordinal = struct.unpack_from("<H", self.data, self.offset(ordinals) + 2 * index)[0]
+            found[name] = struct.unpack_from("<I", self.data, self.offset(addresses) + 4 * ordinal)[0]
+        return found
+
+    def pdb(self):
+        """(GUID, age, name) of the PDB file of the program, or None; the GUID is its 16 bytes."""
+        rva, size = self.directory(6)
+        for at in range(rva, rva + size, 28):
+            kind, length, data_rva = struct.unpack_from("<III", self.data, self.offset(at) + 12)
+            at = self.offset(data_rva)
+            if kind == 2 and self.data[at:at + 4] == b"RSDS":
+                return self.data[at + 4:at + 20], struct.unpack_from("<I", self.data, at + 20)[0], self.text(data_rva + 24)
+        return None
+
     def resources(self):
         """(type, id) of every resource, numbers or texts, with its bytes."""
         root, _ = self.directory(2)

@@ -16,7 +16,7 @@ def digest(path):
 
 
 def main():
-    with tempfile.TemporaryDirectory(dir=BUILD_DIR) as folder:
+    with tempfile.TemporaryDirectory(dir=BUILD_DIR.parent) as folder:
         built, relinked = digest(BUILD_DIR / PROGRAM), digest(relink(NINJA, BUILD_DIR, PROGRAM, folder))
     print(f"built    {built}\nrelinked {relinked}")
     sys.exit(0 if built == relinked else 1)
