@@ -66,7 +66,7 @@ foreach(page README:documents README-world:world README-symbols:symbols)
 endforeach()
 
 # The pages that are of use without the sources.
-foreach(page package client nexctl nexlet glossary protocol troubleshooting refusals log-lines registry beacons envelope signer-check threats windows)
+foreach(page package client crash nexctl nexlet glossary protocol troubleshooting refusals log-lines registry beacons envelope signer-check threats windows)
   install(FILES ${CMAKE_SOURCE_DIR}/docs/${page}.md DESTINATION docs COMPONENT documents)
 endforeach()
 install(FILES ${CMAKE_SOURCE_DIR}/docs/pictures/doctor.png ${CMAKE_SOURCE_DIR}/docs/pictures/timeline.png

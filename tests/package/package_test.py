@@ -36,7 +36,7 @@ PROGRAMS = ["bin/nexctl.exe", "bin/nexlet.exe", "bin/nexlet_client.dll"]
 STATIC_LIBRARY = "lib/libnexlet_client_static.a"
 CONTENTS = PROGRAMS + [
     "CHANGELOG.md", "README.md",
-    "docs/beacons.md", "docs/client.md", "docs/envelope.md", "docs/glossary.md", "docs/log-lines.md", "docs/nexctl.md", "docs/nexlet.md", "docs/package.md", "docs/pictures/doctor.png",
+    "docs/beacons.md", "docs/client.md", "docs/crash.md", "docs/envelope.md", "docs/glossary.md", "docs/log-lines.md", "docs/nexctl.md", "docs/nexlet.md", "docs/package.md", "docs/pictures/doctor.png",
     "docs/pictures/timeline.png", "docs/protocol.md", "docs/reference.html", "docs/refusals.md",
     "docs/registry.md", "docs/signer-check.md", "docs/threats.md", "docs/troubleshooting.md", "docs/windows.md",
     "examples/CMakeLists.txt", "examples/README.md", "examples/c_caller.c",
