@@ -54,7 +54,8 @@ endforeach()
 install(TARGETS nexlet-world nexlet-standin RUNTIME DESTINATION bin COMPONENT world)
 install(DIRECTORY ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/world DESTINATION bin COMPONENT world PATTERN .signed EXCLUDE)
 install(FILES ${CMAKE_SOURCE_DIR}/world/README.md DESTINATION world COMPONENT world)
-install(DIRECTORY ${CMAKE_SOURCE_DIR}/examples/world DESTINATION examples COMPONENT world)
+install(DIRECTORY ${CMAKE_SOURCE_DIR}/examples/conformance ${CMAKE_SOURCE_DIR}/examples/world DESTINATION examples
+  COMPONENT world)
 install(FILES ${CMAKE_SOURCE_DIR}/resources/THIRD-PARTY.md DESTINATION licenses COMPONENT world)
 
 # What to read first, in each archive. Two of them are unpacked over the first.
@@ -73,7 +74,9 @@ install(FILES ${CMAKE_SOURCE_DIR}/docs/pictures/doctor.png ${CMAKE_SOURCE_DIR}/d
   DESTINATION docs/pictures COMPONENT documents)
 install(FILES ${reference_folder}/reference.html DESTINATION docs COMPONENT documents)
 install(FILES ${CMAKE_SOURCE_DIR}/CHANGELOG.md DESTINATION . COMPONENT documents)
-install(DIRECTORY ${CMAKE_SOURCE_DIR}/examples DESTINATION . COMPONENT documents PATTERN world EXCLUDE)
+install(DIRECTORY ${CMAKE_SOURCE_DIR}/examples DESTINATION . COMPONENT documents
+  PATTERN conformance EXCLUDE PATTERN world EXCLUDE)
+install(DIRECTORY ${CMAKE_SOURCE_DIR}/tests/data/exchanges DESTINATION examples COMPONENT documents)
 
 # nexlet_distribution_version(PACKAGE OUT): the version of a package of the distribution, or nothing.
 find_program(NEXLET_DPKG_QUERY dpkg-query)

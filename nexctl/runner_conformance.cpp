@@ -1,5 +1,6 @@
 // The verb conformance.
 #include <algorithm>
+#include <sstream>
 
 #include "foundation/text_helpers.h"
 #include "foundation/windows_headers.h"
@@ -8,11 +9,46 @@
 #include "nexctl/runner.h"
 #include "tooling/text_file.h"
 
+namespace {
+
+// What a folder that nexlet-world has brought up says about itself in its conformance.ini.
+struct World {
+    std::vector<std::string> plays;
+    std::wstring program;
+    bool alone = false;
+};
+
+World ReadWorld(const std::wstring& folder) {
+    const std::wstring file = folder + L"\\conformance.ini";
+    const auto read = [&](const wchar_t* key, const wchar_t* without) {
+        wchar_t text[MAX_PATH] = {};
+        GetPrivateProfileStringW(L"conformance", key, without, text, MAX_PATH, file.c_str());
+        return std::wstring(text);
+    };
+    World world;
+    world.program = folder + L"\\" + read(L"program", L"app\\bin\\nexlet.exe");
+    world.alone = read(L"alone", L"0") == L"1";
+    // Any other folder is one with an SDK that answers.
+    std::istringstream names(Utf16ToUtf8(read(L"plays", L"opens")));
+    for (std::string name; names >> name;) {
+        world.plays.push_back(name);
+    }
+    return world;
+}
+
+}  // namespace
+
 ExitCode CRunner::Conformance(const Step& step) {
     PlaySettings settings;
-    settings.hasWorld = !step.world.empty();
-    settings.program =
-        settings.hasWorld && m_script.exe.empty() ? Utf8ToUtf16(step.world) + L"\\app\\bin\\nexlet.exe" : ProgramPath();
+    settings.program = ProgramPath();
+    if (!step.world.empty()) {
+        const World world = ReadWorld(Utf8ToUtf16(step.world));
+        settings.worlds = world.plays;
+        settings.worldAlone = world.alone;
+        if (m_script.exe.empty()) {
+            settings.program = world.program;
+        }
+    }
     settings.only = step.only;
     settings.timeoutMs = TimeoutOf(step);
     Json::Value line(Json::objectValue);

@@ -26,16 +26,98 @@ std::string Filled(std::string text) {
     return text;
 }
 
+std::wstring OwnMark(int number) {
+    return L"conformance" + std::to_wstring(GetCurrentProcessId()) + L"-" + std::to_wstring(number);
+}
+
+std::string ChannelOf(const std::wstring& mark) {
+    return MakeChannelText(mark, "conformance", 1, "conformance", "conformance");
+}
+
+std::string Difference(const std::string& expected, const std::vector<std::string>& any, const std::string& payload) {
+    ExchangeFrame frame;
+    frame.direction = FrameDirection::Received;
+    frame.payload = expected;
+    frame.any = any;
+    return ExchangeDifference(frame, payload);
+}
+
+void Replace(std::string& text, std::string_view place, const std::string& with) {
+    const std::size_t at = text.find(place);
+    if (at != std::string::npos) {
+        text.replace(at, place.size(), with);
+    }
+}
+
+// The switches of a rule with what stands in braces filled in.
+std::string Switches(const Rule& rule, const std::wstring& mark) {
+    std::string text = Filled(rule.sent);
+    Replace(text, "{mark}", Utf16ToUtf8(mark));
+    Replace(text, "{channel}", Base64Encode(ChannelOf(mark)));
+    constexpr std::string_view kBegin = "{base64:";
+    const std::size_t begin = text.find(kBegin);
+    if (begin != std::string::npos) {
+        // Nothing comes after it in a rule.
+        const std::size_t end = text.rfind('}');
+        const std::size_t from = begin + kBegin.size();
+        text.replace(begin, end + 1 - begin, Base64Encode(text.substr(from, end - from)));
+    }
+    return text;
+}
+
+// A start with a command line of its own; what is wrong, or nothing.
+std::string PlayStart(const PlaySettings& settings, const Rule& rule, int number) {
+    const std::wstring mark = OwnMark(number);
+    CCaller caller(mark, kService);
+    CallerResult result = caller.Open();
+    StartedProcess process;
+    DWORD systemError = 0;
+    if (result == CallerResult::Ok) {
+        result = StartProgram(settings.program, L"\"" + settings.program + L"\" " + Utf8ToUtf16(Switches(rule, mark)),
+                              process, systemError);
+    }
+    if (result != CallerResult::Ok) {
+        return std::string("no helper: ") + DescribeCallerResult(result);
+    }
+    const std::uint32_t timeoutMs = std::max(settings.timeoutMs, kStartMs);
+    std::string wrong;
+    const std::string expected = Filled(rule.reply);
+    for (std::size_t at = 0; at < expected.size() && wrong.empty();) {
+        const std::size_t end = expected.find('\n', at);
+        ReceivedFrame frame;
+        result = caller.WaitForFrame(0, timeoutMs, frame);
+        wrong = result == CallerResult::Ok ? Difference(expected.substr(at, end - at), {}, frame.strPayload)
+                                           : DescribeCallerResult(result);
+        at = end + 1;
+    }
+    DWORD exitCode = STILL_ACTIVE;
+    if (rule.exitCode && wrong.empty()) {
+        if (WaitForSingleObject(process.hProcess.get(), timeoutMs) != WAIT_OBJECT_0) {
+            wrong = "the process has not ended";
+        } else if (GetExitCodeProcess(process.hProcess.get(), &exitCode) == FALSE || exitCode != *rule.exitCode) {
+            wrong = "the exit code is " + std::to_string(exitCode);
+        }
+    } else if (wrong.empty()) {
+        // It goes on serving.
+        ReceivedFrame frame;
+        result = caller.SendPayload(kProbe, settings.timeoutMs);
+        result = result == CallerResult::Ok ? caller.WaitForFrame(0, settings.timeoutMs, frame) : result;
+        wrong = result == CallerResult::Ok ? Difference(kProbed, {}, frame.strPayload) : DescribeCallerResult(result);
+    }
+    caller.Close();
+    TerminateProcess(process.hProcess.get(), 0);
+    WaitForSingleObject(process.hProcess.get(), kEndMs);
+    return wrong;
+}
+
 // One helper under a mark of its own.
 class CSession {
   public:
     CSession(const PlaySettings& settings, int number)
-        : m_timeoutMs(settings.timeoutMs),
-          m_mark(L"conformance" + std::to_wstring(GetCurrentProcessId()) + L"-" + std::to_wstring(number)),
-          m_caller(m_mark, kService) {
+        : m_timeoutMs(settings.timeoutMs), m_mark(OwnMark(number)), m_caller(m_mark, kService) {
         HelperStart start;
         start.strExe = settings.program;
-        start.strChannel = MakeChannelText(m_mark, "conformance", 1, "conformance", "conformance");
+        start.strChannel = ChannelOf(m_mark);
         CallerResult result = m_caller.Open();
         if (result == CallerResult::Ok) {
             result = m_caller.StartHelper(std::move(start));
@@ -89,6 +171,8 @@ class CSession {
                 return PlayHost(rule, sent, reply);
             case RuleKind::Exchange:
                 return PlayExchange(rule.sent);
+            case RuleKind::Start:
+                break;
             case RuleKind::Leave:
                 m_caller.SendPayload(sent, m_timeoutMs);
                 return End(0, std::max(m_timeoutMs, kEndMs));
@@ -97,15 +181,6 @@ class CSession {
     }
 
   private:
-    static std::string Difference(const std::string& expected, const std::vector<std::string>& any,
-                                  const std::string& payload) {
-        ExchangeFrame frame;
-        frame.direction = FrameDirection::Received;
-        frame.payload = expected;
-        frame.any = any;
-        return ExchangeDifference(frame, payload);
-    }
-
     std::string After(CallerResult sent, const std::string& reply, const std::vector<std::string>& any) {
         ReceivedFrame frame;
         const CallerResult result = sent == CallerResult::Ok ? m_caller.WaitForFrame(0, m_timeoutMs, frame) : sent;
@@ -209,10 +284,17 @@ std::vector<RuleResult> PlayRules(const PlaySettings& settings, const std::funct
         }
         RuleResult result;
         result.rule = &rule;
-        if (rule.needsWorld && !settings.hasWorld) {
-            result.detail = "needs an SDK that answers: --world";
+        if (rule.world.empty() ? settings.worldAlone
+                               : std::ranges::find(settings.worlds, rule.world) == settings.worlds.end()) {
+            result.detail = rule.world.empty() ? "is not for this world" : "needs the world \"" + rule.world + "\"";
+        } else if (rule.kind == RuleKind::Start) {
+            session.reset();
+            result.detail = PlayStart(settings, rule, ++sessions);
+            result.outcome = result.detail.empty() ? RuleOutcome::Kept : RuleOutcome::Broken;
         } else {
-            const bool alone = rule.kind == RuleKind::Ends || rule.kind == RuleKind::Exchange;
+            // The host's rules have made services, which keep a process.
+            const bool alone =
+                rule.kind == RuleKind::Ends || rule.kind == RuleKind::Exchange || rule.kind == RuleKind::Leave;
             if (session == nullptr || alone || !session->Connected()) {
                 session.reset();
                 session = std::make_unique<CSession>(settings, ++sessions);

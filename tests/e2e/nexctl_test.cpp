@@ -387,7 +387,7 @@ TEST_P(NexctlReplay, HelperAnswersAsTheGoldenExchangeSays) {
     EXPECT_GT(line["frames"].asInt(), 2);
 }
 
-INSTANTIATE_TEST_SUITE_P(Files, NexctlReplay, ::testing::Values("open", "requests", "refusals"),
+INSTANTIATE_TEST_SUITE_P(Files, NexctlReplay, ::testing::Values("open", "requests", "refusals", "words"),
                          [](const auto& file) { return std::string(file.param); });
 
 TEST_F(Nexctl, RecordedExchangeIsPlayedAgain) {

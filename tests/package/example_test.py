@@ -186,6 +186,18 @@ class ExampleTest(unittest.TestCase):
             self.down()
         self.assert_nothing_left()
 
+    def test_build_keeps_the_rules_of_the_wire_in_a_scenario_of_the_package(self):
+        self.nexlet_world("up", self.package / "examples/conformance/refuses.scenario", self.world)
+        said = run(WINE / "run", self.package / "bin/nexctl.exe", "conformance", "--world",
+                   rf"C:\temp\{self.folder.name}\world", "--only", "exchange.")
+        self.assertIn("kept      exchange.refuses", said)
+        self.down()
+        self.assert_nothing_left()
+
+    def test_exchange_of_the_package_can_be_played_again(self):
+        run(WINE / "run", self.package / "bin/nexctl.exe", "replay", self.package / "examples/exchanges/words.exchange",
+            "--exe", self.package / "bin/nexlet.exe")
+
     def test_login_of_a_scenario_shows_in_the_status(self):
         self.up("opens.scenario")
         said = run(WINE / "run", self.package / "bin/nexctl.exe", "start", "status", "exit", "--exe", self.helper())

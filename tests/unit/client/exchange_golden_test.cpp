@@ -1,4 +1,5 @@
 // The exchanges of tests/data/exchanges, with the library as the caller and a stand-in that plays the helper's half.
+#include <algorithm>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -76,7 +77,13 @@ TEST_P(GoldenExchange, LibrarySendsTheCallersHalfAndUnderstandsTheHelpers) {
     EXPECT_EQ(asked, exchange.frames.size());
 }
 
-INSTANTIATE_TEST_SUITE_P(Files, GoldenExchange, ::testing::Values("open", "requests", "refusals"),
-                         [](const auto& file) { return std::string(file.param); });
+INSTANTIATE_TEST_SUITE_P(Files, GoldenExchange,
+                         ::testing::Values("open", "requests", "refusals", "words", "products", "refuses", "fails",
+                                           "missing", "bare", "screen-saver"),
+                         [](const auto& file) {
+                             std::string name = file.param;
+                             std::ranges::replace(name, '-', '_');
+                             return name;
+                         });
 
 }  // namespace
