@@ -1,6 +1,7 @@
 #include "nexctl/helper_logs.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 
 #include "foundation/handle.h"
@@ -83,7 +84,29 @@ std::string ReadEnds(const std::wstring& path, std::uint64_t& writtenAt) {
     return bytes;
 }
 
+// "2026-11-22", by the clock of this place; the log's lines have the time of day alone.
+std::string DateOf(std::uint64_t fileTime) {
+    const FILETIME utc = {static_cast<DWORD>(fileTime), static_cast<DWORD>(fileTime >> 32)};
+    FILETIME local = {};
+    SYSTEMTIME time = {};
+    if (fileTime == 0 || FileTimeToLocalFileTime(&utc, &local) == FALSE ||
+        FileTimeToSystemTime(&local, &time) == FALSE) {
+        return {};
+    }
+    char text[40];
+    std::snprintf(text, sizeof text, "%04u-%02u-%02u", time.wYear, time.wMonth, time.wDay);
+    return text;
+}
+
 }  // namespace
+
+LogFile ReadLogFile(const std::string& path) {
+    LogFile file;
+    file.strPath = path;
+    file.summary = SummariseLog(ReadEnds(Utf8ToUtf16(path), file.nWrittenAt));
+    file.strDate = DateOf(file.nWrittenAt);
+    return file;
+}
 
 LogSwitch ReadLogSwitch() {
     return {ReadValue(L"debug_log"), ReadValue(L"debug_modle")};
@@ -122,11 +145,9 @@ std::vector<LogFile> FindLogs() {
         if (id == 0 || std::wstring_view(end) != L".log") {
             continue;
         }
-        LogFile file;
-        file.strPath = Utf16ToUtf8(folder + name);
+        LogFile file = ReadLogFile(Utf16ToUtf8(folder + name));
         file.nProcessId = id;
         file.nBytes = static_cast<std::uint64_t>(found.nFileSizeHigh) << 32 | found.nFileSizeLow;
-        file.summary = SummariseLog(ReadEnds(folder + name, file.nWrittenAt));
         file.bRunning = ProcessRuns(file.nProcessId, file.summary.strProgram);
         files.push_back(std::move(file));
     } while (FindNextFileW(search, &found) != FALSE);

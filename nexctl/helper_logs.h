@@ -34,6 +34,9 @@ std::optional<std::uint64_t> LogDiskFree();
 // One of the two values as it is in the registry.
 SwitchFact ReadSwitchFact(const wchar_t* name);
 
+// What a file tells of itself: its path, its summary, when it was written. Nothing of a process.
+LogFile ReadLogFile(const std::string& path);
+
 // All logs in the folder, the latest written first, each with what its file tells. Of a file of more than 4 MiB only
 // the beginning and the end are read for that.
 std::vector<LogFile> FindLogs();

@@ -34,8 +34,8 @@ std::string LogFileText(const LogFile& file) {
     }
     return file.strPath + ": " + (file.nProcessId != 0 ? "process " + std::to_string(file.nProcessId) + ", " : "") +
            "mark \"" + file.summary.strMark + "\", services " + (services.empty() ? "none" : services) + ", from " +
-           TimeOfDay(file.summary.nFirstMs) + ", last line " + TimeOfDay(file.summary.nLastMs) + ", " +
-           LogEndText(file.summary, file.bRunning);
+           TimeOfDay(file.summary.nFirstMs) + ", last line " + TimeOfDay(file.summary.nLastMs) +
+           (file.strDate.empty() ? "" : " on " + file.strDate) + ", " + LogEndText(file.summary, file.bRunning);
 }
 
 std::optional<std::uint64_t> ReadSpan(std::string_view text) {

@@ -13,6 +13,7 @@ struct LogFile {
     std::uint32_t nProcessId = 0;
     std::uint64_t nBytes = 0;
     std::uint64_t nWrittenAt = 0;  // a FILETIME
+    std::string strDate;           // the same as "2026-11-22", by the clock of this place; empty when it is not known
     bool bRunning = false;         // its process runs: the same id and the same program
     LogSummary summary;
 };
@@ -28,7 +29,8 @@ struct LogWish {
 // them.
 std::vector<LogFile> ChooseLogs(std::vector<LogFile> files, const LogWish& wish);
 
-// "C:\temp\zolt\Nexlet7.log: process 7, mark "m", services a, b, from 8:19:42:615, last line 8:19:52:794, runs"
+// "C:\temp\zolt\Nexlet7.log: process 7, mark "m", services a, b, from 8:19:42:615, last line 8:19:52:794 on 2026-11-22,
+// runs"
 std::string LogFileText(const LogFile& file);
 
 // A span of time such as "90s", "15m", "2h" or "7d" in milliseconds; nothing for any other text.

@@ -42,6 +42,7 @@ Json::Value FileRecord(const LogFile& file) {
         record["services"].append(service);
     }
     record["first_line"] = TimeOfDay(file.summary.nFirstMs);
+    record["date"] = file.strDate;
     record["last_line"] = TimeOfDay(file.summary.nLastMs);
     record["last_text"] = file.summary.strLastText;
     record["end"] = LogEndText(file.summary, file.bRunning);
@@ -140,14 +141,10 @@ ExitCode CRunner::PruneLogs(const Step& step) {
 
 std::vector<LogFile> CRunner::LogsFor(const Step& step) {
     if (!step.file.empty()) {
-        LogFile file;
-        std::string bytes;
-        if (!ReadTextFile(step.file, bytes)) {
+        if (GetFileAttributesW(Utf8ToUtf16(step.file).c_str()) == INVALID_FILE_ATTRIBUTES) {
             return {};
         }
-        file.strPath = step.file;
-        file.summary = SummariseLog(bytes);
-        return {file};
+        return {ReadLogFile(step.file)};
     }
     std::vector<LogFile> files = ChooseLogs(FindLogs(), WishOf(step));
     // Several are taken when several were asked for by their processes.

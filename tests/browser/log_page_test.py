@@ -1,8 +1,10 @@
 #!/usr/bin/env python3
 """The page of "nexctl log page" in a real browser.  log_page_test.py RUN NEXCTL LOG FOLDER"""
 import html.parser
+import json
 import os
 import pathlib
+import re
 import resource
 import shutil
 import subprocess
@@ -10,10 +12,24 @@ import sys
 import time
 import unittest
 
+PREFIX = pathlib.Path(os.environ.get("NEXLET_WINEPREFIX",
+                                     pathlib.Path(__file__).resolve().parents[2] / "build/wine/default"))
 NEXCTL, LOG, FOLDER = sys.argv[1:3], pathlib.Path(sys.argv[3]), pathlib.Path(sys.argv[4])
 LARGE_LINES = 200000
 # A page that draws every line takes a hundred times the processor of one that draws what is in sight.
 MOST_TIMES, MOST_BYTES = 10, 500 * 1000 * 1000
+# What a user does, for the scripts below.
+ACTIONS = """
+const press = id => byId(id).click();
+const mouse = (element, type, x, y, more) => element.dispatchEvent(new MouseEvent(type,
+  {bubbles: true, clientX: element.getBoundingClientRect().left + x, clientY: element.getBoundingClientRect().top + y, ...more}));
+const write = text => { byId('filter').value = text; byId('filter').dispatchEvent(new Event('input')); };
+const wide = () => right - left;
+const texts = () => [...room.children].map(row => row.lastElementChild.textContent);
+const drawn = () => { const all = []; const own = CanvasRenderingContext2D.prototype.fillText;
+  CanvasRenderingContext2D.prototype.fillText = function (text, ...rest) { all.push(text); own.call(this, text, ...rest); };
+  draw(); CanvasRenderingContext2D.prototype.fillText = own; return all; };
+"""
 
 
 class Dom(html.parser.HTMLParser):
@@ -22,7 +38,7 @@ class Dom(html.parser.HTMLParser):
     def __init__(self, text):
         super().__init__()
         self.rows, self.links, self.scripts, self.count, self.drawn, self.inside = 0, [], 0, "", None, ""
-        self.kinds = set()
+        self.kinds, self.result = set(), None
         self.feed(text)
 
     def handle_starttag(self, tag, attributes):
@@ -35,6 +51,7 @@ class Dom(html.parser.HTMLParser):
             self.links.append(attributes["href"])
         if tag == "body":
             self.drawn = attributes.get("data-drawn-ms")
+            self.result = json.loads(attributes.get("data-result", "null"))
         self.scripts += tag == "script"
         self.inside = tag
 
@@ -98,6 +115,17 @@ class LogPageTest(unittest.TestCase):
         self.assertNotRegex(run.stderr, r"CONSOLE.*(Uncaught|Refused|Error)")
         return run.stdout
 
+    def act(self, script, page=None, fragment=""):
+        """Runs a script in the page, after the page's own: what it returns. It sees the page's variables, and acts as a
+        user does, by events."""
+        acting = FOLDER / "acting.html"
+        text = (page or self.page).read_text(encoding="utf-8")
+        script = "document.body.dataset.result = JSON.stringify((() => {" + ACTIONS + script + "})());"
+        acting.write_text(text.replace("</body>", f"<script>{script}</script></body>"), encoding="utf-8")
+        result = Dom(self.browse("--dump-dom", "--window-size=1400,900", page=acting, fragment=fragment)).result
+        self.assertIsNotNone(result, "the script has not run to its end")
+        return result
+
     def colours(self, picture):
         """How many pixels there are of each colour."""
         histogram = subprocess.run(["convert", str(picture), "-format", "%c", "histogram:info:"], check=True,
@@ -148,6 +176,144 @@ class LogPageTest(unittest.TestCase):
         narrow = self.colours(self.shot(size="480,900"))
         self.assertGreater(narrow.get("BFE3C6", 0), 10)
 
+    def test_buttons_and_wheel_zoom_and_the_whole_log_comes_back(self):
+        steps = self.act("""const all = [wide() / whole];
+            press('in'); all.push(wide() / whole);
+            press('in'); press('out'); all.push(wide() / whole);
+            const around = left + wide() / 4, x = NAMES + (around - left) * (chart.clientWidth - NAMES - 60) / wide();
+            chart.dispatchEvent(new WheelEvent('wheel', {bubbles: true, cancelable: true, deltaY: -100,
+              clientX: chart.getBoundingClientRect().left + x, clientY: chart.getBoundingClientRect().top + 20}));
+            all.push(wide() / whole, (around - left) / wide());
+            press('all'); all.push(wide() / whole); return all;""")
+        whole, half, again, wheel, place, back = steps
+        self.assertEqual((whole, back), (1, 1))
+        self.assertAlmostEqual(half, 0.5)
+        self.assertAlmostEqual(again, 0.5)
+        self.assertAlmostEqual(wheel, 0.4)
+        self.assertAlmostEqual(place, 0.25, places=1, msg="what is under the pointer stays there")
+
+    def test_overview_shows_the_part_in_sight_and_leads_to_another(self):
+        before, after = self.act("""press('in'); press('in'); press('in');
+            const middle = () => (left + right) / 2 / whole, all = [middle()];
+            mouse(overview, 'click', 16 + (overview.clientWidth - 32) * 0.9, 10);
+            all.push(middle()); return all;""")
+        self.assertAlmostEqual(before, 0.5)
+        self.assertAlmostEqual(after, 0.9, places=1)
+
+    def test_drag_moves_the_chart(self):
+        moved = self.act("""press('in'); const before = left;
+            mouse(chart, 'mousedown', 600, 100); mouse(chart, 'mousemove', 400, 100); mouse(chart, 'mouseup', 400, 100);
+            return left - before;""")
+        self.assertGreater(moved, 0)
+
+    def test_lane_that_is_switched_off_leaves_chart_and_list(self):
+        lane, high, count, rows = self.act("""const box = byId('lanes').querySelector('input');
+            const measure = () => [chart.clientHeight, shown.length];
+            const before = measure(); box.click(); const after = measure();
+            return [lanes[0].name, before[0] - after[0], before[1] - after[1],
+                    shown.filter(line => line.lane === 0).length + hits.filter(hit => hit.line && hit.line.lane === 0).length];""")
+        self.assertNotEqual(lane, "")
+        self.assertEqual(high, 46)
+        self.assertGreater(count, 0)
+        self.assertEqual(rows, 0)
+
+    def test_filter_holds_for_list_and_chart(self):
+        texts, marks, spans, fewer = self.act("""const before = hits.length; write('getwxappstatus');
+            return [texts(), hits.filter(hit => hit.line).map(hit => hit.line.text),
+                    hits.filter(hit => hit.span).every(hit => hit.span.from.row >= 0 || hit.span.to.row >= 0),
+                    before - hits.length];""")
+        self.assertGreater(len(texts), 0)
+        self.assertLess(len(texts), 10)
+        self.assertTrue(all("getwxappstatus" in text.lower() for text in texts), texts)
+        self.assertGreater(len(marks), 0)
+        self.assertTrue(all("getwxappstatus" in mark.lower() for mark in marks), marks)
+        self.assertTrue(spans, "a span is drawn though neither its first nor its last line fits")
+        self.assertGreater(fewer, 0)
+
+    def test_click_on_a_line_leads_to_the_chart_and_a_click_there_to_the_line(self):
+        line = self.act("""for (let i = 0; i < 6; ++i) press('in');
+            left = 0; right = whole / 64; draw(); list.scrollTop = 1e9; drawList();
+            const row = [...room.children].at(-1); row.click();
+            return [chosen.text === row.lastElementChild.textContent, chosen.x >= left && chosen.x <= right,
+                    byId('tip').textContent.includes(chosen.text), room.querySelectorAll('.chosen').length];""")
+        self.assertEqual(line, [True, True, True, 1])
+        chart = self.act("""list.scrollTop = 1e9; drawList();
+            const hit = hits.find(one => one.line && one.line.kind !== LINE) || hits[0];
+            mouse(chart, 'click', hit.x + hit.wide / 2, hit.y + hit.high / 2);
+            const line = hit.line || hit.span.from, top = (line.row - base) * ROW; drawList();
+            return [chosen.at === line.at, top >= list.scrollTop && top <= list.scrollTop + list.clientHeight];""")
+        self.assertEqual(chart, [True, True])
+
+    def test_keyboard_moves_through_the_list_and_a_link_leads_to_its_request(self):
+        self.assertEqual(self.act("""const key = name => list.dispatchEvent(new KeyboardEvent('keydown', {key: name}));
+            key('ArrowDown'); key('ArrowDown'); const down = chosen.row; key('ArrowUp'); return [down, chosen.row];"""),
+                         [2, 1])
+        # The links are made when their list is opened, which the browser tells a moment later.
+        self.assertEqual(self.act("""byId('requests').dispatchEvent(new Event('toggle'));
+            const link = byId('requests').querySelectorAll('a')[1]; link.click();
+            return ['#l' + chosen.at === link.getAttribute('href'), link.textContent.includes(asked[1].name),
+                    list.tabIndex, list.getAttribute('role'), chart.getAttribute('role')];"""),
+                         [True, True, 0, "listbox", "img"])
+
+    def test_outcome_of_a_request_is_a_sign_and_not_a_colour_alone(self):
+        refused = "".join(f"5:25:56:{100 + i}\t[CPipeClientCallback::ReceiveIPCMessage({i})] {line}\r\n" for i, line in enumerate((
+            "ReceiveIPCMessage begin", 'ReceiveIPCMessage szMessage={"content":{},"message_type":99}', "receive extension msg")))
+        outcomes = FOLDER / "outcomes.log"
+        outcomes.write_bytes(LOG.read_bytes() + ("\r\n" + refused).encode("utf-16-le"))
+        page = self.make_page(outcomes, "outcomes.html")
+        signs = self.act("""return [drawn().map(text => text[0]), spans.filter(span => span.kind !== WORK).map(span => span.kind),
+            spans.map(span => span.open)];""", page=page)
+        self.assertIn(1, signs[1], "no request was served")
+        self.assertIn(3, signs[1], "no request was refused")
+        self.assertIn("\u2713", signs[0])
+        self.assertIn("\u2717", signs[0])
+
+    def test_request_without_an_end_is_dashed_to_the_end_of_the_log(self):
+        page = self.make_page(self.torn_log(), "torn.html")
+        dashes = self.act("""const all = [], own = CanvasRenderingContext2D.prototype.setLineDash;
+            CanvasRenderingContext2D.prototype.setLineDash = function (dash) { all.push(dash.length); own.call(this, dash); };
+            draw(); const open = spans.filter(span => span.open && span.kind !== WORK);
+            return [open.length, open.every(span => span.to.at === lines.length - 1), Math.max(...all)];""", page=page)
+        self.assertEqual(dashes, [1, True, 2])
+
+    def torn_log(self):
+        """The log up to the arrival of an open, and one line of another thread after it."""
+        lines = LOG.read_bytes().decode("utf-16-le").splitlines(keepends=True)
+        at = next(i for i, line in enumerate(lines) if "receive WM_COPY_DATA_MSG_IPC_GET_OPEN" in line)
+        beat = next(line for line in lines if "enter WindowProc" in line or "CheckzoltDLLThread" in line)
+        late = lines[at].partition("\t")[0] + "\t" + beat.partition("\t")[2]
+        log = FOLDER / "torn.log"
+        log.write_bytes("".join(lines[:at + 1] + [late]).encode("utf-16-le"))
+        return log
+
+    def test_head_tells_mark_services_date_and_how_it_ended(self):
+        heads = re.search(r'<div id="heads">(.*?)</div>', self.page.read_text(encoding="utf-8"), re.S)[1]
+        for part in (r'mark &quot;\w+&quot;|mark "\w+"', r"services \w", r"on \d{4}-\d\d-\d\d", r"ended"):
+            self.assertRegex(heads, part)
+
+    def test_several_logs_are_on_one_axis(self):
+        folder = PREFIX / "drive_c/temp/zolt"
+        folder.mkdir(parents=True, exist_ok=True)
+        numbers = (4000000004, 4000000008)
+        logs = [folder / f"Nexlet{number}.log" for number in numbers]
+        try:
+            for log in logs:
+                log.write_bytes(LOG.read_bytes())
+            page = FOLDER / "several.html"
+            subprocess.run([*NEXCTL, "log", "page", "--pid", str(numbers[0]), "--pid", str(numbers[1]), "--out", str(page)],
+                           check=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, timeout=300)
+        finally:
+            for log in logs:
+                log.unlink(missing_ok=True)
+        names, ordered, of, heads = self.act("""return [lanes.map(lane => lane.name.slice(0, 3)),
+            lines.every((line, i) => i === 0 || lines[i - 1].time <= line.time),
+            new Set(lines.slice(0, 20).map(line => lanes[line.lane].name[0])).size,
+            byId('heads').children.length];""", page=page)
+        self.assertEqual({"1: ", "2: "}, set(names))
+        self.assertTrue(ordered)
+        self.assertEqual(of, 2, "the beginnings of both are beside each other")
+        self.assertEqual(heads, 4, "a title and a summary for each")
+
     def large_log(self):
         """The life of a helper again and again: requests, beacons, timers."""
         text = LOG.read_bytes().decode("utf-16-le")
@@ -176,6 +342,13 @@ class LogPageTest(unittest.TestCase):
         self.assertEqual(browser.returncode, 0)
         return sum(seconds.values()), most
 
+    def columns_of_the_overview(self, picture):
+        """How many columns of the picture have a mark in the strip that is the overview."""
+        top = self.act("return Math.round(overview.getBoundingClientRect().top);", page=FOLDER / "large.html")
+        strip = subprocess.run(["convert", str(picture), "-crop", f"1400x30+0+{top + 3}", "+repage", "-scale", "1400x1!",
+                                "txt:-"], check=True, capture_output=True, text=True).stdout
+        return sum("#FFFFFF" not in line for line in strip.splitlines()[1:])
+
     def test_two_hundred_thousand_lines_are_drawn_in_time_and_memory(self):
         page = self.make_page(self.large_log(), "large.html")
         floor, _ = self.draw(self.page, FOLDER / "small.png")
@@ -184,6 +357,7 @@ class LogPageTest(unittest.TestCase):
         drawn = self.colours(picture)
         self.assertGreater(drawn.get("5F7081", 0), 500, "no tick of a line is drawn")
         self.assertGreater(drawn.get("FFFFFF", 0), 100000)
+        self.assertGreater(self.columns_of_the_overview(picture), 1200, "the overview does not show the whole log")
         dom = Dom(self.browse("--dump-dom", page=page))
         print(f"{LARGE_LINES} lines: {page.stat().st_size} bytes, {used:.1f} s on the processor, {used / floor:.1f} times a "
               f"small page, {most} bytes of memory, drawn after {dom.drawn} ms")

@@ -191,12 +191,10 @@ class ExampleTest(unittest.TestCase):
         said = run(WINE / "run", self.package / "bin/nexctl.exe", "conformance", "--world",
                    rf"C:\temp\{self.folder.name}\world", "--only", "exchange.")
         self.assertIn("kept      exchange.refuses", said)
+        run(WINE / "run", self.package / "bin/nexctl.exe", "replay", self.package / "examples/exchanges/words.exchange",
+            "--exe", self.helper())
         self.down()
         self.assert_nothing_left()
-
-    def test_exchange_of_the_package_can_be_played_again(self):
-        run(WINE / "run", self.package / "bin/nexctl.exe", "replay", self.package / "examples/exchanges/words.exchange",
-            "--exe", self.package / "bin/nexlet.exe")
 
     def test_login_of_a_scenario_shows_in_the_status(self):
         self.up("opens.scenario")
