@@ -1,7 +1,10 @@
 // A helper that burns the machine, in real time: an SDK in it starts threads that do nothing else.
 #include <algorithm>
+#include <thread>
 
+#include "foundation/text_helpers.h"
 #include "tests/e2e/end_to_end.h"
+#include "tests/support/console_program.h"
 #include "tests/support/stand_in_process.h"
 
 namespace {
@@ -43,8 +46,23 @@ class Burning : public CEndToEnd {
 
 TEST_F(Burning, IsAskedToCloseInTheSixthRound) {
     StartHelper();
+    // Somebody else listens to the same helper.
+    ConsoleRun listened;
+    std::thread listener([&] {
+        const std::string mark = Utf16ToUtf8(m_strMark);
+        listened = RunConsoleProgram(OwnFolder() + L"\\nexctl.exe",
+                                     {"listen", "--mark", mark, "--service", "listens", "--exe",
+                                      Utf16ToUtf8(m_sandbox.Exe()), "--timeout", "600000"},
+                                     {}, /*timeoutMs=*/600000);
+    });
+    EXPECT_TRUE(Log().WaitFor("Type=12, Message=", kLongMs, 2)) << Log().Tail();
     EXPECT_EQ(Open(MiniAppOpen("t")), "1");
     EXPECT_EQ(m_helper.WaitForEnd(7 * kRoundMs + kCrowdedMs), 0u) << Log().Tail();
+    listener.join();
+    EXPECT_EQ(listened.dwExitCode, 4u) << listened.strOut << listened.strErr;
+    EXPECT_NE(listened.strErr.find("its log says: ended: too much of the processor was used (CPU watch)"),
+              std::string::npos)
+        << listened.strErr;
     EXPECT_EQ(BreachesAtTheEnd(), 6) << ::testing::PrintToString(Samples());
     const std::vector<std::string> beacons = Beacons();
     ASSERT_EQ(beacons.size(), 1u) << ::testing::PrintToString(beacons);
