@@ -51,9 +51,10 @@ threads for each request. libuv and Asio serve all connections on one thread and
 have a thread for each connection too, show how much of the distance that is.""",
     "p99": """**p99.** With many connections it is about the time of one turn over all connections, so it follows from the rate, and
 the cause is the same. With one connection it is the rounds of the watchdogs and whatever else the machine does.""",
-    "start": """**Start.** The process also opens its own pipe, its ready event and its mutex, reads the command line, and starts its
-watchdogs before it says that it is ready, because a caller may rely on all of that. It loads more system libraries than the
-peer.""",
+    "start": """**Start.** Before its notice the helper loads the same system libraries as the peer, with a display and without, and
+its main thread makes about a twentieth more calls to the kernel (counted with strace). It also has a larger file, starts
+its watchdogs, and opens its own pipe, its ready event and its mutex before it says that it is ready, because a caller may
+rely on all of that.""",
     "envelope": """**The envelope.** OpenSSL multiplies with hand-written assembly for each kind of processor. The helper's code is portable
 C++, where gcc does not keep two carries apart. Assembly of our own would be faster and is not worth its risk: a block takes
 some microseconds, and a request has few of them.""",
