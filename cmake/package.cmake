@@ -110,7 +110,10 @@ nexlet_install_license(mingw-w64 /usr/share/doc/mingw-w64-x86-64-dev/copyright
 nexlet_install_license(gcc-runtime /usr/share/doc/gcc-mingw-w64-x86-64-posix-runtime/copyright
   "libgcc, libstdc++ and libssp are under the GNU General Public License 3 with the GCC Runtime Library Exception 3.1, which lets programs that were compiled with gcc be passed on under any terms.")
 install(FILES ${CMAKE_SOURCE_DIR}/resources/THIRD-PARTY.md DESTINATION licenses COMPONENT documents)
+nexlet_install_license(zlib /usr/share/doc/libz-mingw-w64-dev/copyright
+  "zlib is (C) 1995-2022 Jean-loup Gailly and Mark Adler, under the zlib licence.")
 
+nexlet_distribution_version(libz-mingw-w64-dev zlib_package_version)
 nexlet_distribution_version(mingw-w64-x86-64-dev mingw_package_version)
 nexlet_distribution_version(gcc-mingw-w64-x86-64-posix gcc_package_version)
 configure_file(${CMAKE_SOURCE_DIR}/cmake/package_facts.json.in ${package_folder}/facts.json @ONLY)

@@ -1,9 +1,7 @@
-// Writes a zip archive. Its files are stored as they are: what is in a bundle is text that others look into.
+// Writes a zip archive.
 #pragma once
 
-#include <cstdint>
 #include <string>
-#include <string_view>
 #include <vector>
 
 struct ZipEntry {
@@ -14,6 +12,3 @@ struct ZipEntry {
 // The bytes of an archive with these files. Their names have at most 65535 bytes, and all of it together less than
 // 4 GiB. Every file gets the time 1980-01-01: the same contents give the same archive.
 std::string BuildZip(const std::vector<ZipEntry>& entries);
-
-// The checksum of zip archives (CRC-32 of ISO 3309).
-std::uint32_t Crc32(std::string_view bytes);

@@ -194,6 +194,7 @@ void AddStarts(std::vector<Rule>& rules) {
     const std::string probed =
         Envelope("13", R"({"p1":{},"result":"not from","ret":"0","service_id":"{service}"})") + "\n";
     const std::string probe = Envelope("7", R"({"p1":"{}","service_id":"{service}"})");
+    const std::string parameter = " /param:{base64:" + probe + "}";
     const std::string mark = "/from:{mark} /service_id:{service}";
     const auto start = [&](const std::string& id, const std::string& text, const std::string& switches,
                            const std::string& reply, std::optional<std::uint32_t> exitCode = {}) {
@@ -205,10 +206,10 @@ void AddStarts(std::vector<Rule>& rules) {
     start("quoted", "a quoted mark and service id are read to their ends",
           "/from:\"{mark}\" /channel:{channel} /service_id:\"{service}\"", notice);
     start("type", "a request on the command line is answered before the ready notice",
-          mark + " /channel:{channel} /type:7 /param:{base64:" + probe + "}", probed + notice);
+          mark + " /channel:{channel} /type:7" + parameter, probed + notice);
     for (const char* type : {"1", "0", "9", "-1"}) {
         start(std::string("type.") + type, std::string("a start with /type:") + type + " does not read its parameter",
-              mark + " /channel:{channel} /type:" + type + " /param:{base64:" + probe + "}", notice);
+              std::string(mark).append(" /channel:{channel} /type:").append(type).append(parameter), notice);
     }
     start("type-text", "a /type: that is not a number ends the process with 3", mark + " /channel:{channel} /type:abc",
           "", 3);

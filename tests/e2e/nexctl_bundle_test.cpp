@@ -1,12 +1,52 @@
-// A bundle of a machine with a real helper on it. What is in the archive is stored as it is, so it is searched as
-// bytes.
+// A bundle of a machine with a real helper on it.
 #include <filesystem>
 #include <fstream>
-#include <sstream>
+
+#include <zlib.h>
 
 #include "tests/e2e/nexctl_fixture.h"
 
 namespace {
+
+// The names and the contents of an archive, one after the other.
+std::string Unpacked(std::string archive) {
+    constexpr std::size_t kHeader = 30;
+    const auto number = [&](std::size_t at, int bytes) {
+        std::size_t value = 0;
+        for (int i = bytes - 1; i >= 0; --i) {
+            value = value << 8 | static_cast<unsigned char>(archive[at + static_cast<std::size_t>(i)]);
+        }
+        return value;
+    };
+    std::string all;
+    for (std::size_t at = 0; archive.compare(at, 4, "PK\x03\x04") == 0;) {
+        const std::size_t packed = number(at + 18, 4);
+        const std::size_t name = number(at + 26, 2);
+        std::string bytes(number(at + 22, 4), '\0');
+        z_stream stream = {};
+        stream.next_in = reinterpret_cast<Bytef*>(archive.data() + at + kHeader + name);
+        stream.avail_in = static_cast<uInt>(packed);
+        stream.next_out = reinterpret_cast<Bytef*>(bytes.data());
+        stream.avail_out = static_cast<uInt>(bytes.size());
+        if (number(at + 8, 2) == 0) {
+            bytes = archive.substr(at + kHeader + name, packed);
+        } else {
+            EXPECT_EQ(inflateInit2(&stream, -MAX_WBITS), Z_OK);
+            EXPECT_EQ(inflate(&stream, Z_FINISH), Z_STREAM_END);
+            inflateEnd(&stream);
+        }
+        all += archive.substr(at + kHeader, name) + "\n" + bytes + "\n";
+        at += kHeader + name + packed;
+    }
+    return all;
+}
+
+std::string ReadArchive(const std::filesystem::path& file) {
+    std::ifstream stream(file, std::ios::binary);
+    const std::string archive{std::istreambuf_iterator<char>(stream), {}};
+    EXPECT_EQ(archive.substr(0, 2), "PK");
+    return Unpacked(archive);
+}
 
 class NexctlBundle : public Nexctl {
   protected:
@@ -25,10 +65,7 @@ class NexctlBundle : public Nexctl {
         arguments.insert(arguments.begin(), {"bundle", "--out", Utf16ToUtf8(file.wstring())});
         m_run = Run(arguments);
         EXPECT_EQ(m_run.dwExitCode, 0u) << m_run.strErr;
-        std::ifstream stream(file, std::ios::binary);
-        std::stringstream bytes;
-        bytes << stream.rdbuf();
-        return bytes.str();
+        return ReadArchive(file);
     }
 
     ConsoleRun m_run;
@@ -37,7 +74,6 @@ class NexctlBundle : public Nexctl {
 TEST_F(NexctlBundle, HoldsWhatHelpsAndNoContentsOfRequests) {
     StartWithSecrets();
     const std::string archive = Bundle();
-    EXPECT_EQ(archive.substr(0, 2), "PK");
     const std::string log = "logs/Nexlet" + std::to_string(m_helper.Id()) + ".log";
     for (const std::string& name :
          {std::string("doctor.json"), std::string("doctor.txt"), std::string("files.json"), std::string("helpers.json"),
@@ -70,8 +106,7 @@ TEST_F(NexctlBundle, HoldsNoNameOfAUserOfAPathUnlessAskedTo) {
         arguments.insert(arguments.begin(), {"bundle", "--out", Utf16ToUtf8(file.wstring()), "--mark", "nobody's",
                                              "--exe", R"(C:\Users\Jane SECRET\app\bin\nexlet.exe)"});
         EXPECT_EQ(RunPlain(arguments).dwExitCode, 0u);
-        std::ifstream stream(file, std::ios::binary);
-        return std::string{std::istreambuf_iterator<char>(stream), {}};
+        return ReadArchive(file);
     };
     const std::string masked = bundle({});
     EXPECT_EQ(masked.find("SECRET"), std::string::npos);

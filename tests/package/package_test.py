@@ -53,6 +53,7 @@ CONTENTS = PROGRAMS + [
     "lib/libnexlet_client_static.a", "lib/nexlet_client.def", "lib/nexlet_client.dll.a", "lib/nexlet_client.lib",
     "lib/pkgconfig/nexlet_client.pc", "lib/pkgconfig/nexlet_client_static.pc",
     "licenses/THIRD-PARTY.md", "licenses/gcc-runtime.txt", "licenses/jsoncpp.txt", "licenses/mingw-w64.txt",
+    "licenses/zlib.txt",
     "packaging/nuget/nexlet.nuspec", "packaging/nuget/nexlet.targets", "packaging/vcpkg/nexlet/portfile.cmake",
     "packaging/vcpkg/nexlet/usage", "packaging/vcpkg/nexlet/vcpkg.json",
     "sbom.cdx.json"]
@@ -72,6 +73,7 @@ WORLD_CONTENTS = [
                                                            "screen-saver")),
     *(f"examples/world/{name}.scenario" for name in ("fails", "opens", "page", "yyb")),
     "licenses/THIRD-PARTY.md", "licenses/gcc-runtime.txt", "licenses/jsoncpp.txt", "licenses/mingw-w64.txt",
+    "licenses/zlib.txt",
     "world/README.md", "world/sbom.cdx.json"]
 
 # Of the schema of CycloneDX 1.5, as far as these bills use it: the members that an object may have, and must have.
@@ -88,7 +90,7 @@ HASH_BYTES = {"MD5": 16, "SHA-1": 20, "SHA-256": 32, "SHA-384": 48, "SHA-512": 6
 REFERENCE_TYPES = {"vcs", "issue-tracker", "website", "advisories", "bom", "mailing-list", "social", "chat",
                    "documentation", "support", "distribution", "distribution-intake", "license", "build-meta",
                    "build-system", "release-notes", "security-contact", "other"}
-LICENSE_IDS = {"MIT", "ZPL-2.1", "BSD-3-Clause", "GPL-3.0-or-later"}
+LICENSE_IDS = {"Zlib", "MIT", "ZPL-2.1", "BSD-3-Clause", "GPL-3.0-or-later"}
 
 
 def sha256(data):
@@ -297,8 +299,9 @@ class PackageTest(unittest.TestCase):
                 self.assertEqual(part["type"] == "file", data[:2] != b"MZ" and name != STATIC_LIBRARY, name)
 
     def test_bills_of_materials_name_what_is_linked_in(self):
-        linked = {"JsonCpp", "libgcc", "libssp", "libstdc++", "mingw-w64 runtime", "winpthreads"}
+        shared = {"JsonCpp", "libgcc", "libssp", "libstdc++", "mingw-w64 runtime", "winpthreads"}
         for bill, folder, _, _ in self.bills:
+            linked = shared | ({"zlib"} if bill is self.bill else set())
             self.assertEqual(bill["metadata"]["component"]["version"], VERSION)
             parts = {part["bom-ref"]: part for part in bill["components"]}
             self.assertEqual({name for name, part in parts.items() if "hashes" not in part}, linked)
@@ -315,6 +318,7 @@ class PackageTest(unittest.TestCase):
                 # What these two leave in every program that has them.
                 self.assertEqual("JsonCpp" in links[name], b"in Json::Value" in data, name)
                 self.assertEqual("libstdc++" in links[name], b"terminate called" in data, name)
+                self.assertEqual("zlib" in links[name], b"Jean-loup Gailly and Mark Adler" in data, name)
         links = {link["ref"]: link["dependsOn"] for link in self.bill["dependencies"]}
         self.assertIn("bin/nexlet_client.dll", links["bin/nexctl.exe"])
         self.assertEqual(links[STATIC_LIBRARY], ["JsonCpp"], "the program that links it brings the rest")
@@ -349,6 +353,7 @@ class PackageTest(unittest.TestCase):
     def test_licences_are_the_texts_and_not_a_word_about_them(self):
         for name, words in {"jsoncpp": "Permission is hereby granted, free of charge",
                             "mingw-w64": "Redistributions in source code must retain the accompanying",
+                            "zlib": "This software is provided 'as-is'",
                             "gcc-runtime": "GCC Runtime Library Exception"}.items():
             text = (self.unpacked / f"licenses/{name}.txt").read_text(encoding="utf-8")
             # Where the distribution has no text of it, the build puts a notice of one line in its place.

@@ -22,5 +22,7 @@ with zipfile.ZipFile(archive) as opened:
         assert opened.getinfo(one["name"]).file_size == one["bytes"], one
         if one["name"].endswith(".json"):
             json.loads(opened.read(one["name"]))
+    large = [one for one in opened.infolist() if one.file_size > 1000]
+    assert large and all(one.compress_type == zipfile.ZIP_DEFLATED and one.compress_size < one.file_size for one in large), large
     assert len(json.loads(opened.read("files.json"))[0]["sha256"]) == 64
 print(f"{len(names)} files")

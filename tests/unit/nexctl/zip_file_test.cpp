@@ -4,9 +4,24 @@
 
 namespace {
 
+// The number of 16 bits at this place of the first header.
+int Number(const std::string& archive, std::size_t at) {
+    return static_cast<unsigned char>(archive[at]) | static_cast<unsigned char>(archive[at + 1]) << 8;
+}
+
 TEST(ZipFile, ChecksumIsThatOfTheStandard) {
-    EXPECT_EQ(Crc32(""), 0u);
-    EXPECT_EQ(Crc32("123456789"), 0xCBF43926u);
+    const std::string archive = BuildZip({{"a", "123456789"}});
+    EXPECT_EQ(Number(archive, 14) | Number(archive, 16) << 16, static_cast<int>(0xCBF43926));
+}
+
+TEST(ZipFile, FileThatGetsSmallerIsDeflatedAndAnyOtherIsStored) {
+    constexpr int kDeflated = 8;
+    const std::string archive = BuildZip({{"a", std::string(1000, 'x')}});
+    EXPECT_EQ(Number(archive, 8), kDeflated);
+    EXPECT_LT(Number(archive, 18), 100) << "in the archive";
+    EXPECT_EQ(Number(archive, 22), 1000) << "and of the file";
+    EXPECT_LT(archive.size(), 300u);
+    EXPECT_EQ(Number(BuildZip({{"a", "123456789"}}), 8), 0);
 }
 
 TEST(ZipFile, ArchiveHasEveryFileAndItsDirectoryAtTheEnd) {
