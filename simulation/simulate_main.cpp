@@ -1,11 +1,12 @@
 // Runs worlds under one seed after the other, in child processes, and tells which seed failed.
 //
-//   simulate [--seed=N] [--seeds=COUNT] [--minutes=M] [--world=NAME] [--faults=N]
+//   simulate [--seed=N] [--seeds=COUNT] [--minutes=M] [--world=NAME] [--faults=N] [--trace]
 //
 //   --seed     the first seed; 1
 //   --seeds    how many; 1
 //   --minutes  until so much time has passed, however many seeds that are
 //   --world    callers or helper; without it each seed takes one
+//   --trace    writes every call of every thread to the error output
 //   --faults   one system call in N fails; 0: none; without it each seed decides
 #include <sys/mman.h>
 #include <sys/wait.h>
@@ -21,6 +22,7 @@
 
 #include <sanitizer/lsan_interface.h>
 
+#include "simulation/kernel/trace.h"
 #include "simulation/seams/edges.h"
 #include "simulation/simulate.h"
 #include "simulation/worlds/world.h"
@@ -67,6 +69,8 @@ bool Read(int argc, char** argv, Arguments& arguments) {
         std::uint64_t nFaults = 0;
         if (ReadNumber(argv[i], "--faults=", nFaults)) {
             arguments.faults = nFaults;
+        } else if (std::strcmp(argv[i], "--trace") == 0) {
+            simulation::CTrace::WriteTo(stderr);
         } else if (std::strncmp(argv[i], "--world=", 8) == 0) {
             for (const simulation::World& world : kWorlds) {
                 if (std::strcmp(world.szName, argv[i] + 8) == 0) {
@@ -144,7 +148,8 @@ void Tell(const Shared& shared, const unsigned char* pEdges, double seconds) {
 int main(int argc, char** argv) {
     Arguments arguments;
     if (!Read(argc, argv, arguments)) {
-        std::fprintf(stderr, "usage: simulate [--seed=N] [--seeds=COUNT] [--minutes=M] [--world=NAME] [--faults=N]\n");
+        std::fprintf(
+            stderr, "usage: simulate [--seed=N] [--seeds=COUNT] [--minutes=M] [--world=NAME] [--faults=N] [--trace]\n");
         return 2;
     }
     auto* const pShared = Share<Shared>(1);

@@ -12,6 +12,8 @@ namespace {
 
 constexpr int kFailureExit = 86;
 constexpr std::uint64_t kMostPoints = 50'000'000;
+// Longer than any world lasts. Threads that only come back from time to time hide that another waits for ever.
+constexpr Nanoseconds kLongestRun = 1000 * 3600 * kSecond;
 constexpr std::uint64_t kRandomStream = 1;
 constexpr std::uint64_t kEdgeStream = 2;
 
@@ -254,6 +256,9 @@ void CScheduler::Dispatch() {
             nNext = std::min(nNext, pTask->m_nDeadline);
         }
         m_nNow = std::max(m_nNow, nNext);
+        if (m_nNow > kLongestRun) {
+            Fail("no end: time passes, and a thread waits for ever");
+        }
         WakeExpired();
     }
 }

@@ -23,11 +23,16 @@ class CTrace {
         std::string strText;
     };
 
+    // From now on every line is also written here at once; null: no longer. For all runs.
+    static void WriteTo(std::FILE* pFile) { s_pFile = pFile; }
+
     void Add(Line line);
     void Print(std::FILE* pFile) const;
 
   private:
     static constexpr std::size_t kLines = 150;
+    static void PrintLine(const Line& line, std::FILE* pFile);
+    static inline std::FILE* s_pFile = nullptr;
 
     std::vector<Line> m_vecLines;
     std::size_t m_nNext = 0;

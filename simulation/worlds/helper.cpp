@@ -21,6 +21,7 @@
 #include "simulation/worlds/helper_model.h"
 #include "simulation/worlds/sdk_stand_ins.h"
 #include "simulation/worlds/world.h"
+#include "support/envelope/base64_encode.h"
 #include "support/http/wininet_api.h"
 
 int WINAPI wWinMain(HINSTANCE, HINSTANCE, LPWSTR szArguments, int);
@@ -39,6 +40,8 @@ constexpr std::uint32_t kFaultExit = 3;  // a lock or a port that the system can
 struct Helper {
     CKernelHandle hProcess;
     bool bStarted = false;
+    bool bOver = false;       // nobody looks at it any more
+    std::wstring strRequest;  // the switches of a request that the first start carries
 };
 
 Helper* g_pHelper = nullptr;
@@ -73,10 +76,11 @@ CallerPlan Draw(CRandom& random, CallerFacts& facts, bool bFirst) {
     plan.nComesAfterMs = bFirst ? 0 : static_cast<std::uint32_t>(random.Below(random.OneIn(3) ? 90000 : 3000));
     plan.nQuota = random.OneIn(2) ? 0 : 1U << random.Below(14);
     plan.bGate = !random.OneIn(3);
+    plan.bAims = random.OneIn(2);
     plan.bHoldsGate = plan.bGate && random.OneIn(6);
     plan.bBroken = random.OneIn(10);
     plan.bReads = !random.OneIn(8);
-    plan.bAsksForExit = random.OneIn(3);
+    plan.nAsksForExit = random.OneIn(3) ? static_cast<std::uint32_t>(1 + random.Below(random.OneIn(2) ? 12 : 1)) : 0;
     plan.nStaysMs = static_cast<std::uint32_t>(random.Below(random.OneIn(3) ? 150000 : 4000));
     if (random.OneIn(3)) {
         plan.vanishAt = random.Below(50);
@@ -96,8 +100,40 @@ void LiveAgainAndAgain(std::deque<CallerPlan> lives) {
     }
 }
 
+// An open that is under way before the helper has a window.
+std::wstring StartRequest(CRandom& random) {
+    CRandom text(random.Next() | 1, 0);
+    bool bUnused = false;
+    constexpr int kOpen = 6;
+    const std::string strOpen = RequestText(kOpen, "0", -1, text, bUnused);
+    return L" /type:6 /param:" +
+           Utf8ToUtf16(Base64EncodeNoBreaks(reinterpret_cast<const std::uint8_t*>(strOpen.data()), strOpen.size()));
+}
+
+// Sees that the process is ended when its main thread does not come back to its messages.
+void WatchMainThread() {
+    // The watch sends after a pause of a second and waits for 15.
+    constexpr int kLongestSeconds = 20;
+    int nSilent = 0;
+    while (!g_pHelper->bOver) {
+        Sleep(1000);
+        const CScheduler::CInside inside(*g_pScheduler);
+        const std::shared_ptr<CProcess> pProcess = g_pHelper->hProcess ? HelperProcess() : nullptr;
+        if (!pProcess || pProcess->m_vecThreads.empty()) {
+            continue;
+        }
+        const CTask& main = *pProcess->m_vecThreads.front()->m_pTask;
+        nSilent = std::string_view(main.m_szWaitsFor) == "a message" ? 0 : nSilent + 1;
+        Hold(nSilent < kLongestSeconds, "the main thread hangs, and nobody ends the process");
+    }
+}
+
 // A helper of the mark "ml" that serves nobody: what it keeps does not grow with the number of its callers.
-void ExpectNothingKept() {
+void ExpectNothingKept(const std::deque<CallerFacts>& facts) {
+    for (const CallerFacts& fact : facts) {
+        InstanceParam param;
+        Hold(!CommzoltHelperS::GetInstance()->GetInstanceParam(fact.strId, param), "a record outlives its instance");
+    }
     Hold(CommzoltHelperS::GetInstance()->InstanceCount() == 0, "an instance stays without a caller");
     Hold(ModelInstances() == 0, "an instance was let go of without a word");
     std::map<std::string, std::size_t> kinds;
@@ -113,6 +149,27 @@ void ExpectNothingKept() {
     Hold(__lsan_do_recoverable_leak_check() == 0, "the helper keeps memory");
 }
 
+// Waits for the end of a helper whose callers have all left.
+void ExpectTheEnd(const HelperRules& rules, const std::deque<CallerFacts>& facts, bool bMayStay) {
+    const HANDLE hProcess = g_pHelper->hProcess.get();
+    if (rules.strMark == L"ml" && !bMayStay && WaitForSingleObject(hProcess, kQuietMs) == WAIT_TIMEOUT) {
+        ExpectNothingKept(facts);
+    }
+    // The patient mark has the longer timer alone.
+    const bool bEnded =
+        WaitForSingleObject(hProcess, rules.strMark == L"ml" || bMayStay ? kEndMs : kQuietMs) == WAIT_OBJECT_0;
+    Hold(bEnded || bMayStay, "the helper does not end when all have left");
+    if (!bEnded) {
+        TerminateProcess(hProcess, 0);
+        return;
+    }
+    DWORD nExitCode = 0;
+    GetExitCodeProcess(hProcess, &nExitCode);
+    Hold(nExitCode == 0 || (rules.bMayFault && nExitCode == kFaultExit),
+         "the helper ends with " + std::to_string(nExitCode));
+    Hold(HasLeftItsLoop() || rules.bMayHang || rules.bMayFault, "the helper ends by something else than its timers");
+}
+
 }  // namespace
 
 void* StartHelper(const std::wstring& strMark, const std::string& strId) {
@@ -121,7 +178,7 @@ void* StartHelper(const std::wstring& strMark, const std::string& strId) {
     }
     g_pHelper->bStarted = true;
     return StartProcess(
-        [strLine = CommandLine(strMark, strId)]() mutable {
+        [strLine = CommandLine(strMark, strId) + g_pHelper->strRequest]() mutable {
             // The process's handle belongs to the world.
             wWinMain(nullptr, nullptr, strLine.data(), 0);
         },
@@ -148,7 +205,7 @@ void RunHelperWorld(CRandom random) {
     g_pHelper = &helper;
     const bool bFaults = !g_pFaults->IsNever();
     HelperRules rules;
-    rules.strMark = random.OneIn(3) ? L"ml" : L"world";
+    rules.strMark = random.OneIn(2) ? L"ml" : L"world";
     SdkHabits habits;
     habits.bThere = random.OneIn(2);
     habits.bSlow = random.OneIn(2);
@@ -163,6 +220,10 @@ void RunHelperWorld(CRandom random) {
 
     const auto nIds = static_cast<std::uint32_t>(1 + random.Below(random.OneIn(20) ? 64 : random.OneIn(4) ? 12 : 4));
     const bool bKnocks = random.OneIn(3);
+    const bool bKnocksExits = random.OneIn(2);
+    if (random.OneIn(6)) {
+        helper.strRequest = StartRequest(random);
+    }
     std::deque<CallerFacts> facts;
     std::vector<std::string> ids;
     std::vector<CKernelHandle> waiters;
@@ -170,7 +231,8 @@ void RunHelperWorld(CRandom random) {
         CallerFacts& fact = facts.emplace_back();
         fact.strId = std::to_string(i);
         fact.strMark = rules.strMark;
-        fact.bForeignExits = bKnocks;
+        fact.bKnocked = bKnocks;
+        fact.bForeignExits = bKnocks && bKnocksExits;
         fact.bMayHang = rules.bMayHang;
         fact.bFaults = bFaults;
         ids.push_back(fact.strId);
@@ -186,34 +248,38 @@ void RunHelperWorld(CRandom random) {
         }));
     }
     const CFaults::CHold noFaults;
+    CKernelHandle watch;
+    if (!bFaults) {
+        watch = LaunchThread([] {
+            WatchMainThread();
+            return 0U;
+        });
+    }
+    CKernelHandle knocker;
     if (bKnocks) {
         const std::uint64_t nSeed = random.Next();
-        waiters.emplace_back(StartProcess([=] { RunKnocker(rules.strMark, ids, nSeed); }));
+        knocker.reset(StartProcess([=] { RunKnocker(rules.strMark, ids, bKnocksExits, nSeed); }));
     }
     for (const CKernelHandle& waiter : waiters) {
         Hold(WaitForSingleObject(waiter.get(), INFINITE) == WAIT_OBJECT_0, "a caller never ends");
     }
+    // A server that lacks its thread or its port takes a connection and reads nothing.
+    if (knocker && WaitForSingleObject(knocker.get(), 60 * kMinuteMs) != WAIT_OBJECT_0) {
+        Hold(rules.bMayFault || rules.bMayHang, "the helper's own pipe is not read");
+        TerminateProcess(knocker.get(), 0);
+    }
     Sleep(2 * kMinuteMs);  // second starts end by themselves
-    if (!helper.hProcess) {
-        return;  // its caller vanished before it
+    if (helper.hProcess) {
+        bool bMayStay = bFaults || habits.bHangs;
+        for (const CallerFacts& fact : facts) {
+            bMayStay = bMayStay || fact.bMayStay;
+        }
+        ExpectTheEnd(rules, facts, bMayStay);
     }
-    bool bMayStay = bFaults || habits.bHangs;
-    for (const CallerFacts& fact : facts) {
-        bMayStay = bMayStay || fact.bMayStay;
+    helper.bOver = true;
+    if (watch) {
+        WaitForSingleObject(watch.get(), INFINITE);
     }
-    if (rules.strMark == L"ml" && !bMayStay && WaitForSingleObject(helper.hProcess.get(), kQuietMs) == WAIT_TIMEOUT) {
-        ExpectNothingKept();
-    }
-    const bool bEnded = WaitForSingleObject(helper.hProcess.get(), kEndMs) == WAIT_OBJECT_0;
-    Hold(bEnded || bMayStay, "the helper does not end when all have left");
-    if (!bEnded) {
-        TerminateProcess(helper.hProcess.get(), 0);
-        return;
-    }
-    DWORD nExitCode = 0;
-    GetExitCodeProcess(helper.hProcess.get(), &nExitCode);
-    Hold(nExitCode == 0 || (bFaults && nExitCode == kFaultExit), "the helper ends with " + std::to_string(nExitCode));
-    Hold(HasLeftItsLoop() || rules.bMayHang || bFaults, "the helper ends by something else than its timers");
 }
 
 }  // namespace simulation

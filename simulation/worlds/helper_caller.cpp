@@ -22,6 +22,9 @@ namespace {
 constexpr DWORD kReplyMs = 20 * 60 * 1000;
 // A caller whose helper has gone, or never takes notice of its pipe, gives up.
 constexpr DWORD kConnectMs = 100 * 1000;
+// From a second start to its message, and from an exit request to the mark that the walk looks at.
+constexpr DWORD kForwardMs = 2000;
+constexpr DWORD kDestroyMs = 2000;
 constexpr char kNumberKey[] = "n";
 
 int ReplyTo(int nType) {
@@ -36,6 +39,9 @@ class CCaller {
     void Run() {
         const CFaults::CHold noFaults;
         Sleep(m_plan.nComesAfterMs);
+        if (m_plan.bAims && !m_plan.bStartsHelper) {
+            AimAtWalk(kForwardMs, m_random);
+        }
         if (m_plan.bGate) {
             m_gate.reset(CreateEventW(nullptr, TRUE, TRUE, ServiceEventName(m_facts.strMark, m_facts.strId).c_str()));
         }
@@ -70,9 +76,9 @@ class CCaller {
   private:
     // Nothing that this life or another program did ends its connection.
     bool IsOrderly() const {
-        // A later life may have met the look of the watcher of an earlier one, which opens the pipe and closes it.
-        return (m_plan.bFirstLife || m_bServed) && !m_facts.bForeignExits && !m_facts.bMayHang && !m_facts.bFaults &&
-               !m_plan.bBroken && !m_bAskedForExit;
+        // Where an instance is older than this life's pipe, the look of its watcher opens the pipe and closes it.
+        return ((m_plan.bFirstLife && !m_facts.bKnocked) || m_bServed) && !m_facts.bForeignExits && !m_facts.bMayHang &&
+               !m_facts.bFaults && !m_plan.bBroken && !m_bAskedForExit;
     }
     void Step() {
         if (m_plan.vanishAt && m_nSteps++ >= *m_plan.vanishAt) {
@@ -115,10 +121,19 @@ class CCaller {
         if (m_plan.bBroken) {
             Write(std::string(1 + m_random.Below(40), static_cast<char>(m_random.Below(256))));
         }
-        if (m_plan.bAsksForExit) {
+        if (m_plan.bAims && m_plan.nAsksForExit > 0) {
+            AimAtWalk(m_random.OneIn(3) ? 0 : kDestroyMs, m_random);
+        }
+        for (std::uint32_t i = 0; i < m_plan.nAsksForExit; ++i) {
             m_bAskedForExit = true;
             bool bUnused = false;
-            Send(RequestText(static_cast<int>(MessageType::S_MT_ExitExeProcess), m_facts.strId, -1, m_random, bUnused));
+            if (!Send(RequestText(static_cast<int>(MessageType::S_MT_ExitExeProcess), m_facts.strId, -1, m_random,
+                                  bUnused))) {
+                return;
+            }
+            if (m_plan.nAsksForExit > 1) {
+                Sleep(static_cast<DWORD>(m_random.Below(1500)));
+            }
         }
     }
     bool Send(const std::string& strMessage) {
@@ -289,11 +304,14 @@ void RunCaller(const CallerPlan& plan) {
     CCaller(plan).Run();
 }
 
-void RunKnocker(const std::wstring& strMark, const std::vector<std::string>& ids, std::uint64_t nSeed) {
+void RunKnocker(const std::wstring& strMark, const std::vector<std::string>& ids, bool bExits, std::uint64_t nSeed) {
     const CFaults::CHold noFaults;
     CRandom random(nSeed, 0);
-    for (std::uint64_t i = random.Below(6); i > 0; --i) {
-        Sleep(static_cast<DWORD>(random.Below(15000)));
+    for (std::uint64_t i = random.Below(random.OneIn(3) ? 60 : 6); i > 0; --i) {
+        Sleep(static_cast<DWORD>(random.Below(random.OneIn(2) ? 15000 : 700)));
+        if (random.OneIn(2)) {
+            AimAtWalk(0, random);
+        }
         const CFileHandle pipe(CreateFileW(HostPipeName(strMark).c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
                                            OPEN_EXISTING, 0, nullptr));
         if (!pipe) {
@@ -302,7 +320,9 @@ void RunKnocker(const std::wstring& strMark, const std::vector<std::string>& ids
         for (std::uint64_t k = random.Below(4); k > 0; --k) {
             bool bUnused = false;
             // Types that are not in use among them.
-            const auto nType = static_cast<int>(2 + random.Below(9));
+            constexpr int kExit = static_cast<int>(MessageType::S_MT_ExitExeProcess);
+            auto nType = static_cast<int>(2 + random.Below(9));
+            nType = nType == kExit && !bExits ? 2 : nType;
             CRandom text(random.Next() | 1, 0);
             std::string strText = RequestText(nType, ids[random.Below(ids.size())], -1, text, bUnused);
             if (bUnused) {

@@ -15,7 +15,8 @@ namespace simulation {
 struct CallerFacts {
     std::string strId;
     std::wstring strMark;
-    bool bForeignExits = false;  // others may ask for the end of this instance
+    bool bKnocked = false;       // others may send requests for this service id
+    bool bForeignExits = false;  // and ask for the end of its instance
     bool bMayHang = false;       // an SDK may hold the helper's threads for an hour
     bool bFaults = false;
     bool bMayStay = false;  // set: an accepted delayed check never ends, so the instance never does
@@ -29,10 +30,11 @@ struct CallerPlan {
     bool bStartsHelper = false;
     bool bFirstLife = false;                // of this service id
     bool bGate = false;                     // makes the gate event
+    bool bAims = false;                     // comes and asks for its end when the table is walked over
     bool bHoldsGate = false;                // for seconds at a time
     bool bBroken = false;                   // sends what is not a frame
     bool bReads = true;                     // or lets the replies lie
-    bool bAsksForExit = false;              // as its last request
+    std::uint32_t nAsksForExit = 0;         // so often, as its last requests
     std::uint32_t nStaysMs = 0;             // after its last request
     std::optional<std::uint64_t> vanishAt;  // before this many of its calls
     std::vector<int> requests;              // by type
@@ -41,8 +43,9 @@ struct CallerPlan {
 // As the main thread of the caller's process.
 void RunCaller(const CallerPlan& plan);
 
-// A program that opens the host's own pipe and sends requests for these service ids. Main thread of its process.
-void RunKnocker(const std::wstring& strMark, const std::vector<std::string>& ids, std::uint64_t nSeed);
+// A program that opens the host's own pipe and sends requests for these service ids, exits among them or not. Main
+// thread of its process.
+void RunKnocker(const std::wstring& strMark, const std::vector<std::string>& ids, bool bExits, std::uint64_t nSeed);
 
 // A process that starts the helper, the first time, or announces this service id to it. Its handle is the caller's.
 void* StartHelper(const std::wstring& strMark, const std::string& strId);

@@ -1,7 +1,9 @@
 #include "simulation/worlds/helper_model.h"
 
+#include <chrono>
 #include <cwchar>
 #include <map>
+#include <thread>
 
 #include "foundation/log.h"
 #include "simulation/kernel/scheduler.h"
@@ -22,6 +24,7 @@ struct Model {
     std::map<std::wstring, Instance> instances;
     std::map<std::wstring, std::uint32_t> erased;
     bool bLeft = false;
+    Nanoseconds nLastWalk = 0;  // or when its timer was armed
 };
 
 // Outlives the run; each seed has a process of its own.
@@ -51,6 +54,10 @@ void Heard(const wchar_t* szLine) {
     Model& model = TheModel();
     const std::wstring strLine = szLine;
     std::wstring strWhat;
+    if (strLine.find(L"Check procee exit begin") != std::wstring::npos ||
+        strLine.find(L"] create timer") != std::wstring::npos) {
+        model.nLastWalk = g_pScheduler->Now();
+    }
     if (After(strLine, L"]Init m_strMark=", strWhat)) {
         After(strLine, L"m_strPipeName=", strWhat);
         model.instances.try_emplace(IdOfPipe(strWhat));
@@ -97,6 +104,18 @@ void WatchHelper(const HelperRules& rules) {
     TheModel().rules = rules;
     SetLogObserver(&Heard);
     g_bDebugLog.store(1);
+}
+
+void AimAtWalk(std::uint32_t nEarlierMs, CRandom& random) {
+    constexpr Nanoseconds kPeriod = 10 * kSecond;
+    constexpr std::uint64_t kJitterUs = 5000;
+    const Nanoseconds nNow = g_pScheduler->Now();
+    Nanoseconds nAim =
+        TheModel().nLastWalk + kPeriod - nEarlierMs * kMillisecond - random.Below(kJitterUs) * kMicrosecond;
+    while (nAim <= nNow) {
+        nAim += kPeriod;
+    }
+    std::this_thread::sleep_for(std::chrono::nanoseconds(nAim - nNow));
 }
 
 bool HasLeftItsLoop() {

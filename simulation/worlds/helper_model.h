@@ -13,6 +13,8 @@
 #include <set>
 #include <string>
 
+#include "simulation/kernel/random.h"
+
 namespace simulation {
 
 struct HelperRules {
@@ -23,6 +25,10 @@ struct HelperRules {
 
 // Begins to listen; the log is on from here to the end of the run.
 void WatchHelper(const HelperRules& rules);
+
+// Waits until so long before the next walk over the table, give or take some milliseconds: what happens in that moment
+// is what the locks of the table are there for.
+void AimAtWalk(std::uint32_t nEarlierMs, CRandom& random);
 
 // What the log has said so far.
 bool HasLeftItsLoop();
