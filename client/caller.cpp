@@ -284,6 +284,7 @@ CallerResult CCaller::WaitUntil(const CDeadline& deadline, bool endsWhenGone, Re
 
 CallerResult CCaller::WaitForFrame(int nType, std::uint32_t timeoutMs, ReceivedFrame& frame) {
     return WaitUntil(CDeadline(timeoutMs), /*endsWhenGone=*/true, [&] {
+        m_lock.AssertHeld();
         const auto found = std::find_if(m_frames.begin(), m_frames.end(),
                                         [nType](const ReceivedFrame& one) { return nType == 0 || one.nType == nType; });
         if (found == m_frames.end()) {
@@ -296,11 +297,17 @@ CallerResult CCaller::WaitForFrame(int nType, std::uint32_t timeoutMs, ReceivedF
 }
 
 CallerResult CCaller::WaitForConnection(std::uint32_t timeoutMs) {
-    return WaitUntil(CDeadline(timeoutMs), /*endsWhenGone=*/false, [&] { return m_bConnected; });
+    return WaitUntil(CDeadline(timeoutMs), /*endsWhenGone=*/false, [&] {
+        m_lock.AssertHeld();
+        return m_bConnected;
+    });
 }
 
 CallerResult CCaller::WaitForLoss(std::uint32_t timeoutMs) {
-    return WaitUntil(CDeadline(timeoutMs), /*endsWhenGone=*/false, [&] { return m_nConnections > 0 && !m_bConnected; });
+    return WaitUntil(CDeadline(timeoutMs), /*endsWhenGone=*/false, [&] {
+        m_lock.AssertHeld();
+        return m_nConnections > 0 && !m_bConnected;
+    });
 }
 
 CallerResult CCaller::WaitForClose(std::uint32_t timeoutMs) {
@@ -310,6 +317,7 @@ CallerResult CCaller::WaitForClose(std::uint32_t timeoutMs) {
 CallerResult CCaller::WaitForProcessEnd(std::uint32_t timeoutMs, DWORD& exitCode) {
     std::shared_ptr<const StartedProcess> process;
     const CallerResult result = WaitUntil(CDeadline(timeoutMs), /*endsWhenGone=*/false, [&] {
+        m_lock.AssertHeld();
         process = m_pPeer != nullptr ? m_pPeer : m_pStarted;
         // The handle itself is asked: the callback comes a moment later.
         return process == nullptr || !process->hProcess ||

@@ -19,6 +19,7 @@
 #include "client/native_lock.h"
 #include "client/process_watch.h"
 #include "foundation/handle.h"
+#include "foundation/thread_annotations.h"
 #include "ipc/transport/frame_cutter.h"
 
 // A frame from the helper. nType is 0 when the payload is not an envelope; content is null then.
@@ -149,7 +150,7 @@ class CCaller final : private ICallerPipeSink {
     }
     std::shared_ptr<const StartedProcess> HelperProcess() const;
     // Whether nothing more can come. Needs m_lock.
-    bool IsGone() const;
+    bool IsGone() const NXL_REQUIRES(m_lock);
     template <typename Ready>
     CallerResult WaitUntil(const CDeadline& deadline, bool endsWhenGone, Ready ready);
 
@@ -168,23 +169,25 @@ class CCaller final : private ICallerPipeSink {
     bool m_bTookPeer = false;  // likewise: TakePeer has run for this connection
     CCallerPipe m_pipe;
 
-    CNativeLock m_lockClose;  // one close at a time; taken before m_lockStart
-    CNativeLock m_lockStart;  // guards the watches; taken before m_lock
-    CProcessWatch m_watchStarted;
-    CProcessWatch m_watchPeer;
+    CNativeLock m_lockClose NXL_ACQUIRED_BEFORE(m_lockStart);  // one close at a time
+    CNativeLock m_lockStart NXL_ACQUIRED_BEFORE(m_lock);
+    CProcessWatch m_watchStarted NXL_GUARDED_BY(m_lockStart);
+    CProcessWatch m_watchPeer NXL_GUARDED_BY(m_lockStart);
     std::atomic<DWORD> m_dwSystemError{0};
 
-    mutable CNativeLock m_lock;  // guards what follows
+    mutable CNativeLock m_lock;
     CNativeCondition m_changed;
-    std::shared_ptr<const StartedProcess> m_pStarted;  // or found
-    std::shared_ptr<const StartedProcess> m_pPeer;     // at the other end of the connection that spoke last
-    bool m_bFound = false;                             // m_pStarted ran already
-    std::deque<ReceivedFrame> m_frames;
-    std::uint32_t m_nConnections = 0;
-    bool m_bConnected = false;
-    bool m_bSpoke = false;                // this connection has sent something, so it is the helper's and no probe
-    bool m_bLost = false;                 // a connection that had spoken was lost and no other has come
-    bool m_bProcessEnded = false;         // m_pStarted has
-    std::uint64_t m_nProcessEndedAt = 0;  // tick count
-    bool m_bClosed = false;
+    std::shared_ptr<const StartedProcess> m_pStarted NXL_GUARDED_BY(m_lock);  // or found
+    std::shared_ptr<const StartedProcess> m_pPeer
+        NXL_GUARDED_BY(m_lock);                    // at the other end of the connection that spoke last
+    bool m_bFound NXL_GUARDED_BY(m_lock) = false;  // m_pStarted ran already
+    std::deque<ReceivedFrame> m_frames NXL_GUARDED_BY(m_lock);
+    std::uint32_t m_nConnections NXL_GUARDED_BY(m_lock) = 0;
+    bool m_bConnected NXL_GUARDED_BY(m_lock) = false;
+    bool m_bSpoke NXL_GUARDED_BY(m_lock) =
+        false;  // this connection has sent something, so it is the helper's and no probe
+    bool m_bLost NXL_GUARDED_BY(m_lock) = false;          // a connection that had spoken was lost and no other has come
+    bool m_bProcessEnded NXL_GUARDED_BY(m_lock) = false;  // m_pStarted has
+    std::uint64_t m_nProcessEndedAt NXL_GUARDED_BY(m_lock) = 0;  // tick count
+    bool m_bClosed NXL_GUARDED_BY(m_lock) = false;
 };

@@ -11,6 +11,7 @@
 #include "client/include/nexlet_client.h"
 #include "client/request_line.h"
 #include "client/turn.h"
+#include "foundation/thread_annotations.h"
 
 // The longest service id that a client makes for itself.
 inline constexpr std::size_t kUniqueIdChars = 32;
@@ -83,7 +84,7 @@ class CClient {
     std::atomic<bool> m_bClosed{false};
 
     mutable CNativeLock m_lockCallbacks;
-    std::vector<Callback> m_vecCallbacks;  // under way; guarded by m_lockCallbacks
+    std::vector<Callback> m_vecCallbacks NXL_GUARDED_BY(m_lockCallbacks);  // under way
 
     CCaller m_caller;  // the last member: its threads call the others until it is closed
 };

@@ -1,37 +1,33 @@
 #include "client/client_table.h"
+#include "foundation/thread_annotations.h"
 
 #include <map>
-
-struct CClientUse::Entry {
-    Entry(nexlet_client handle, const nexlet_options& options) : client(handle, options) {}
-
-    int nUses = 0;  // guarded by the table's lock
-    CClient client;
-};
 
 namespace {
 
 struct Table {
-    CNativeLock lock;  // guards the table, and the uses of its entries
+    CNativeLock lock;
     CNativeCondition changed;
-    std::map<nexlet_client, std::shared_ptr<void>> clients;
-    nexlet_client nLast = 0;
+    std::map<nexlet_client, std::shared_ptr<void>> clients NXL_GUARDED_BY(lock);
+    nexlet_client nLast NXL_GUARDED_BY(lock) = 0;
 };
 
 // Made when the library is loaded and never destroyed: at the end of the process threads may be anywhere.
 Table* const g_pTable = new Table;
 
-Table& TheTable() {
-    return *g_pTable;
-}
-
 }  // namespace
 
+struct CClientUse::Entry {
+    Entry(nexlet_client handle, const nexlet_options& options) : client(handle, options) {}
+
+    int nUses NXL_GUARDED_BY(g_pTable->lock) = 0;
+    CClient client;
+};
+
 CClientUse::CClientUse(nexlet_client handle) {
-    Table& table = TheTable();
-    const CNativeGuard lock(table.lock);
-    const auto found = table.clients.find(handle);
-    if (found != table.clients.end()) {
+    const CNativeGuard lock(g_pTable->lock);
+    const auto found = g_pTable->clients.find(handle);
+    if (found != g_pTable->clients.end()) {
         m_pEntry = std::static_pointer_cast<Entry>(found->second);
         ++m_pEntry->nUses;
     }
@@ -39,12 +35,11 @@ CClientUse::CClientUse(nexlet_client handle) {
 
 CClientUse::~CClientUse() {
     if (m_pEntry != nullptr) {
-        Table& table = TheTable();
         {
-            const CNativeGuard lock(table.lock);
+            const CNativeGuard lock(g_pTable->lock);
             --m_pEntry->nUses;
         }
-        table.changed.NotifyAll();
+        g_pTable->changed.NotifyAll();
     }
 }
 
@@ -53,17 +48,16 @@ CClient& CClientUse::operator*() const {
 }
 
 CallerResult AddClient(const nexlet_options& options, nexlet_client& handle, DWORD& systemError) {
-    Table& table = TheTable();
     nexlet_client next = 0;
     {
-        const CNativeGuard lock(table.lock);
-        next = ++table.nLast;
+        const CNativeGuard lock(g_pTable->lock);
+        next = ++g_pTable->nLast;
     }
     const auto entry = std::make_shared<CClientUse::Entry>(next, options);
     {
         // In the table before it is open: a callback may come at once, and asks for its client by the handle.
-        const CNativeGuard lock(table.lock);
-        table.clients[next] = entry;
+        const CNativeGuard lock(g_pTable->lock);
+        g_pTable->clients[next] = entry;
     }
     const CallerResult result = entry->client.Open();
     systemError = entry->client.Caller().SystemError();
@@ -76,21 +70,20 @@ CallerResult AddClient(const nexlet_options& options, nexlet_client& handle, DWO
 }
 
 bool RemoveClient(nexlet_client handle) {
-    Table& table = TheTable();
     std::shared_ptr<CClientUse::Entry> entry;
     {
-        const CNativeGuard lock(table.lock);
-        const auto found = table.clients.find(handle);
-        if (found == table.clients.end()) {
+        const CNativeGuard lock(g_pTable->lock);
+        const auto found = g_pTable->clients.find(handle);
+        if (found == g_pTable->clients.end()) {
             return false;
         }
         entry = std::static_pointer_cast<CClientUse::Entry>(found->second);
-        table.clients.erase(found);
+        g_pTable->clients.erase(found);
     }
     entry->client.Close();
-    CNativeHold lock(table.lock);
+    CNativeHold lock(g_pTable->lock);
     while (entry->nUses != 0) {
-        table.changed.Wait(lock, INFINITE);
+        g_pTable->changed.Wait(lock, INFINITE);
     }
     return true;
 }

@@ -4,13 +4,14 @@
 #include <utility>
 
 #include "client/native_lock.h"
+#include "foundation/thread_annotations.h"
 
 namespace {
 
 struct Marks {
-    CNativeLock lock;  // guards what follows
+    CNativeLock lock;
     CNativeCondition changed;
-    std::set<std::wstring> taken;
+    std::set<std::wstring> taken NXL_GUARDED_BY(lock);
 };
 
 // Made when the library is loaded and never destroyed: at the end of the process threads may be anywhere.

@@ -2,29 +2,66 @@
 // loads the library may hold a copy of its own.
 #pragma once
 
-#include <mutex>
-
 #include "client/deadline.h"
+#include "foundation/thread_annotations.h"
 #include "foundation/windows_headers.h"
 
-// For std::lock_guard and std::unique_lock. Not re-entrant.
-class CNativeLock {
+// Not re-entrant.
+class NXL_LOCK_CLASS CNativeLock {
   public:
     constexpr CNativeLock() = default;
     CNativeLock(const CNativeLock&) = delete;
     CNativeLock& operator=(const CNativeLock&) = delete;
 
-    void lock() { AcquireSRWLockExclusive(&m_lock); }
-    void unlock() { ReleaseSRWLockExclusive(&m_lock); }
-    bool try_lock() { return TryAcquireSRWLockExclusive(&m_lock) != FALSE; }
+    // What these call is not annotated.
+    void Take() NXL_ACQUIRE() NXL_NO_THREAD_ANALYSIS { AcquireSRWLockExclusive(&m_lock); }
+    void Release() NXL_RELEASE() NXL_NO_THREAD_ANALYSIS { ReleaseSRWLockExclusive(&m_lock); }
+    // For code that is called with the lock held, where clang cannot see it: the body of a lambda.
+    void AssertHeld() const NXL_ASSERTS_LOCK() {}
 
   private:
     friend class CNativeCondition;
     SRWLOCK m_lock = SRWLOCK_INIT;
 };
 
-using CNativeGuard = std::lock_guard<CNativeLock>;
-using CNativeHold = std::unique_lock<CNativeLock>;
+// Holds a lock for the rest of a scope.
+class NXL_SCOPED_LOCK_CLASS CNativeGuard {
+  public:
+    explicit CNativeGuard(CNativeLock& lock) NXL_ACQUIRE(lock) : m_lock(lock) { m_lock.Take(); }
+    ~CNativeGuard() NXL_RELEASE() { m_lock.Release(); }
+    CNativeGuard(const CNativeGuard&) = delete;
+    CNativeGuard& operator=(const CNativeGuard&) = delete;
+
+  private:
+    CNativeLock& m_lock;
+};
+
+// The same, for a thread that releases the lock in between: in a wait, or by Release until Take.
+class NXL_SCOPED_LOCK_CLASS CNativeHold {
+  public:
+    explicit CNativeHold(CNativeLock& lock) NXL_ACQUIRE(lock) : m_lock(lock) { m_lock.Take(); }
+    ~CNativeHold() NXL_RELEASE() {
+        if (m_bHeld) {
+            m_lock.Release();
+        }
+    }
+    CNativeHold(const CNativeHold&) = delete;
+    CNativeHold& operator=(const CNativeHold&) = delete;
+
+    void Take() NXL_ACQUIRE() NXL_NO_THREAD_ANALYSIS {
+        m_lock.Take();
+        m_bHeld = true;
+    }
+    void Release() NXL_RELEASE() NXL_NO_THREAD_ANALYSIS {
+        m_bHeld = false;
+        m_lock.Release();
+    }
+
+  private:
+    friend class CNativeCondition;
+    CNativeLock& m_lock;
+    bool m_bHeld = true;
+};
 
 // What a waiter waits for may have changed whenever a wait returns.
 class CNativeCondition {
@@ -35,7 +72,7 @@ class CNativeCondition {
 
     void NotifyAll() { WakeAllConditionVariable(&m_condition); }
     void Wait(CNativeHold& hold, DWORD timeoutMs) {
-        SleepConditionVariableSRW(&m_condition, &hold.mutex()->m_lock, timeoutMs, 0);
+        SleepConditionVariableSRW(&m_condition, &hold.m_lock.m_lock, timeoutMs, 0);
     }
 
   private:

@@ -5,6 +5,7 @@
 #include "client/caller_security.h"
 #include "client/native_lock.h"
 #include "foundation/handle.h"
+#include "foundation/thread_annotations.h"
 #include "foundation/windows_headers.h"
 
 namespace {
@@ -24,17 +25,17 @@ struct OwnOpen {
 };
 
 struct Opens {
-    CNativeLock lock;  // guards what follows
-    COpenTurns turns;
-    std::map<std::wstring, SharedOpens*> shared;                  // by mark; stay to the end of the process
-    std::map<std::pair<std::wstring, std::string>, OwnOpen> own;  // by mark and task
+    CNativeLock lock;
+    COpenTurns turns NXL_GUARDED_BY(lock);
+    std::map<std::wstring, SharedOpens*> shared NXL_GUARDED_BY(lock);  // by mark; stay to the end of the process
+    std::map<std::pair<std::wstring, std::string>, OwnOpen> own NXL_GUARDED_BY(lock);  // by mark and task
 };
 
 // Made when the library is loaded and never destroyed: at the end of the process threads may be anywhere.
 Opens* const g_pOpens = new Opens;
 
-// Null when the system gives none: then the opens of other processes are not seen. Needs the lock.
-SharedOpens* SharedOf(const std::wstring& strMark) {
+// Null when the system gives none: then the opens of other processes are not seen.
+SharedOpens* SharedOf(const std::wstring& strMark) NXL_REQUIRES(g_pOpens->lock) {
     SharedOpens*& shared = g_pOpens->shared[strMark];
     if (shared == nullptr) {
         CCallerSecurity security;

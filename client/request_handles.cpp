@@ -4,13 +4,14 @@
 #include <utility>
 
 #include "client/native_lock.h"
+#include "foundation/thread_annotations.h"
 
 namespace {
 
 struct Handles {
-    CNativeLock lock;  // guards what follows
-    std::map<nexlet_request, RequestEntry> requests;
-    nexlet_request nLast = 0;
+    CNativeLock lock;
+    std::map<nexlet_request, RequestEntry> requests NXL_GUARDED_BY(lock);
+    nexlet_request nLast NXL_GUARDED_BY(lock) = 0;
 };
 
 // Made when the library is loaded and never destroyed: at the end of the process threads may be anywhere.

@@ -205,14 +205,14 @@ void CRequestLine::SendAll() {
         const std::int64_t number = ++m_nLastNumber;
         // Before it is sent: the reply may be quicker than the return of the send.
         m_inFlight[number] = request;
-        lock.unlock();
+        lock.Release();
         Json::Value content;
         content.swap(request->m_content);
         content[kCallKey] = Json::Value::Int64(number);
         SetReason({});
         const CallerResult result = m_send(request->Type(), std::move(content), request->Deadline().RemainingMs());
         std::string reason = TakeReason();
-        lock.lock();
+        lock.Take();
         if (result != CallerResult::Ok) {
             EndIfUnderWay(*request, result, std::move(reason));
             m_changed.NotifyAll();
@@ -255,9 +255,9 @@ void CRequestLine::TellAll() {
         if (!m_ended.empty()) {
             const Pointer request = std::move(m_ended.front());
             m_ended.pop_front();
-            lock.unlock();
+            lock.Release();
             request->m_done(*request);
-            lock.lock();
+            lock.Take();
         } else if (m_bClosed) {
             return;
         } else {

@@ -14,6 +14,7 @@
 #include "client/deadline.h"
 #include "client/native_lock.h"
 #include "foundation/handle.h"
+#include "foundation/thread_annotations.h"
 
 // What a request has to do with others than those of its line. Both are called with the line's lock held, and do not
 // wait.
@@ -63,10 +64,11 @@ class CRequest {
     const RequestRules m_rules;
     const Done m_done;
 
-    mutable CNativeLock m_lock;  // guards what follows; the last three are final after the end
+    // The last three are final after the end, and read without the lock then.
+    mutable CNativeLock m_lock;
     mutable CNativeCondition m_changed;
-    CKernelHandle m_hEnd;
-    bool m_bEnded = false;
+    CKernelHandle m_hEnd NXL_GUARDED_BY(m_lock);
+    bool m_bEnded NXL_GUARDED_BY(m_lock) = false;
     CallerResult m_result = CallerResult::Ok;
     Json::Value m_reply;
     std::string m_strReason;
@@ -115,24 +117,24 @@ class CRequestLine {
     void SendAll();
     void TellAll();
 
-    // All of these need m_lock.
-    bool StartThread(CKernelHandle& thread, LPTHREAD_START_ROUTINE entry);
+    bool StartThread(CKernelHandle& thread, LPTHREAD_START_ROUTINE entry) NXL_REQUIRES(m_lock);
     // heldUp: by something that does not wake the line.
-    std::deque<Pointer>::iterator NextToSend(bool& heldUp);
-    void End(Pointer request, CallerResult result, Json::Value reply = {}, std::string reason = {});
-    void EndIfUnderWay(CRequest& request, CallerResult result, std::string reason);
+    std::deque<Pointer>::iterator NextToSend(bool& heldUp) NXL_REQUIRES(m_lock);
+    void End(Pointer request, CallerResult result, Json::Value reply = {}, std::string reason = {})
+        NXL_REQUIRES(m_lock);
+    void EndIfUnderWay(CRequest& request, CallerResult result, std::string reason) NXL_REQUIRES(m_lock);
     // Ends those whose limit is over and tells how long it is to the next limit.
-    DWORD EndOverdue();
+    DWORD EndOverdue() NXL_REQUIRES(m_lock);
 
     const Sender m_send;
 
-    CNativeLock m_lock;  // guards what follows
+    CNativeLock m_lock;
     CNativeCondition m_changed;
-    std::deque<Pointer> m_waiting;               // for their turns
-    std::map<std::int64_t, Pointer> m_inFlight;  // by their numbers; being sent, or sent
-    std::deque<Pointer> m_ended;                 // whose done is to be called
-    std::int64_t m_nLastNumber = 0;
-    bool m_bClosed = false;
-    CKernelHandle m_hSendThread;
-    CKernelHandle m_hTellThread;
+    std::deque<Pointer> m_waiting NXL_GUARDED_BY(m_lock);               // for their turns
+    std::map<std::int64_t, Pointer> m_inFlight NXL_GUARDED_BY(m_lock);  // by their numbers; being sent, or sent
+    std::deque<Pointer> m_ended NXL_GUARDED_BY(m_lock);                 // whose done is to be called
+    std::int64_t m_nLastNumber NXL_GUARDED_BY(m_lock) = 0;
+    bool m_bClosed NXL_GUARDED_BY(m_lock) = false;
+    CKernelHandle m_hSendThread NXL_GUARDED_BY(m_lock);
+    CKernelHandle m_hTellThread NXL_GUARDED_BY(m_lock);
 };

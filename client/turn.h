@@ -4,6 +4,7 @@
 #include "client/caller_result.h"
 #include "client/deadline.h"
 #include "client/native_lock.h"
+#include "foundation/thread_annotations.h"
 
 class CTurn {
   public:
@@ -50,10 +51,10 @@ class CTurn {
     }
 
   private:
-    CNativeLock m_lock;  // guards what follows
+    CNativeLock m_lock;
     CNativeCondition m_changed;
-    bool m_bTaken = false;
-    bool m_bClosed = false;
+    bool m_bTaken NXL_GUARDED_BY(m_lock) = false;
+    bool m_bClosed NXL_GUARDED_BY(m_lock) = false;
 };
 
 // A turn for the length of a scope.

@@ -264,35 +264,35 @@ bool CommzoltHelperS::SetInstanceParam(const std::string& strServiceId, const In
 }
 
 std::int32_t CommzoltHelperS::Type() const {
-    return Read(m_nType);
+    return Read(&CommzoltHelperS::m_nType);
 }
 
 std::wstring CommzoltHelperS::Mark() const {
-    return Read(m_mark);
+    return Read(&CommzoltHelperS::m_mark);
 }
 
 std::string CommzoltHelperS::ServiceId() const {
-    return Read(m_strServiceId);
+    return Read(&CommzoltHelperS::m_strServiceId);
 }
 
 std::string CommzoltHelperS::Channel() const {
-    return Read(m_strChannel);
+    return Read(&CommzoltHelperS::m_strChannel);
 }
 
 std::string CommzoltHelperS::Param() const {
-    return Read(m_strParam);
+    return Read(&CommzoltHelperS::m_strParam);
 }
 
 std::wstring CommzoltHelperS::SdkPath() const {
-    return Read(m_sdkPath);
+    return Read(&CommzoltHelperS::m_sdkPath);
 }
 
 std::wstring CommzoltHelperS::Mid() const {
-    return Read(m_strMid);
+    return Read(&CommzoltHelperS::m_strMid);
 }
 
 std::wstring CommzoltHelperS::ExeWndTitle() const {
-    return Read(m_exeWndTitle);
+    return Read(&CommzoltHelperS::m_exeWndTitle);
 }
 
 std::shared_ptr<WxMiniProgramServiceEx> CommzoltHelperS::FindInstance(const std::string& strServiceId) const {

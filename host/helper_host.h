@@ -2,6 +2,7 @@
 // of service instances, and the dispatch of every message to its instance.
 #pragma once
 
+#include "foundation/thread_annotations.h"
 #include "foundation/windows_headers.h"
 
 #include <atomic>
@@ -89,15 +90,15 @@ class CommzoltHelperS final : public IServiceHost, public IMessageReceiver, publ
   private:
     // start: the hang watcher of a first start, null otherwise; it runs before the start can wait for anything.
     void InitData(const std::wstring& commandLine, const CHangWatcherStart* start);
-    void InitMsgWnd();
-    void InitZOLTSIPC();
+    void InitMsgWnd() NXL_REQUIRES(m_lockInit);
+    void InitZOLTSIPC() NXL_REQUIRES(m_lockInit);
     void GetMid();
     void InitHangWatcherThread(const CHangWatcherStart& start);
     void InitMonCPUUsageThread();
-    void InitConfInfoThread();
+    void InitConfInfoThread() NXL_REQUIRES(m_lockInit);
     // The thread of the configuration and the beacons' worker begin their work. A caller that waits for the ready
     // notice does not wait for them as well.
-    void ReleaseThreads();
+    void ReleaseThreads() NXL_REQUIRES(m_lockInit);
     void DealWithMsg(std::int32_t type, const std::string& param);
     void SendReadyNotice();
 
@@ -106,48 +107,49 @@ class CommzoltHelperS final : public IServiceHost, public IMessageReceiver, publ
     void ReArmExitTimer();
     void StartStatusTimer(const wchar_t* operation);
 
-    // With m_lockInstance held: the instance of an id, initialised with the host's present channel, path and mark;
+    // The instance of an id, initialised with the host's present channel, path and mark;
     // made when there is none.
-    std::shared_ptr<WxMiniProgramServiceEx> FindOrCreateInstance(const std::string& strServiceId);
+    std::shared_ptr<WxMiniProgramServiceEx> FindOrCreateInstance(const std::string& strServiceId)
+        NXL_REQUIRES(m_lockInstance);
     void InitInstance(WxMiniProgramServiceEx& instance) const;
-    // With m_lockInstance held: drops the instances that are finished or have no record.
-    void PruneInstances();
+    // Drops the instances that are finished or have no record.
+    void PruneInstances() NXL_REQUIRES(m_lockInstance);
     void OnCheckTimeout(HWND window);
     void OnCheckExit(HWND window);
     void OnUpdateStatus();
 
     template <typename Value>
-    Value Read(const Value& field) const {
+    Value Read(Value CommzoltHelperS::*field) const {
         const CAutoLock lock(&m_lockState);
-        return field;
+        return this->*field;
     }
 
     const HostThreads& m_threads;
     std::atomic<bool> m_bInited{false};
     std::atomic<bool> m_bIpcStarted{false};
 
-    CLock m_lockInit;  // guards what follows
-    std::shared_ptr<CIOCP_Server> m_pPipeServer;
-    std::shared_ptr<CPipeServerCallback> m_pServerCallback;
-    CKernelHandle m_hHeldThread;   // the configuration's, started and not yet released
-    CKernelHandle m_hInitEvent;    // the ready event, signalled once the pipe listens
-    ULONG_PTR m_gdiplusToken = 0;  // GDI+ stays up to the process's end
+    CLock m_lockInit NXL_ACQUIRED_BEFORE(m_lockInstance);
+    std::shared_ptr<CIOCP_Server> m_pPipeServer NXL_GUARDED_BY(m_lockInit);
+    std::shared_ptr<CPipeServerCallback> m_pServerCallback NXL_GUARDED_BY(m_lockInit);
+    CKernelHandle m_hHeldThread NXL_GUARDED_BY(m_lockInit);   // the configuration's, started and not yet released
+    CKernelHandle m_hInitEvent NXL_GUARDED_BY(m_lockInit);    // the ready event, signalled once the pipe listens
+    ULONG_PTR m_gdiplusToken NXL_GUARDED_BY(m_lockInit) = 0;  // GDI+ stays up to the process's end
 
-    mutable CLock m_lockInstance;
-    std::map<std::string, std::shared_ptr<WxMiniProgramServiceEx>> m_mWxExInstance;  // guarded by m_lockInstance
+    mutable CLock m_lockInstance NXL_ACQUIRED_BEFORE(m_lockParam);
+    std::map<std::string, std::shared_ptr<WxMiniProgramServiceEx>> m_mWxExInstance NXL_GUARDED_BY(m_lockInstance);
 
-    CLock m_lockParam;
-    InstanceParamMap m_mInstanceParam;  // guarded by m_lockParam
+    CLock m_lockParam NXL_ACQUIRED_BEFORE(m_lockState);
+    InstanceParamMap m_mInstanceParam NXL_GUARDED_BY(m_lockParam);
 
-    mutable CLock m_lockState;  // a leaf lock; guards what follows
-    std::int32_t m_nType = 0;
-    std::string m_strChannel;
-    std::string m_strParam;
-    std::wstring m_mark;
-    std::wstring m_exeWndTitle;
-    std::string m_strServiceId;
-    std::wstring m_sdkPath;
-    std::wstring m_strMid;
+    mutable CLock m_lockState;  // a leaf lock
+    std::int32_t m_nType NXL_GUARDED_BY(m_lockState) = 0;
+    std::string m_strChannel NXL_GUARDED_BY(m_lockState);
+    std::string m_strParam NXL_GUARDED_BY(m_lockState);
+    std::wstring m_mark NXL_GUARDED_BY(m_lockState);
+    std::wstring m_exeWndTitle NXL_GUARDED_BY(m_lockState);
+    std::string m_strServiceId NXL_GUARDED_BY(m_lockState);
+    std::wstring m_sdkPath NXL_GUARDED_BY(m_lockState);
+    std::wstring m_strMid NXL_GUARDED_BY(m_lockState);
 
     std::unique_ptr<WxMiniProgramService> m_pStatusRecord;  // main thread only
 };

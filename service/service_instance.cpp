@@ -41,13 +41,15 @@ void WxMiniProgramServiceEx::Init(const std::string& config, const std::wstring&
     NXL_LOG(L"[%s(%d)]Init m_strMark=%s, m_strPipeName=%s, m_strEventName=%s", m_strMark.c_str(), m_strPipeName.c_str(),
             m_strEventName.c_str());
     m_pHost->SetInstanceParam(m_strServiceId, {.strPipeName = m_strPipeName}, *m_pWatchers);
-    if (!m_hCheckDllThread) {
-        m_hCheckDllThread = StartWatcher([strServiceId = m_strServiceId](IWatcherEdge& edge, IServiceHost& host) {
+    if (!HasCheckDllThread()) {
+        CKernelHandle hThread = StartWatcher([strServiceId = m_strServiceId](IWatcherEdge& edge, IServiceHost& host) {
             CheckzoltDLLThread(edge, host, strServiceId);
         });
-        if (!m_hCheckDllThread) {
+        if (!hThread) {
             NXL_LOG(L"[%s(%d)]Failed to create thread for CheckzoltDLL");
         }
+        const CAutoLock guard(&m_lockFields);
+        m_hCheckDllThread = std::move(hThread);
     }
     m_bInit.store(true);
     Connect();
@@ -146,6 +148,11 @@ CKernelHandle WxMiniProgramServiceEx::StartWatcher(std::function<void(IWatcherEd
         work(*pEdge, *pHost);
         return 0U;
     });
+}
+
+bool WxMiniProgramServiceEx::HasCheckDllThread() {
+    const CAutoLock guard(&m_lockFields);
+    return m_hCheckDllThread.valid();
 }
 
 std::int32_t WxMiniProgramServiceEx::DelayIntervalNow() {

@@ -12,6 +12,7 @@
 #include "foundation/handle.h"
 #include "foundation/lock.h"
 #include "foundation/shared_text.h"
+#include "foundation/thread_annotations.h"
 #include "ipc/protocol/message_type.h"
 #include "ipc/protocol/request_handlers.h"
 #include "service/service_host.h"
@@ -77,6 +78,7 @@ class WxMiniProgramServiceEx final : public IRequestHandlers,
     void Reply(const wchar_t* operation, Request& request);
     // Starts a thread that gets the surroundings and the host; empty when it cannot be started.
     CKernelHandle StartWatcher(std::function<void(IWatcherEdge&, IServiceHost&)> work);
+    bool HasCheckDllThread();
     std::int32_t DelayIntervalNow();
 
     IServiceHost* const m_pHost;  // weak
@@ -90,15 +92,16 @@ class WxMiniProgramServiceEx final : public IRequestHandlers,
     std::atomic<bool> m_bDestroyed{false};
     const std::shared_ptr<CWatcherEdge> m_pWatchers;  // shared with every watcher thread
 
-    // A leaf lock; guards what follows. The end of an instance takes it on the main thread with both locks of the host
+    // A leaf lock. The end of an instance takes it on the main thread with both locks of the host
     // held: nothing that takes time in proportion to a caller's text happens under it.
     CLock m_lockFields;
-    std::unique_ptr<WxMiniProgramService> m_pService;
-    CSharedText m_strRunStatusParam;       // JSON text
-    std::int32_t m_nDelayInterval = 2000;  // milliseconds, of the delayed check and the delayed destroy
-    CKernelHandle m_hDelayedDestroyThread;
-    CKernelHandle m_hCheckDllThread;
-    CKernelHandle m_hDelayCheckThread;
-    std::shared_ptr<CIOCP_Client> m_pClient;
-    std::shared_ptr<CPipeClientCallback> m_pPipeCallback;
+    std::unique_ptr<WxMiniProgramService> m_pService NXL_GUARDED_BY(m_lockFields);
+    CSharedText m_strRunStatusParam NXL_GUARDED_BY(m_lockFields);  // JSON text
+    std::int32_t m_nDelayInterval NXL_GUARDED_BY(m_lockFields) =
+        2000;  // milliseconds, of the delayed check and the delayed destroy
+    CKernelHandle m_hDelayedDestroyThread NXL_GUARDED_BY(m_lockFields);
+    CKernelHandle m_hCheckDllThread NXL_GUARDED_BY(m_lockFields);
+    CKernelHandle m_hDelayCheckThread NXL_GUARDED_BY(m_lockFields);
+    std::shared_ptr<CIOCP_Client> m_pClient NXL_GUARDED_BY(m_lockFields);
+    std::shared_ptr<CPipeClientCallback> m_pPipeCallback NXL_GUARDED_BY(m_lockFields);
 };

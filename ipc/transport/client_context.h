@@ -10,6 +10,7 @@
 
 #include "foundation/handle.h"
 #include "foundation/lock.h"
+#include "foundation/thread_annotations.h"
 #include "ipc/transport/frame_cutter.h"
 #include "ipc/transport/io_buffer.h"
 
@@ -88,24 +89,27 @@ class CClientContext final {
 
   private:
     int OnWriteBuffer(CIOWriteBuffer* pBuffer);
-    // Has the lock. Posts the wake-up packet unless it is on its way or the worker looks anyway.
-    void RequestWrites();
-    void Bind();
+    // Posts the wake-up packet unless it is on its way or the worker looks anyway.
+    void RequestWrites() NXL_REQUIRES(m_lockWrite);
+    void Bind() NXL_REQUIRES(m_lockPipe);
 
     const CSharedPort m_hPort;
     // What succeeds at once gives no packet. Set before the first operation.
     bool m_bSkipsPackets = false;
 
-    mutable CLock m_lockPipe;  // a leaf; guards m_hPipe, so that no operation starts on a handle another thread closes
-    CFileHandle m_hPipe;
+    mutable CLock m_lockPipe;  // a leaf: no operation starts on a handle that another thread closes
+    CFileHandle m_hPipe NXL_GUARDED_BY(m_lockPipe);
 
-    CLock m_lockWrite;                                              // a leaf; guards what follows
-    std::deque<std::unique_ptr<CIOWriteBuffer>> m_vecWriteBuffers;  // unfinished writes, oldest first
-    std::size_t m_nStarted = 0;  // how many of them, from the front, were handed to the pipe
-    bool m_bServing = false;     // the worker is handling a completion and looks at the queue before it waits again
-    bool m_bRequested = false;   // m_writeRequest is in the port
-    bool m_bClosed = false;
-    CIOWriteRequest m_writeRequest;
+    CLock m_lockWrite;  // a leaf
+    std::deque<std::unique_ptr<CIOWriteBuffer>> m_vecWriteBuffers
+        NXL_GUARDED_BY(m_lockWrite);  // unfinished writes, oldest first
+    std::size_t m_nStarted NXL_GUARDED_BY(m_lockWrite) =
+        0;  // how many of them, from the front, were handed to the pipe
+    bool m_bServing NXL_GUARDED_BY(m_lockWrite) =
+        false;  // the worker is handling a completion and looks at the queue before it waits again
+    bool m_bRequested NXL_GUARDED_BY(m_lockWrite) = false;  // m_writeRequest is in the port
+    bool m_bClosed NXL_GUARDED_BY(m_lockWrite) = false;
+    CIOWriteRequest m_writeRequest NXL_GUARDED_BY(m_lockWrite);
 
     std::atomic<std::int32_t> m_nPendingIo{0};
 };

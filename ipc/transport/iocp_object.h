@@ -11,6 +11,7 @@
 
 #include "foundation/handle.h"
 #include "foundation/lock.h"
+#include "foundation/thread_annotations.h"
 #include "ipc/transport/client_context.h"
 #include "ipc/transport/pipe_connect_callback.h"
 
@@ -110,9 +111,10 @@ class CIOCP_Object {
     Packet m_atOnce;
     int m_nAtOnceInARow = 0;
 
-    mutable CLock m_lockContext;  // a leaf; guards what follows
-    CSharedPort m_hPort;
-    std::shared_ptr<const CKernelHandle> m_hEvent;
-    std::shared_ptr<CClientContext> m_pContext;
-    std::vector<std::shared_ptr<CClientContext>> m_vecContexts;  // every context that is not freed
+    mutable CLock m_lockContext;  // a leaf
+    CSharedPort m_hPort NXL_GUARDED_BY(m_lockContext);
+    std::shared_ptr<const CKernelHandle> m_hEvent NXL_GUARDED_BY(m_lockContext);
+    std::shared_ptr<CClientContext> m_pContext NXL_GUARDED_BY(m_lockContext);
+    std::vector<std::shared_ptr<CClientContext>> m_vecContexts
+        NXL_GUARDED_BY(m_lockContext);  // every context that is not freed
 };

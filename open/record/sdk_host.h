@@ -4,6 +4,7 @@
 #include <string>
 
 #include "foundation/lock.h"
+#include "foundation/thread_annotations.h"
 #include "open/record/channel_config.h"
 
 class CSdkHost {
@@ -19,6 +20,6 @@ class CSdkHost {
     ChannelConfig Channel() const;
 
   private:
-    mutable CLock m_lock;  // a leaf; guards what follows
-    SdkHostData m_data;
+    mutable CLock m_lock;  // a leaf
+    SdkHostData m_data NXL_GUARDED_BY(m_lock);
 };

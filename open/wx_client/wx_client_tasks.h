@@ -6,6 +6,7 @@
 #include <string>
 
 #include "foundation/lock.h"
+#include "foundation/thread_annotations.h"
 
 namespace WX_CLIENT {
 
@@ -27,7 +28,7 @@ class CWeChatTasks {
 
   private:
     CLock m_lock;
-    std::set<std::string> m_setTasks;  // guarded by m_lock
+    std::set<std::string> m_setTasks NXL_GUARDED_BY(m_lock);
 };
 
 }  // namespace WX_CLIENT

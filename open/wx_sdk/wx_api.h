@@ -8,6 +8,7 @@
 
 #include "foundation/kept_modules.h"
 #include "foundation/lock.h"
+#include "foundation/thread_annotations.h"
 #include "open/record/sdk_host.h"
 #include "open/wx_sdk/ocean_delegate.h"
 #include "open/wx_sdk/wx_open_tasks.h"
@@ -74,12 +75,12 @@ class CWxApi {
     std::wstring WxSdkFolder() const;
     static bool IsWxSDKOk(const std::wstring& folder);
 
-    CLock m_lockInit;
+    CLock m_lockInit NXL_ACQUIRED_BEFORE(m_lockApi);
     CLock m_lockApi;
 
-    // Written under m_lockInit before m_bInit is set, and not changed afterwards.
-    CKeptModules m_modules;
-    bool m_bStarting = false;
+    CKeptModules m_modules NXL_GUARDED_BY(m_lockInit);
+    bool m_bStarting NXL_GUARDED_BY(m_lockInit) = false;
+    // Written under m_lockInit before m_bInit is set, not changed afterwards, and read without a lock then.
     OceanTable m_ocean;
     std::unique_ptr<OceanDelegate> m_pDelegate;  // the SDK keeps the pointer
     std::atomic<bool> m_bInit{false};

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "foundation/lock.h"
+#include "foundation/thread_annotations.h"
 
 namespace MINI_API_CLIENT {
 
@@ -39,9 +40,8 @@ class CWxOpenTasks {
 
   private:
     CLock m_lock;
-    // Guarded by m_lock.
-    std::map<std::uint32_t, WxOpenTask> m_mapOpenTasks;
-    std::string m_strLastTaskId;
+    std::map<std::uint32_t, WxOpenTask> m_mapOpenTasks NXL_GUARDED_BY(m_lock);
+    std::string m_strLastTaskId NXL_GUARDED_BY(m_lock);
 };
 
 }  // namespace MINI_API_CLIENT

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "foundation/lock.h"
+#include "foundation/thread_annotations.h"
 
 namespace YYB_API_CLIENT {
 
@@ -34,7 +35,7 @@ class CQimeiCache {
 
   private:
     CLock m_lock;
-    QimeiPair m_pair;  // guarded by m_lock
+    QimeiPair m_pair NXL_GUARDED_BY(m_lock);
 };
 
 }  // namespace YYB_API_CLIENT

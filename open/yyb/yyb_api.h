@@ -8,6 +8,7 @@
 
 #include "foundation/kept_modules.h"
 #include "foundation/lock.h"
+#include "foundation/thread_annotations.h"
 #include "open/record/sdk_host.h"
 #include "open/yyb/qimei.h"
 #include "open/yyb/yyb_tasks.h"
@@ -104,13 +105,12 @@ class CYybApi final : private IYybSettler {
     bool AskQimei(std::size_t size, std::string& text, std::int32_t& ret) const;
     void Settle(const std::string& pkgname, const char* word) override;
 
-    CLock m_lockOpen;
-    CLock m_lockInit;
+    CLock m_lockOpen NXL_ACQUIRED_BEFORE(m_lockInit);
+    CLock m_lockInit NXL_ACQUIRED_BEFORE(m_lockTable);
     mutable CLock m_lockTable;
 
-    // Guarded by m_lockInit.
-    CKeptModules m_modules;
-    bool m_bStarting = false;
+    CKeptModules m_modules NXL_GUARDED_BY(m_lockInit);
+    bool m_bStarting NXL_GUARDED_BY(m_lockInit) = false;
     // Set under m_lockInit before the SDK is given StateChangeThunk, and not changed afterwards.
     std::function<void(const char* text, std::int32_t code)> m_fnStateChange;
 
@@ -120,7 +120,7 @@ class CYybApi final : private IYybSettler {
     CQimeiCache m_qimei;
 
     CSdkHost m_host;
-    SdkTable m_table;  // guarded by m_lockTable
+    SdkTable m_table NXL_GUARDED_BY(m_lockTable);
 };
 
 // What the SDK calls, on a thread of its own choosing.

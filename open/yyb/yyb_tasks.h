@@ -8,6 +8,7 @@
 #include <string>
 
 #include "foundation/lock.h"
+#include "foundation/thread_annotations.h"
 
 namespace YYB_API_CLIENT {
 
@@ -46,7 +47,7 @@ class CYybTasks {
 
   private:
     CLock m_lock;
-    std::map<std::string, YybOpenTask> m_mapYybTasks;  // guarded by m_lock
+    std::map<std::string, YybOpenTask> m_mapYybTasks NXL_GUARDED_BY(m_lock);
 };
 
 // What the launch words of a state report do.

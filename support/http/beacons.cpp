@@ -1,4 +1,5 @@
 #include "support/http/beacons.h"
+#include "foundation/thread_annotations.h"
 
 #include <cstdlib>
 #include <ctime>
@@ -13,7 +14,7 @@ namespace {
 
 // Never destroyed: a thread may still send a beacon while the process ends.
 CLock& g_lockMachineId = *new CLock;
-std::wstring g_strMachineId;
+std::wstring g_strMachineId NXL_GUARDED_BY(g_lockMachineId);
 
 std::wstring MachineId() {
     const CAutoLock guard(&g_lockMachineId);

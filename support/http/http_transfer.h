@@ -7,6 +7,7 @@
 // at a time in the order posted and drops what they answer.
 #pragma once
 
+#include "foundation/thread_annotations.h"
 #include "foundation/windows_headers.h"
 
 #include <atomic>
@@ -103,9 +104,9 @@ class COvHttpTransfer {
     bool TakeUrl(std::wstring& url);
     void EndQueue();
 
-    CLock m_lockUrls;                    // guards m_deqUrls, and a worker's id against its end
-    std::deque<std::wstring> m_deqUrls;  // posted and not yet taken by the worker
-    CLock m_lockStart;
+    CLock m_lockUrls;  // also held to use a worker's id, and to take it back
+    std::deque<std::wstring> m_deqUrls NXL_GUARDED_BY(m_lockUrls);  // posted and not yet taken by the worker
+    CLock m_lockStart NXL_ACQUIRED_BEFORE(m_lockUrls);
     std::atomic<bool> m_bStartAtNeed{false};
     CKernelHandle m_hQueueReady;
 };
