@@ -175,7 +175,7 @@ int main(int argc, char** argv) {
                 RunSeed(arguments, nSeed, *pShared);
                 ++pShared->nDone;
                 if (bAlone) {
-                    // It looks itself, while its processes live: what a process has that was ended is not a leak.
+                    // What a simulated process has that was ended is not a leak.
                     std::_Exit(0);
                 }
             }
