@@ -113,5 +113,5 @@ bool CutFrames(std::string_view bytes, std::vector<std::string>& payloads) {
     CPayloadSink sink([&](std::string payload) { payloads.push_back(std::move(payload)); });
     cutter.Append(bytes.data(), bytes.size());
     cutter.DispatchFrames(&sink);
-    return cutter.Size() == 0;
+    return cutter.AtFrameEnd();
 }

@@ -27,6 +27,9 @@ class CFrameCutter {
     // Time is linear in the bytes taken, however many frames they hold.
     void DispatchFrames(IPipeConnectCallback* pCallback);
 
+    // Whether the bytes so far end where a frame ends.
+    bool AtFrameEnd() const { return Size() == 0 && !m_bDropping; }
+
     // What is held and what is reserved, in bytes.
     std::size_t Size() const { return m_strReceived.size() - m_nTaken; }
     std::size_t Capacity() const { return m_strReceived.capacity(); }

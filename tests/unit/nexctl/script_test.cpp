@@ -98,6 +98,9 @@ TEST(FrameText, HexGoesThereAndBack) {
         EXPECT_FALSE(ParseHex(text, unused)) << text;
     }
     EXPECT_FALSE(CutFrames(bytes.substr(0, 8), payloads));
+    const std::string skipped("\0\3\0\0\4\0\0\0abcd", 12);
+    EXPECT_TRUE(CutFrames(skipped, payloads));
+    EXPECT_FALSE(CutFrames(skipped.substr(0, 10), payloads)) << "a frame that is skipped has an end, too";
 }
 
 TEST(FrameText, LineNamesDirectionTypeAndText) {
