@@ -50,6 +50,9 @@ class CPipe {
     bool Cancel(Side side, const OVERLAPPED* pOverlapped);
     void Close(Side side);
     std::size_t Available(Side side) const;
+    // As the instance was made.
+    DWORD OutQuota() const { return static_cast<DWORD>(m_inbound[kClient].nQuota); }
+    DWORD InQuota() const { return static_cast<DWORD>(m_inbound[kServer].nQuota); }
     // 0, or why nothing can be read or written.
     DWORD Refusal(Side side, bool bWrite) const;
 

@@ -230,6 +230,19 @@ BOOL PeekNamedPipe(HANDLE hPipe, LPVOID, DWORD, LPDWORD, LPDWORD pAvailable, LPD
     return TRUE;
 }
 
+// The sizes and the type, which is always bytes.
+BOOL GetNamedPipeInfo(HANDLE hPipe, LPDWORD pFlags, LPDWORD pOutSize, LPDWORD pInSize, LPDWORD) {
+    CCall call("GetNamedPipeInfo", Number(hPipe));
+    const auto pEnd = call.Process().FindAs<CPipeEnd>(hPipe);
+    if (!pEnd) {
+        return call.Fail(ERROR_INVALID_HANDLE);
+    }
+    *pFlags = PIPE_TYPE_BYTE;
+    *pOutSize = pEnd->m_pPipe->OutQuota();
+    *pInSize = pEnd->m_pPipe->InQuota();
+    return TRUE;
+}
+
 BOOL GetNamedPipeServerProcessId(HANDLE hPipe, PULONG pProcessId) {
     CCall call("GetNamedPipeServerProcessId", Number(hPipe));
     const auto pEnd = call.Process().FindAs<CPipeEnd>(hPipe);

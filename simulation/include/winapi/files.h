@@ -50,6 +50,7 @@ BOOL CancelIoEx(HANDLE hFile, LPOVERLAPPED pOverlapped);
 #define PIPE_ACCESS_OUTBOUND 2U
 #define PIPE_ACCESS_DUPLEX 3U
 #define PIPE_TYPE_BYTE 0U
+#define PIPE_TYPE_MESSAGE 4U
 #define PIPE_READMODE_BYTE 0U
 #define PIPE_WAIT 0U
 #define PIPE_REJECT_REMOTE_CLIENTS 8U
@@ -61,6 +62,7 @@ HANDLE CreateNamedPipeW(LPCWSTR szName, DWORD dwOpenMode, DWORD dwPipeMode, DWOR
 BOOL ConnectNamedPipe(HANDLE hPipe, LPOVERLAPPED pOverlapped);
 BOOL DisconnectNamedPipe(HANDLE hPipe);
 BOOL PeekNamedPipe(HANDLE hPipe, LPVOID pBuffer, DWORD nBytes, LPDWORD pRead, LPDWORD pAvailable, LPDWORD pLeft);
+BOOL GetNamedPipeInfo(HANDLE hPipe, LPDWORD pFlags, LPDWORD pOutSize, LPDWORD pInSize, LPDWORD pMaxInstances);
 BOOL GetNamedPipeServerProcessId(HANDLE hPipe, PULONG pProcessId);
 
 HANDLE CreateIoCompletionPort(HANDLE hFile, HANDLE hPort, ULONG_PTR nKey, DWORD nThreads);
