@@ -60,6 +60,11 @@ TEST(Lock, ATryOfAnotherThreadHoldsItOnlyWhileItIsFree) {
         EXPECT_TRUE(triesInVain());
     }
     EXPECT_FALSE(triesInVain());
+    {
+        const CAutoLock guard(&lock);
+        EXPECT_TRUE(triesInVain()) << "a guard keeps it";
+    }
+    EXPECT_FALSE(triesInVain());
 }
 
 TEST(SystemFailure, APositiveErrorBecomesAResultAndOthersStay) {
