@@ -200,7 +200,7 @@ void CRequestLine::SendAll() {
             m_changed.Wait(lock, heldUp ? kAgainMs : INFINITE);
             continue;
         }
-        const Pointer request = *next;
+        const Pointer request = std::move(*next);
         m_waiting.erase(next);
         const std::int64_t number = ++m_nLastNumber;
         // Before it is sent: the reply may be quicker than the return of the send.

@@ -17,8 +17,8 @@ constexpr wchar_t kKey[] = L"Software\\Ovrin\\zolt";
 constexpr wchar_t kParent[] = L"C:\\temp";
 constexpr wchar_t kFolder[] = L"C:\\temp\\zolt";
 constexpr std::wstring_view kStem = L"Nexlet";
-constexpr std::uint64_t kWholeBytes = 4 * 1024 * 1024;
-constexpr std::size_t kEndBytes = 256 * 1024;
+constexpr std::uint64_t kWholeBytes = std::uint64_t{4} * 1024 * 1024;
+constexpr std::size_t kEndBytes = std::size_t{256} * 1024;
 
 std::uint32_t ReadValue(const wchar_t* name) {
     DWORD value = 0;

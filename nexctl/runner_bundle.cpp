@@ -18,7 +18,7 @@ namespace {
 
 constexpr std::size_t kMostLogs = 3;
 // Of each log the end is taken.
-constexpr std::size_t kMostLogBytes = 16 * 1024 * 1024;
+constexpr std::size_t kMostLogBytes = std::size_t{16} * 1024 * 1024;
 
 // What the doctor quotes of a log is a line of it.
 void MaskFacts(DoctorFacts& facts) {

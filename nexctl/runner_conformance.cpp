@@ -54,7 +54,8 @@ ExitCode CRunner::Conformance(const Step& step) {
     Json::Value line(Json::objectValue);
     line["program"] = Utf16ToUtf8(settings.program);
     if (GetFileAttributesW(settings.program.c_str()) == INVALID_FILE_ATTRIBUTES) {
-        return Finish(step, ExitCode::NotStarted, std::move(line), line["program"].asString() + " is not there");
+        const std::string problem = line["program"].asString() + " is not there";
+        return Finish(step, ExitCode::NotStarted, std::move(line), problem);
     }
     if (std::ranges::none_of(AllRules(), [&](const Rule& rule) { return rule.id.starts_with(step.only); })) {
         WriteText(OutputStream::Error, "nexctl: conformance: no rule begins with \"" + step.only + "\"\n");

@@ -128,11 +128,10 @@ ExitCode CRunner::PruneLogs(const Step& step) {
         }
         bytes += removed ? log.file.nBytes : 0;
         line[removed ? "removed" : "kept"].append(path);
-        WriteText(OutputStream::Error, std::string("nexctl: log: ") +
-                                           (!removed      ? "cannot remove "
-                                            : step.dryRun ? "would remove "
-                                                          : "removed ") +
-                                           path + ", " + log.strWhy + error + "\n");
+        std::string text = "nexctl: log: ";
+        text.append(!removed ? "cannot remove " : step.dryRun ? "would remove " : "removed ");
+        text.append(path).append(", ").append(log.strWhy).append(error).append("\n");
+        WriteText(OutputStream::Error, text);
     }
     line["bytes"] = Json::UInt64(bytes);
     const bool all = line["kept"].empty();

@@ -74,8 +74,9 @@ void FindValues(std::vector<Leftover>& leftovers) {
 void FindCaches(std::vector<Leftover>& leftovers) {
     for (const wchar_t* cache : kCaches) {
         const std::wstring folder = TemporarySubfolder(cache);
+        const std::string prefix = Utf16ToUtf8(folder) + "\\";
         for (const std::wstring& name : FilesIn(folder, L"*")) {
-            leftovers.push_back({LeftoverKind::CacheFile, Utf16ToUtf8(folder + L"\\" + name)});
+            leftovers.push_back({LeftoverKind::CacheFile, prefix + Utf16ToUtf8(name)});
         }
     }
 }

@@ -183,7 +183,7 @@ HeldPipes LookForPipes(std::uint32_t processId) {
     auto parameter = std::make_unique<std::shared_ptr<HandleLook>>(look);
     const CKernelHandle thread(CreateThread(nullptr, 0, LookThread, parameter.get(), 0, nullptr));
     if (thread) {
-        parameter.release();  // the thread's
+        (void)parameter.release();  // the thread's
     }
     std::uint32_t seen = 0;
     while (thread && WaitForSingleObject(thread.get(), kHandleMs) != WAIT_OBJECT_0) {

@@ -88,7 +88,9 @@ TEST_F(NexctlConformance, ProgramThatBreaksARuleIsCaught) {
 }
 
 TEST_F(NexctlConformance, ProgramThatIsNotThereEndsWithTwo) {
-    EXPECT_EQ(RunPlain({"conformance", "--exe", "C:\\no such folder\\nexlet.exe"}).dwExitCode, 2u);
+    const ConsoleRun run = RunPlain({"conformance", "--exe", "C:\\no such folder\\nexlet.exe"});
+    EXPECT_EQ(run.dwExitCode, 2u);
+    EXPECT_NE(run.strErr.find("C:\\no such folder\\nexlet.exe is not there"), std::string::npos) << run.strErr;
 }
 
 }  // namespace
