@@ -72,7 +72,7 @@ class CYybApi final : private IYybSettler {
     void GetQimeiPair(std::string& qimei32, std::string& qimei36);
 
     // Writes a new pair of the SDK's to the registry when qimei32 lacks the marker. True when it did.
-    bool ResetQimei(std::string qimei32);
+    bool ResetQimei(const std::string& qimei32);
 
     // Calls Uninitialize when the SDK was initialised, once. For the shutdown; takes no lock, so that an open that
     // hangs in the SDK cannot hold it up.

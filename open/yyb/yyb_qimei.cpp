@@ -107,7 +107,7 @@ void CYybApi::GetQimeiPair(std::string& qimei32, std::string& qimei36) {
     WXMINI_PROGRAM_COMMON::WriteQimeiToReg(pair.qimei32, pair.qimei36);
 }
 
-bool CYybApi::ResetQimei(std::string qimei32) {
+bool CYybApi::ResetQimei(const std::string& qimei32) {
     InitYybApi();
     if (HasQimeiMarker(qimei32)) {
         return false;

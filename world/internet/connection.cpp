@@ -110,10 +110,14 @@ bool CConnection::Write(std::string_view bytes) {
 }
 
 bool CConnection::WriteRecord(TlsContent type, std::string_view plain) {
-    const std::string count = BigEndian(m_out->nRecords, kCountBytes);
+    if (!m_out) {
+        return false;
+    }
+    auto& out = *m_out;
+    const std::string count = BigEndian(out.nRecords, kCountBytes);
     const std::string sealed =
-        m_out->cipher.Seal(m_out->strSalt + count, RecordNote(m_out->nRecords, type, plain.size()), plain);
-    ++m_out->nRecords;
+        out.cipher.Seal(out.strSalt + count, RecordNote(out.nRecords, type, plain.size()), plain);
+    ++out.nRecords;
     return !sealed.empty() && WriteAll(TlsRecordBytes(type, count + sealed));
 }
 

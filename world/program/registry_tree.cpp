@@ -68,6 +68,7 @@ bool ReadTreeOf(RegistryPlace place, const std::string& key, RegistryTree& tree)
     if (OpenKey(place, key, KEY_READ, opened) != ERROR_SUCCESS || !ReadValues(opened.get(), tree.values)) {
         return false;
     }
+    const std::string prefix = key + "\\";
     for (DWORD index = 0;; ++index) {
         wchar_t name[256] = {};
         DWORD size = 256;
@@ -76,7 +77,7 @@ bool ReadTreeOf(RegistryPlace place, const std::string& key, RegistryTree& tree)
             return status == ERROR_NO_MORE_ITEMS;
         }
         const std::string below = Utf16ToUtf8(name);
-        if (!ReadTreeOf(place, key + "\\" + below, tree.keys[below])) {
+        if (!ReadTreeOf(place, prefix + below, tree.keys[below])) {
             return false;
         }
     }
@@ -96,8 +97,9 @@ bool WriteTree(RegistryPlace place, const std::string& key, const RegistryTree& 
                               static_cast<DWORD>(data.strBytes.size())) == ERROR_SUCCESS &&
                done;
     }
+    const std::string prefix = key + "\\";
     for (const auto& [name, below] : tree.keys) {
-        done = WriteTree(place, key + "\\" + name, below) && done;
+        done = WriteTree(place, prefix + name, below) && done;
     }
     return done;
 }
