@@ -63,7 +63,7 @@ std::vector<std::wstring> CommandLineWords() {
         return {};
     }
     const std::vector<std::wstring> copies(words, words + count);
-    LocalFree(words);
+    LocalFree(static_cast<void*>(words));
     return copies;
 }
 

@@ -124,7 +124,8 @@ PCYYB_EXPORT std::int32_t GetQimei(char* buffer, std::int32_t size) {
     if (text.size() > static_cast<std::size_t>(size)) {
         return -1;
     }
-    std::memcpy(buffer, text.data(), text.size());
+    // The answer has no terminator.
+    std::memcpy(buffer, text.data(), text.size());  // NOLINT(bugprone-not-null-terminated-result)
     return Number(L"qimei_result", 0);
 }
 
