@@ -28,9 +28,12 @@
 namespace {
 
 constexpr std::size_t kServices = 64;
-// Of each cycle so many come by a second start of the program, which takes its seconds; the others are made known by a
-// request on the helper's own pipe.
+// Of each cycle of a long run so many come by a second start of the program, which takes its seconds; the others are
+// made known by a request on the helper's own pipe. A client that comes while the helper listens anew ends its
+// listening for good, so there is this time between two of them; and the short run, which must not fail by that rule,
+// has one client.
 constexpr std::size_t kSecondStarts = 2;
+constexpr DWORD kAfterAClientMs = 1000;
 // A helper that keeps the machine busy in six samples in a row, one every eleven seconds, closes itself. So a cycle
 // ends before that, and the rest after it holds a whole sample.
 constexpr ULONGLONG kCycleMs = 40000;
@@ -121,10 +124,14 @@ class Soak : public CWorldTest {
             start.strExe = (m_directory / L"app\\bin\\nexlet.exe").wstring();
             start.strChannel = MakeChannelText(m_strMark, "mid", 7, "product", "from");
             good = pService->ComeByStart(start);
+            Sleep(kAfterAClientMs);
         } else if (good) {
             const std::lock_guard guard(m_lockHost);
             SendToHost(MessageType::S_MT_OpenMiniAppSuccessfully, QuickRequest(id, -1));
-            good = pService->TakeFirstReply();
+            if (HasFailure()) {
+                m_tally.Complain("the helper does not listen on its own pipe");
+            }
+            good = m_tally.Good() && pService->TakeFirstReply();
         }
         return good ? std::move(pService) : nullptr;
     }
@@ -172,7 +179,9 @@ class Soak : public CWorldTest {
             ExpectServed();
         }
         m_vanished.clear();
-        LeaveHost();
+        if (m_bLong) {
+            LeaveHost();
+        }
         Sleep(kRestMs);
         for (const auto& pService : m_leaving) {
             EXPECT_TRUE(pService->WaitForLoss()) << pService->Id();
@@ -191,7 +200,7 @@ class Soak : public CWorldTest {
             return std::mt19937(seeds);
         };
         std::vector<std::unique_ptr<CSoakService>> bySecondStart(kServices);
-        for (unsigned i = 0; i < kSecondStarts; ++i) {
+        for (unsigned i = 0; m_bLong && i < kSecondStarts; ++i) {
             bySecondStart[i] = Come("svc" + std::to_string(i), randomOf(1000 + i), true);
             ASSERT_EQ(m_tally.Complaints(), "");
         }
@@ -211,6 +220,7 @@ class Soak : public CWorldTest {
     }
 
     SoakTally m_tally;
+    bool m_bLong = false;
     ULONGLONG m_nCycleEnd = 0;
     std::mutex m_lockHost;
     std::mutex m_lockLeft;
@@ -220,6 +230,7 @@ class Soak : public CWorldTest {
 
 TEST_F(Soak, SixtyFourServicesOfAllKindsLoseNoReplyAndLeaveNothingBehind) {
     const unsigned minutes = FromEnvironment("NEXLET_SOAK_MINUTES", 0);
+    m_bLong = minutes > 0;
     const unsigned seed = FromEnvironment("NEXLET_SEED", std::random_device{}());
     std::printf("seed %u (NEXLET_SEED repeats its choices)\n", seed);
     ASSERT_EQ(Up(kWorld).dwExitCode, 0u);
