@@ -8,7 +8,7 @@ slower, and how to measure it again.
     tools/bench --page
 
 This command builds the helper and its peers, runs all of them in one go on one processor, and writes this page and its
-picture anew from `bench/results.json`, which has every round of every row. It takes about ten minutes on a quiet machine.
+picture anew from `bench/results.json`, which has every round of every row. It takes about four minutes on a quiet machine.
 No figure here is written by hand. The peers are the distribution's packages.
 
 Everything for Windows runs under Wine. Times in seconds say something about this one machine only. What carries to another
@@ -52,7 +52,7 @@ have a thread for each connection too, show how much of the distance that is."""
     "p99": """**p99.** With many connections it is about the time of one turn over all connections, so it follows from the rate, and
 the cause is the same. With one connection it is the rounds of the watchdogs and whatever else the machine does.""",
     "start": """**Start.** Before its notice the helper loads the same system libraries as the peer, with a display and without, and
-its main thread makes about a twentieth more calls to the kernel (counted with strace). It also has a larger file, starts
+its main thread makes about 7 % more calls to the kernel over its life (counted with strace). It also has a larger file, starts
 its watchdogs, and opens its own pipe, its ready event and its mutex before it says that it is ready, because a caller may
 rely on all of that.""",
     "envelope": """**The envelope.** OpenSSL multiplies with hand-written assembly for each kind of processor. The helper's code is portable
