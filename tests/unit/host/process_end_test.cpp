@@ -1,12 +1,16 @@
 #include "host/process_end.h"
 
+#include <cstdio>
 #include <cstdlib>
+#include <stdexcept>
 #include <thread>
 
 #include "foundation/windows_headers.h"
 
 #include <gtest/gtest.h>
 
+#include "foundation/log.h"
+#include "foundation/text_helpers.h"
 #include "host/command_line.h"
 #include "open/wx_sdk/wx_api.h"
 
@@ -28,6 +32,31 @@ TEST(ProcessEndDeathTest, UncaughtExceptionEndsTheProcessWithCodeThree) {
             []() noexcept { TypeFromSwitch(L"abc"); }();
         },
         testing::ExitedWithCode(3), "^$");
+}
+
+void LogToErrorOutput() {
+    g_bDebugLog.store(1);
+    SetLogObserver([](const wchar_t* text) {
+        std::fputs((Utf16ToUtf8(text) + "\n").c_str(), stderr);
+        std::fflush(stderr);  // the process is terminated next
+    });
+}
+
+TEST(ProcessEndDeathTest, UncaughtExceptionIsTheLastLineOfTheLog) {
+    EXPECT_EXIT(
+        {
+            EndSilentlyOnFaults();
+            LogToErrorOutput();
+            std::thread([] { throw std::runtime_error("its reason"); }).join();
+        },
+        testing::ExitedWithCode(3), "uncaught exception: its reason\r?\n$");
+    EXPECT_EXIT(
+        {
+            EndSilentlyOnFaults();
+            LogToErrorOutput();
+            std::thread([] { throw 5; }).join();
+        },
+        testing::ExitedWithCode(3), "uncaught exception\r?\n$");
 }
 
 TEST(ProcessEndDeathTest, UncaughtExceptionOfAnotherThreadEndsTheProcess) {
