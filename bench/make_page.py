@@ -133,7 +133,7 @@ def page(results):
         + ", ".join(f"{name} {version}" for name, version in installed.items())
         + f". It took {facts['seconds'] / 60:.0f} minutes. The load of the machine just before was {machine['load'][0]:.1f}."
         + (f" It was a short run of {plural(facts['rounds'], 'round')}: its figures say little." if facts["rounds"] else ""),
-        "## Where it stands", f"Of {len(judged)} aims, {met} are met.", table(*rows),
+        "## Aims", f"Of {len(judged)} aims, {met} are met.", table(*rows),
         "![The ratios of the table above as bars, each with its aim as a line: green where it is met, red where not]"
         "(pictures/performance.svg)",
     ]

@@ -33,7 +33,7 @@ that program with the calls of the helper's two watchdogs. Processor time is cou
 `RsaPublicBlock` is the same operation in the helper's code; `RsaEncryptToString` also seeds, pads, and writes base64.""",
     "signer": """The helper's check reads the name in a file's certificate table and verifies nothing ([signer-check](signer-check.md)),
 so its floor is to open the file and read that table. OpenSSL parses the same table and names the same signer. As a whole
-program the check stands beside osslsigncode, which also hashes the file and builds the chain.""",
+program the check is compared with osslsigncode, which also hashes the file and builds the chain.""",
     "icon": """Six sizes, from 16 to 256 pixels, from one picture. The time in which a program starts is taken off on both sides.""",
     "beacons": """Requests to a server on this machine. The peer is a loop that opens a session, a connection and a request for each one,
 sends it, and reads the answer; it is the same work as the helper's worker has, without a queue.""",
@@ -76,7 +76,7 @@ DONE = """## What was done to get there, and what was not
   its own. Seeding takes the cheap clock of the system.
 - Base64 and the escapes of URLs go by table and size their result once.
 - An icon's picture is decoded once for all six sizes.
-- The signer check reads the header once, and computes SHA-1 only when somebody asks for it.
+- The signer check reads the header once, and computes SHA-1 only when its result is asked for.
 - Libraries that the ready notice does not need are loaded later: GDI+, WinINet, OLE and others.
 - A log call that is off costs a load and a branch.
 

@@ -28,5 +28,5 @@
 // A function whose caller holds the lock where clang cannot see it.
 #define NXL_ASSERTS_LOCK(...) NXL_THREAD_ATTRIBUTE(assert_capability(__VA_ARGS__))
 
-// A function that clang does not look into. The reason stands beside each use.
+// A function that clang does not look into. The reason is beside each use.
 #define NXL_NO_THREAD_ANALYSIS NXL_THREAD_ATTRIBUTE(no_thread_safety_analysis)

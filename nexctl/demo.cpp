@@ -34,7 +34,7 @@ ExitCode CRunner::Demo(const Step& step) {
         {"Serving the pipe and the gate, starting the helper, waiting for its ready notice:", MakeStep(step, "start")},
         {"Opening a mini-program:", MakeStep(step, "open", kOpen)},
         {"Asking how the open has ended until the SDK has answered:", poll},
-        {"Asking the helper to go; it takes 2 seconds of grace and looks around every 10:", MakeStep(step, "exit")},
+        {"Asking the helper to exit, which takes it 2 to 12 seconds:", MakeStep(step, "exit")},
     };
     for (const auto& act : acts) {
         Say(act.words);

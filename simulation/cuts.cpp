@@ -1,5 +1,5 @@
-// What stands where the floors `support` and `open` show things, ask for other programs' processes, or read files of
-// other publishers. The headers are the product's; everything that is not here is its own code.
+// What replaces the places where the floors `support` and `open` show things, ask for other programs' processes, or
+// read files of other publishers. The headers are the product's; everything that is not here is its own code.
 #include <set>
 
 #include "host/crash_dump.h"

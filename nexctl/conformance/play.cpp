@@ -49,7 +49,7 @@ void Replace(std::string& text, std::string_view place, const std::string& with)
     }
 }
 
-// The switches of a rule with what stands in braces filled in.
+// The switches of a rule with the names in braces replaced.
 std::string Switches(const Rule& rule, const std::wstring& mark) {
     std::string text = Filled(rule.sent);
     Replace(text, "{mark}", Utf16ToUtf8(mark));
@@ -98,7 +98,7 @@ std::string PlayStart(const PlaySettings& settings, const Rule& rule, int number
             wrong = "the exit code is " + std::to_string(exitCode);
         }
     } else if (wrong.empty()) {
-        // It goes on serving.
+        // It continues to serve.
         ReceivedFrame frame;
         result = caller.SendPayload(kProbe, settings.timeoutMs);
         result = result == CallerResult::Ok ? caller.WaitForFrame(0, settings.timeoutMs, frame) : result;

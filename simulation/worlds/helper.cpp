@@ -128,14 +128,14 @@ void WatchMainThread() {
     }
 }
 
-// A helper of the mark "ml" that serves nobody: what it keeps does not grow with the number of its callers.
+// A helper of the mark "ml" without callers: what it keeps does not grow with the number of its callers.
 void ExpectNothingKept(const std::deque<CallerFacts>& facts) {
     for (const CallerFacts& fact : facts) {
         InstanceParam param;
         Hold(!CommzoltHelperS::GetInstance()->GetInstanceParam(fact.strId, param), "a record outlives its instance");
     }
     Hold(CommzoltHelperS::GetInstance()->InstanceCount() == 0, "an instance stays without a caller");
-    Hold(ModelInstances() == 0, "an instance was let go of without a word");
+    Hold(ModelInstances() == 0, "an instance ended without a line in the log");
     std::map<std::string, std::size_t> kinds;
     for (const ObjectPointer& pObject : HelperProcess()->Objects()) {
         ++kinds[pObject->Kind()];

@@ -233,7 +233,7 @@ class CCaller {
             }
         }
         Hold(!IsOrderly() || EraseCount(Utf8ToUtf16(m_facts.strId)) == m_nErased,
-             "the helper lets go of a caller that stays");
+             "the helper ends the instance of a caller that stays");
         Hold(!IsOrderly() || !m_bOver, "the connection of a caller that stays ends");
     }
 

@@ -33,7 +33,7 @@ struct CallerPlan {
     bool bAims = false;                     // comes and asks for its end when the table is walked over
     bool bHoldsGate = false;                // for seconds at a time
     bool bBroken = false;                   // sends what is not a frame
-    bool bReads = true;                     // or lets the replies lie
+    bool bReads = true;                     // or leaves the replies in the pipe
     std::uint32_t nAsksForExit = 0;         // so often, as its last requests
     std::uint32_t nStaysMs = 0;             // after its last request
     std::optional<std::uint64_t> vanishAt;  // before this many of its calls

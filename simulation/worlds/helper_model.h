@@ -32,7 +32,7 @@ void AimAtWalk(std::uint32_t nEarlierMs, CRandom& random);
 
 // What the log has said so far.
 bool HasLeftItsLoop();
-// How often the helper let go of an instance of this service id.
+// How often the helper ended an instance of this service id.
 std::uint32_t EraseCount(const std::wstring& strServiceId);
 // The instances that a walk would find now, those that a start without a pipe has left included.
 std::size_t ModelInstances();

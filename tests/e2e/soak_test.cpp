@@ -1,5 +1,6 @@
 // The whole helper under everything at once for as long as one likes: 64 services that come, ask for all there is, are
-// refused, leave or vanish, and come back, while the network comes and goes. Nothing may be lost and nothing may grow.
+// refused, leave or vanish, and come back, while the network comes and goes. No reply may be lost, and memory, handles
+// and threads may not grow.
 //
 //   NEXLET_SOAK_MINUTES   how long; two short cycles without it
 //   NEXLET_SEED           repeats the choices of a run, which prints its own
@@ -44,7 +45,7 @@ constexpr DWORD kRestMs = 12500;
 constexpr ULONGLONG kLetGoMs = 60000 + 2 * kPruneMs + kLongMs;
 constexpr std::size_t kSlackBytes = 1 << 20;
 // Over what a helper that has done nothing needs: both SDKs and GDI+ loaded, the network's session, and what the
-// stand-in SDKs let go only at the next open.
+// stand-in SDKs release only at the next open.
 constexpr std::size_t kSlackHandles = 40;
 constexpr std::size_t kSlackThreads = 6;
 // Nobody listens there.
