@@ -227,9 +227,9 @@ class CCaller {
     // Reads on, and sees that the helper keeps a caller that has not asked for its end.
     void Stay() {
         const ULONGLONG nEnd = GetTickCount64() + m_plan.nStaysMs;
-        while (GetTickCount64() < nEnd && !m_bOver) {
+        for (ULONGLONG nNow = GetTickCount64(); nNow < nEnd && !m_bOver; nNow = GetTickCount64()) {
             if (!TakeFrame()) {
-                ReadSome(static_cast<DWORD>(std::max<ULONGLONG>(nEnd - GetTickCount64(), 1)));
+                ReadSome(static_cast<DWORD>(nEnd - nNow));
             }
         }
         Hold(!IsOrderly() || EraseCount(Utf8ToUtf16(m_facts.strId)) == m_nErased,
