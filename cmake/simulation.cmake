@@ -1,5 +1,7 @@
 # Targets that run on the simulated machine.
 
+option(NEXLET_COVERAGE "Count the lines and branches of the floors that are reached on the simulated machine" OFF)
+
 # Sources of the floors that only other systems are built with.
 set(nexlet_not_simulated
   foundation/lock_posix.cpp
@@ -23,6 +25,12 @@ function(nexlet_add_simulated_floors target)
   list(TRANSFORM sources PREPEND ${CMAKE_SOURCE_DIR}/)
   add_library(${target} STATIC ${sources})
   target_compile_options(${target} PRIVATE -fsanitize-coverage=trace-pc-guard -fno-inline)
+  if(NEXLET_COVERAGE)
+    # The counters live in the file of the profile itself, so what a run reached stays when a report ends it.
+    target_compile_options(${target} PRIVATE -fprofile-instr-generate -fcoverage-mapping
+                           "SHELL:-mllvm -runtime-counter-relocation")
+    target_link_options(${target} INTERFACE -fprofile-instr-generate)
+  endif()
   target_link_libraries(${target} PUBLIC simulation nexlet_settings jsoncpp)
 endfunction()
 
