@@ -16,7 +16,7 @@ std::unique_ptr<IStrategy> MakeStrategy(const Options& options) {
         case StrategyKind::Priorities:
             return MakePriorityStrategy(random, options.nDepth, options.nSteps);
         case StrategyKind::Replay:
-            return MakeReplayStrategy(options.schedule);
+            return MakeReplayStrategy();
         case StrategyKind::Random:
             break;
     }
@@ -58,6 +58,8 @@ Outcome Run(const Options& options, std::function<void()> main) {
     schedulerOptions.nEdges = options.nEdges;
     schedulerOptions.nJumps = options.nJumps;
     schedulerOptions.pStrategy = MakeStrategy(options);
+    schedulerOptions.bReplay = options.strategy == StrategyKind::Replay;
+    schedulerOptions.kept = options.kept;
     CScheduler scheduler(std::move(schedulerOptions));
     scheduler.m_strHeading =
         options.strName + (options.strName.empty() ? "seed " : ", seed ") + std::to_string(options.nSeed);
@@ -80,7 +82,7 @@ Outcome Run(const Options& options, std::function<void()> main) {
     outcome.nSteps = scheduler.Steps();
     outcome.nMilliseconds = scheduler.Now() / kMillisecond;
     outcome.nExitCode = pProcess->m_nExitCode;
-    outcome.schedule = scheduler.Decisions();
+    outcome.chosen = scheduler.Chosen();
     for (const std::unique_ptr<CTask>& pTask : scheduler.Tasks()) {
         outcome.nThreadsLeft += pTask->m_state != CTask::State::Ended ? 1 : 0;
     }

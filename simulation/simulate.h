@@ -17,7 +17,7 @@ struct Options {
     std::uint64_t nStay = 1;       // Random: one in so many points is one
     std::uint32_t nDepth = 3;      // Priorities
     std::uint64_t nSteps = 20000;  // Priorities: how long a run is about
-    Schedule schedule;             // Replay
+    Choices kept;                  // Replay
     std::uint64_t nFaults = 0;     // one call in so many fails; 0: none
     std::uint64_t nEdges = 0;      // beside the calls, one in so many of the product's marked edges is a point
     std::uint64_t nJumps = 0;      // one in so many points lets time jump although threads can run
@@ -32,7 +32,7 @@ struct Outcome {
     std::uint64_t nMilliseconds = 0;  // of virtual time
     std::uint32_t nExitCode = 0;      // of the first process, 259 while it has none
     std::uint32_t nThreadsLeft = 0;   // that wait although the main thread has ended
-    Schedule schedule;
+    Choices chosen;
 };
 
 // Runs main as the main thread of the machine's first process. What may not happen (a deadlock, two orders of locks, a

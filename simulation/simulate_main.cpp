@@ -1,6 +1,7 @@
 // Runs worlds under one seed after the other, in child processes, and tells which seed failed.
 //
-//   simulate [--seed=N] [--seeds=COUNT] [--minutes=M] [--world=NAME] [--faults=N] [--trace]
+//   simulate [--seed=N] [--seeds=COUNT] [--minutes=M] [--world=NAME] [--faults=N] [--trace] [--shorten=S]
+//   simulate --replay=FILE [--trace] [--keep=FILE]
 //
 //   --seed     the first seed; 1
 //   --seeds    how many; 1
@@ -8,6 +9,9 @@
 //   --world    callers or helper; without it each seed takes one
 //   --trace    writes every call of every thread to the error output
 //   --faults   one system call in N fails; 0: none; without it each seed decides
+//   --shorten  a failing run is made shorter for at most so many seconds, and written to a file; 60; 0: it is not
+//   --replay   the run that is in a file
+//   --keep     when the run fails, what it chose is written to this file
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -17,13 +21,18 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <optional>
 #include <string>
+#include <utility>
 
+#include <sanitizer/common_interface_defs.h>
 #include <sanitizer/lsan_interface.h>
 
+#include "simulation/kernel/machine.h"
 #include "simulation/kernel/trace.h"
 #include "simulation/seams/edges.h"
+#include "simulation/shrink/attempts.h"
 #include "simulation/simulate.h"
 #include "simulation/worlds/world.h"
 
@@ -33,10 +42,13 @@ using Clock = std::chrono::steady_clock;
 
 constexpr simulation::World kWorlds[] = {{"callers", /*bAlone=*/false, &simulation::RunCallersWorld},
                                          {"helper", /*bAlone=*/true, &simulation::RunHelperWorld}};
+// Only by its name.
+constexpr simulation::World kRaceWorld = {"race", /*bAlone=*/false, &simulation::RunRaceWorld};
 constexpr std::uint64_t kWorldStream = 7;
 constexpr std::uint64_t kFaultStream = 8;
 // The stacks of threads that were ended where they were are kept, so a child does not run for ever.
 constexpr std::uint64_t kSeedsOfAChild = 100;
+constexpr std::uint64_t kShortenSeconds = 60;
 constexpr auto kProgressEvery = std::chrono::seconds(10);
 
 struct Arguments {
@@ -45,7 +57,15 @@ struct Arguments {
     std::uint64_t nMinutes = 0;
     const simulation::World* pWorld = nullptr;
     std::optional<std::uint64_t> faults;
+    std::uint64_t nShorten = kShortenSeconds;
+    bool bShorten = false;  // was asked for
+    std::string strReplay;
+    std::string strKeep;
 };
+
+// The run under way in this process, for the file that --keep names.
+simulation::Replay g_run;
+std::string g_strKeep;
 
 // What the child leaves in memory that both have.
 struct Shared {
@@ -64,25 +84,43 @@ bool ReadNumber(const char* szArgument, const char* szName, std::uint64_t& nValu
     return true;
 }
 
+bool ReadText(const char* szArgument, const char* szName, std::string& strValue) {
+    const std::size_t nLength = std::strlen(szName);
+    if (std::strncmp(szArgument, szName, nLength) != 0) {
+        return false;
+    }
+    strValue = szArgument + nLength;
+    return true;
+}
+
+const simulation::World* FindWorld(const std::string& strName) {
+    for (const simulation::World& world : kWorlds) {
+        if (strName == world.szName) {
+            return &world;
+        }
+    }
+    return strName == kRaceWorld.szName ? &kRaceWorld : nullptr;
+}
+
 bool Read(int argc, char** argv, Arguments& arguments) {
     for (int i = 1; i < argc; ++i) {
         std::uint64_t nFaults = 0;
         if (ReadNumber(argv[i], "--faults=", nFaults)) {
             arguments.faults = nFaults;
+        } else if (ReadNumber(argv[i], "--shorten=", arguments.nShorten)) {
+            arguments.bShorten = arguments.nShorten != 0;
         } else if (std::strcmp(argv[i], "--trace") == 0) {
             simulation::CTrace::WriteTo(stderr);
-        } else if (std::strncmp(argv[i], "--world=", 8) == 0) {
-            for (const simulation::World& world : kWorlds) {
-                if (std::strcmp(world.szName, argv[i] + 8) == 0) {
-                    arguments.pWorld = &world;
-                }
-            }
+        } else if (std::string strWorld; ReadText(argv[i], "--world=", strWorld)) {
+            arguments.pWorld = FindWorld(strWorld);
             if (arguments.pWorld == nullptr) {
                 return false;
             }
         } else if (!ReadNumber(argv[i], "--seed=", arguments.nSeed) &&
                    !ReadNumber(argv[i], "--seeds=", arguments.nSeeds) &&
-                   !ReadNumber(argv[i], "--minutes=", arguments.nMinutes)) {
+                   !ReadNumber(argv[i], "--minutes=", arguments.nMinutes) &&
+                   !ReadText(argv[i], "--replay=", arguments.strReplay) &&
+                   !ReadText(argv[i], "--keep=", arguments.strKeep)) {
             return false;
         }
     }
@@ -98,24 +136,67 @@ bool IsAlone(const Arguments& arguments, std::uint64_t nSeed) {
     return WorldOf(arguments, random).bAlone;
 }
 
-void RunSeed(const Arguments& arguments, std::uint64_t nSeed, Shared& shared) {
-    simulation::CRandom worlds(nSeed, kWorldStream);
-    simulation::CRandom faults(nSeed, kFaultStream);
-    const simulation::World& world = WorldOf(arguments, worlds);
-    simulation::Options options = simulation::OptionsOfSeed(nSeed);
+// Called when the run has failed, in the process that ends for it.
+void KeepRun() {
+    simulation::CScheduler* const pScheduler = std::exchange(simulation::g_pScheduler, nullptr);
+    if (g_strKeep.empty()) {
+        return;
+    }
+    if (pScheduler != nullptr) {
+        g_run.choices = pScheduler->Chosen();
+    }
+    g_run.parts = simulation::PartsThere();
+    g_run.bDraws = false;
+    simulation::WriteReplay(std::exchange(g_strKeep, std::string()), g_run);
+}
+
+simulation::Replay RunOfSeed(const Arguments& arguments, std::uint64_t nSeed) {
+    simulation::Replay run;
+    simulation::CRandom random(nSeed, kWorldStream);
+    run.strWorld = WorldOf(arguments, random).szName;
+    run.nSeed = run.nSchedule = nSeed;
+    run.nFaults = arguments.faults;
+    return run;
+}
+
+void RunOne(const Arguments& arguments, const simulation::Replay& run, Shared& shared) {
+    simulation::CRandom worlds(run.nSeed, kWorldStream);
+    simulation::CRandom faults(run.nSeed, kFaultStream);
+    // The draw between worlds is part of the stream, unless one is named.
+    const bool bNamed = arguments.pWorld != nullptr || !arguments.strReplay.empty();
+    const simulation::World& world = bNamed ? *FindWorld(run.strWorld) : WorldOf(arguments, worlds);
+    simulation::Options options = simulation::OptionsOfSeed(run.nSchedule);
     options.strName = std::string("world ") + world.szName;
     constexpr std::uint64_t kRates[] = {0, 0, 300, 40};
-    options.nFaults = arguments.faults.value_or(kRates[faults.Below(std::size(kRates))]);
+    options.nFaults = run.nFaults.value_or(kRates[faults.Below(std::size(kRates))]);
     // The whole helper has a watch that takes such a jump for a thread that hangs.
     options.nJumps = faults.OneIn(4) && !world.bAlone ? 200 : 0;
-    const simulation::Outcome outcome = simulation::Run(options, [&] { world.pfnRun(worlds); });
+    options.nEdges = run.nEdges.value_or(options.nEdges);
+    if (!run.bDraws) {
+        options.strategy = simulation::StrategyKind::Replay;
+        options.kept = run.choices;
+    }
+    simulation::LeaveOut(run.off);
+    g_run = run;
+    simulation::Outcome outcome = simulation::Run(options, [&] { world.pfnRun(worlds); });
+    g_run.choices = std::move(outcome.chosen);
     shared.nSteps += outcome.nSteps;
     shared.nVirtualMs += outcome.nMilliseconds;
     if (outcome.nThreadsLeft > 0) {
         std::fprintf(stderr, "== %u threads are left, seed %llu\n", outcome.nThreadsLeft,
-                     static_cast<unsigned long long>(nSeed));
+                     static_cast<unsigned long long>(run.nSeed));
+        KeepRun();
         std::_Exit(1);
     }
+}
+
+// Static objects of the product are not destroyed: their destructors would need the machine.
+[[noreturn]] void EndChild(bool bAlone) {
+    // What a simulated process has that was ended is not a leak.
+    if (!bAlone) {
+        __lsan_do_leak_check();
+    }
+    std::_Exit(0);
 }
 
 template <typename T>
@@ -143,15 +224,83 @@ void Tell(const Shared& shared, const unsigned char* pEdges, double seconds) {
     std::fflush(stdout);
 }
 
+// The run that is in a file, once, or until it is shorter.
+int RunReplay(const Arguments& arguments, Shared& shared) {
+    const auto runHere = [&](const simulation::Replay& run) {
+        RunOne(arguments, run, shared);
+        EndChild(FindWorld(run.strWorld)->bAlone);
+    };
+    const std::optional<simulation::Replay> run = simulation::ReadReplay(arguments.strReplay);
+    if (!run || FindWorld(run->strWorld) == nullptr) {
+        std::fprintf(stderr, "simulate: %s does not hold a run\n", arguments.strReplay.c_str());
+        return 2;
+    }
+    if (arguments.bShorten) {
+        const bool bDone = simulation::ShrinkFile(arguments.strReplay, arguments.nShorten,
+                                                  [&](const simulation::Replay& candidate, const std::string& strKeep) {
+                                                      g_strKeep = strKeep;
+                                                      runHere(candidate);
+                                                  });
+        return bDone ? 0 : 1;
+    }
+    runHere(*run);
+    return 0;
+}
+
+// Beside the folder of the program.
+std::string FailureFile(const simulation::Replay& run) {
+    std::error_code ignored;
+    const std::filesystem::path folder =
+        std::filesystem::read_symlink("/proc/self/exe", ignored).parent_path().parent_path() / "failures";
+    std::filesystem::create_directories(folder, ignored);
+    return (folder / (run.strWorld + "-" + std::to_string(run.nSeed) + ".replay")).string();
+}
+
+// Runs this program again, and waits for it.
+void RunAgain(const char* szFirst, const char* szSecond = nullptr) {
+    std::fflush(nullptr);
+    const pid_t child = fork();
+    if (child == 0) {
+        execl("/proc/self/exe", "simulate", szFirst, szSecond, nullptr);
+        std::_Exit(1);
+    }
+    waitpid(child, nullptr, 0);
+}
+
+// Makes the failing run shorter, and shows what is left of it.
+void Shorten(const simulation::Replay& run, std::uint64_t nSeconds) {
+    const std::string strFile = FailureFile(run);
+    if (!simulation::WriteReplay(strFile, run)) {
+        return;
+    }
+    const std::string strReplay = "--replay=" + strFile;
+    // Places as addresses: to find their names takes longer than a run.
+    constexpr const char* kOptions[] = {"ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS"};
+    for (const char* szOptions : kOptions) {
+        setenv(szOptions, "symbolize=0", 1);
+    }
+    RunAgain(strReplay.c_str(), ("--shorten=" + std::to_string(nSeconds)).c_str());
+    for (const char* szOptions : kOptions) {
+        unsetenv(szOptions);
+    }
+    std::printf("the shorter run, again with %s\n", strReplay.c_str());
+    RunAgain(strReplay.c_str());
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
     Arguments arguments;
     if (!Read(argc, argv, arguments)) {
-        std::fprintf(
-            stderr, "usage: simulate [--seed=N] [--seeds=COUNT] [--minutes=M] [--world=NAME] [--faults=N] [--trace]\n");
+        std::fprintf(stderr,
+                     "usage: simulate [--seed=N] [--seeds=COUNT] [--minutes=M] [--world=NAME] [--faults=N] [--trace] "
+                     "[--shorten=S]\n"
+                     "       simulate --replay=FILE [--trace] [--keep=FILE]\n");
         return 2;
     }
+    g_strKeep = arguments.strKeep;
+    simulation::CScheduler::WhenFailing(&KeepRun);
+    __sanitizer_set_death_callback(&KeepRun);
     auto* const pShared = Share<Shared>(1);
     auto* const pEdges = Share<unsigned char>(simulation::EdgeCount() + 1);
     simulation::RecordEdges(pEdges);
@@ -161,6 +310,9 @@ int main(int argc, char** argv) {
         return arguments.nMinutes != 0 ? Seconds(begin) < 60.0 * static_cast<double>(arguments.nMinutes)
                                        : pShared->nDone < arguments.nSeeds;
     };
+    if (!arguments.strReplay.empty()) {
+        return RunReplay(arguments, *pShared);
+    }
     int nStatus = 0;
     while (nStatus == 0 && bMore()) {
         const pid_t child = fork();
@@ -172,16 +324,13 @@ int main(int argc, char** argv) {
                     break;
                 }
                 pShared->nSeed = nSeed;
-                RunSeed(arguments, nSeed, *pShared);
+                RunOne(arguments, RunOfSeed(arguments, nSeed), *pShared);
                 ++pShared->nDone;
                 if (bAlone) {
-                    // What a simulated process has that was ended is not a leak.
-                    std::_Exit(0);
+                    EndChild(bAlone);
                 }
             }
-            // Static objects of the product are not destroyed: their destructors would need the machine.
-            __lsan_do_leak_check();
-            std::_Exit(0);
+            EndChild(/*bAlone=*/false);
         }
         waitpid(child, &nStatus, 0);
         if (Clock::now() - told > kProgressEvery) {
@@ -196,5 +345,9 @@ int main(int argc, char** argv) {
     std::printf("failed at seed %llu; again with --seed=%llu%s%s\n", static_cast<unsigned long long>(pShared->nSeed),
                 static_cast<unsigned long long>(pShared->nSeed), arguments.pWorld != nullptr ? " --world=" : "",
                 arguments.pWorld != nullptr ? arguments.pWorld->szName : "");
+    std::fflush(stdout);
+    if (arguments.nShorten != 0) {
+        Shorten(RunOfSeed(arguments, pShared->nSeed), arguments.nShorten);
+    }
     return 1;
 }

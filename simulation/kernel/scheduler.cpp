@@ -35,7 +35,9 @@ CScheduler::CScheduler(SchedulerOptions options)
       m_edges(options.nSeed, kEdgeStream),
       m_nEdges(options.nEdges),
       m_nJumps(options.nJumps),
-      m_pStrategy(std::move(options.pStrategy)) {
+      m_pStrategy(std::move(options.pStrategy)),
+      m_bReplay(options.bReplay),
+      m_plan(PlanOf(options.kept)) {
     m_nEdgesLeft = m_edges.Below(2 * m_nEdges) + 1;
 }
 
@@ -58,8 +60,13 @@ void CScheduler::Run(CTask& main) {
 
 CTask& CScheduler::Add(std::uint32_t nProcess, std::string strName, std::function<void()> work, bool bSuspended) {
     const auto nId = static_cast<std::uint32_t>(m_vecTasks.size() + 1);
-    m_vecTasks.push_back(std::make_unique<CTask>(nId, nProcess, std::move(strName), std::move(work)));
+    const std::string strPath =
+        m_pCurrent != nullptr ? m_pCurrent->m_strPath + "." + std::to_string(++m_pCurrent->m_nChildren) : "1";
+    m_vecTasks.push_back(std::make_unique<CTask>(nId, nProcess, std::move(strName), strPath, std::move(work)));
     CTask& task = *m_vecTasks.back();
+    if (const auto found = m_plan.find(strPath); found != m_plan.end()) {
+        task.m_pKept = &found->second;
+    }
     task.m_nSuspended = bSuspended ? 1 : 0;
     task.m_pFiber = std::make_unique<CFiber>([this, &task]() noexcept {
         m_pDead.reset();
@@ -148,20 +155,87 @@ void CScheduler::WakeExpired() {
 
 CTask* CScheduler::Choose() {
     CTask* const pCurrent = m_pCurrent->IsReady() ? m_pCurrent : nullptr;
-    CTask* const pNext = m_pStrategy->Choose(++m_nStep, m_vecReady, pCurrent);
-    if (pNext != (pCurrent != nullptr ? pCurrent : m_vecReady.front())) {
-        m_schedule.push_back({m_nStep, pNext->m_nId});
+    CTask* const pByItself = NextByItself(std::exchange(m_bYielded, false));
+    CTask* const pKept = KeptNext(*m_pCurrent);
+    ++m_nStep;
+    CTask* const pNext = pKept != nullptr ? pKept : m_pStrategy->Choose(m_nStep, m_vecReady, pCurrent, pByItself);
+    if (pNext != pByItself) {
+        Keep(ChoiceKind::Switch, *m_pCurrent, pNext->m_strPath);
     }
     return pNext;
 }
 
+CTask* CScheduler::NextByItself(bool bYielded) const {
+    if (!m_pCurrent->IsReady()) {
+        return m_vecReady.front();
+    }
+    if (!bYielded) {
+        return m_pCurrent;
+    }
+    const auto after =
+        std::upper_bound(m_vecReady.begin(), m_vecReady.end(), m_pCurrent,
+                         [](const CTask* pOne, const CTask* pOther) { return pOne->m_nId < pOther->m_nId; });
+    return after != m_vecReady.end() ? *after : m_vecReady.front();
+}
+
+CTask* CScheduler::KeptNext(CTask& running) {
+    const std::string* const pPath =
+        running.m_pKept != nullptr ? running.m_pKept->Find(ChoiceKind::Switch, running.m_nPosition) : nullptr;
+    if (pPath == nullptr) {
+        return nullptr;
+    }
+    const auto found = std::find_if(m_vecReady.begin(), m_vecReady.end(),
+                                    [&](const CTask* pTask) { return pTask->m_strPath == *pPath; });
+    return found != m_vecReady.end() ? *found : nullptr;
+}
+
+bool CScheduler::JumpsHere() {
+    CTask& task = *m_pCurrent;
+    const bool bJumps =
+        m_bReplay ? task.m_pKept != nullptr && task.m_pKept->Find(ChoiceKind::Jump, task.m_nPosition) != nullptr
+                  : m_random.OneIn(m_nJumps);
+    if (bJumps) {
+        Keep(ChoiceKind::Jump, task, "");
+    }
+    return bJumps;
+}
+
+std::uint32_t CScheduler::Fault(const std::function<std::uint32_t()>& draw) {
+    CTask& task = *m_pCurrent;
+    ++task.m_nPosition;
+    std::uint32_t nError = 0;
+    if (!m_bReplay) {
+        nError = draw();
+    } else if (const std::string* const pError =
+                   task.m_pKept != nullptr ? task.m_pKept->Find(ChoiceKind::Fault, task.m_nPosition) : nullptr) {
+        nError = static_cast<std::uint32_t>(std::stoul(*pError));
+    }
+    if (nError != 0) {
+        Keep(ChoiceKind::Fault, task, std::to_string(nError));
+    }
+    return nError;
+}
+
+void CScheduler::Keep(ChoiceKind kind, const CTask& task, std::string strValue) {
+    m_chosen.push_back({kind, task.m_strPath, task.m_nPosition, std::move(strValue)});
+    if (m_bReplay && kind == ChoiceKind::Switch) {
+        CTrace::Line line;
+        line.nAt = m_nNow;
+        line.nTask = task.m_nId;
+        line.szWhat = "-- the schedule goes to thread";
+        line.strText = m_chosen.back().strValue;
+        m_trace.Add(std::move(line));
+    }
+}
+
 void CScheduler::Point() {
+    ++m_pCurrent->m_nPosition;
     m_nNow += kMicrosecond;
     if (++m_nPoints > kMostPoints) {
         Fail("no end: threads go round and round without waiting for anything");
     }
     if (!m_vecTimed.empty()) {
-        if (m_random.OneIn(m_nJumps)) {
+        if (JumpsHere()) {
             for (const CTask* const pTask : m_vecTimed) {
                 m_nNow = std::max(m_nNow, std::min(pTask->m_nDeadline, m_nNow + kSecond));
             }
@@ -174,17 +248,28 @@ void CScheduler::Point() {
 }
 
 void CScheduler::Edge() {
-    if (m_nEdges == 0 || m_nInside != 0 || --m_nEdgesLeft != 0) {
+    if (m_nInside != 0) {
+        return;
+    }
+    CTask& task = *m_pCurrent;
+    const bool bDrawn = m_nEdges != 0 && --m_nEdgesLeft == 0;
+    // A kept choice makes its edge a point, whichever edges are points under the choices that are left.
+    if (!bDrawn && (task.m_pKept == nullptr || !task.m_pKept->HasAt(task.m_nPosition + 1))) {
+        ++task.m_nPosition;
         return;
     }
     const CInside inside(*this);
-    m_nEdgesLeft = m_edges.Below(2 * m_nEdges) + 1;
+    if (bDrawn) {
+        m_nEdgesLeft = m_edges.Below(2 * m_nEdges) + 1;
+    }
     Point();
 }
 
 void CScheduler::Yield() {
     m_pStrategy->Yielded(*m_pCurrent);
+    m_bYielded = true;
     Point();
+    m_bYielded = false;
 }
 
 bool CScheduler::Park(std::initializer_list<CWaitList*> lists, Nanoseconds nDeadline, const char* szWhat) {
@@ -233,12 +318,34 @@ void CScheduler::WakeAll(CWaitList& list) {
 }
 
 void CScheduler::WakeOne(CWaitList& list) {
-    if (!list.empty()) {
-        Wake(*list[m_random.Below(list.size())]);
+    if (list.empty()) {
+        return;
     }
+    // The machine is switched off by none of its threads.
+    if (m_pCurrent == nullptr) {
+        Wake(*list.front());
+        return;
+    }
+    CTask& running = *m_pCurrent;
+    ++running.m_nPosition;
+    CTask* pWoken = list.front();
+    if (!m_bReplay) {
+        pWoken = list[m_random.Below(list.size())];
+    } else if (const std::string* const pPath = running.m_pKept != nullptr
+                                                    ? running.m_pKept->Find(ChoiceKind::Wake, running.m_nPosition)
+                                                    : nullptr) {
+        const auto found =
+            std::find_if(list.begin(), list.end(), [&](const CTask* pTask) { return pTask->m_strPath == *pPath; });
+        pWoken = found != list.end() ? *found : pWoken;
+    }
+    if (pWoken != list.front()) {
+        Keep(ChoiceKind::Wake, running, pWoken->m_strPath);
+    }
+    Wake(*pWoken);
 }
 
 void CScheduler::Dispatch() {
+    ++m_pCurrent->m_nPosition;
     for (;;) {
         if (!m_vecReady.empty()) {
             SwitchTo(Choose());
@@ -308,6 +415,9 @@ void CScheduler::Fail(const std::string& strReason) {
                  static_cast<unsigned long long>(m_nNow / kMillisecond), static_cast<unsigned long long>(m_nStep),
                  m_pStrategy->Name().c_str());
     std::fflush(stderr);
+    if (s_pfnFailing != nullptr) {
+        s_pfnFailing();
+    }
     std::_Exit(kFailureExit);
 }
 

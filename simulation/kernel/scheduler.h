@@ -30,6 +30,9 @@ struct SchedulerOptions {
     // busy with something else. 0: never.
     std::uint64_t nJumps = 0;
     std::unique_ptr<IStrategy> pStrategy;
+    // The run follows these choices and draws none.
+    bool bReplay = false;
+    Choices kept;
 };
 
 class CScheduler {
@@ -57,7 +60,13 @@ class CScheduler {
     std::uint64_t Steps() const { return m_nStep; }
     CRandom& Random() { return m_random; }
     CTrace& Trace() { return m_trace; }
-    const Schedule& Decisions() const { return m_schedule; }
+    // What was chosen so far, in the order of time.
+    const Choices& Chosen() const { return m_chosen; }
+    // Of these errors the one with which the running thread's call fails, or 0: the place of a choice. draw is asked in
+    // a run that draws.
+    std::uint32_t Fault(const std::function<std::uint32_t()>& draw);
+    // The running thread would have started a further thread here: the paths of its later ones stay as they are.
+    void LeaveOutThread() { ++m_pCurrent->m_nChildren; }
     const std::vector<std::unique_ptr<CTask>>& Tasks() const { return m_vecTasks; }
 
     // A place at which another thread may be taken.
@@ -104,6 +113,8 @@ class CScheduler {
 
     // Ends the operating system's process with a report. Never returns.
     [[noreturn]] void Fail(const std::string& strReason);
+    // Called after the report and before the end. For all runs.
+    static void WhenFailing(void (*pfnFailing)()) { s_pfnFailing = pfnFailing; }
 
     std::string m_strHeading;  // begins every report: what is run, with its seed
 
@@ -116,7 +127,14 @@ class CScheduler {
     // Null: back to Run.
     void SwitchTo(CTask* pNext);
     CTask* Choose();
+    // The thread that runs when nothing is chosen: the running one if it can and does not give its turn away.
+    CTask* NextByItself(bool bYielded) const;
+    CTask* KeptNext(CTask& running);
+    bool JumpsHere();
+    void Keep(ChoiceKind kind, const CTask& task, std::string strValue);
     [[noreturn]] void ReportDeadlock();
+
+    static inline void (*s_pfnFailing)() = nullptr;
 
     CRandom m_random;
     CRandom m_edges;
@@ -138,7 +156,10 @@ class CScheduler {
     bool m_bEnding = false;
     int m_nInside = 0;
     std::unordered_map<const void*, CWaitList> m_waitersAt;
-    Schedule m_schedule;
+    const bool m_bReplay;
+    ReplayPlan m_plan;
+    Choices m_chosen;
+    bool m_bYielded = false;
     CTrace m_trace;
 };
 

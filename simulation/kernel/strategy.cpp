@@ -17,7 +17,7 @@ class CRandomStrategy final : public IStrategy {
     CRandomStrategy(CRandom random, std::uint64_t nStay) : m_random(random), m_nStay(nStay) {}
 
     void Added(CTask&) override {}
-    CTask* Choose(std::uint64_t, const std::vector<CTask*>& ready, CTask* pCurrent) override {
+    CTask* Choose(std::uint64_t, const std::vector<CTask*>& ready, CTask* pCurrent, CTask*) override {
         if (pCurrent != nullptr && !std::exchange(m_bYielded, false) && !m_random.OneIn(m_nStay)) {
             return pCurrent;
         }
@@ -42,7 +42,7 @@ class CPriorityStrategy final : public IStrategy {
     }
 
     void Added(CTask& task) override { task.m_nPriority = static_cast<std::int64_t>(m_random.Below(kRange)) + 1; }
-    CTask* Choose(std::uint64_t nStep, const std::vector<CTask*>& ready, CTask* pCurrent) override {
+    CTask* Choose(std::uint64_t nStep, const std::vector<CTask*>& ready, CTask* pCurrent, CTask*) override {
         while (m_nNextChange < m_vecChanges.size() && m_vecChanges[m_nNextChange] <= nStep) {
             ++m_nNextChange;
             if (pCurrent != nullptr) {
@@ -78,29 +78,10 @@ class CPriorityStrategy final : public IStrategy {
 
 class CReplayStrategy final : public IStrategy {
   public:
-    explicit CReplayStrategy(Schedule schedule) : m_schedule(std::move(schedule)) {}
-
     void Added(CTask&) override {}
-    CTask* Choose(std::uint64_t nStep, const std::vector<CTask*>& ready, CTask* pCurrent) override {
-        while (m_nNext < m_schedule.size() && m_schedule[m_nNext].nStep < nStep) {
-            ++m_nNext;
-        }
-        if (m_nNext < m_schedule.size() && m_schedule[m_nNext].nStep == nStep) {
-            const std::uint32_t nTask = m_schedule[m_nNext++].nTask;
-            for (CTask* const pTask : ready) {
-                if (pTask->m_nId == nTask) {
-                    return pTask;
-                }
-            }
-        }
-        return pCurrent != nullptr ? pCurrent : ready.front();
-    }
+    CTask* Choose(std::uint64_t, const std::vector<CTask*>&, CTask*, CTask* pByItself) override { return pByItself; }
     void Yielded(CTask&) override {}
-    std::string Name() const override { return "replay of " + std::to_string(m_schedule.size()) + " decisions"; }
-
-  private:
-    const Schedule m_schedule;
-    std::size_t m_nNext = 0;
+    std::string Name() const override { return "a replay"; }
 };
 
 }  // namespace
@@ -113,8 +94,8 @@ std::unique_ptr<IStrategy> MakePriorityStrategy(CRandom random, std::uint32_t nD
     return std::make_unique<CPriorityStrategy>(random, nDepth, nSteps);
 }
 
-std::unique_ptr<IStrategy> MakeReplayStrategy(Schedule schedule) {
-    return std::make_unique<CReplayStrategy>(std::move(schedule));
+std::unique_ptr<IStrategy> MakeReplayStrategy() {
+    return std::make_unique<CReplayStrategy>();
 }
 
 }  // namespace simulation

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "simulation/kernel/choices.h"
 #include "simulation/kernel/fiber.h"
 
 namespace simulation {
@@ -25,8 +26,13 @@ using CWaitList = std::vector<CTask*>;
 
 class CTask {
   public:
-    CTask(std::uint32_t nId, std::uint32_t nProcess, std::string strName, std::function<void()> work)
-        : m_nId(nId), m_nProcess(nProcess), m_strName(std::move(strName)), m_work(std::move(work)) {}
+    CTask(std::uint32_t nId, std::uint32_t nProcess, std::string strName, std::string strPath,
+          std::function<void()> work)
+        : m_nId(nId),
+          m_nProcess(nProcess),
+          m_strName(std::move(strName)),
+          m_strPath(std::move(strPath)),
+          m_work(std::move(work)) {}
 
     bool IsReady() const { return m_state == State::Ready && m_nSuspended == 0; }
 
@@ -35,6 +41,9 @@ class CTask {
     const std::uint32_t m_nId;
     const std::uint32_t m_nProcess;
     const std::string m_strName;
+    // "1" for the main thread, and its third thread is "1.3": the same thread under another schedule has the same path,
+    // while its number may differ.
+    const std::string m_strPath;
     std::function<void()> m_work;
     std::unique_ptr<CFiber> m_pFiber;
     State m_state = State::Ready;
@@ -47,6 +56,9 @@ class CTask {
     const ObjectWait* m_pObjectWait = nullptr;
     bool m_bWoken = false;
 
+    std::uint32_t m_nChildren = 0;    // threads that it has started
+    std::uint64_t m_nPosition = 0;    // choices that it has come to
+    CKeptChoices* m_pKept = nullptr;  // weak; what is replayed of it
     std::uint32_t m_nLastError = 0;
     std::uint32_t m_nFaultsHeld = 0;     // its calls do not fail while this is not 0
     std::int64_t m_nPriority = 0;        // the strategy's

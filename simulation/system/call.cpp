@@ -18,7 +18,8 @@ CCall::~CCall() {
 }
 
 DWORD CCall::Fault(std::initializer_list<DWORD> errors) {
-    const DWORD nError = Task().m_nFaultsHeld == 0 ? g_pFaults->Draw(m_line.szWhat, errors) : 0;
+    const DWORD nError = g_pScheduler->Fault(
+        [&] { return Task().m_nFaultsHeld == 0 ? g_pFaults->Draw(m_line.szWhat, errors) : DWORD{0}; });
     if (nError != 0) {
         Fail(nError);
     }

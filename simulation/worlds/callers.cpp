@@ -250,6 +250,23 @@ class CConnection final : public IRequestHandlers, public std::enable_shared_fro
     std::uint32_t m_nNext = 0;  // the worker's
 };
 
+// Requests are numbered, so the last ones are left out.
+void LeaveOutParts(Plan& plan) {
+    const std::string strName = "caller " + std::to_string(plan.nNumber);
+    std::uint32_t nRequests = 0;
+    for (std::uint32_t i = 0; i < plan.nRequests; ++i) {
+        nRequests += IsOn(strName + ", request " + std::to_string(i)) ? 1 : 0;
+    }
+    plan.nRequests = nRequests;
+    if (plan.vanishAt && !IsOn(strName + " vanishes")) {
+        plan.vanishAt.reset();
+    }
+    if (plan.leaveAfterMs && !IsOn(strName + " is left")) {
+        plan.leaveAfterMs.reset();
+    }
+    plan.bGate = plan.bGate && IsOn(strName + " has a gate");
+}
+
 Plan Draw(CRandom& random, std::uint32_t nNumber) {
     Plan plan;
     plan.nNumber = nNumber;
@@ -264,6 +281,7 @@ Plan Draw(CRandom& random, std::uint32_t nNumber) {
         plan.leaveAfterMs = static_cast<DWORD>(random.Below(50));
     }
     plan.nSeed = random.Next();
+    LeaveOutParts(plan);
     plan.bFaults = !g_pFaults->IsNever();
     plan.bOrderly = !plan.vanishAt && !plan.leaveAfterMs && !plan.bFaults;
     return plan;
@@ -280,6 +298,10 @@ void RunCallersWorld(CRandom random) {
         std::vector<CKernelHandle> connections;
         for (std::uint32_t i = 0; i < nCallers; ++i) {
             const Plan plan = Draw(random, i);
+            constexpr std::uint32_t kThreads = 2;
+            if (!IsOn("caller " + std::to_string(i), kThreads)) {
+                continue;
+            }
             callers.emplace_back(StartProcess([plan] { CCallerProcess(plan).Run(); }));
             const CFaults::CHold noFaults;
             connections.push_back(LaunchThread([plan] {

@@ -91,6 +91,26 @@ CallerPlan Draw(CRandom& random, CallerFacts& facts, bool bFirst) {
     return plan;
 }
 
+void LeaveOutParts(CallerPlan& plan, const std::string& strName) {
+    const auto leaveOut = [&](bool& bHas, const char* szPart) { bHas = bHas && IsOn(strName + szPart); };
+    leaveOut(plan.bAims, " aims at the walk");
+    leaveOut(plan.bHoldsGate, " holds the gate");
+    leaveOut(plan.bBroken, " sends something else");
+    if (plan.nAsksForExit > 0 && !IsOn(strName + " asks for its end")) {
+        plan.nAsksForExit = 0;
+    }
+    if (plan.vanishAt && !IsOn(strName + " vanishes")) {
+        plan.vanishAt.reset();
+    }
+    std::vector<int> requests;
+    for (std::size_t i = 0; i < plan.requests.size(); ++i) {
+        if (IsOn(strName + ", request " + std::to_string(i))) {
+            requests.push_back(plan.requests[i]);
+        }
+    }
+    plan.requests = std::move(requests);
+}
+
 // All lives under one service id, one after the other.
 void LiveAgainAndAgain(std::deque<CallerPlan> lives) {
     const CFaults::CHold noFaults;
@@ -210,6 +230,10 @@ void RunHelperWorld(CRandom random) {
     habits.bSlow = random.OneIn(2);
     habits.bHangs = habits.bThere && random.OneIn(8);
     habits.bRefuses = random.OneIn(3);
+    habits.bThere = habits.bThere && IsOn("SDKs");
+    habits.bSlow = habits.bSlow && IsOn("slow SDKs");
+    habits.bHangs = habits.bHangs && IsOn("hanging SDKs");
+    habits.bRefuses = habits.bRefuses && IsOn("refusing SDKs");
     g_nSlowServerMs = static_cast<std::uint32_t>(random.OneIn(3) ? random.Below(5000) : 0);
     rules.bMayHang = habits.bThere && (habits.bHangs || habits.bSlow);
     rules.bMayFault = bFaults;
@@ -235,10 +259,18 @@ void RunHelperWorld(CRandom random) {
         fact.bMayHang = rules.bMayHang;
         fact.bFaults = bFaults;
         ids.push_back(fact.strId);
+        const std::string strName = "service id " + fact.strId;
         std::deque<CallerPlan> lives;
         for (std::uint64_t k = 1 + (random.OneIn(3) ? random.Below(3) : 0); k > 0; --k) {
             lives.push_back(Draw(random, fact, i == 0 && lives.empty()));
             lives.back().bFirstLife = lives.size() == 1;
+            LeaveOutParts(lives.back(), strName + ", life " + std::to_string(lives.size()));
+        }
+        if (lives.size() > 1 && !IsOn(strName + ", further lives")) {
+            lives.resize(1);
+        }
+        if (!IsOn(strName, 1)) {
+            continue;
         }
         const CFaults::CHold noFaults;
         waiters.push_back(LaunchThread([lives] {
@@ -257,7 +289,9 @@ void RunHelperWorld(CRandom random) {
     CKernelHandle knocker;
     if (bKnocks) {
         const std::uint64_t nSeed = random.Next();
-        knocker.reset(StartProcess([=] { RunKnocker(rules.strMark, ids, bKnocksExits, nSeed); }));
+        if (IsOn("knocker", 1)) {
+            knocker.reset(StartProcess([=] { RunKnocker(rules.strMark, ids, bKnocksExits, nSeed); }));
+        }
     }
     for (const CKernelHandle& waiter : waiters) {
         Hold(WaitForSingleObject(waiter.get(), INFINITE) == WAIT_OBJECT_0, "a caller never ends");

@@ -6,6 +6,40 @@
 #include "simulation/kernel/machine.h"
 
 namespace simulation {
+namespace {
+
+std::set<std::string>& LeftOut() {
+    static auto& parts = *new std::set<std::string>;
+    return parts;
+}
+
+std::vector<std::string>& There() {
+    static auto& parts = *new std::vector<std::string>;
+    return parts;
+}
+
+}  // namespace
+
+bool IsOn(const std::string& strPart, std::uint32_t nThreads) {
+    const CScheduler::CInside inside(*g_pScheduler);
+    if (LeftOut().count(strPart) == 0) {
+        There().push_back(strPart);
+        return true;
+    }
+    for (std::uint32_t i = 0; i < nThreads; ++i) {
+        g_pScheduler->LeaveOutThread();
+    }
+    return false;
+}
+
+void LeaveOut(std::set<std::string> parts) {
+    LeftOut() = std::move(parts);
+    There().clear();
+}
+
+const std::vector<std::string>& PartsThere() {
+    return There();
+}
 
 void Hold(bool bCondition, const std::string& strWhat) {
     if (!bCondition) {

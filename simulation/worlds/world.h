@@ -3,7 +3,9 @@
 
 #include <functional>
 #include <memory>
+#include <set>
 #include <string>
+#include <vector>
 
 #include "simulation/kernel/random.h"
 
@@ -25,6 +27,17 @@ void RunCallersWorld(CRandom random);
 
 // The whole helper with its callers.
 void RunHelperWorld(CRandom random);
+
+// A small program with a race, to see that a failing seed is found and shortened.
+void RunRaceWorld(CRandom random);
+
+// Whether this optional part of the world is there. A failing seed is shortened by leaving parts out. A world asks
+// after it has drawn everything about the part, so that the others stay as they are. nThreads: how many threads the
+// calling one starts for the part.
+bool IsOn(const std::string& strPart, std::uint32_t nThreads = 0);
+void LeaveOut(std::set<std::string> parts);
+// Those that were asked for in this run and are there.
+const std::vector<std::string>& PartsThere();
 
 // Ends the run with a report when the condition does not hold.
 void Hold(bool bCondition, const std::string& strWhat);
