@@ -6,8 +6,8 @@
 #include <string>
 
 #include "fuzz/fuzz_check.h"
-#include "nexctl/log_page.h"
-#include "nexctl/log_summary.h"
+#include "nexctl/log/log_page.h"
+#include "nexctl/log/log_summary.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string_view bytes(reinterpret_cast<const char*>(data), size);

@@ -4,8 +4,8 @@
 
 #include "foundation/text_helpers.h"
 #include "nexctl/console/console_io.h"
-#include "nexctl/runner.h"
-#include "nexctl/script.h"
+#include "nexctl/runner/runner.h"
+#include "nexctl/runner/script.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "nexctl/log_lines.h"
+#include "nexctl/log/log_lines.h"
 
 inline constexpr std::string_view kMasked = "***";
 

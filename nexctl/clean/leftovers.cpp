@@ -7,7 +7,7 @@
 #include "foundation/text_helpers.h"
 #include "foundation/windows_headers.h"
 #include "nexctl/clean/shortcuts.h"
-#include "nexctl/helper_logs.h"
+#include "nexctl/log/helper_logs.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "nexctl/log_summary.h"
+#include "nexctl/log/log_summary.h"
 
 enum class PipeState {
     Missing,  // not served

@@ -12,7 +12,7 @@
 #include "ipc/transport/pipe_names.h"
 #include "nexctl/doctor/look_files.h"
 #include "nexctl/doctor/look_processes.h"
-#include "nexctl/helper_logs.h"
+#include "nexctl/log/helper_logs.h"
 #include "open/probes/install_probes.h"
 #include "open/probes/login_probes.h"
 #include "tooling/text_file.h"

@@ -9,7 +9,7 @@
 #include "ipc/transport/pipe_names.h"
 #include "nexctl/doctor/look_files.h"
 #include "nexctl/doctor/look_processes.h"
-#include "nexctl/helper_logs.h"
+#include "nexctl/log/helper_logs.h"
 
 namespace {
 

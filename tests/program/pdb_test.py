@@ -23,8 +23,8 @@ FUNCTIONS = {
         ("_ZN14YYB_API_CLIENT7CYybApi10InitYybApi", "CYybApi::InitYybApi", "open/yyb/yyb_api.cpp"),
         ("_ZN15CommzoltHelperS4InitE", "CommzoltHelperS::Init", "host/helper_host.cpp")),
     "nexctl.exe": (
-        ("_ZN7CRunner6Replay", "CRunner::Replay", "nexctl/runner_exchange.cpp"),
-        ("_ZN7CRunner6Record", "CRunner::Record", "nexctl/runner_exchange.cpp")),
+        ("_ZN7CRunner6Replay", "CRunner::Replay", "nexctl/runner/runner_exchange.cpp"),
+        ("_ZN7CRunner6Record", "CRunner::Record", "nexctl/runner/runner_exchange.cpp")),
     "nexlet_client.dll": (
         ("nexlet_open", "nexlet_open", "client/client_api.cpp"),
         ("nexlet_close", "nexlet_close", "client/client_api.cpp"),

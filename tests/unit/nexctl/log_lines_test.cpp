@@ -1,4 +1,4 @@
-#include "nexctl/log_lines.h"
+#include "nexctl/log/log_lines.h"
 
 #include <gtest/gtest.h>
 

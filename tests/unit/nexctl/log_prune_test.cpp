@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "nexctl/log_prune.h"
+#include "nexctl/log/log_prune.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "nexctl/log_summary.h"
+#include "nexctl/log/log_summary.h"
 
 #include <gtest/gtest.h>
 

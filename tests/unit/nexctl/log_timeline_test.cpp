@@ -1,4 +1,4 @@
-#include "nexctl/log_timeline.h"
+#include "nexctl/log/log_timeline.h"
 
 #include <algorithm>
 #include <fstream>

@@ -1,4 +1,4 @@
-#include "nexctl/script.h"
+#include "nexctl/runner/script.h"
 
 #include <gtest/gtest.h>
 

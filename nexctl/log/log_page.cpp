@@ -1,4 +1,4 @@
-#include "nexctl/log_page.h"
+#include "nexctl/log/log_page.h"
 
 #include <algorithm>
 #include <map>

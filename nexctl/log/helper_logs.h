@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "nexctl/doctor/facts.h"
-#include "nexctl/log_choice.h"
+#include "nexctl/log/log_choice.h"
 
 // What the registry says. Values that are missing or no number are 0.
 struct LogSwitch {

@@ -7,7 +7,7 @@
 #include "nexctl/console/console_io.h"
 #include "nexctl/helpers/look_helpers.h"
 #include "nexctl/helpers/stop_helper.h"
-#include "nexctl/runner.h"
+#include "nexctl/runner/runner.h"
 
 namespace {
 

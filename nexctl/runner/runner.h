@@ -15,8 +15,8 @@
 #include "nexctl/doctor/look.h"
 #include "nexctl/exit_code.h"
 #include "nexctl/helpers/helper_list.h"
-#include "nexctl/log_choice.h"
-#include "nexctl/script.h"
+#include "nexctl/log/log_choice.h"
+#include "nexctl/runner/script.h"
 #include "tooling/exchange.h"
 
 class CRunner {

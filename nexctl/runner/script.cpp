@@ -1,4 +1,4 @@
-#include "nexctl/script.h"
+#include "nexctl/runner/script.h"
 
 #include <algorithm>
 #include <charconv>
@@ -8,7 +8,7 @@
 #include "foundation/json_text.h"
 #include "nexctl/console/console_io.h"
 #include "nexctl/console/input_text.h"
-#include "nexctl/log_choice.h"
+#include "nexctl/log/log_choice.h"
 #include "tooling/text_file.h"
 
 namespace {

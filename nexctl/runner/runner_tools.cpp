@@ -12,7 +12,7 @@
 #include "nexctl/doctor/judge.h"
 #include "nexctl/doctor/look.h"
 #include "nexctl/doctor/tell.h"
-#include "nexctl/runner.h"
+#include "nexctl/runner/runner.h"
 #include "tooling/decrypt.h"
 #include "tooling/frame_text.h"
 

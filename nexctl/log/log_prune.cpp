@@ -1,4 +1,4 @@
-#include "nexctl/log_prune.h"
+#include "nexctl/log/log_prune.h"
 
 #include "nexctl/helpers/helper_list.h"
 

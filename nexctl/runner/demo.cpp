@@ -1,5 +1,5 @@
 #include "nexctl/console/console_io.h"
-#include "nexctl/runner.h"
+#include "nexctl/runner/runner.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include "foundation/windows_headers.h"
 #include "nexctl/conformance/play.h"
 #include "nexctl/console/console_io.h"
-#include "nexctl/runner.h"
+#include "nexctl/runner/runner.h"
 #include "tooling/text_file.h"
 
 namespace {

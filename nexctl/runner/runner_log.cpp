@@ -6,11 +6,11 @@
 #include "foundation/text_helpers.h"
 #include "foundation/windows_headers.h"
 #include "nexctl/console/console_io.h"
-#include "nexctl/helper_logs.h"
-#include "nexctl/log_lines.h"
-#include "nexctl/log_page.h"
-#include "nexctl/log_prune.h"
-#include "nexctl/runner.h"
+#include "nexctl/log/helper_logs.h"
+#include "nexctl/log/log_lines.h"
+#include "nexctl/log/log_page.h"
+#include "nexctl/log/log_prune.h"
+#include "nexctl/runner/runner.h"
 #include "tooling/text_file.h"
 
 namespace {

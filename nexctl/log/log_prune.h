@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "nexctl/log_choice.h"
+#include "nexctl/log/log_choice.h"
 
 struct PruneRule {
     std::optional<std::uint64_t> nWrittenBefore;  // a FILETIME

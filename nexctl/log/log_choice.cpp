@@ -1,4 +1,4 @@
-#include "nexctl/log_choice.h"
+#include "nexctl/log/log_choice.h"
 
 #include <algorithm>
 #include <charconv>

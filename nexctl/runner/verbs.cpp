@@ -1,6 +1,6 @@
 #include <algorithm>
 
-#include "nexctl/script.h"
+#include "nexctl/runner/script.h"
 
 namespace {
 

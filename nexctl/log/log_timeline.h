@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "nexctl/log_lines.h"
+#include "nexctl/log/log_lines.h"
 
 enum class MarkKind {
     Line,     // any line

@@ -1,8 +1,8 @@
-#include "nexctl/log_summary.h"
+#include "nexctl/log/log_summary.h"
 
 #include <algorithm>
 
-#include "nexctl/log_timeline.h"
+#include "nexctl/log/log_timeline.h"
 
 namespace {
 

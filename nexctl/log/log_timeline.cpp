@@ -1,194 +1,17 @@
-#include "nexctl/log_timeline.h"
+#include "nexctl/log/log_timeline.h"
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <iterator>
 #include <optional>
 #include <string_view>
 #include <utility>
 
 #include "ipc/protocol/request_table.h"
+#include "nexctl/log/timeline_lanes.h"
+#include "nexctl/log/timeline_texts.h"
 
 namespace {
-
-constexpr const char* kLaneNames[] = {
-    "main thread", "host pipe",      "caller's pipe",    "transfer worker", "hang watch", "CPU watch",  "configuration",
-    "pipe watch",  "follow an open", "end of a service", "loading window",  "shortcut",   "any thread",
-};
-enum Lane : std::size_t {
-    kMain,
-    kHostPipe,
-    kCallerPipe,
-    kTransfer,
-    kHang,
-    kCpu,
-    kConfiguration,
-    kPipeWatch,
-    kFollow,
-    kEndLater,
-    kWindow,
-    kShortcut,
-    kAny,
-    kLaneCount,
-};
-static_assert(std::size(kLaneNames) == kLaneCount);
-
-// The thread of a connection reads on once it has handled what it read.
-constexpr std::string_view kReadsOn = "CClientContext::PostRead";
-
-// The beginning of a function's name, and the one thread that runs it.
-constexpr struct {
-    std::string_view function;
-    Lane lane;
-} kFunctions[] = {
-    {"wWinMain", kMain},
-    {"WindowProc", kMain},
-    {"ExistzoltExcute", kMain},
-    {"CPipeClientCallback2::", kMain},
-    {"CommzoltHelperS::OnTimer", kMain},
-    // The parts of it, and of the hang watch below, as logs of earlier builds name them.
-    {"CommzoltHelperS::OnCheckExit", kMain},
-    {"CommzoltHelperS::OnCheckTimeout", kMain},
-    {"CommzoltHelperS::OnUpdateStatus", kMain},
-    {"CommzoltHelperS::PruneInstances", kMain},
-    {"CommzoltHelperS::InitMsgWnd", kMain},
-    {"CommzoltHelperS::InitZOLTSIPC", kMain},
-    {"CommzoltHelperS::InitHangWatcherThread", kMain},
-    {"CommzoltHelperS::InitMonCPUUsageThread", kMain},
-    {"CommzoltHelperS::InitConfInfoThread", kMain},
-    {"CPipeServerCallback::", kHostPipe},
-    {"CommzoltHelperS::ReceiveIPCMessage", kHostPipe},
-    {"CPipeClientCallback::", kCallerPipe},
-    {kReadsOn, kCallerPipe},
-    {"CClientContext::OnWriteBuffer", kCallerPipe},
-    {"COvHttpTransfer::", kTransfer},
-    {"HangWatcherThreadFunc", kHang},
-    {"RunHangWatch", kHang},
-    {"MonCPUUsageThreadFunc", kCpu},
-    {"CalculateCpuUsage", kCpu},
-    {"ConfInfoThreadFunc", kConfiguration},
-    {"HttpContextText", kConfiguration},
-    {"ParseInfo", kConfiguration},
-    {"CheckzoltDLLThread", kPipeWatch},
-    {"DelayCheckWndThread", kFollow},
-    {"DelayedDestroyThread", kEndLater},
-    {"HttpResponseCallback", kFollow},
-    {"WX_CLIENT::PopWxLoadingWnd", kWindow},
-    {"CWxLoadingWnd::", kWindow},
-    {"WX_CLIENT::CreateAppShortcut", kShortcut},
-    {"CosOp::", kShortcut},
-    // Behind the longer name: the first that fits is taken.
-    {"HttpDownloadFile", kShortcut},
-    {"HttpDownload", kWindow},
-};
-
-std::optional<Lane> LaneOfFunction(std::string_view function) {
-    for (const auto& one : kFunctions) {
-        if (function.starts_with(one.function)) {
-            return one.lane;
-        }
-    }
-    return std::nullopt;
-}
-
-bool NeedsNoReply(int nType) {
-    return nType != 0 && ReplyTypeOf(nType) == 0;
-}
-
-bool IsArrival(const LogLine& line) {
-    return line.strText == "ReceiveIPCMessage begin";
-}
-
-// The payload in "ReceiveIPCMessage szMessage=...", null for other lines.
-std::optional<std::string> ReceivedMessage(const LogLine& line) {
-    constexpr std::string_view kHead = "ReceiveIPCMessage szMessage=";
-    return line.strText.starts_with(kHead) ? std::optional<std::string>(line.strText.substr(kHead.size()))
-                                           : std::nullopt;
-}
-
-// The library's number of a call in a payload, as the text after its key; empty without one.
-std::string CallOf(std::string_view payload) {
-    constexpr std::string_view kKey = "\"nexlet_call\":";
-    const std::size_t at = payload.find(kKey);
-    if (at == std::string_view::npos) {
-        return {};
-    }
-    std::string number;
-    for (const char c : payload.substr(at + kKey.size())) {
-        if (c < '0' || c > '9') {
-            break;
-        }
-        number += c;
-    }
-    return number;
-}
-
-// The type of the requests that a handler serves, by the last name of its function; 0 for all other functions.
-int TypeOfHandler(std::string_view function) {
-    constexpr struct {
-        std::string_view name;
-        int type;
-    } kHandlers[] = {{"GetWxAppStatus", 2},      {"GetWxAppStatusEncrypt", 3}, {"GetWxAppQIMEI", 4},
-                     {"GetRSAEncrypt", 5},       {"OpenMiniApp", 6},           {"OpenMiniAppSuccessfully", 7},
-                     {"DelayCheckWndStatus", 8}, {"DestroyWxServiceItme", 9}};
-    const std::string_view last = function.substr(function.rfind(':') + 1);
-    for (const auto& handler : kHandlers) {
-        if (handler.name == last) {
-            return handler.type;
-        }
-    }
-    return 0;
-}
-
-// The type in "Type=13, Message=...", 0 for other lines.
-int SentType(const LogLine& line) {
-    constexpr std::string_view kHead = "Type=";
-    if (!line.strText.starts_with(kHead)) {
-        return 0;
-    }
-    return std::atoi(line.strText.c_str() + kHead.size());
-}
-
-// The type of an arrival line such as "receive MessageType::S_MT_GetWxAppStatus", 0 for other lines.
-int ReceivedType(const LogLine& line) {
-    if (!line.strText.starts_with("receive ")) {
-        return 0;
-    }
-    const std::size_t from = line.strText.find_last_of(": ") + 1;
-    for (int type = 1; type <= 9; ++type) {
-        if (line.strText.substr(from) == MessageTypeName(type)) {
-            return type;
-        }
-    }
-    return 0;
-}
-
-MarkKind KindOf(const LogLine& line) {
-    const std::string& text = line.strText;
-    if (IsRefusal(line)) {
-        return MarkKind::Refusal;
-    }
-    if (text.starts_with("Report: ") || text.starts_with("successLog url=") || text.starts_with("errorLog url=")) {
-        return MarkKind::Beacon;
-    }
-    if (text == "create timer" || text.starts_with("OnTimer ") || text.starts_with("Automatic recording") ||
-        text == "Check procee exit begin" || text == "Check timeout, exit process begin" ||
-        text == "update zolt status") {
-        return MarkKind::Timer;
-    }
-    return MarkKind::Line;
-}
-
-// The word in front of " begin" or of " end", when the text is made like that.
-std::string WordBefore(const std::string& text, std::string_view what) {
-    const std::size_t at = text.find(what);
-    if (at == std::string::npos || at == 0 || text.find(' ') != at) {
-        return {};
-    }
-    const std::size_t after = at + what.size();
-    return after == text.size() || text[after] == ',' || text[after] == ' ' ? text.substr(0, at) : std::string();
-}
 
 // Walks a run's lines once and puts each where it belongs.
 class CBuilder {
@@ -411,7 +234,7 @@ class CBuilder {
                 continue;
             }
             places[lane] = m_timeline.lanes.size();
-            m_lanes[lane].strName = kLaneNames[lane];
+            m_lanes[lane].strName = LaneName(lane);
             m_timeline.lanes.push_back(std::move(m_lanes[lane]));
         }
         for (std::size_t& lane : m_timeline.laneOf) {

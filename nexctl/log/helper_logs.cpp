@@ -1,4 +1,4 @@
-#include "nexctl/helper_logs.h"
+#include "nexctl/log/helper_logs.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "nexctl/log_lines.h"
+#include "nexctl/log/log_lines.h"
 
 enum class LogEnd {
     NotTold,     // the last line is one of ordinary work: the process runs, was killed, or has crashed

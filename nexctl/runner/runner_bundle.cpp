@@ -8,10 +8,10 @@
 #include "nexctl/console/console_io.h"
 #include "nexctl/doctor/judge.h"
 #include "nexctl/doctor/tell.h"
-#include "nexctl/helper_logs.h"
-#include "nexctl/log_page.h"
-#include "nexctl/log_prune.h"
-#include "nexctl/runner.h"
+#include "nexctl/log/helper_logs.h"
+#include "nexctl/log/log_page.h"
+#include "nexctl/log/log_prune.h"
+#include "nexctl/runner/runner.h"
 #include "tooling/text_file.h"
 
 namespace {

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "nexctl/log_timeline.h"
+#include "nexctl/log/log_timeline.h"
 
 // A page holds this many lines. Of a longer log heartbeats are left out first, then the oldest lines; the head of the
 // page says so.

@@ -1,7 +1,7 @@
 // The verb clean.
 #include "nexctl/clean/leftovers.h"
 #include "nexctl/console/console_io.h"
-#include "nexctl/runner.h"
+#include "nexctl/runner/runner.h"
 
 ExitCode CRunner::Clean(const Step& step) {
     std::vector<Leftover> leftovers = FindLeftovers();
