@@ -116,4 +116,7 @@ nexlet_install_license(zlib /usr/share/doc/libz-mingw-w64-dev/copyright
 nexlet_distribution_version(libz-mingw-w64-dev zlib_package_version)
 nexlet_distribution_version(mingw-w64-x86-64-dev mingw_package_version)
 nexlet_distribution_version(gcc-mingw-w64-x86-64-posix gcc_package_version)
+# Of the client library for 32-bit callers, which tools/package takes from a build of its own (package_x86.cmake).
+nexlet_distribution_version(mingw-w64-i686-dev mingw_x86_package_version)
+nexlet_distribution_version(gcc-mingw-w64-i686-posix gcc_x86_package_version)
 configure_file(${CMAKE_SOURCE_DIR}/cmake/package_facts.json.in ${package_folder}/facts.json @ONLY)

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """What the package gives to build systems: the CMake package with its refusals, pkg-config, the vcpkg port, the NuGet
 package's description.
-build_systems_test.py PACKAGE CMAKE CC CLANG PKG_CONFIG VERSION"""
+build_systems_test.py PACKAGE CMAKE CC CLANG PKG_CONFIG VERSION CC_X86"""
 import json
 import os
 import pathlib
@@ -13,7 +13,7 @@ import tempfile
 import unittest
 import xml.etree.ElementTree as ElementTree
 
-PACKAGE, CMAKE, CC, CLANG, PKG_CONFIG, VERSION = sys.argv[1:7]
+PACKAGE, CMAKE, CC, CLANG, PKG_CONFIG, VERSION, CC_X86 = sys.argv[1:8]
 PACKAGE = pathlib.Path(PACKAGE)
 
 NUSPEC = "{http://schemas.microsoft.com/packaging/2013/05/nuspec.xsd}"
@@ -49,6 +49,7 @@ class CMakePackageTest(unittest.TestCase):
                 "-DCMAKE_TRY_COMPILE_TARGET_TYPE=STATIC_LIBRARY", "-DCMAKE_C_STANDARD_LIBRARIES=",
                 "-DCMAKE_MSVC_RUNTIME_LIBRARY=")
 
+    mingw_x86 = ("-DCMAKE_SYSTEM_NAME=Windows", f"-DCMAKE_C_COMPILER={CC_X86}")
     mingw = ("-DCMAKE_SYSTEM_NAME=Windows", f"-DCMAKE_C_COMPILER={CC}")
 
     def test_native_linux_is_refused_in_words(self):
@@ -57,11 +58,9 @@ class CMakePackageTest(unittest.TestCase):
         self.assertIn("CMAKE_SYSTEM_NAME", said)
 
     def test_other_architectures_are_refused_in_words(self):
-        said = self.configure("find_package(nexlet REQUIRED)", *self.for_target("i686-pc-windows-msvc"), code=1)
-        self.assertIn("is for 64-bit programs, and this compiler makes 32-bit ones", said)
         said = self.configure("find_package(nexlet REQUIRED)", *self.for_target("aarch64-pc-windows-msvc"),
                               "-DCMAKE_SYSTEM_PROCESSOR=ARM64", code=1)
-        self.assertIn("is for x86-64, and this compiler makes programs for ARM64", said)
+        self.assertIn("is for x86-64 and x86, and this compiler makes programs for ARM64", said)
 
     def test_unknown_component_is_refused_in_words(self):
         said = self.configure("find_package(nexlet REQUIRED COMPONENTS client sockets)", *self.mingw, code=1)
@@ -70,7 +69,23 @@ class CMakePackageTest(unittest.TestCase):
     def test_static_library_is_refused_in_words_where_the_linker_is_microsofts(self):
         said = self.configure("find_package(nexlet REQUIRED COMPONENTS client_static)",
                               *self.for_target("x86_64-pc-windows-msvc"), code=1)
-        self.assertIn("The component client_static of nexlet is for gcc of mingw-w64", said)
+        self.assertIn("The component client_static of nexlet is for 64-bit programs of gcc of mingw-w64", said)
+
+    def test_static_library_is_refused_in_words_to_32_bit_programs(self):
+        said = self.configure("find_package(nexlet REQUIRED COMPONENTS client_static)", *self.mingw_x86, code=1)
+        self.assertIn("The component client_static of nexlet is for 64-bit programs of gcc", said)
+
+    def test_32_bit_programs_get_the_library_for_their_processor_and_the_same_helper(self):
+        for options, library in ((self.mingw_x86, "nexlet_client.dll.a"),
+                                 (self.for_target("i686-pc-windows-msvc"), "nexlet_client.lib")):
+            self.configure(f"find_package(nexlet {VERSION} REQUIRED COMPONENTS client helper)\n"
+                           "foreach(one IMPLIB=lib/" + library + " LOCATION=bin/nexlet_client.dll)\n"
+                           'string(REPLACE "=" ";" one ${one})\nlist(POP_FRONT one property path)\n'
+                           "get_target_property(found nexlet::client IMPORTED_${property}_RELWITHDEBINFO)\n"
+                           f'if(NOT found STREQUAL "{PACKAGE}/x86/${{path}}")\nmessage(FATAL_ERROR "${{found}}")\nendif()\n'
+                           "endforeach()\nget_target_property(found nexlet::helper IMPORTED_LOCATION)\n"
+                           f'if(NOT found STREQUAL "{PACKAGE}/bin/nexlet.exe")\nmessage(FATAL_ERROR "${{found}}")\nendif()',
+                           *options)
 
     def test_a_refusal_does_not_stop_a_project_that_can_do_without(self):
         self.configure("find_package(nexlet)\nif(nexlet_FOUND OR TARGET nexlet::client)\n"
@@ -116,6 +131,11 @@ class VcpkgPortTest(unittest.TestCase):
             self.assertEqual((set(dependency), dependency["host"]), ({"name", "host"}, True))
 
     def test_port_installs_from_the_package_what_a_project_needs(self):
+        for processor, place in (("x64", PACKAGE), ("x86", PACKAGE / "x86")):
+            with self.subTest(processor):
+                self.check_port(processor, place)
+
+    def check_port(self, processor, place):
         with tempfile.TemporaryDirectory() as folder:
             folder = pathlib.Path(folder)
             # What vcpkg does around a port, as far as this one needs it.
@@ -123,15 +143,16 @@ class VcpkgPortTest(unittest.TestCase):
                 "function(vcpkg_cmake_config_fixup)\n"
                 "  file(RENAME ${CURRENT_PACKAGES_DIR}/lib/cmake/nexlet/nexlet-config.cmake\n"
                 "       ${CURRENT_PACKAGES_DIR}/share/nexlet/nexlet-config.cmake)\nendfunction()\n"
-                f"set(CURRENT_PACKAGES_DIR {folder}/out)\nfile(MAKE_DIRECTORY {folder}/out/share/nexlet)\n"
+                f"set(VCPKG_TARGET_ARCHITECTURE {processor})\nset(CURRENT_PACKAGES_DIR {folder}/out)\nfile(MAKE_DIRECTORY {folder}/out/share/nexlet)\n"
                 f"include({self.port}/portfile.cmake)\n", encoding="utf-8")
             run(CMAKE, "-P", folder / "run.cmake")
             made = {path.relative_to(folder / "out").as_posix() for path in (folder / "out").rglob("*") if path.is_file()}
             self.assertLessEqual({"bin/nexlet.exe", "bin/nexlet_client.dll", "include/nexlet_client.h",
                                   "include/nexlet_client.hpp", "lib/nexlet_client.lib", "share/nexlet/copyright",
                                   "share/nexlet/nexlet-config.cmake", "share/nexlet/usage"}, made)
-            for path in made & {"bin/nexlet.exe", "bin/nexlet_client.dll", "lib/nexlet_client.lib"}:
-                self.assertEqual((folder / "out" / path).read_bytes(), (PACKAGE / path).read_bytes(), path)
+            for path, source in {"bin/nexlet.exe": PACKAGE, "bin/nexlet_client.dll": place,
+                                 "lib/nexlet_client.lib": place}.items():
+                self.assertEqual((folder / "out" / path).read_bytes(), (source / path).read_bytes(), path)
 
 
 class NugetPackageTest(unittest.TestCase):
@@ -158,7 +179,7 @@ class NugetPackageTest(unittest.TestCase):
         self.assertEqual(project.tag, MSBUILD + "Project")
         text = (self.folder / "nexlet.targets").read_text(encoding="utf-8")
         named = re.findall(r"\$\(MSBuildThisFileDirectory\)([^;\"<]+)", text)
-        self.assertGreater(len(named), 3)
+        self.assertGreater(len(named), 5)
         for path in named:
             place = "build/native/" + path.replace("\\", "/")
             self.assertTrue(any(target == place or target.startswith(place + "/") for target in targets), path)

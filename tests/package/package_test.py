@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 """What the package holds, and that it is the same whenever it is made.
-package_test.py SOURCE_DIR BUILD_DIR VERSION NINJA OUT
+package_test.py SOURCE_DIR BUILD_DIR VERSION NINJA OUT X86_BUILD_DIR
 
 Leaves the package in OUT and, unpacked, in OUT/unpacked for the test of the example."""
 import hashlib
@@ -18,12 +18,13 @@ import uuid
 import zipfile
 import zlib
 
-SOURCE_DIR, BUILD_DIR, VERSION, NINJA, OUT = sys.argv[1:6]
+SOURCE_DIR, BUILD_DIR, VERSION, NINJA, OUT, X86_BUILD_DIR = sys.argv[1:7]
 SOURCE_DIR, BUILD_DIR, OUT = pathlib.Path(SOURCE_DIR), pathlib.Path(BUILD_DIR), pathlib.Path(OUT)
+X86_BUILD_DIR = pathlib.Path(X86_BUILD_DIR)
 
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(SOURCE_DIR / "tests" / "program"))
-from import_library import MACHINE_X64, NAME_AS_IS, TYPE_CODE, ImportLibrary  # noqa: E402
+from import_library import MACHINE_X64, MACHINE_X86, NAME_AS_IS, NAME_WITHOUT_PREFIX, TYPE_CODE, ImportLibrary  # noqa: E402
 from pe_file import PeFile  # noqa: E402
 from relink import relink  # noqa: E402
 
@@ -33,8 +34,9 @@ PDB = json.loads((BUILD_DIR / "package/facts.json").read_text(encoding="utf-8"))
 MADE = {f"{NAME}.zip", f"{NAME}-symbols.zip", f"{NAME}-world.zip", f"{NAME}.cdx.json", f"{NAME}-world.cdx.json",
         "SHA256SUMS"}
 PROGRAMS = ["bin/nexctl.exe", "bin/nexlet.exe", "bin/nexlet_client.dll"]
+LIBRARY_X86 = "x86/bin/nexlet_client.dll"
 STATIC_LIBRARY = "lib/libnexlet_client_static.a"
-CONTENTS = PROGRAMS + [
+CONTENTS = [*PROGRAMS, LIBRARY_X86] + [
     "CHANGELOG.md", "README.md",
     "docs/beacons.md", "docs/client.md", "docs/crash.md", "docs/envelope.md", "docs/glossary.md", "docs/log-lines.md", "docs/nexctl.md", "docs/nexlet.md", "docs/package.md", "docs/pictures/doctor.png",
     "docs/pictures/timeline.png", "docs/protocol.md", "docs/reference.html", "docs/refusals.md",
@@ -56,7 +58,8 @@ CONTENTS = PROGRAMS + [
     "licenses/zlib.txt",
     "packaging/nuget/nexlet.nuspec", "packaging/nuget/nexlet.targets", "packaging/vcpkg/nexlet/portfile.cmake",
     "packaging/vcpkg/nexlet/usage", "packaging/vcpkg/nexlet/vcpkg.json",
-    "sbom.cdx.json"]
+    "sbom.cdx.json",
+    "x86/lib/nexlet_client.def", "x86/lib/nexlet_client.dll.a", "x86/lib/nexlet_client.lib"]
 OCEANS = ["broken", "failing", "good", "inside", "inside_thread", "late", "missing_export", "refusing", "unknown_id"]
 YYB = {"good": ["AndrowsInstaller.exe", "pcyyb_sdk_dll.dll", "qimei.dll"], "missing_export": ["pcyyb_sdk_dll.dll"],
        "newer": ["pcyyb_sdk_dll.dll"], "old": ["AndrowsInstaller.exe", "pcyyb_sdk_dll.dll"],
@@ -98,7 +101,8 @@ def sha256(data):
 
 
 def make_package(out):
-    subprocess.run([SOURCE_DIR / "tools" / "package", "--build-dir", BUILD_DIR, "--out", out], check=True,
+    subprocess.run([SOURCE_DIR / "tools" / "package", "--build-dir", BUILD_DIR,
+                    "--x86-build-dir", X86_BUILD_DIR, "--out", out], check=True,
                    stdout=subprocess.DEVNULL)
 
 
@@ -165,15 +169,16 @@ class PackageTest(unittest.TestCase):
 
     def test_symbols_are_apart_and_are_those_that_the_programs_refer_to(self):
         self.assertEqual([name for name in self.symbols.namelist() if "/symbols/" not in name],
-                         [f"{NAME}/README-symbols.md", *(f"{NAME}/{name}.debug" for name in PROGRAMS)])
-        for name in PROGRAMS:
+                         [f"{NAME}/README-symbols.md", *(f"{NAME}/{name}.debug" for name in [*PROGRAMS, LIBRARY_X86])])
+        for name in [*PROGRAMS, LIBRARY_X86]:
             link, checksum = debug_link(PeFile(self.unpacked / name))
             self.assertEqual(link, pathlib.Path(name).name + ".debug")
             self.assertEqual(zlib.crc32(self.symbols.read(f"{NAME}/{name}.debug")), checksum, name)
 
     def test_pdb_files_are_where_a_symbol_server_has_them_and_are_those_that_the_programs_refer_to(self):
         expected = []
-        for name in PROGRAMS if PDB else []:
+        # clang makes the library for x86 in any case.
+        for name in [*(PROGRAMS if PDB else []), LIBRARY_X86]:
             guid, age, pdb = PeFile(self.unpacked / name).pdb()
             self.assertEqual(pdb, pathlib.Path(name).stem + ".pdb")
             id_ = uuid.UUID(bytes_le=guid).hex.upper() + f"{age:X}"
@@ -182,7 +187,7 @@ class PackageTest(unittest.TestCase):
             # Its first bytes, and the GUID in the stream that describes the file.
             self.assertTrue(data.startswith(b"Microsoft C/C++ MSF 7.00"), name)
             self.assertIn(guid, data, name)
-        self.assertEqual([name for name in self.symbols.namelist() if "/symbols/" in name], expected)
+        self.assertEqual([name for name in self.symbols.namelist() if "/symbols/" in name], sorted(expected))
 
     def test_nothing_in_it_tells_when_or_where_it_was_made(self):
         for archive in (self.zip, self.symbols, self.world):
@@ -198,8 +203,9 @@ class PackageTest(unittest.TestCase):
             self.assertNotIn(str(SOURCE_DIR).encode(), self.symbols.read(name), name)
 
     def test_library_needs_nothing_but_windows(self):
-        library = PeFile(self.unpacked / "bin/nexlet_client.dll")
-        self.assertLessEqual(set(library.imports()), {"advapi32.dll", "kernel32.dll", "msvcrt.dll", "user32.dll"})
+        for path in ("bin/nexlet_client.dll", LIBRARY_X86):
+            self.assertLessEqual(set(PeFile(self.unpacked / path).imports()),
+                                 {"advapi32.dll", "kernel32.dll", "msvcrt.dll", "user32.dll"}, path)
 
     def test_console_needs_windows_and_the_library(self):
         imports = set(PeFile(self.unpacked / "bin/nexctl.exe").imports())
@@ -208,27 +214,33 @@ class PackageTest(unittest.TestCase):
                                        "ole32.dll", "psapi.dll", "shell32.dll", "shlwapi.dll", "user32.dll", "version.dll"})
 
     def test_exports_are_those_of_the_definition_file_and_of_the_import_library(self):
-        exports = sorted(PeFile(self.unpacked / "bin/nexlet_client.dll").exports())
-        listed = re.findall(r"^\s+(nexlet_\w+)", (self.unpacked / "lib/nexlet_client.def").read_text(), re.M)
-        self.assertEqual(sorted(listed), exports)
-        symbols = (self.unpacked / "lib/nexlet_client.dll.a").read_bytes()
-        for name in exports:
-            self.assertIn(f"__imp_{name}\0".encode(), symbols)
+        # Names in 32-bit objects begin with an underscore, those of the exports do not.
+        for top, before in (("", ""), ("x86/", "_")):
+            with self.subTest(top):
+                exports = sorted(PeFile(self.unpacked / top / "bin/nexlet_client.dll").exports())
+                listed = re.findall(r"^\s+(nexlet_\w+)", (self.unpacked / top / "lib/nexlet_client.def").read_text(), re.M)
+                self.assertEqual(sorted(listed), exports)
+                symbols = (self.unpacked / top / "lib/nexlet_client.dll.a").read_bytes()
+                for name in exports:
+                    self.assertIn(f"__imp_{before}{name}\0".encode(), symbols)
 
     def test_import_library_for_microsofts_linker_is_in_the_short_form(self):
-        library = ImportLibrary(self.unpacked / "lib/nexlet_client.lib")
-        exports = sorted(PeFile(self.unpacked / "bin/nexlet_client.dll").exports())
-        self.assertEqual(sorted(one.name for one in library.imports), exports)
-        for one in library.imports:
-            self.assertEqual((one.version, one.machine, one.time), (0, MACHINE_X64, 0), one.name)
-            self.assertEqual((one.type, one.name_type), (TYPE_CODE, NAME_AS_IS), one.name)
-            self.assertEqual(one.library, "nexlet_client.dll")
-        # The descriptor of the library, the end of the list of descriptors, the end of its list of addresses.
-        self.assertEqual(library.others, [[".idata$2", ".idata$6"], [".idata$3"], [".idata$5", ".idata$4"]])
-        self.assertEqual(library.times, {0})
-        # The one for mingw-w64: binutils writes the other form, lld the same.
-        own = [one.name for one in ImportLibrary(self.unpacked / "lib/nexlet_client.dll.a").imports]
-        self.assertEqual(sorted(own), exports if PDB else [])
+        for top, machine, before, name_type in (("", MACHINE_X64, "", NAME_AS_IS),
+                                                ("x86/", MACHINE_X86, "_", NAME_WITHOUT_PREFIX)):
+            with self.subTest(top):
+                library = ImportLibrary(self.unpacked / top / "lib/nexlet_client.lib")
+                exports = sorted(before + name for name in PeFile(self.unpacked / top / "bin/nexlet_client.dll").exports())
+                self.assertEqual(sorted(one.name for one in library.imports), exports)
+                for one in library.imports:
+                    self.assertEqual((one.version, one.machine, one.time), (0, machine, 0), one.name)
+                    self.assertEqual((one.type, one.name_type), (TYPE_CODE, name_type), one.name)
+                    self.assertEqual(one.library, "nexlet_client.dll")
+                # The descriptor of the library, the end of the list of descriptors, the end of its list of addresses.
+                self.assertEqual(library.others, [[".idata$2", ".idata$6"], [".idata$3"], [".idata$5", ".idata$4"]])
+                self.assertEqual(library.times, {0})
+                # The one for mingw-w64: binutils writes the other form, lld the same.
+                own = [one.name for one in ImportLibrary(self.unpacked / top / "lib/nexlet_client.dll.a").imports]
+                self.assertEqual(sorted(own), exports if PDB or top else [])
 
     def test_checksums_match(self):
         lines = (OUT / "SHA256SUMS").read_text(encoding="utf-8").splitlines()
@@ -301,7 +313,7 @@ class PackageTest(unittest.TestCase):
     def test_bills_of_materials_name_what_is_linked_in(self):
         shared = {"JsonCpp", "libgcc", "libssp", "libstdc++", "mingw-w64 runtime", "winpthreads"}
         for bill, folder, _, _ in self.bills:
-            linked = shared | ({"zlib"} if bill is self.bill else set())
+            linked = shared | ({"zlib"} | {f"{name} for x86" for name in shared - {"JsonCpp"}} if bill is self.bill else set())
             self.assertEqual(bill["metadata"]["component"]["version"], VERSION)
             parts = {part["bom-ref"]: part for part in bill["components"]}
             self.assertEqual({name for name, part in parts.items() if "hashes" not in part}, linked)
@@ -314,10 +326,12 @@ class PackageTest(unittest.TestCase):
             self.assertEqual(set(links), programs | {bill["metadata"]["component"]["bom-ref"]})
             for name in programs - {STATIC_LIBRARY}:
                 data = (folder / name).read_bytes()
-                self.assertLessEqual({"libgcc", "mingw-w64 runtime"}, links[name], name)
+                mark = " for x86" if name == LIBRARY_X86 else ""
+                self.assertEqual({part.endswith(" for x86") for part in links[name] - {"JsonCpp", "zlib", PROGRAMS[2]}}, {mark != ""})
+                self.assertLessEqual({f"libgcc{mark}", f"mingw-w64 runtime{mark}"}, links[name], name)
                 # What these two leave in every program that has them.
                 self.assertEqual("JsonCpp" in links[name], b"in Json::Value" in data, name)
-                self.assertEqual("libstdc++" in links[name], b"terminate called" in data, name)
+                self.assertEqual(f"libstdc++{mark}" in links[name], b"terminate called" in data, name)
                 self.assertEqual("zlib" in links[name], b"Jean-loup Gailly and Mark Adler" in data, name)
         links = {link["ref"]: link["dependsOn"] for link in self.bill["dependencies"]}
         self.assertIn("bin/nexlet_client.dll", links["bin/nexctl.exe"])
@@ -449,9 +463,12 @@ class PackageTest(unittest.TestCase):
         with tempfile.TemporaryDirectory() as folder, tempfile.TemporaryDirectory(dir=BUILD_DIR.parent) as linked:
             folder, linked = pathlib.Path(folder), pathlib.Path(linked)
             package, symbols, world, out = (folder / name for name in ("package", "symbols", "world", "out"))
-            tool["install"](BUILD_DIR, package, *tool["COMPONENTS"])
-            tool["install"](BUILD_DIR, symbols, "symbols")
-            tool["install"](BUILD_DIR, world, "world")
+            cmake = tool["read_facts"](BUILD_DIR)["cmake"]
+            tool["install"](cmake, BUILD_DIR, package, *tool["COMPONENTS"])
+            tool["install"](cmake, BUILD_DIR, symbols, "symbols")
+            tool["install"](cmake, BUILD_DIR, world, "world")
+            tool["install"](cmake, X86_BUILD_DIR, package / "x86", "client")
+            tool["install"](cmake, X86_BUILD_DIR, symbols / "x86", "symbols")
             for name in PROGRAMS:
                 again = relink(NINJA, BUILD_DIR, name, linked)
                 shutil.copy(again, package / name)
@@ -460,6 +477,12 @@ class PackageTest(unittest.TestCase):
                 if PDB:
                     shutil.copy(again.with_suffix(".pdb"), symbols / "bin")
             shutil.copy(linked / "client/nexlet_client.dll.a", package / "lib")
+            with tempfile.TemporaryDirectory(dir=X86_BUILD_DIR.parent) as linked_x86:
+                again = relink(NINJA, X86_BUILD_DIR, PROGRAMS[2], linked_x86)
+                shutil.copy(again, package / LIBRARY_X86)
+                shutil.copy(f"{again}.debug", symbols / "x86/bin")
+                shutil.copy(again.with_suffix(".pdb"), symbols / "x86/bin")
+                shutil.copy(pathlib.Path(linked_x86, "client/nexlet_client.dll.a"), package / "x86/lib")
             tool["pack"](tool["read_facts"](BUILD_DIR), package, symbols, world, out)
             self.assert_same_package(out)
 

@@ -5,9 +5,11 @@ ARCHIVE_MARK = b"!<arch>\n"
 MEMBER_HEAD_SIZE = 60
 SHORT_IMPORT_HEAD_SIZE = 20
 MACHINE_X64 = 0x8664
+MACHINE_X86 = 0x14C
 # The bits of the last field of a short import record.
 TYPE_CODE = 0
 NAME_AS_IS = 1
+NAME_WITHOUT_PREFIX = 2
 
 
 class ShortImport:

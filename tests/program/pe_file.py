@@ -1,4 +1,4 @@
-"""Reads what the tests need of a 64-bit PE file: headers, imports, exports, resources."""
+"""Reads what the tests need of a PE file, 32-bit or 64-bit: headers, imports, exports, resources."""
 import struct
 
 
@@ -11,7 +11,10 @@ class PeFile:
         self.machine, count, self.timestamp = struct.unpack_from("<HHI", self.data, self.nt + 4)
         optional_size = struct.unpack_from("<H", self.data, self.nt + 20)[0]
         self.optional = self.nt + 24
-        assert struct.unpack_from("<H", self.data, self.optional)[0] == 0x20B, "not PE32+"
+        magic = struct.unpack_from("<H", self.data, self.optional)[0]
+        assert magic in (0x10B, 0x20B), "neither PE32 nor PE32+"
+        # Four fields of the header have eight bytes in PE32+, and one is missing.
+        self.directories = self.optional + (112 if magic == 0x20B else 96)
         self.subsystem, self.dll_characteristics = struct.unpack_from("<HH", self.data, self.optional + 68)
         self.sections = []
         for index in range(count):
@@ -22,7 +25,7 @@ class PeFile:
             self.sections.append((name, rva, max(size, raw_size), raw, flags))
 
     def directory(self, index):
-        return struct.unpack_from("<II", self.data, self.optional + 112 + 8 * index)
+        return struct.unpack_from("<II", self.data, self.directories + 8 * index)
 
     def offset(self, rva):
         for _, start, size, raw, _ in self.sections:

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Links the program once more and compares: the same objects give the same bytes.  relink_test.py NINJA BUILD_DIR"""
+"""Links the program once more and compares: the same objects give the same bytes.  relink_test.py NINJA BUILD_DIR PROGRAM"""
 import hashlib
 import pathlib
 import sys
@@ -7,8 +7,7 @@ import tempfile
 
 from relink import relink
 
-NINJA, BUILD_DIR = sys.argv[1], pathlib.Path(sys.argv[2])
-PROGRAM = "bin/nexlet.exe"
+NINJA, BUILD_DIR, PROGRAM = sys.argv[1], pathlib.Path(sys.argv[2]), sys.argv[3]
 
 
 def digest(path):

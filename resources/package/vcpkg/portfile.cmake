@@ -9,8 +9,12 @@ set(VCPKG_BUILD_TYPE release)
 
 file(INSTALL "${package}/include/nexlet_client.h" "${package}/include/nexlet_client.hpp"
      DESTINATION "${CURRENT_PACKAGES_DIR}/include")
-file(INSTALL "${package}/bin/nexlet_client.dll" "${package}/bin/nexlet.exe" DESTINATION "${CURRENT_PACKAGES_DIR}/bin")
-file(INSTALL "${package}/lib/nexlet_client.lib" "${package}/lib/nexlet_client.dll.a"
+set(client "${package}")
+if(VCPKG_TARGET_ARCHITECTURE STREQUAL "x86")
+  set(client "${package}/x86")
+endif()
+file(INSTALL "${client}/bin/nexlet_client.dll" "${package}/bin/nexlet.exe" DESTINATION "${CURRENT_PACKAGES_DIR}/bin")
+file(INSTALL "${client}/lib/nexlet_client.lib" "${client}/lib/nexlet_client.dll.a"
      DESTINATION "${CURRENT_PACKAGES_DIR}/lib")
 file(INSTALL "${package}/lib/cmake/nexlet" DESTINATION "${CURRENT_PACKAGES_DIR}/lib/cmake")
 vcpkg_cmake_config_fixup(CONFIG_PATH lib/cmake/nexlet)
