@@ -7,7 +7,6 @@
 #include <cstdlib>
 #include <cstring>
 
-#include <sanitizer/lsan_interface.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -25,7 +24,7 @@ extern "C" const char* __asan_default_options() {
     int nResult = 0;
     simulation::Run(options, [&] { nResult = RUN_ALL_TESTS(); });
     if (nResult == 0) {
-        __lsan_do_leak_check();
+        simulation::LookForLeaks();
     }
     std::fflush(nullptr);
     std::_Exit(nResult);

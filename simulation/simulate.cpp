@@ -1,5 +1,7 @@
 #include "simulation/simulate.h"
 
+#include <sanitizer/lsan_interface.h>
+
 #include "simulation/kernel/faults.h"
 #include "simulation/kernel/machine.h"
 
@@ -66,8 +68,6 @@ Outcome Run(const Options& options, std::function<void()> main) {
     CMachine machine(scheduler, DrawFlavour(options.nSeed));
     CFaults faults(options.nSeed, options.nFaults);
     g_pFaults = &faults;
-    CMemory memory(options.nSeed, options.memory);
-    g_pMemory = &memory;
     const std::shared_ptr<CProcess> pProcess = machine.AddProcess(L"C:\\product\\bin\\program.exe");
     const std::shared_ptr<CThread> pMain = machine.StartThread(
         *pProcess,
@@ -79,11 +79,8 @@ Outcome Run(const Options& options, std::function<void()> main) {
     scheduler.Run(*pMain->m_pTask);
     machine.SwitchOff();
     g_pFaults = nullptr;
-    g_pMemory = nullptr;
 
     Outcome outcome;
-    outcome.nAllocations = memory.Count();
-    outcome.nAllocationsFailed = memory.Failed();
     outcome.nSteps = scheduler.Steps();
     outcome.nMilliseconds = scheduler.Now() / kMillisecond;
     outcome.nExitCode = pProcess->m_nExitCode;
@@ -92,6 +89,12 @@ Outcome Run(const Options& options, std::function<void()> main) {
         outcome.nThreadsLeft += pTask->m_state != CTask::State::Ended ? 1 : 0;
     }
     return outcome;
+}
+
+void LookForLeaks() {
+#if !NEXLET_TSAN
+    __lsan_do_leak_check();
+#endif
 }
 
 }  // namespace simulation

@@ -1,9 +1,8 @@
 // Runs worlds under one seed after the other, in child processes, and tells which seed failed.
 //
-//   simulate [--seed=N] [--seeds=COUNT] [--minutes=M] [--world=NAME] [--faults=N] [--memory=N] [--trace]
+//   simulate [--seed=N] [--seeds=COUNT] [--minutes=M] [--world=NAME] [--faults=N] [--trace] [--page=FILE]
 //            [--shorten=S]
-//   simulate --replay=FILE [--trace] [--keep=FILE]
-//   simulate --each-allocation[=STEP] [--for-good] [--seed=N] [--seeds=COUNT]
+//   simulate --replay=FILE [--trace] [--page=FILE] [--keep=FILE]
 //
 //   --seed     the first seed; 1
 //   --seeds    how many; 1
@@ -13,12 +12,9 @@
 //   --faults   one system call in N fails; 0: none; without it each seed decides
 //   --shorten  a failing run is made shorter for at most so many seconds, and written to a file; 60; 0: it is not
 //   --replay   the run that is in a file
+//   --page     a page of all that the threads of the run did is written to this file; of several seeds, of the one that
+//              fails
 //   --keep     when the run fails, what it chose is written to this file
-//   --memory   one allocation of the helper in N fails; 0: none; without it each seed decides
-//   --each-allocation  runs world helper again and again, with allocation 1 of the helper failing, then with number
-//                      1 + STEP, and so on to the last, without other faults
-//   --allocation=K     the same for one allocation
-//   --for-good         so do all allocations after it
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -29,15 +25,16 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <optional>
 #include <string>
 #include <utility>
 
 #include <sanitizer/common_interface_defs.h>
-#include <sanitizer/lsan_interface.h>
 
 #include "simulation/kernel/machine.h"
 #include "simulation/kernel/trace.h"
+#include "simulation/page/trace_page.h"
 #include "simulation/seams/edges.h"
 #include "simulation/shrink/attempts.h"
 #include "simulation/simulate.h"
@@ -68,15 +65,14 @@ struct Arguments {
     bool bShorten = false;  // was asked for
     std::string strReplay;
     std::string strKeep;
-    std::optional<std::uint64_t> memory;
-    std::uint64_t nAllocation = 0;  // the one that fails; 0: none
-    std::uint64_t nStep = 0;        // to the next one that fails; 0: only this
-    bool bForGood = false;
+    std::string strPage;
 };
 
 // The run under way in this process, for the file that --keep names.
 simulation::Replay g_run;
 std::string g_strKeep;
+// For the page of the next run that ends.
+std::string g_strPage;
 
 // What the child leaves in memory that both have.
 struct Shared {
@@ -84,9 +80,6 @@ struct Shared {
     std::uint64_t nDone;
     std::uint64_t nSteps;
     std::uint64_t nVirtualMs;
-    std::uint64_t nAllocations;        // of the last seed
-    std::uint64_t nAllocationsFailed;  // of the last seed
-    std::uint64_t nMemoryRuns;         // in which one has failed
 };
 
 bool ReadNumber(const char* szArgument, const char* szName, std::uint64_t& nValue) {
@@ -123,12 +116,6 @@ bool Read(int argc, char** argv, Arguments& arguments) {
             arguments.faults = nFaults;
         } else if (ReadNumber(argv[i], "--shorten=", arguments.nShorten)) {
             arguments.bShorten = arguments.nShorten != 0;
-        } else if (ReadNumber(argv[i], "--memory=", nFaults)) {
-            arguments.memory = nFaults;
-        } else if (std::strcmp(argv[i], "--each-allocation") == 0) {
-            arguments.nStep = 1;
-        } else if (std::strcmp(argv[i], "--for-good") == 0) {
-            arguments.bForGood = true;
         } else if (std::strcmp(argv[i], "--trace") == 0) {
             simulation::CTrace::WriteTo(stderr);
         } else if (std::string strWorld; ReadText(argv[i], "--world=", strWorld)) {
@@ -138,20 +125,12 @@ bool Read(int argc, char** argv, Arguments& arguments) {
             }
         } else if (!ReadNumber(argv[i], "--seed=", arguments.nSeed) &&
                    !ReadNumber(argv[i], "--seeds=", arguments.nSeeds) &&
-                   !ReadNumber(argv[i], "--allocation=", arguments.nAllocation) &&
-                   !ReadNumber(argv[i], "--each-allocation=", arguments.nStep) &&
                    !ReadNumber(argv[i], "--minutes=", arguments.nMinutes) &&
                    !ReadText(argv[i], "--replay=", arguments.strReplay) &&
-                   !ReadText(argv[i], "--keep=", arguments.strKeep)) {
+                   !ReadText(argv[i], "--keep=", arguments.strKeep) &&
+                   !ReadText(argv[i], "--page=", arguments.strPage)) {
             return false;
         }
-    }
-    if (arguments.nStep != 0 || arguments.nAllocation != 0) {
-        arguments.nAllocation = arguments.nAllocation != 0 ? arguments.nAllocation : 1;
-        arguments.pWorld = &kWorlds[1];
-        arguments.faults = 0;
-        arguments.memory = 0;
-        arguments.nShorten = 0;  // a kept run does not say which allocation fails
     }
     return true;
 }
@@ -165,9 +144,17 @@ bool IsAlone(const Arguments& arguments, std::uint64_t nSeed) {
     return WorldOf(arguments, random).bAlone;
 }
 
+void WritePage(simulation::CScheduler& scheduler, const std::string& strEnd) {
+    std::ofstream file(std::exchange(g_strPage, std::string()), std::ios::binary);
+    file << simulation::TracePage(scheduler, strEnd);
+}
+
 // Called when the run has failed, in the process that ends for it.
-void KeepRun() {
+void KeepRun(const std::string& strReason) {
     simulation::CScheduler* const pScheduler = std::exchange(simulation::g_pScheduler, nullptr);
+    if (pScheduler != nullptr && !g_strPage.empty()) {
+        WritePage(*pScheduler, strReason);
+    }
     if (g_strKeep.empty()) {
         return;
     }
@@ -177,6 +164,10 @@ void KeepRun() {
     g_run.parts = simulation::PartsThere();
     g_run.bDraws = false;
     simulation::WriteReplay(std::exchange(g_strKeep, std::string()), g_run);
+}
+
+void KeepRunOfReport() {
+    KeepRun("a sanitizer has reported");
 }
 
 simulation::Replay RunOfSeed(const Arguments& arguments, std::uint64_t nSeed) {
@@ -200,10 +191,6 @@ void RunOne(const Arguments& arguments, const simulation::Replay& run, Shared& s
     options.nFaults = run.nFaults.value_or(kRates[faults.Below(std::size(kRates))]);
     // The whole helper has a watch that takes such a jump for a thread that hangs.
     options.nJumps = faults.OneIn(4) && !world.bAlone ? 200 : 0;
-    // In half of the runs with faults, memory fails too.
-    constexpr std::uint64_t kMemoryRates[] = {0, 0, 30000, 1000};
-    const std::uint64_t nMemory = options.nFaults != 0 ? kMemoryRates[faults.Below(std::size(kMemoryRates))] : 0;
-    options.memory = {arguments.memory.value_or(nMemory), arguments.nAllocation, arguments.bForGood};
     options.nEdges = run.nEdges.value_or(options.nEdges);
     if (!run.bDraws) {
         options.strategy = simulation::StrategyKind::Replay;
@@ -211,17 +198,20 @@ void RunOne(const Arguments& arguments, const simulation::Replay& run, Shared& s
     }
     simulation::LeaveOut(run.off);
     g_run = run;
-    simulation::Outcome outcome = simulation::Run(options, [&] { world.pfnRun(worlds); });
+    simulation::Outcome outcome = simulation::Run(options, [&] {
+        world.pfnRun(worlds);
+        if (!g_strPage.empty() && arguments.nSeeds == 1 && arguments.nMinutes == 0) {
+            const simulation::CScheduler::CInside inside(*simulation::g_pScheduler);
+            WritePage(*simulation::g_pScheduler, "the run has ended");
+        }
+    });
     g_run.choices = std::move(outcome.chosen);
     shared.nSteps += outcome.nSteps;
     shared.nVirtualMs += outcome.nMilliseconds;
-    shared.nAllocations = outcome.nAllocations;
-    shared.nAllocationsFailed = outcome.nAllocationsFailed;
-    shared.nMemoryRuns += outcome.nAllocationsFailed != 0 ? 1 : 0;
     if (outcome.nThreadsLeft > 0) {
         std::fprintf(stderr, "== %u threads are left, seed %llu\n", outcome.nThreadsLeft,
                      static_cast<unsigned long long>(run.nSeed));
-        KeepRun();
+        KeepRun("threads are left");
         std::_Exit(1);
     }
 }
@@ -230,7 +220,7 @@ void RunOne(const Arguments& arguments, const simulation::Replay& run, Shared& s
 [[noreturn]] void EndChild(bool bAlone) {
     // What a simulated process has that was ended is not a leak.
     if (!bAlone) {
-        __lsan_do_leak_check();
+        simulation::LookForLeaks();
     }
     std::_Exit(0);
 }
@@ -253,12 +243,10 @@ void Tell(const Shared& shared, const unsigned char* pEdges, double seconds) {
     for (std::uint32_t i = 0; i < simulation::EdgeCount(); ++i) {
         nReached += pEdges[i];
     }
-    std::printf(
-        "%llu seeds, %.1f a second, %llu steps, %llu virtual hours, %u of %u edges reached, "
-        "%llu runs with allocations that failed\n",
-        static_cast<unsigned long long>(shared.nDone), static_cast<double>(shared.nDone) / seconds,
-        static_cast<unsigned long long>(shared.nSteps), static_cast<unsigned long long>(shared.nVirtualMs / 3600000),
-        nReached, simulation::EdgeCount(), static_cast<unsigned long long>(shared.nMemoryRuns));
+    std::printf("%llu seeds, %.0f a second, %llu steps, %llu virtual hours, %u of %u edges reached\n",
+                static_cast<unsigned long long>(shared.nDone), static_cast<double>(shared.nDone) / seconds,
+                static_cast<unsigned long long>(shared.nSteps),
+                static_cast<unsigned long long>(shared.nVirtualMs / 3600000), nReached, simulation::EdgeCount());
     std::fflush(stdout);
 }
 
@@ -322,7 +310,9 @@ void Shorten(const simulation::Replay& run, std::uint64_t nSeconds) {
         unsetenv(szOptions);
     }
     std::printf("the shorter run, again with %s\n", strReplay.c_str());
-    RunAgain(strReplay.c_str());
+    const std::string strPage = strFile.substr(0, strFile.rfind('.')) + ".html";
+    RunAgain(strReplay.c_str(), ("--page=" + strPage).c_str());
+    std::printf("as a page: %s\n", strPage.c_str());
 }
 
 }  // namespace
@@ -331,15 +321,19 @@ int main(int argc, char** argv) {
     Arguments arguments;
     if (!Read(argc, argv, arguments)) {
         std::fprintf(stderr,
-                     "usage: simulate [--seed=N] [--seeds=COUNT] [--minutes=M] [--world=NAME] [--faults=N] "
-                     "[--memory=N] [--trace] [--shorten=S]\n"
-                     "       simulate --each-allocation[=STEP] [--for-good] [--seed=N] [--seeds=COUNT]\n"
-                     "       simulate --replay=FILE [--trace] [--keep=FILE]\n");
+                     "usage: simulate [--seed=N] [--seeds=COUNT] [--minutes=M] [--world=NAME] [--faults=N] [--trace] "
+                     "[--page=FILE]\n"
+                     "                [--shorten=S]\n"
+                     "       simulate --replay=FILE [--trace] [--page=FILE] [--shorten=S] [--keep=FILE]\n");
         return 2;
     }
     g_strKeep = arguments.strKeep;
+    g_strPage = arguments.strPage;
+    if (!g_strPage.empty()) {
+        simulation::CTrace::KeepAll();
+    }
     simulation::CScheduler::WhenFailing(&KeepRun);
-    __sanitizer_set_death_callback(&KeepRun);
+    __sanitizer_set_death_callback(&KeepRunOfReport);
     auto* const pShared = Share<Shared>(1);
     auto* const pEdges = Share<unsigned char>(simulation::EdgeCount() + 1);
     simulation::RecordEdges(pEdges);
@@ -356,8 +350,6 @@ int main(int argc, char** argv) {
     while (nStatus == 0 && bMore()) {
         const pid_t child = fork();
         if (child == 0) {
-            // The product tells of what it fetches.
-            (void)std::freopen("/dev/null", "w", stdout);
             for (std::uint64_t i = 0; i < kSeedsOfAChild && bMore(); ++i) {
                 const std::uint64_t nSeed = arguments.nSeed + pShared->nDone;
                 const bool bAlone = IsAlone(arguments, nSeed);
@@ -366,10 +358,7 @@ int main(int argc, char** argv) {
                 }
                 pShared->nSeed = nSeed;
                 RunOne(arguments, RunOfSeed(arguments, nSeed), *pShared);
-                // The same seed again with the next allocation, until there is none.
-                if (arguments.nStep == 0 || pShared->nAllocationsFailed == 0) {
-                    ++pShared->nDone;
-                }
+                ++pShared->nDone;
                 if (bAlone) {
                     EndChild(bAlone);
                 }
@@ -377,9 +366,6 @@ int main(int argc, char** argv) {
             EndChild(/*bAlone=*/false);
         }
         waitpid(child, &nStatus, 0);
-        if (arguments.nStep != 0 && nStatus == 0) {
-            arguments.nAllocation = pShared->nAllocationsFailed != 0 ? arguments.nAllocation + arguments.nStep : 1;
-        }
         if (Clock::now() - told > kProgressEvery) {
             told = Clock::now();
             Tell(*pShared, pEdges, Seconds(begin));
@@ -389,14 +375,9 @@ int main(int argc, char** argv) {
     if (nStatus == 0) {
         return 0;
     }
-    std::printf("failed at seed %llu; again with --seed=%llu%s%s", static_cast<unsigned long long>(pShared->nSeed),
+    std::printf("failed at seed %llu; again with --seed=%llu%s%s\n", static_cast<unsigned long long>(pShared->nSeed),
                 static_cast<unsigned long long>(pShared->nSeed), arguments.pWorld != nullptr ? " --world=" : "",
                 arguments.pWorld != nullptr ? arguments.pWorld->szName : "");
-    if (arguments.nAllocation != 0) {
-        std::printf(" --allocation=%llu%s", static_cast<unsigned long long>(arguments.nAllocation),
-                    arguments.bForGood ? " --for-good" : "");
-    }
-    std::printf("\n");
     std::fflush(stdout);
     if (arguments.nShorten != 0) {
         Shorten(RunOfSeed(arguments, pShared->nSeed), arguments.nShorten);

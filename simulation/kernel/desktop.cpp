@@ -83,17 +83,20 @@ MessageQueue* CDesktop::FindQueue(std::uint32_t nThread) {
 
 void CDesktop::Post(const CTask& receiver, const MSG& message) {
     MessageQueue& queue = QueueOf(receiver);
+    HappensBefore(&queue);
     queue.posted.push_back(message);
     g_pScheduler->WakeAll(queue.waiters);
 }
 
 void CDesktop::Send(const CTask& receiver, const std::shared_ptr<SentMessage>& pSent) {
     MessageQueue& queue = QueueOf(receiver);
+    HappensBefore(pSent.get());
     queue.sent.push_back(pSent);
     g_pScheduler->WakeAll(queue.waiters);
 }
 
 void CDesktop::Answer(SentMessage& sent, LRESULT nResult) {
+    HappensBefore(&sent);
     sent.nResult = nResult;
     sent.bAnswered = true;
     g_pScheduler->WakeAll(sent.sender);
@@ -130,6 +133,7 @@ std::optional<MSG> CDesktop::Take(const CTask& task, UINT nFirst, UINT nLast, bo
     MessageQueue& queue = QueueOf(task);
     for (auto message = queue.posted.begin(); message != queue.posted.end(); ++message) {
         if (IsBetween(message->message, nFirst, nLast)) {
+            HappensAfter(&queue);
             const MSG found = *message;
             if (bRemove) {
                 queue.posted.erase(message);

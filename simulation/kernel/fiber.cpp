@@ -11,11 +11,9 @@
 #include <utility>
 #include <vector>
 
-#if defined(__SANITIZE_THREAD__) || (defined(__has_feature) && __has_feature(thread_sanitizer))
+// The simulation itself is compiled without ThreadSanitizer, so the compiler does not say whether a program has it.
+#if NEXLET_TSAN
 #include <sanitizer/tsan_interface.h>
-#define NEXLET_TSAN 1
-#else
-#define NEXLET_TSAN 0
 #endif
 
 // swapcontext would ask the operating system at every change, and AddressSanitizer forgets the whole stack at it.

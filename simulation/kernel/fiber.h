@@ -28,10 +28,10 @@ class CFiber {
     std::function<void()> m_work;
     void* m_pStackPointer = nullptr;
     const void* m_pBottom = nullptr;
-    std::size_t m_nSize = 0;
-    void* m_pMapped = nullptr;                   // null for the stack that was there
-    void* m_pFakeStack = nullptr;                // AddressSanitizer's
-    [[maybe_unused]] void* m_pThread = nullptr;  // ThreadSanitizer's
+    [[maybe_unused]] std::size_t m_nSize = 0;
+    void* m_pMapped = nullptr;                      // null for the stack that was there
+    [[maybe_unused]] void* m_pFakeStack = nullptr;  // AddressSanitizer's
+    [[maybe_unused]] void* m_pThread = nullptr;     // ThreadSanitizer's
     // The C++ runtime's record of exceptions under way, which it keeps for each thread.
     void* m_pCaught = nullptr;
     unsigned m_nUncaught = 0;

@@ -118,6 +118,7 @@ void CMachine::ThreadEnded(CThread& thread, std::uint32_t nExitCode) {
     const CScheduler::CInside inside(m_scheduler);
     const std::shared_ptr<CObject> pKept = thread.shared_from_this();
     CTask& task = *thread.m_pTask;
+    HappensBefore(&task);
     for (const std::weak_ptr<CMutex>& weak : m_vecMutexes) {
         if (const std::shared_ptr<CMutex> pMutex = weak.lock()) {
             pMutex->Abandon(task);

@@ -32,6 +32,15 @@ bool TrySatisfy(CTask& task, const ObjectWait& wait) {
     return false;
 }
 
+// What was done before the objects were signalled comes before what the thread does after its wait.
+void FollowSignals(const ObjectWait& wait) {
+    for (std::size_t i = 0; i < wait.objects.size(); ++i) {
+        if (wait.bAll || i == (*wait.pResult & ~kAbandoned)) {
+            HappensAfter(wait.objects[i].get());
+        }
+    }
+}
+
 }  // namespace
 
 void CObject::Signal() {
@@ -54,6 +63,7 @@ std::uint32_t WaitForObjects(const std::vector<ObjectPointer>& objects, bool bAl
     std::uint32_t nResult = kTimeout;
     const ObjectWait wait{objects, bAll, &nResult};
     if (TrySatisfy(task, wait)) {
+        FollowSignals(wait);
         return nResult;
     }
     if (nDeadline <= scheduler.Now()) {
@@ -67,6 +77,9 @@ std::uint32_t WaitForObjects(const std::vector<ObjectPointer>& objects, bool bAl
     task.m_pObjectWait = &wait;
     const bool bWoken = scheduler.Park(lists, nDeadline, objects.front()->Kind());
     task.m_pObjectWait = nullptr;
+    if (bWoken) {
+        FollowSignals(wait);
+    }
     return bWoken ? nResult : kTimeout;
 }
 
@@ -83,6 +96,7 @@ bool CMutex::Release(CTask& task) {
         return false;
     }
     if (--m_nDepth == 0) {
+        HappensBefore(this);
         m_pOwner = nullptr;
         Signal();
     }
@@ -91,6 +105,7 @@ bool CMutex::Release(CTask& task) {
 
 void CMutex::Abandon(const CTask& task) {
     if (m_pOwner == &task) {
+        HappensBefore(this);
         m_pOwner = nullptr;
         m_nDepth = 0;
         m_bAbandoned = true;

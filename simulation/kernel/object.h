@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "simulation/kernel/happens_before.h"
 #include "simulation/kernel/task.h"
 
 namespace simulation {
@@ -54,6 +55,7 @@ class CEvent final : public CObject {
     }
     const char* Kind() const override { return "event"; }
     void Set() {
+        HappensBefore(this);
         m_bSet = true;
         Signal();
     }
@@ -86,6 +88,7 @@ class CEnding : public CObject {
     bool IsSignalled(const CTask&) const override { return m_bEnded; }
     void End(std::uint32_t nExitCode) {
         if (!m_bEnded) {
+            HappensBefore(this);
             m_bEnded = true;
             m_nExitCode = nExitCode;
             Signal();

@@ -18,6 +18,7 @@ void CPort::LastHandleClosed() {
 }
 
 void CPort::Post(const Packet& packet) {
+    HappensBefore(this);
     m_packets.push_back(packet);
     g_pScheduler->WakeOne(m_getters);
 }
@@ -32,6 +33,7 @@ CPort::Got CPort::Get(Packet& packet, Nanoseconds nDeadline) {
             return Got::Timeout;
         }
     }
+    HappensAfter(this);
     packet = m_packets.front();
     m_packets.pop_front();
     return Got::Packet;
@@ -44,6 +46,8 @@ CIo::CIo(std::shared_ptr<CFile> pFile, OVERLAPPED* pOverlapped, void* pBuffer, D
       m_nSize(nSize),
       m_pPort(m_pFile->m_pPort),
       m_nKey(m_pFile->m_nKey) {
+    // Whoever completes the operation comes after who starts it.
+    HappensBefore(this);
     m_pFile->m_bSignalled = false;
     if (m_pOverlapped != nullptr) {
         m_pOverlapped->Internal = kPending;
@@ -58,10 +62,13 @@ CIo::CIo(std::shared_ptr<CFile> pFile, OVERLAPPED* pOverlapped, void* pBuffer, D
 }
 
 void CIo::Complete(DWORD nError, DWORD nBytes) {
+    HappensAfter(this);
+    HappensBefore(this);
     m_bDone = true;
     m_nError = nError;
     m_nMoved = nBytes;
     if (m_pOverlapped != nullptr) {
+        HappensBefore(m_pOverlapped);
         m_pOverlapped->InternalHigh = nBytes;
         m_pOverlapped->Internal = nError == 0 ? 0 : kFailed | nError;
         const bool bSkipped = m_bStarting && nError == ERROR_SUCCESS && m_pFile->m_bSkipsPackets;
@@ -69,6 +76,7 @@ void CIo::Complete(DWORD nError, DWORD nBytes) {
             pPort->Post({nError, nBytes, m_nKey, m_pOverlapped});
         }
     }
+    HappensBefore(m_pFile.get());
     m_pFile->m_bSignalled = true;
     m_pFile->Signal();
     if (m_pEvent) {
@@ -82,6 +90,7 @@ BOOL CIo::Finish(DWORD* pBytes) {
         while (!m_bDone) {
             g_pScheduler->Park({&m_waiters}, kNever, "a file operation");
         }
+        HappensAfter(this);
     }
     if (pBytes != nullptr) {
         *pBytes = m_bDone && m_nError == 0 ? m_nMoved : 0;

@@ -71,7 +71,9 @@ CTask& CScheduler::Add(std::uint32_t nProcess, std::string strName, std::functio
     task.m_pFiber = std::make_unique<CFiber>([this, &task]() noexcept {
         m_pDead.reset();
         task.m_work();
+        BeginOwnWork();
         task.m_work = nullptr;
+        EndOwnWork();
         End(task);
     });
     m_pStrategy->Added(task);
@@ -222,7 +224,7 @@ void CScheduler::Keep(ChoiceKind kind, const CTask& task, std::string strValue) 
         CTrace::Line line;
         line.nAt = m_nNow;
         line.nTask = task.m_nId;
-        line.szWhat = "-- the schedule goes to thread";
+        line.szWhat = CTrace::kSwitch;
         line.strText = m_chosen.back().strValue;
         m_trace.Add(std::move(line));
     }
@@ -416,7 +418,7 @@ void CScheduler::Fail(const std::string& strReason) {
                  m_pStrategy->Name().c_str());
     std::fflush(stderr);
     if (s_pfnFailing != nullptr) {
-        s_pfnFailing();
+        s_pfnFailing(strReason);
     }
     std::_Exit(kFailureExit);
 }

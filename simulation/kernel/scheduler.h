@@ -15,6 +15,7 @@
 #include <utility>
 #include <vector>
 
+#include "simulation/kernel/happens_before.h"
 #include "simulation/kernel/random.h"
 #include "simulation/kernel/strategy.h"
 #include "simulation/kernel/task.h"
@@ -54,11 +55,6 @@ class CScheduler {
     void End(CTask& task);
 
     CTask& Current() { return *m_pCurrent; }
-    // Whether code of the product runs now, in this process, whose calls may fail.
-    bool IsProduct(std::uint32_t nProcess) const {
-        return m_nInside == 0 && m_pCurrent != nullptr && m_pCurrent->m_nProcess == nProcess &&
-               m_pCurrent->m_nFaultsHeld == 0;
-    }
     Nanoseconds Now() const { return m_nNow; }
     // After the end of a wait of so many milliseconds that begins now; 0xFFFFFFFF is never.
     Nanoseconds Deadline(std::uint32_t nMilliseconds) const;
@@ -84,8 +80,14 @@ class CScheduler {
     // While the simulation itself works: what it shares with the product's code is not a point of the schedule then.
     class CInside {
       public:
-        explicit CInside(CScheduler& scheduler) : m_scheduler(scheduler) { ++m_scheduler.m_nInside; }
-        ~CInside() { --m_scheduler.m_nInside; }
+        explicit CInside(CScheduler& scheduler) : m_scheduler(scheduler) {
+            BeginOwnWork();
+            ++m_scheduler.m_nInside;
+        }
+        ~CInside() {
+            --m_scheduler.m_nInside;
+            EndOwnWork();
+        }
         CInside(const CInside&) = delete;
         CInside& operator=(const CInside&) = delete;
 
@@ -97,8 +99,17 @@ class CScheduler {
     class COutside {
       public:
         explicit COutside(CScheduler& scheduler)
-            : m_scheduler(scheduler), m_nInside(std::exchange(scheduler.m_nInside, 0)) {}
-        ~COutside() { m_scheduler.m_nInside = m_nInside; }
+            : m_scheduler(scheduler), m_nInside(std::exchange(scheduler.m_nInside, 0)) {
+            for (int i = 0; i < m_nInside; ++i) {
+                EndOwnWork();
+            }
+        }
+        ~COutside() {
+            for (int i = 0; i < m_nInside; ++i) {
+                BeginOwnWork();
+            }
+            m_scheduler.m_nInside = m_nInside;
+        }
         COutside(const COutside&) = delete;
         COutside& operator=(const COutside&) = delete;
 
@@ -119,7 +130,7 @@ class CScheduler {
     // Ends the operating system's process with a report. Never returns.
     [[noreturn]] void Fail(const std::string& strReason);
     // Called after the report and before the end. For all runs.
-    static void WhenFailing(void (*pfnFailing)()) { s_pfnFailing = pfnFailing; }
+    static void WhenFailing(void (*pfnFailing)(const std::string& strReason)) { s_pfnFailing = pfnFailing; }
 
     std::string m_strHeading;  // begins every report: what is run, with its seed
 
@@ -139,7 +150,7 @@ class CScheduler {
     void Keep(ChoiceKind kind, const CTask& task, std::string strValue);
     [[noreturn]] void ReportDeadlock();
 
-    static inline void (*s_pfnFailing)() = nullptr;
+    static inline void (*s_pfnFailing)(const std::string& strReason) = nullptr;
 
     CRandom m_random;
     CRandom m_edges;

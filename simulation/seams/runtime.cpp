@@ -145,6 +145,7 @@ void __wrap__ZNSt6thread4joinEv(std::thread* pThread) {
     if (const std::shared_ptr<CThread> pJoined = g_pMachine->ThreadOf(task)) {
         WaitForObjects({pJoined}, /*bAll=*/false, kNever);
     }
+    HappensAfter(&task);
     nId = 0;
 }
 void __wrap__ZNSt6thread6detachEv(std::thread* pThread) {
@@ -192,9 +193,11 @@ int __wrap___cxa_guard_acquire(std::uint64_t* pGuard) {
         const CScheduler::CInside inside(*g_pScheduler);
         g_pScheduler->Park({&WaitersAt(pGuard)}, kNever, "the making of a static object");
     }
+    HappensAfter(pGuard);
     return 0;
 }
 void __wrap___cxa_guard_release(std::uint64_t* pGuard) {
+    HappensBefore(pGuard);
     auto* const pBytes = reinterpret_cast<std::atomic<unsigned char>*>(pGuard);
     pBytes[0].store(1);
     pBytes[1].store(0);

@@ -11,6 +11,7 @@ CCall::CCall(const char* szName, std::uint64_t nFirst, std::uint64_t nSecond) : 
     m_line.szWhat = szName;
     m_line.nFirst = nFirst;
     m_line.nSecond = nSecond;
+    g_pScheduler->Trace().Begin(m_line);
 }
 
 CCall::~CCall() {

@@ -149,6 +149,7 @@ BOOL GetOverlappedResult(HANDLE hFile, LPOVERLAPPED pOverlapped, LPDWORD pBytes,
         }
         WaitForObjects({pWaited}, /*bAll=*/false, kNever);
     }
+    HappensAfter(pOverlapped);
     *pBytes = static_cast<DWORD>(pOverlapped->InternalHigh);
     const auto nError = static_cast<DWORD>(pOverlapped->Internal & 0xFFFF);
     return nError == ERROR_SUCCESS ? TRUE : call.Fail(nError);

@@ -23,6 +23,7 @@ bool TakeSection(LPCRITICAL_SECTION pSection) {
     }
     pSection->pOwner = &task;
     if (pSection->nDepth++ == 0) {
+        HappensAfter(pSection);
         LockTaken(task, pSection);
     }
     return true;
@@ -36,6 +37,7 @@ bool TakeAlone(PSRWLOCK pLock) {
     if (pLock->pOwner != nullptr || pLock->nShared != 0) {
         return false;
     }
+    HappensAfter(pLock);
     pLock->pOwner = &g_pScheduler->Current();
     return true;
 }
@@ -44,6 +46,7 @@ void ReleaseAlone(PSRWLOCK pLock) {
     if (pLock->pOwner != &g_pScheduler->Current()) {
         g_pScheduler->Fail("a slim lock is released by a thread that does not hold it");
     }
+    HappensBefore(pLock);
     pLock->pOwner = nullptr;
     g_pScheduler->WakeAll(g_pScheduler->WaitersAt(pLock));
 }
@@ -98,6 +101,7 @@ void LeaveCriticalSection(LPCRITICAL_SECTION pSection) {
         g_pScheduler->Fail("a critical section is left by a thread that does not hold it");
     }
     if (--pSection->nDepth == 0) {
+        HappensBefore(pSection);
         pSection->pOwner = nullptr;
         LockReleased(task, pSection);
         WakeOneAt(pSection);
@@ -143,11 +147,13 @@ void AcquireSRWLockShared(PSRWLOCK pLock) {
     while (pLock->pOwner != nullptr) {
         g_pScheduler->Park({&g_pScheduler->WaitersAt(pLock)}, kNever, "a slim lock, shared");
     }
+    HappensAfter(pLock);
     ++pLock->nShared;
 }
 
 void ReleaseSRWLockShared(PSRWLOCK pLock) {
     CCall call("ReleaseSRWLockShared", Number(pLock));
+    HappensBefore(pLock);
     if (--pLock->nShared == 0) {
         g_pScheduler->WakeAll(g_pScheduler->WaitersAt(pLock));
     }

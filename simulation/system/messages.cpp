@@ -19,6 +19,7 @@ void DeliverSent(CCall& call) {
     while (!queue.sent.empty()) {
         const std::shared_ptr<SentMessage> pSent = queue.sent.front();
         queue.sent.pop_front();
+        HappensAfter(pSent.get());
         const CWindow* const pWindow = call.Machine().m_desktop.Find(pSent->message.hwnd);
         CDesktop::Answer(*pSent, CallProcedure(pWindow->windowClass.pfnProcedure, pSent->message));
     }
@@ -65,6 +66,7 @@ bool SendWithin(CCall& call, const MSG& message, Nanoseconds nDeadline, bool bTa
         call.Fail(ERROR_INVALID_WINDOW_HANDLE);
         return false;
     }
+    HappensAfter(pSent.get());
     nResult = pSent->nResult;
     return true;
 }

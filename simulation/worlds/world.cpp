@@ -47,6 +47,17 @@ void Hold(bool bCondition, const std::string& strWhat) {
     }
 }
 
+void NoteLog(const std::wstring& strLine) {
+    CTrace::Line line;
+    line.nAt = g_pScheduler->Now();
+    line.nTask = g_pScheduler->Current().m_nId;
+    line.szWhat = CTrace::kLog;
+    for (const wchar_t letter : strLine) {
+        line.strText += letter >= L' ' && letter < 127 ? static_cast<char>(letter) : '?';
+    }
+    g_pScheduler->Trace().Add(std::move(line));
+}
+
 void* StartProcess(std::function<void()> work, std::wstring strFile,
                    const std::function<void(const std::shared_ptr<CProcess>&)>& added) {
     const CScheduler::CInside inside(*g_pScheduler);

@@ -42,6 +42,9 @@ const std::vector<std::string>& PartsThere();
 // Ends the run with a report when the condition does not hold.
 void Hold(bool bCondition, const std::string& strWhat);
 
+// Puts a line of the product's own log into the trace.
+void NoteLog(const std::wstring& strLine);
+
 // Runs work as the main thread of a process of its own and returns the process's handle, which the caller closes. added
 // is called before the process runs.
 void* StartProcess(std::function<void()> work, std::wstring strFile = L"C:\\caller\\caller.exe",

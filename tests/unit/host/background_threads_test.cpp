@@ -40,26 +40,22 @@ struct SlowStart {
     LPTHREAD_START_ROUTINE procedure = nullptr;
     void* argument = nullptr;
 };
-// Made at its first use, since a program may have its events only once it runs.
-SlowStart& Slow() {
-    static SlowStart slow;
-    return slow;
-}
+SlowStart g_slow;
 
 TEST_F(BackgroundThreadsTest, HangWatcherRunsBeforeTheCallerIsConnected) {
     static const HostThreads slow = [] {
         HostThreads threads = kCountingThreads;
         threads.pfnStart = [](LPTHREAD_START_ROUTINE procedure, void* argument, DWORD flags) -> HANDLE {
-            if (Slow().procedure != nullptr) {
+            if (g_slow.procedure != nullptr) {
                 return kHostThreads.pfnStart(procedure, argument, flags);
             }
-            Slow().procedure = procedure;
-            Slow().argument = argument;
+            g_slow.procedure = procedure;
+            g_slow.argument = argument;
             return kHostThreads.pfnStart(
                 [](void*) -> DWORD {
-                    WaitForSingleObject(Slow().reached.get(), kLongMs);
-                    Slow().wasWaitedFor.store(WaitForSingleObject(Slow().connects.get(), kShowsMs) == WAIT_TIMEOUT);
-                    return Slow().procedure(Slow().argument);
+                    WaitForSingleObject(g_slow.reached.get(), kLongMs);
+                    g_slow.wasWaitedFor.store(WaitForSingleObject(g_slow.connects.get(), kShowsMs) == WAIT_TIMEOUT);
+                    return g_slow.procedure(g_slow.argument);
                 },
                 nullptr, flags);
         };
@@ -68,15 +64,15 @@ TEST_F(BackgroundThreadsTest, HangWatcherRunsBeforeTheCallerIsConnected) {
     SetLogObserver([](const wchar_t* line) {
         const std::wstring_view text(line);
         if (text.find(L"enter szPath=") != std::wstring_view::npos) {
-            SetEvent(Slow().reached.get());
+            SetEvent(g_slow.reached.get());
         } else if (text.find(L"Init m_strMark=") != std::wstring_view::npos) {
-            SetEvent(Slow().connects.get());
+            SetEvent(g_slow.connects.get());
         }
     });
     auto& host = *new CommzoltHelperS(slow);  // stays, like the fixture's own
     host.Init(CommandLine());
-    EXPECT_EQ(WaitForSingleObject(Slow().connects.get(), 0), WAIT_OBJECT_0) << m_log.All();
-    EXPECT_TRUE(Slow().wasWaitedFor.load());
+    EXPECT_EQ(WaitForSingleObject(g_slow.connects.get(), 0), WAIT_OBJECT_0) << m_log.All();
+    EXPECT_TRUE(g_slow.wasWaitedFor.load());
 }
 
 TEST_F(BackgroundThreadsTest, StartThatDoesNotGetOnIsTakenForAHang) {
