@@ -15,21 +15,36 @@
 namespace {
 
 constexpr UINT kUncaughtExceptionCode = 3;
+// The functions here are parts of one operation, by whose name people know its lines.
+constexpr wchar_t kOnTerminate[] = L"OnTerminate";
 
 void OnInvalidParameter(const wchar_t*, const wchar_t*, const wchar_t*, unsigned, std::uintptr_t) {
     TerminateProcess(GetCurrentProcess(), 0);
 }
 
+void LogFailure(const std::exception_ptr& failure) {
+    try {
+        std::rethrow_exception(failure);
+    } catch (const std::exception& error) {
+        NXL_LOG_AS(kOnTerminate, L"[%s(%d)] uncaught exception: %s", Utf8ToUtf16(error.what()).c_str());
+    } catch (...) {
+        NXL_LOG_AS(kOnTerminate, L"[%s(%d)] uncaught exception");
+    }
+}
+
+// A line takes memory, and its lack may be what ends the process. Then there is no line.
+void LogFailureWithMemory(const std::exception_ptr& failure) {
+    try {
+        LogFailure(failure);
+    } catch (...) {
+        return;
+    }
+}
+
 // The runtime's own way out would show a message box in a program without a console.
 [[noreturn]] void OnTerminate() {
     if (const std::exception_ptr failure = std::current_exception()) {
-        try {
-            std::rethrow_exception(failure);
-        } catch (const std::exception& error) {
-            NXL_LOG(L"[%s(%d)] uncaught exception: %s", Utf8ToUtf16(error.what()).c_str());
-        } catch (...) {
-            NXL_LOG(L"[%s(%d)] uncaught exception");
-        }
+        LogFailureWithMemory(failure);
     }
     DumpThisThread(kUncaughtExceptionCode);
     TerminateProcess(GetCurrentProcess(), kUncaughtExceptionCode);

@@ -68,6 +68,8 @@ Outcome Run(const Options& options, std::function<void()> main) {
     CMachine machine(scheduler, DrawFlavour(options.nSeed));
     CFaults faults(options.nSeed, options.nFaults);
     g_pFaults = &faults;
+    CMemory memory(options.nSeed, options.memory);
+    g_pMemory = &memory;
     const std::shared_ptr<CProcess> pProcess = machine.AddProcess(L"C:\\product\\bin\\program.exe");
     const std::shared_ptr<CThread> pMain = machine.StartThread(
         *pProcess,
@@ -79,8 +81,11 @@ Outcome Run(const Options& options, std::function<void()> main) {
     scheduler.Run(*pMain->m_pTask);
     machine.SwitchOff();
     g_pFaults = nullptr;
+    g_pMemory = nullptr;
 
     Outcome outcome;
+    outcome.nAllocations = memory.Count();
+    outcome.nAllocationsFailed = memory.Failed();
     outcome.nSteps = scheduler.Steps();
     outcome.nMilliseconds = scheduler.Now() / kMillisecond;
     outcome.nExitCode = pProcess->m_nExitCode;

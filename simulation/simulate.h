@@ -6,6 +6,7 @@
 #include <string>
 
 #include "simulation/kernel/strategy.h"
+#include "simulation/seams/memory.h"
 
 namespace simulation {
 
@@ -19,6 +20,7 @@ struct Options {
     std::uint64_t nSteps = 20000;  // Priorities: how long a run is about
     Choices kept;                  // Replay
     std::uint64_t nFaults = 0;     // one call in so many fails; 0: none
+    MemoryFaults memory;           // of the process that the world says
     std::uint64_t nEdges = 0;      // beside the calls, one in so many of the product's marked edges is a point
     std::uint64_t nJumps = 0;      // one in so many points lets time jump although threads can run
     std::string strName;           // for the report of a failure
@@ -31,7 +33,9 @@ struct Outcome {
     std::uint64_t nSteps = 0;
     std::uint64_t nMilliseconds = 0;  // of virtual time
     std::uint32_t nExitCode = 0;      // of the first process, 259 while it has none
-    std::uint32_t nThreadsLeft = 0;   // that wait although the main thread has ended
+    std::uint64_t nAllocations = 0;   // of the process whose memory may fail
+    std::uint64_t nAllocationsFailed = 0;
+    std::uint32_t nThreadsLeft = 0;  // that wait although the main thread has ended
     Choices chosen;
 };
 

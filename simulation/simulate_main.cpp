@@ -1,8 +1,9 @@
 // Runs worlds under one seed after the other, in child processes, and tells which seed failed.
 //
-//   simulate [--seed=N] [--seeds=COUNT] [--minutes=M] [--world=NAME] [--faults=N] [--trace] [--page=FILE]
-//            [--shorten=S]
-//   simulate --replay=FILE [--trace] [--page=FILE] [--keep=FILE]
+//   simulate [--seed=N] [--seeds=COUNT] [--minutes=M] [--world=NAME] [--faults=N] [--memory=N] [--trace]
+//            [--page=FILE] [--shorten=S]
+//   simulate --replay=FILE [--trace] [--page=FILE] [--shorten=S] [--keep=FILE]
+//   simulate --each-allocation[=STEP] [--for-good] [--seed=N] [--seeds=COUNT]
 //
 //   --seed     the first seed; 1
 //   --seeds    how many; 1
@@ -15,6 +16,11 @@
 //   --page     a page of all that the threads of the run did is written to this file; of several seeds, of the one that
 //              fails
 //   --keep     when the run fails, what it chose is written to this file
+//   --memory   one allocation of the helper in N fails; 0: none; without it each seed decides
+//   --each-allocation  runs world helper again and again, with allocation 1 of the helper failing, then with number
+//                      1 + STEP, and so on to the last, without other faults
+//   --allocation=K     the same for one allocation
+//   --for-good         so do all allocations after it
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -66,6 +72,10 @@ struct Arguments {
     std::string strReplay;
     std::string strKeep;
     std::string strPage;
+    std::optional<std::uint64_t> memory;
+    std::uint64_t nAllocation = 0;  // the one that fails; 0: none
+    std::uint64_t nStep = 0;        // to the next one that fails; 0: only this
+    bool bForGood = false;
 };
 
 // The run under way in this process, for the file that --keep names.
@@ -80,6 +90,9 @@ struct Shared {
     std::uint64_t nDone;
     std::uint64_t nSteps;
     std::uint64_t nVirtualMs;
+    std::uint64_t nAllocations;        // of the last seed
+    std::uint64_t nAllocationsFailed;  // of the last seed
+    std::uint64_t nMemoryRuns;         // in which one has failed
 };
 
 bool ReadNumber(const char* szArgument, const char* szName, std::uint64_t& nValue) {
@@ -116,6 +129,12 @@ bool Read(int argc, char** argv, Arguments& arguments) {
             arguments.faults = nFaults;
         } else if (ReadNumber(argv[i], "--shorten=", arguments.nShorten)) {
             arguments.bShorten = arguments.nShorten != 0;
+        } else if (ReadNumber(argv[i], "--memory=", nFaults)) {
+            arguments.memory = nFaults;
+        } else if (std::strcmp(argv[i], "--each-allocation") == 0) {
+            arguments.nStep = 1;
+        } else if (std::strcmp(argv[i], "--for-good") == 0) {
+            arguments.bForGood = true;
         } else if (std::strcmp(argv[i], "--trace") == 0) {
             simulation::CTrace::WriteTo(stderr);
         } else if (std::string strWorld; ReadText(argv[i], "--world=", strWorld)) {
@@ -125,12 +144,21 @@ bool Read(int argc, char** argv, Arguments& arguments) {
             }
         } else if (!ReadNumber(argv[i], "--seed=", arguments.nSeed) &&
                    !ReadNumber(argv[i], "--seeds=", arguments.nSeeds) &&
+                   !ReadNumber(argv[i], "--allocation=", arguments.nAllocation) &&
+                   !ReadNumber(argv[i], "--each-allocation=", arguments.nStep) &&
                    !ReadNumber(argv[i], "--minutes=", arguments.nMinutes) &&
                    !ReadText(argv[i], "--replay=", arguments.strReplay) &&
                    !ReadText(argv[i], "--keep=", arguments.strKeep) &&
                    !ReadText(argv[i], "--page=", arguments.strPage)) {
             return false;
         }
+    }
+    if (arguments.nStep != 0 || arguments.nAllocation != 0) {
+        arguments.nAllocation = arguments.nAllocation != 0 ? arguments.nAllocation : 1;
+        arguments.pWorld = &kWorlds[1];
+        arguments.faults = 0;
+        arguments.memory = 0;
+        arguments.nShorten = 0;  // a kept run does not say which allocation fails
     }
     return true;
 }
@@ -191,6 +219,10 @@ void RunOne(const Arguments& arguments, const simulation::Replay& run, Shared& s
     options.nFaults = run.nFaults.value_or(kRates[faults.Below(std::size(kRates))]);
     // The whole helper has a watch that takes such a jump for a thread that hangs.
     options.nJumps = faults.OneIn(4) && !world.bAlone ? 200 : 0;
+    // In half of the runs with faults, memory fails too.
+    constexpr std::uint64_t kMemoryRates[] = {0, 0, 30000, 1000};
+    const std::uint64_t nMemory = options.nFaults != 0 ? kMemoryRates[faults.Below(std::size(kMemoryRates))] : 0;
+    options.memory = {arguments.memory.value_or(nMemory), arguments.nAllocation, arguments.bForGood};
     options.nEdges = run.nEdges.value_or(options.nEdges);
     if (!run.bDraws) {
         options.strategy = simulation::StrategyKind::Replay;
@@ -208,6 +240,9 @@ void RunOne(const Arguments& arguments, const simulation::Replay& run, Shared& s
     g_run.choices = std::move(outcome.chosen);
     shared.nSteps += outcome.nSteps;
     shared.nVirtualMs += outcome.nMilliseconds;
+    shared.nAllocations = outcome.nAllocations;
+    shared.nAllocationsFailed = outcome.nAllocationsFailed;
+    shared.nMemoryRuns += outcome.nAllocationsFailed != 0 ? 1 : 0;
     if (outcome.nThreadsLeft > 0) {
         std::fprintf(stderr, "== %u threads are left, seed %llu\n", outcome.nThreadsLeft,
                      static_cast<unsigned long long>(run.nSeed));
@@ -243,10 +278,12 @@ void Tell(const Shared& shared, const unsigned char* pEdges, double seconds) {
     for (std::uint32_t i = 0; i < simulation::EdgeCount(); ++i) {
         nReached += pEdges[i];
     }
-    std::printf("%llu seeds, %.0f a second, %llu steps, %llu virtual hours, %u of %u edges reached\n",
-                static_cast<unsigned long long>(shared.nDone), static_cast<double>(shared.nDone) / seconds,
-                static_cast<unsigned long long>(shared.nSteps),
-                static_cast<unsigned long long>(shared.nVirtualMs / 3600000), nReached, simulation::EdgeCount());
+    std::printf(
+        "%llu seeds, %.1f a second, %llu steps, %llu virtual hours, %u of %u edges reached, "
+        "%llu runs with allocations that failed\n",
+        static_cast<unsigned long long>(shared.nDone), static_cast<double>(shared.nDone) / seconds,
+        static_cast<unsigned long long>(shared.nSteps), static_cast<unsigned long long>(shared.nVirtualMs / 3600000),
+        nReached, simulation::EdgeCount(), static_cast<unsigned long long>(shared.nMemoryRuns));
     std::fflush(stdout);
 }
 
@@ -321,9 +358,10 @@ int main(int argc, char** argv) {
     Arguments arguments;
     if (!Read(argc, argv, arguments)) {
         std::fprintf(stderr,
-                     "usage: simulate [--seed=N] [--seeds=COUNT] [--minutes=M] [--world=NAME] [--faults=N] [--trace] "
-                     "[--page=FILE]\n"
-                     "                [--shorten=S]\n"
+                     "usage: simulate [--seed=N] [--seeds=COUNT] [--minutes=M] [--world=NAME] [--faults=N] "
+                     "[--memory=N] [--trace]\n"
+                     "                [--page=FILE] [--shorten=S]\n"
+                     "       simulate --each-allocation[=STEP] [--for-good] [--seed=N] [--seeds=COUNT]\n"
                      "       simulate --replay=FILE [--trace] [--page=FILE] [--shorten=S] [--keep=FILE]\n");
         return 2;
     }
@@ -350,6 +388,8 @@ int main(int argc, char** argv) {
     while (nStatus == 0 && bMore()) {
         const pid_t child = fork();
         if (child == 0) {
+            // The product tells of what it fetches.
+            (void)std::freopen("/dev/null", "w", stdout);
             for (std::uint64_t i = 0; i < kSeedsOfAChild && bMore(); ++i) {
                 const std::uint64_t nSeed = arguments.nSeed + pShared->nDone;
                 const bool bAlone = IsAlone(arguments, nSeed);
@@ -358,7 +398,10 @@ int main(int argc, char** argv) {
                 }
                 pShared->nSeed = nSeed;
                 RunOne(arguments, RunOfSeed(arguments, nSeed), *pShared);
-                ++pShared->nDone;
+                // The same seed again with the next allocation, until there is none.
+                if (arguments.nStep == 0 || pShared->nAllocationsFailed == 0) {
+                    ++pShared->nDone;
+                }
                 if (bAlone) {
                     EndChild(bAlone);
                 }
@@ -366,6 +409,9 @@ int main(int argc, char** argv) {
             EndChild(/*bAlone=*/false);
         }
         waitpid(child, &nStatus, 0);
+        if (arguments.nStep != 0 && nStatus == 0) {
+            arguments.nAllocation = pShared->nAllocationsFailed != 0 ? arguments.nAllocation + arguments.nStep : 1;
+        }
         if (Clock::now() - told > kProgressEvery) {
             told = Clock::now();
             Tell(*pShared, pEdges, Seconds(begin));
@@ -375,9 +421,14 @@ int main(int argc, char** argv) {
     if (nStatus == 0) {
         return 0;
     }
-    std::printf("failed at seed %llu; again with --seed=%llu%s%s\n", static_cast<unsigned long long>(pShared->nSeed),
+    std::printf("failed at seed %llu; again with --seed=%llu%s%s", static_cast<unsigned long long>(pShared->nSeed),
                 static_cast<unsigned long long>(pShared->nSeed), arguments.pWorld != nullptr ? " --world=" : "",
                 arguments.pWorld != nullptr ? arguments.pWorld->szName : "");
+    if (arguments.nAllocation != 0) {
+        std::printf(" --allocation=%llu%s", static_cast<unsigned long long>(arguments.nAllocation),
+                    arguments.bForGood ? " --for-good" : "");
+    }
+    std::printf("\n");
     std::fflush(stdout);
     if (arguments.nShorten != 0) {
         Shorten(RunOfSeed(arguments, pShared->nSeed), arguments.nShorten);

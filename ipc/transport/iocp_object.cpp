@@ -21,7 +21,7 @@ CIOCP_Object::~CIOCP_Object() {
         pContext->Abandon();
         while (pContext->HasPendingIo()) {
             const Packet packet = WaitForPacket(pContext->Port()->get(), kWorkerWaitMs);
-            if (packet.pBuffer == nullptr) {
+            if (!packet.bGood && packet.pBuffer == nullptr) {
                 // The system does not give it back. Better lost than freed under the kernel.
                 new (std::nothrow) std::shared_ptr<CClientContext>(pContext);
                 break;

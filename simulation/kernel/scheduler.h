@@ -55,6 +55,11 @@ class CScheduler {
     void End(CTask& task);
 
     CTask& Current() { return *m_pCurrent; }
+    // Whether code of the product runs now, in this process, whose calls may fail.
+    bool IsProduct(std::uint32_t nProcess) const {
+        return m_nInside == 0 && m_pCurrent != nullptr && m_pCurrent->m_nProcess == nProcess &&
+               m_pCurrent->m_nFaultsHeld == 0;
+    }
     Nanoseconds Now() const { return m_nNow; }
     // After the end of a wait of so many milliseconds that begins now; 0xFFFFFFFF is never.
     Nanoseconds Deadline(std::uint32_t nMilliseconds) const;

@@ -16,12 +16,13 @@
 #include "ipc/transport/pipe_names.h"
 #include "simulation/kernel/faults.h"
 #include "simulation/kernel/machine.h"
+#include "simulation/seams/memory.h"
 #include "simulation/worlds/helper_caller.h"
 #include "simulation/worlds/helper_model.h"
+#include "simulation/worlds/helper_surroundings.h"
 #include "simulation/worlds/sdk_stand_ins.h"
 #include "simulation/worlds/world.h"
 #include "support/envelope/base64_encode.h"
-#include "support/http/wininet_api.h"
 
 int WINAPI wWinMain(HINSTANCE, HINSTANCE, LPWSTR szArguments, int);
 
@@ -35,7 +36,7 @@ constexpr DWORD kQuietMs = 3 * kMinuteMs;
 constexpr DWORD kSlowQuietMs = 10 * kMinuteMs;
 // The longer timer of the mark "ml" comes after that.
 constexpr DWORD kEndMs = kSlowQuietMs + 12 * kMinuteMs;
-constexpr std::uint32_t kFaultExit = 3;  // a lock or a port that the system cannot give
+constexpr std::uint32_t kFaultExit = 3;  // a lock, a port or memory that the system cannot give
 
 struct Helper {
     CKernelHandle hProcess;
@@ -45,23 +46,11 @@ struct Helper {
 };
 
 Helper* g_pHelper = nullptr;
-std::uint32_t g_nSlowServerMs = 0;
 
 std::wstring CommandLine(const std::wstring& strMark, const std::string& strId) {
-    return L"/from:" + strMark + L" /service_id:" + Utf8ToUtf16(strId);
-}
-
-// A server that is not there, after some time.
-const WinInetApi& NoServer() {
-    static const WinInetApi api = [] {
-        WinInetApi none = {};
-        none.CrackUrl = [](LPCWSTR, DWORD, DWORD, LPURL_COMPONENTSW) -> BOOL {
-            Sleep(g_nSlowServerMs);
-            return FALSE;
-        };
-        return none;
-    }();
-    return api;
+    // The type of a plain start may be said, too.
+    const std::wstring strType = strId.size() % 2 == 0 ? L" /type:1" : L"";
+    return L"/from:" + strMark + strType + L" /service_id:" + Utf8ToUtf16(strId);
 }
 
 std::shared_ptr<CProcess> HelperProcess() {
@@ -164,7 +153,7 @@ void ExpectNothingKept(const std::deque<CallerFacts>& facts) {
     Hold(kinds["completion port"] <= 1, "the helper keeps completion ports");
     Hold(kinds["thread"] <= 3, "the helper keeps handles of threads");
     Hold(kinds["event"] <= 12, "the helper keeps events");
-    Hold(HelperProcess()->m_vecThreads.size() <= 5, "the helper keeps threads");
+    Hold(HelperProcess()->m_vecThreads.size() <= 6, "the helper keeps threads");
 }
 
 // Waits for the end of a helper whose callers have all left.
@@ -186,6 +175,8 @@ void ExpectTheEnd(const HelperRules& rules, const std::deque<CallerFacts>& facts
     GetExitCodeProcess(hProcess, &nExitCode);
     Hold(nExitCode == 0 || (rules.bMayFault && nExitCode == kFaultExit),
          "the helper ends with " + std::to_string(nExitCode));
+    Hold(nExitCode != kFaultExit || HasSaidUncaught() || g_pMemory->Failed() > 1,
+         "the helper ends by an exception without a line in the log");
     Hold(HasLeftItsLoop() || rules.bMayHang || rules.bMayFault, "the helper ends by something else than its timers");
 }
 
@@ -203,6 +194,7 @@ void* StartHelper(const std::wstring& strMark, const std::string& strId) {
         },
         L"C:\\product\\bin\\nexlet.exe",
         [](const std::shared_ptr<CProcess>& pProcess) {
+            g_pMemory->Watch(pProcess->m_nId);
             g_pHelper->hProcess.reset(g_pMachine->FindProcess(1)->Open(pProcess));
         });
 }
@@ -223,6 +215,7 @@ void RunHelperWorld(CRandom random) {
     static Helper helper;
     g_pHelper = &helper;
     const bool bFaults = !g_pFaults->IsNever();
+    const bool bMayEnd = bFaults || !g_pMemory->IsNever();  // by an exception
     HelperRules rules;
     rules.strMark = random.OneIn(2) ? L"ml" : L"world";
     SdkHabits habits;
@@ -234,12 +227,13 @@ void RunHelperWorld(CRandom random) {
     habits.bSlow = habits.bSlow && IsOn("slow SDKs");
     habits.bHangs = habits.bHangs && IsOn("hanging SDKs");
     habits.bRefuses = habits.bRefuses && IsOn("refusing SDKs");
-    g_nSlowServerMs = static_cast<std::uint32_t>(random.OneIn(3) ? random.Below(5000) : 0);
-    rules.bMayHang = habits.bThere && (habits.bHangs || habits.bSlow);
-    rules.bMayFault = bFaults;
+    const Surroundings surroundings = DrawSurroundings(random);
+    // A helper that uses too much of the processor is closed or ended while callers are there.
+    rules.bMayHang = surroundings.bBurns || (habits.bThere && (habits.bHangs || habits.bSlow));
+    rules.bMayFault = bMayEnd;
     WatchHelper(rules);
     InstallSdks(habits, CRandom(random.Next() | 1, 0));
-    OverrideWinInetApi(&NoServer());
+    InstallSurroundings(surroundings);
 
     const auto nIds = static_cast<std::uint32_t>(1 + random.Below(random.OneIn(20) ? 64 : random.OneIn(4) ? 12 : 4));
     const bool bKnocks = random.OneIn(3);
@@ -257,7 +251,7 @@ void RunHelperWorld(CRandom random) {
         fact.bKnocked = bKnocks;
         fact.bForeignExits = bKnocks && bKnocksExits;
         fact.bMayHang = rules.bMayHang;
-        fact.bFaults = bFaults;
+        fact.bFaults = bMayEnd;
         ids.push_back(fact.strId);
         const std::string strName = "service id " + fact.strId;
         std::deque<CallerPlan> lives;
@@ -302,6 +296,7 @@ void RunHelperWorld(CRandom random) {
         TerminateProcess(knocker.get(), 0);
     }
     Sleep(2 * kMinuteMs);  // second starts end by themselves
+    EndMonitor();
     if (helper.hProcess) {
         bool bMayStay = bFaults || habits.bHangs;
         for (const CallerFacts& fact : facts) {

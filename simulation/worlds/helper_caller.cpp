@@ -78,7 +78,7 @@ class CCaller {
     bool IsOrderly() const {
         // Where an instance is older than this life's pipe, the look of its watcher opens the pipe and closes it.
         return ((m_plan.bFirstLife && !m_facts.bKnocked) || m_bServed) && !m_facts.bForeignExits && !m_facts.bMayHang &&
-               !m_facts.bFaults && !m_plan.bBroken && !m_bAskedForExit;
+               !m_facts.bFaults && !m_plan.bBroken && !m_bAskedForExit && !HasLeftItsLoop();
     }
     void Step() {
         if (m_plan.vanishAt && m_nSteps++ >= *m_plan.vanishAt) {
@@ -271,6 +271,11 @@ std::string RequestText(int nType, const std::string& strId, int nNumber, CRando
     open["type"] = random.OneIn(2) ? "miniApp" : "yyb";
     open["appId"] = "app" + std::to_string(random.Below(3));
     open["yybParam"] = open["appId"];
+    if (random.OneIn(2)) {
+        open["isWxPopShow"] = 1;
+        open["wxPopData"]["name"] = "Jump";
+        open["wxPopData"]["appid"] = open["appId"];
+    }
     open["taskId"] = "task" + std::to_string(random.Below(6));
     switch (static_cast<MessageType>(nType)) {
         case MessageType::S_MT_GetRSAEncrypt:

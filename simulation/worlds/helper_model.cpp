@@ -24,7 +24,9 @@ struct Model {
     std::map<std::wstring, Instance> instances;
     std::map<std::wstring, std::uint32_t> erased;
     bool bLeft = false;
-    Nanoseconds nLastWalk = 0;  // or when its timer was armed
+    bool bUncaught = false;
+    bool bEmptySinceWalk = false;  // there was a moment without instances since the last walk began
+    Nanoseconds nLastWalk = 0;     // or when its timer was armed
 };
 
 // Outlives the run; each seed has a process of its own.
@@ -59,6 +61,12 @@ void Heard(const wchar_t* szLine) {
         strLine.find(L"] create timer") != std::wstring::npos) {
         model.nLastWalk = g_pScheduler->Now();
     }
+    if (strLine.find(L"Check procee exit begin") != std::wstring::npos &&
+        strLine.find(L"ovrinse Check") == std::wstring::npos) {
+        model.bEmptySinceWalk = model.instances.empty();
+    } else if (strLine.find(L"Check timeout, exit process begin") != std::wstring::npos) {
+        model.bEmptySinceWalk = model.instances.empty();
+    }
     if (After(strLine, L"]Init m_strMark=", strWhat)) {
         After(strLine, L"m_strPipeName=", strWhat);
         model.instances.try_emplace(IdOfPipe(strWhat));
@@ -86,14 +94,18 @@ void Heard(const wchar_t* szLine) {
     } else if (After(strLine, L"begin destruct strServiceId = ", strWhat)) {
         model.instances.erase(strWhat);
         ++model.erased[strWhat];
+        model.bEmptySinceWalk = model.bEmptySinceWalk || model.instances.empty();
     } else if (After(strLine, L"m_mWxExInstance = ", strWhat)) {
         Hold(std::stoul(strWhat) == model.instances.size(), "the walk counts another number of instances");
     } else if (strLine.find(L"ovrinse Check procee exit begin") != std::wstring::npos) {
-        Hold(model.instances.empty() && model.rules.strMark != kPatientMark, "the process leaves while it is needed");
+        // A start may come between the walk and the end, which takes notice of it no longer.
+        Hold(model.bEmptySinceWalk && model.rules.strMark != kPatientMark, "the process leaves while it is needed");
         model.bLeft = true;
     } else if (strLine.find(L"Check timeout, exit process end") != std::wstring::npos) {
-        Hold(model.instances.empty(), "the process leaves while it is needed");
+        Hold(model.bEmptySinceWalk, "the process leaves while it is needed");
         model.bLeft = true;
+    } else if (strLine.find(L"uncaught exception") != std::wstring::npos) {
+        model.bUncaught = true;
     } else if (strLine.find(L"wnd Hang error") != std::wstring::npos) {
         Hold(model.rules.bMayHang, "the main thread is silent for 15 seconds");
     }
@@ -121,6 +133,10 @@ void AimAtWalk(std::uint32_t nEarlierMs, CRandom& random) {
 
 bool HasLeftItsLoop() {
     return TheModel().bLeft;
+}
+
+bool HasSaidUncaught() {
+    return TheModel().bUncaught;
 }
 
 std::uint32_t EraseCount(const std::wstring& strServiceId) {

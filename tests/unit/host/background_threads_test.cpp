@@ -40,22 +40,26 @@ struct SlowStart {
     LPTHREAD_START_ROUTINE procedure = nullptr;
     void* argument = nullptr;
 };
-SlowStart g_slow;
+// Made at its first use, since a program may have its events only once it runs.
+SlowStart& Slow() {
+    static SlowStart slow;
+    return slow;
+}
 
 TEST_F(BackgroundThreadsTest, HangWatcherRunsBeforeTheCallerIsConnected) {
     static const HostThreads slow = [] {
         HostThreads threads = kCountingThreads;
         threads.pfnStart = [](LPTHREAD_START_ROUTINE procedure, void* argument, DWORD flags) -> HANDLE {
-            if (g_slow.procedure != nullptr) {
+            if (Slow().procedure != nullptr) {
                 return kHostThreads.pfnStart(procedure, argument, flags);
             }
-            g_slow.procedure = procedure;
-            g_slow.argument = argument;
+            Slow().procedure = procedure;
+            Slow().argument = argument;
             return kHostThreads.pfnStart(
                 [](void*) -> DWORD {
-                    WaitForSingleObject(g_slow.reached.get(), kLongMs);
-                    g_slow.wasWaitedFor.store(WaitForSingleObject(g_slow.connects.get(), kShowsMs) == WAIT_TIMEOUT);
-                    return g_slow.procedure(g_slow.argument);
+                    WaitForSingleObject(Slow().reached.get(), kLongMs);
+                    Slow().wasWaitedFor.store(WaitForSingleObject(Slow().connects.get(), kShowsMs) == WAIT_TIMEOUT);
+                    return Slow().procedure(Slow().argument);
                 },
                 nullptr, flags);
         };
@@ -64,15 +68,15 @@ TEST_F(BackgroundThreadsTest, HangWatcherRunsBeforeTheCallerIsConnected) {
     SetLogObserver([](const wchar_t* line) {
         const std::wstring_view text(line);
         if (text.find(L"enter szPath=") != std::wstring_view::npos) {
-            SetEvent(g_slow.reached.get());
+            SetEvent(Slow().reached.get());
         } else if (text.find(L"Init m_strMark=") != std::wstring_view::npos) {
-            SetEvent(g_slow.connects.get());
+            SetEvent(Slow().connects.get());
         }
     });
     auto& host = *new CommzoltHelperS(slow);  // stays, like the fixture's own
     host.Init(CommandLine());
-    EXPECT_EQ(WaitForSingleObject(g_slow.connects.get(), 0), WAIT_OBJECT_0) << m_log.All();
-    EXPECT_TRUE(g_slow.wasWaitedFor.load());
+    EXPECT_EQ(WaitForSingleObject(Slow().connects.get(), 0), WAIT_OBJECT_0) << m_log.All();
+    EXPECT_TRUE(Slow().wasWaitedFor.load());
 }
 
 TEST_F(BackgroundThreadsTest, StartThatDoesNotGetOnIsTakenForAHang) {

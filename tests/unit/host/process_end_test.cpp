@@ -1,7 +1,9 @@
 #include "host/process_end.h"
 
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <new>
 #include <stdexcept>
 #include <thread>
 
@@ -57,6 +59,19 @@ TEST(ProcessEndDeathTest, UncaughtExceptionIsTheLastLineOfTheLog) {
             std::thread([] { throw 5; }).join();
         },
         testing::ExitedWithCode(3), "uncaught exception\r?\n$");
+}
+
+// abort() shows a message box in a program without a console; its exit code is 3 as well.
+TEST(ProcessEndDeathTest, UncaughtExceptionWhoseLineNeedsMemoryThatIsNotThereEndsTheProcessAllTheSame) {
+    EXPECT_EXIT(
+        {
+            EndSilentlyOnFaults();
+            std::signal(SIGABRT, [](int) { TerminateProcess(GetCurrentProcess(), 99); });
+            g_bDebugLog.store(1);
+            SetLogObserver([](const wchar_t*) { throw std::bad_alloc(); });
+            std::thread([] { throw std::runtime_error("its reason"); }).join();
+        },
+        testing::ExitedWithCode(3), "^$");
 }
 
 TEST(ProcessEndDeathTest, UncaughtExceptionOfAnotherThreadEndsTheProcess) {

@@ -7,6 +7,7 @@
 #include <thread>
 #include <vector>
 
+#include "tests/support/handle_count.h"
 #include "tests/support/log_capture.h"
 #include "tests/unit/ipc/transport/iocp_client_fixture.h"
 
@@ -344,6 +345,20 @@ TEST(DoesNamedPipeExist, APipeThatLetsUsNotReadOrNotWriteDoesNotCount) {
         EXPECT_FALSE(DoesNamedPipeExist(name));
         EXPECT_EQ(log.Count("DoesNamedPipeExist , dwError=5"), 1u) << nAccess << "\n" << log.All();
     }
+}
+
+TEST_F(IocpClientTest, AWakeUpCallInThePortDoesNotKeepAConnectionThatIsFreedWithAReadPending) {
+    Serve();
+    const std::size_t nBefore = OwnHandleCount();
+    ASSERT_GT(nBefore, 0u);
+    std::shared_ptr<CIOCP_Client> pClient = CIOCP_Client::Create();
+    pClient->SetNames(m_strPipe, L"");
+    ASSERT_EQ(pClient->CreateClientContext(), 1);
+    ASSERT_EQ(pClient->PostRead(), 1);
+    // Without a worker the call stays in the port, before the packet of the read that the end of the client cancels.
+    pClient->WaitForThread();
+    pClient.reset();
+    EXPECT_EQ(OwnHandleCount(), nBefore);
 }
 
 TEST(DoesNamedPipeExist, AServerWithAllInstancesTakenCounts) {
