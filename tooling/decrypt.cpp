@@ -158,7 +158,7 @@ bool OpenBlock(const std::string& block, const PrivateKey& key, std::string& tex
     if (!piece) {
         return false;
     }
-    text.append(piece->begin(), piece->end());
+    text.append(reinterpret_cast<const char*>(piece->data()), piece->size());
     return true;
 }
 

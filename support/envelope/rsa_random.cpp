@@ -40,7 +40,11 @@ bool RsaGenerateBytes(std::uint8_t* out, std::size_t length, RsaRandomState& sta
         hand(state.outputAvailable);
         state.output = Md5Of(state.state);
         state.outputAvailable = static_cast<std::uint32_t>(state.output.size());
-        for (std::size_t i = state.state.size(); i-- > 0 && ++state.state[i] == 0;) {
+        // One number over all bytes counts up; a byte that becomes zero carries into the one before it.
+        bool carry = true;
+        for (std::size_t i = state.state.size(); carry && i-- > 0;) {
+            state.state[i] = static_cast<std::uint8_t>(state.state[i] + 1U);
+            carry = state.state[i] == 0;
         }
     }
     hand(length);
