@@ -1,8 +1,8 @@
 #include "nexctl/console/console_io.h"
 
 #include <algorithm>
-#include <mutex>
 
+#include "client/native_lock.h"
 #include "foundation/text_helpers.h"
 #include "foundation/windows_headers.h"
 #include "nexctl/console/input_text.h"
@@ -19,7 +19,7 @@ struct StandardHandles {
     HANDLE error = nullptr;
 };
 StandardHandles g_handles;  // written by BeginConsole alone
-std::mutex g_lockOutput;    // one text at a time
+CNativeLock g_lockOutput;   // one text at a time
 
 bool IsConsole(HANDLE handle) {
     DWORD mode = 0;
@@ -88,7 +88,7 @@ void BeginConsole() {
 
 void WriteText(OutputStream stream, std::string_view text) {
     const HANDLE handle = stream == OutputStream::Output ? g_handles.output : g_handles.error;
-    const std::lock_guard<std::mutex> lock(g_lockOutput);
+    const CNativeGuard guard(g_lockOutput);
     if (IsConsole(handle)) {
         std::string shown(text);
         std::replace(shown.begin(), shown.end(), '\0', ' ');  // the conversion would stop there

@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <memory>
-#include <mutex>
 #include <set>
 #include <utility>
 
+#include "client/native_lock.h"
 #include "foundation/handle.h"
 #include "foundation/text_helpers.h"
 #include "foundation/windows_headers.h"
@@ -104,9 +104,10 @@ PipeEnd PipeEndOf(HANDLE handle) {
 
 struct HandleLook {
     std::uint32_t processId = 0;
-    std::mutex lock;  // guards what follows; the waiting thread takes what there is when its time is over
-    HeldPipes pipes;
-    std::uint32_t asked = 0;  // how many handles it has come to
+    CNativeLock lock;
+    // The waiting thread takes what there is when its time is over.
+    HeldPipes pipes NXL_GUARDED_BY(lock);
+    std::uint32_t asked NXL_GUARDED_BY(lock) = 0;  // how many handles it has come to
 };
 
 void LookThroughHandles(HandleLook& look) {
@@ -116,7 +117,7 @@ void LookThroughHandles(HandleLook& look) {
     }
     for (ULONG_PTR value = 4; value < kMostHandles; value += 4) {
         {
-            const std::lock_guard<std::mutex> lock(look.lock);
+            const CNativeGuard guard(look.lock);
             ++look.asked;
         }
         HANDLE copy = nullptr;
@@ -127,11 +128,11 @@ void LookThroughHandles(HandleLook& look) {
         const CKernelHandle owner(copy);
         PipeEnd end = PipeEndOf(copy);
         if (!end.name.empty()) {
-            const std::lock_guard<std::mutex> lock(look.lock);
+            const CNativeGuard guard(look.lock);
             (end.served ? look.pipes.served : look.pipes.connected).push_back(std::move(end.name));
         }
     }
-    const std::lock_guard<std::mutex> lock(look.lock);
+    const CNativeGuard guard(look.lock);
     look.pipes.read = true;
 }
 
@@ -187,13 +188,13 @@ HeldPipes LookForPipes(std::uint32_t processId) {
     }
     std::uint32_t seen = 0;
     while (thread && WaitForSingleObject(thread.get(), kHandleMs) != WAIT_OBJECT_0) {
-        const std::lock_guard<std::mutex> lock(look->lock);
+        const CNativeGuard guard(look->lock);
         if (look->asked == seen) {
             break;
         }
         seen = look->asked;
     }
-    const std::lock_guard<std::mutex> lock(look->lock);
+    const CNativeGuard guard(look->lock);
     return look->pipes;
 }
 

@@ -1,10 +1,8 @@
 // Takes the steps of a script.
 #pragma once
 
-#include <condition_variable>
 #include <cstdint>
 #include <deque>
-#include <mutex>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -12,6 +10,7 @@
 #include <json/value.h>
 
 #include "client/include/nexlet_client.hpp"
+#include "client/native_lock.h"
 #include "nexctl/doctor/look.h"
 #include "nexctl/exit_code.h"
 #include "nexctl/helpers/helper_list.h"
@@ -115,20 +114,20 @@ class CRunner {
     const Script& m_script;
     std::string m_strMark;
     std::string m_strService;
-    std::mutex m_lockNotice;
-    std::string m_strNotice;  // guarded by m_lockNotice
+    CNativeLock m_lockNotice;
+    std::string m_strNotice NXL_GUARDED_BY(m_lockNotice);
     bool m_bConnected = false;
     bool m_bListening = false;
     bool m_bDemo = false;
 
-    std::mutex m_lockFrames;  // guards what follows
-    std::condition_variable m_framesChanged;
-    std::string m_strSent;  // the latest frame of this side
-    bool m_bReplaying = false;
-    std::deque<std::string> m_replayed;  // received and not yet compared
-    std::string m_strRecordFile;         // empty: nothing is recorded
-    bool m_bRecordOver = false;          // the file may be there
-    Exchange m_record;
+    CNativeLock m_lockFrames;
+    CNativeCondition m_framesChanged;
+    std::string m_strSent NXL_GUARDED_BY(m_lockFrames);  // the latest frame of this side
+    bool m_bReplaying NXL_GUARDED_BY(m_lockFrames) = false;
+    std::deque<std::string> m_replayed NXL_GUARDED_BY(m_lockFrames);  // received and not yet compared
+    std::string m_strRecordFile NXL_GUARDED_BY(m_lockFrames);         // empty: nothing is recorded
+    bool m_bRecordOver NXL_GUARDED_BY(m_lockFrames) = false;          // the file may be there
+    Exchange m_record NXL_GUARDED_BY(m_lockFrames);
 
     CNexletClient m_client;  // the last member: its threads use the others until it is closed
 };

@@ -1,6 +1,5 @@
 // The verbs start and exit: the connection to a helper from its beginning to its end.
 #include <cstdint>
-#include <mutex>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -35,7 +34,7 @@ void CRunner::KeepNotice(std::string_view payload) {
     const Json::Value frame = Parsed(std::string(payload));
     const Json::Value* type = frame.isObject() ? FindJsonMember(frame, "message_type") : nullptr;
     if (type != nullptr && *type == NEXLET_TYPE_READY) {
-        const std::lock_guard<std::mutex> lock(m_lockNotice);
+        const CNativeGuard guard(m_lockNotice);
         m_strNotice = payload;
     }
 }
@@ -80,7 +79,7 @@ ExitCode CRunner::Connect(const Step& step, bool print) {
         }
         SetLastError(systemError);
         if (result == NEXLET_OK) {
-            const std::lock_guard<std::mutex> lock(m_lockNotice);
+            const CNativeGuard guard(m_lockNotice);
             line["process_id"] = m_client.Helper().process_id;
             line["reply"] = Parsed(m_strNotice);
         }

@@ -1,6 +1,5 @@
 // Exchanges as files: recording, showing, playing the caller's half again.
-#include <chrono>
-
+#include "client/deadline.h"
 #include "foundation/json_text.h"
 #include "foundation/text_helpers.h"
 #include "foundation/windows_headers.h"
@@ -25,7 +24,7 @@ bool IsExit(std::string_view payload) {
 void CRunner::OnFrame(FrameDirection direction, std::string_view payload) {
     ShowFrame(direction, payload);
     {
-        const std::lock_guard<std::mutex> lock(m_lockFrames);
+        const CNativeGuard guard(m_lockFrames);
         if (direction == FrameDirection::Sent) {
             m_strSent = payload;
         }
@@ -38,7 +37,7 @@ void CRunner::OnFrame(FrameDirection direction, std::string_view payload) {
             frame.payload = payload;
         }
     }
-    m_framesChanged.notify_all();
+    m_framesChanged.NotifyAll();
 }
 
 bool CRunner::RecordsMayBeWritten() const {
@@ -53,14 +52,14 @@ bool CRunner::RecordsMayBeWritten() const {
 }
 
 ExitCode CRunner::Record(const Step& step) {
-    const std::lock_guard<std::mutex> lock(m_lockFrames);
+    const CNativeGuard guard(m_lockFrames);
     m_strRecordFile = step.arguments[0];
     m_bRecordOver = step.force;
     return ExitCode::Ok;
 }
 
 ExitCode CRunner::SaveRecord(ExitCode code) {
-    const std::lock_guard<std::mutex> lock(m_lockFrames);
+    const CNativeGuard guard(m_lockFrames);
     if (m_strRecordFile.empty()) {
         return code;
     }
@@ -75,9 +74,13 @@ ExitCode CRunner::SaveRecord(ExitCode code) {
 }
 
 bool CRunner::NextFrame(std::uint32_t timeoutMs, bool take, std::string& payload) {
-    std::unique_lock<std::mutex> lock(m_lockFrames);
-    if (!m_framesChanged.wait_for(lock, std::chrono::milliseconds(timeoutMs), [&] { return !m_replayed.empty(); })) {
-        return false;
+    const CDeadline deadline(timeoutMs);
+    CNativeHold hold(m_lockFrames);
+    while (m_replayed.empty()) {
+        if (deadline.Passed()) {
+            return false;
+        }
+        m_framesChanged.Wait(hold, deadline.RemainingMs());
     }
     payload = m_replayed.front();
     if (take) {
@@ -132,7 +135,7 @@ ExitCode CRunner::Replay(const Step& step) {
     m_strService = m_script.serviceGiven ? m_script.service : exchange.service;
     exchange = MoveExchange(exchange, m_strMark, m_strService);
     {
-        const std::lock_guard<std::mutex> lock(m_lockFrames);
+        const CNativeGuard guard(m_lockFrames);
         m_bReplaying = true;
     }
     ExitCode code = Connect(step, /*print=*/false);

@@ -264,7 +264,7 @@ std::string CRunner::RefusalInLog(std::uint32_t processId) {
     }
     std::string sent;
     {
-        const std::lock_guard<std::mutex> lock(m_lockFrames);
+        const CNativeGuard guard(m_lockFrames);
         sent = m_strSent;
     }
     std::string bytes;

@@ -68,7 +68,7 @@ bool CStandInFiles::WaitForTurn(const std::wstring& gateName, DWORD delayMs) con
 
 void CStandInFiles::RunThread(std::function<void()> work) {
     auto pDone = std::make_shared<std::atomic<bool>>(false);
-    const std::lock_guard guard(m_lock);
+    const CNativeGuard guard(m_lock);
     // Threads that have done their work leave nothing, even in a process that opens all day.
     std::erase_if(m_vecThreads, [](Thread& one) {
         if (!one.pDone->load()) {
@@ -88,7 +88,7 @@ void CStandInFiles::StopThreads() {
     SetEvent(m_hStop);
     std::vector<Thread> threads;
     {
-        const std::lock_guard guard(m_lock);
+        const CNativeGuard guard(m_lock);
         threads.swap(m_vecThreads);
     }
     for (Thread& one : threads) {

@@ -8,10 +8,11 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
+
+#include "client/native_lock.h"
 
 // Never destroyed: a thread may still act while the process ends. Any thread.
 class CStandInFiles {
@@ -44,8 +45,8 @@ class CStandInFiles {
         std::thread thread;
         std::shared_ptr<std::atomic<bool>> pDone;
     };
-    std::mutex m_lock;
-    std::vector<Thread> m_vecThreads;  // guarded by m_lock
+    CNativeLock m_lock;
+    std::vector<Thread> m_vecThreads NXL_GUARDED_BY(m_lock);
 };
 
 std::string Narrow(const std::wstring& wide);

@@ -1,7 +1,6 @@
 #include "world/helper/scripted_helper.h"
 
-#include <chrono>
-
+#include "client/deadline.h"
 #include "ipc/transport/frame.h"
 
 namespace {
@@ -67,10 +66,10 @@ void CScriptedHelper::Serve() {
         }
         const ScriptedRequest request = ReadScriptedRequest(std::move(payload));
         {
-            const std::lock_guard<std::mutex> lock(m_lock);
+            const CNativeGuard guard(m_lock);
             m_requests.push_back(request);
         }
-        m_changed.notify_all();
+        m_changed.NotifyAll();
         for (const std::string& answer : m_script(request)) {
             Say(answer);
         }
@@ -78,12 +77,16 @@ void CScriptedHelper::Serve() {
 }
 
 bool CScriptedHelper::WaitForRequests(std::size_t count) {
-    std::unique_lock<std::mutex> lock(m_lock);
-    return m_changed.wait_for(lock, std::chrono::milliseconds(kWaitMs), [&] { return m_requests.size() >= count; });
+    const CDeadline deadline(kWaitMs);
+    CNativeHold hold(m_lock);
+    while (m_requests.size() < count && !deadline.Passed()) {
+        m_changed.Wait(hold, deadline.RemainingMs());
+    }
+    return m_requests.size() >= count;
 }
 
 std::vector<ScriptedRequest> CScriptedHelper::Requests() const {
-    const std::lock_guard<std::mutex> lock(m_lock);
+    const CNativeGuard guard(m_lock);
     return m_requests;
 }
 

@@ -1,10 +1,8 @@
 // A stand-in for the helper on a caller's pipe: connects, sends the ready notice, and answers as a test says.
 #pragma once
 
-#include <condition_variable>
 #include <cstdint>
 #include <functional>
-#include <mutex>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -12,6 +10,7 @@
 
 #include <json/value.h>
 
+#include "client/native_lock.h"
 #include "foundation/handle.h"
 #include "ipc/protocol/message_type.h"
 #include "world/helper/pipe_peer.h"
@@ -63,7 +62,7 @@ class CScriptedHelper {
     std::function<void()> m_greeting;
     std::thread m_thread;
 
-    mutable std::mutex m_lock;  // guards what follows
-    std::condition_variable m_changed;
-    std::vector<ScriptedRequest> m_requests;
+    mutable CNativeLock m_lock;
+    CNativeCondition m_changed;
+    std::vector<ScriptedRequest> m_requests NXL_GUARDED_BY(m_lock);
 };

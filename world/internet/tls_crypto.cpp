@@ -175,7 +175,7 @@ CServerKey::CServerKey() {
 std::string CServerKey::Open(std::string_view sealed) {
     std::string bytes(sealed.rbegin(), sealed.rend());  // this interface has the lowest byte first
     auto size = static_cast<DWORD>(bytes.size());
-    const std::lock_guard guard(m_lock);
+    const CNativeGuard guard(m_lock);
     if (CryptDecrypt(m_hKey.get(), 0, TRUE, 0, Bytes(bytes), &size) == FALSE) {
         return {};
     }

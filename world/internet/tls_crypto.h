@@ -2,10 +2,10 @@
 #pragma once
 
 #include <cstddef>
-#include <mutex>
 #include <string>
 #include <string_view>
 
+#include "client/native_lock.h"
 #include "foundation/handle.h"
 
 #include <bcrypt.h>
@@ -73,5 +73,5 @@ class CServerKey {
     CKeyContext m_hContext;
     CKey m_hKey;
     std::string m_strCertificate;
-    std::mutex m_lock;
+    CNativeLock m_lock;  // one decryption at a time
 };

@@ -7,10 +7,10 @@
 
 #include <atomic>
 #include <cstdint>
-#include <mutex>
 #include <string>
 #include <thread>
 
+#include "client/native_lock.h"
 #include "world/common/stand_in_files.h"
 
 #define OCEAN_EXPORT extern "C" __declspec(dllexport)
@@ -46,9 +46,9 @@ CStandInFiles& Files() {
 }
 
 struct State {
-    std::mutex lock;
-    Delegate* delegate = nullptr;
-    std::uint32_t nextId = 1;
+    CNativeLock lock;
+    Delegate* delegate NXL_GUARDED_BY(lock) = nullptr;
+    std::uint32_t nextId NXL_GUARDED_BY(lock) = 1;
     std::atomic<bool> ending{false};
 };
 
@@ -71,8 +71,9 @@ struct Answer {
 void Give(const Answer& answer) {
     Delegate* delegate = nullptr;
     {
-        const std::lock_guard guard(TheState().lock);
-        delegate = TheState().delegate;
+        State& state = TheState();
+        const CNativeGuard guard(state.lock);
+        delegate = state.delegate;
     }
     Record("answer id=" + std::to_string(answer.id) + " status=" + std::to_string(answer.status));
     if (delegate != nullptr) {
@@ -137,8 +138,9 @@ OCEAN_EXPORT std::int32_t ocean_init(const char* kind, void* delegate) {
         return -1;
     }
     {
-        const std::lock_guard guard(TheState().lock);
-        TheState().delegate = given;
+        State& state = TheState();
+        const CNativeGuard guard(state.lock);
+        state.delegate = given;
     }
     if (const std::wstring address = Files().Setting(L"init_calls"); !address.empty()) {
         reinterpret_cast<void (*)()>(std::stoull(address, nullptr, 16))();
@@ -157,7 +159,7 @@ OCEAN_EXPORT std::uint32_t ocean_open_miniprogram(const char* appId, const char*
     }
     std::uint32_t id = 0;
     {
-        const std::lock_guard guard(state.lock);
+        const CNativeGuard guard(state.lock);
         id = state.nextId++;
     }
     const std::wstring fixed = Files().Setting(L"id");

@@ -5,10 +5,10 @@
 
 #include <cstdint>
 #include <cstring>
-#include <mutex>
 #include <string>
 #include <thread>
 
+#include "client/native_lock.h"
 #include "world/common/stand_in_files.h"
 
 #define PCYYB_EXPORT extern "C" __declspec(dllexport)
@@ -27,8 +27,8 @@ CStandInFiles& Files() {
 }
 
 struct State {
-    std::mutex lock;
-    Handler handler = nullptr;
+    CNativeLock lock;
+    Handler handler NXL_GUARDED_BY(lock) = nullptr;
 };
 
 State& TheState() {
@@ -51,8 +51,9 @@ std::int32_t Number(const wchar_t* key, std::int32_t otherwise) {
 void Report(const std::string& text) {
     Handler handler = nullptr;
     {
-        const std::lock_guard guard(TheState().lock);
-        handler = TheState().handler;
+        State& state = TheState();
+        const CNativeGuard guard(state.lock);
+        handler = state.handler;
     }
     Record("report " + text);
     if (handler != nullptr) {
@@ -132,8 +133,9 @@ PCYYB_EXPORT std::int32_t GetQimei(char* buffer, std::int32_t size) {
 PCYYB_EXPORT void RegisterStateChangeHandler(Handler handler) {
     Record("RegisterStateChangeHandler");
     {
-        const std::lock_guard guard(TheState().lock);
-        TheState().handler = handler;
+        State& state = TheState();
+        const CNativeGuard guard(state.lock);
+        state.handler = handler;
     }
     const std::string text = Narrow(Setting(L"register_report"));
     if (text.empty()) {
