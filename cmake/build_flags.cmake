@@ -1,6 +1,7 @@
 # The compiler and linker flags of every target of this tree, as one interface target.
 option(NEXLET_WARNINGS_AS_ERRORS "Treat compiler warnings as errors" OFF)
 option(NEXLET_SIMULATION "Build what runs on the simulated machine, and nothing else" OFF)
+option(NEXLET_CHECKED "Build the test programs for Windows with traps and a guarded heap; clang alone" OFF)
 set(NEXLET_SANITIZE "" CACHE STRING "Sanitizers for native builds, for example address,undefined or thread")
 
 find_program(NEXLET_CCACHE ccache)
@@ -44,6 +45,12 @@ if(WIN32)
     # folder of the build gets into it.
     set(for_pdb -gdwarf -gcodeview -gno-codeview-command-line -ffile-compilation-dir=.)
     add_compile_options("$<$<COMPILE_LANGUAGE:C,CXX>:${for_pdb}>")
+  endif()
+  if(NEXLET_CHECKED)
+    # The checks trap, so they need no run time. Of memory from operator new the compiler believes only what the guarded
+    # heap keeps, where a block ends at its page.
+    add_compile_options(-fsanitize=undefined,local-bounds,implicit-conversion -fsanitize-trap=all -fnew-alignment=8)
+    add_compile_definitions(_GLIBCXX_ASSERTIONS)
   endif()
   add_compile_options(-fstack-protector-strong)
   add_link_options(-fstack-protector-strong)
