@@ -9,9 +9,10 @@
 
 namespace {
 
-std::string DecodedBitByBit(std::string_view source) {
+FUZZ_ORACLE std::string DecodedBitByBit(std::string_view source) {
     constexpr std::string_view alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
     std::string result;
+    result.reserve(source.size());
     unsigned bits = 0;
     unsigned byte = 0;
     for (const char c : source) {
@@ -30,9 +31,10 @@ std::string DecodedBitByBit(std::string_view source) {
     return result;
 }
 
-std::string Encoded(std::string_view bytes) {
+FUZZ_ORACLE std::string Encoded(std::string_view bytes) {
     constexpr char alphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
     std::string result;
+    result.reserve(bytes.size() / 3 * 4 + 4);
     for (std::size_t at = 0; at < bytes.size(); at += 3) {
         unsigned block = 0;
         for (std::size_t i = 0; i < 3; ++i) {

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "fuzz/fuzz_check.h"
 #include "support/http/beacon_url.h"
 
 namespace {
@@ -12,7 +13,7 @@ namespace {
 // As it is told, one after the other: quadratic, so for short texts.
 constexpr std::size_t kShort = 512;
 
-std::wstring ReplaceUntilNoneIsLeft(std::wstring url) {
+FUZZ_ORACLE std::wstring ReplaceUntilNoneIsLeft(std::wstring url) {
     std::size_t found = 0;
     while ((found = url.find(L"https")) != std::wstring::npos) {
         url.replace(found, 5, L"http");
@@ -21,7 +22,7 @@ std::wstring ReplaceUntilNoneIsLeft(std::wstring url) {
 }
 
 // A longer text: nothing is left to replace, and what cannot reach across the cut is as it is for its beginning alone.
-bool IsPlainFormOf(const std::wstring& plain, const std::wstring& url) {
+FUZZ_ORACLE bool IsPlainFormOf(const std::wstring& plain, const std::wstring& url) {
     if (url.size() <= kShort) {
         return plain == ReplaceUntilNoneIsLeft(url);
     }

@@ -15,6 +15,11 @@ def aim(state):
     return QUICK_AIM if microseconds(state) < QUICK_MICROSECONDS else SLOW_AIM
 
 
+def seconds_to_aim(state):
+    """How much longer it has to run for its number of executions, 0 when it has them."""
+    return max(0, aim(state) - state["executions"]) * microseconds(state) / 1e6
+
+
 def duration(seconds):
     return f"{seconds:.0f} s" if seconds < 120 else f"{seconds / 60:.0f} min" if seconds < 7200 else f"{seconds / 3600:.1f} h"
 
@@ -25,7 +30,7 @@ def table(states, date, findings):
     hours = sum(state["seconds"] for state in states.values()) / 3600
     enough = sum(state["executions"] >= aim(state) for state in states.values())
     still = sum(state["seconds"] - state["new_at"] >= STILL_SECONDS for state in states.values())
-    lines = [f"As of {date}: {total:,} executions in {hours:.1f} processor hours, "
+    lines = [f"As of {date}: {total:,} executions in {hours:.2f} processor hours, "
              f"{'without a finding' if not findings else 'with findings in ' + ', '.join(findings)}. The aim is 10^8 executions "
              f"of a fuzzer where one takes less than {QUICK_MICROSECONDS} microseconds and 10^7 elsewhere, and coverage that "
              f"has not grown for an hour of the fuzzer's own time. Of {len(states)} fuzzers, {enough} have reached the number and "

@@ -10,7 +10,7 @@
 
 namespace {
 
-bool Expected(const std::wstring& text, const std::wstring& key, std::wstring& value) {
+FUZZ_ORACLE bool Expected(const std::wstring& text, const std::wstring& key, std::wstring& value) {
     const std::size_t found = text.find(key);
     if (found == std::wstring::npos) {
         return false;
@@ -27,6 +27,11 @@ bool Expected(const std::wstring& text, const std::wstring& key, std::wstring& v
     return true;
 }
 
+std::wstring UpToNul(std::wstring text) {
+    text.resize(std::min(text.find(L'\0'), text.size()));
+    return text;
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -36,8 +41,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::size_t targetSize = data[0] + 1u;
     const std::wstring whole(data + 2, data + size);
     // Both arguments are terminated texts: they end at their first NUL.
-    const std::wstring key = whole.substr(0, data[1] % 16).c_str();
-    const std::wstring text = whole.substr(std::min<std::size_t>(whole.size(), data[1] % 16)).c_str();
+    const std::wstring key = UpToNul(whole.substr(0, data[1] % 16));
+    const std::wstring text = UpToNul(whole.substr(std::min<std::size_t>(whole.size(), data[1] % 16)));
 
     std::vector<wchar_t> target(targetSize, L'\0');
     const int result = GetCommandLineValue(text.c_str(), key.c_str(), target.data(), targetSize);

@@ -10,7 +10,7 @@
 
 namespace {
 
-std::vector<std::wstring> SplitAtCharacters(const std::wstring& text, const std::wstring& delimiters) {
+FUZZ_ORACLE std::vector<std::wstring> SplitAtCharacters(const std::wstring& text, const std::wstring& delimiters) {
     std::vector<std::wstring> parts;
     std::wstring piece;
     for (const wchar_t c : text + delimiters.front()) {

@@ -11,12 +11,12 @@
 
 namespace {
 
-int DigitOf(char c) {
+FUZZ_ORACLE int DigitOf(char c) {
     FUZZ_CHECK((c >= '0' && c <= '9') || (c >= 'A' && c <= 'F'));
     return c <= '9' ? c - '0' : c - 'A' + 10;
 }
 
-std::string Unescaped(std::string_view text) {
+FUZZ_ORACLE std::string Unescaped(std::string_view text) {
     std::string result;
     result.reserve(text.size());
     for (std::size_t at = 0; at < text.size(); ++at) {
