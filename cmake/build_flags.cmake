@@ -62,6 +62,8 @@ if(WIN32)
     # Nothing in it is a handler of structured exceptions, so the system accepts no address in it as one.
     add_link_options(-Wl,--no-seh)
   endif()
+  # Sections that begin at a page of the file are mapped where they are; Wine copies others into memory as a whole.
+  add_link_options(-Wl,--file-alignment,4096)
   # Resource files are read as UTF-8.
   set(CMAKE_RC_FLAGS "-c 65001")
 elseif(NEXLET_SANITIZE)
