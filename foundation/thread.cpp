@@ -15,10 +15,11 @@ unsigned __stdcall RunWork(void* argument) noexcept {
 
 }  // namespace
 
-CKernelHandle LaunchThread(std::function<unsigned()> work) {
+CKernelHandle LaunchThread(std::function<unsigned()> work, bool bHeld) {
     auto owned = std::make_unique<std::function<unsigned()>>(std::move(work));
+    const unsigned flags = bHeld ? CREATE_SUSPENDED : 0;
     CKernelHandle thread(reinterpret_cast<HANDLE>(
-        _beginthreadex(/*security=*/nullptr, /*stack_size=*/0, &RunWork, owned.get(), /*initflag=*/0, nullptr)));
+        _beginthreadex(/*security=*/nullptr, /*stack_size=*/0, &RunWork, owned.get(), flags, nullptr)));
     if (thread) {
         (void)owned.release();  // the thread has it now
     }

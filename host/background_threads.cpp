@@ -1,6 +1,7 @@
 #include "host/background_threads.h"
 
 #include <memory>
+#include <utility>
 
 #include "foundation/log.h"
 #include "host/helper_host.h"
@@ -63,11 +64,22 @@ DWORD WINAPI CHangWatcherStart::WatchTheStart(void* shared) {
 }
 
 void CommzoltHelperS::ReleaseThreads() {
-    if (m_hHeldThread) {
-        ResumeThread(m_hHeldThread.get());
-        m_hHeldThread.reset();
-        GetSharedHttpTransfer()->StartWorker();
+    if (!m_bHoldsThreads) {
+        return;
     }
+    m_bHoldsThreads = false;
+    for (const CKernelHandle& thread : m_vecHeldThreads) {
+        ResumeThread(thread.get());
+    }
+    m_vecHeldThreads.clear();
+    {
+        const CAutoLock lock(&m_lockInstance);
+        m_bHoldsWatches = false;
+        for (const auto& [id, instance] : m_mWxExInstance) {
+            instance->ReleaseWatch();
+        }
+    }
+    GetSharedHttpTransfer()->StartWorker();
 }
 
 void CommzoltHelperS::InitHangWatcherThread(const CHangWatcherStart& start) {
@@ -83,10 +95,11 @@ void CommzoltHelperS::InitHangWatcherThread(const CHangWatcherStart& start) {
 
 void CommzoltHelperS::InitMonCPUUsageThread() {
     NXL_LOG(L"[%s(%d)] InitMonCPUUsageThread begin");
-    if (const CKernelHandle thread(m_threads.pfnStart(m_threads.pfnMonCPUUsage, /*argument=*/nullptr, /*flags=*/0));
+    if (CKernelHandle thread(m_threads.pfnStart(m_threads.pfnMonCPUUsage, /*argument=*/nullptr, CREATE_SUSPENDED));
         !thread) {
         NXL_LOG(L"[%s(%d)] Thread create falied, error %d", GetLastError());
     } else {
+        m_vecHeldThreads.push_back(std::move(thread));
         NXL_LOG(L"[%s(%d)] Thread create success");
     }
     NXL_LOG(L"[%s(%d)] InitMonCPUUsageThread end");
@@ -94,10 +107,10 @@ void CommzoltHelperS::InitMonCPUUsageThread() {
 
 void CommzoltHelperS::InitConfInfoThread() {
     NXL_LOG(L"[%s(%d)] InitConfInfoThread begin");
-    m_hHeldThread.reset(m_threads.pfnStart(m_threads.pfnConfInfo, this, CREATE_SUSPENDED));
-    if (!m_hHeldThread) {
+    if (CKernelHandle thread(m_threads.pfnStart(m_threads.pfnConfInfo, this, CREATE_SUSPENDED)); !thread) {
         NXL_LOG(L"[%s(%d)] InitConfInfoThread create falied, error %d", GetLastError());
     } else {
+        m_vecHeldThreads.push_back(std::move(thread));
         NXL_LOG(L"[%s(%d)] InitConfInfoThread create success");
     }
     // Kept: the end line carries the name of another thread; readers of logs know it by that.

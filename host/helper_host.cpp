@@ -57,6 +57,9 @@ void CommzoltHelperS::Init(const std::wstring& commandLine) {
             CreateEventW(/*attributes=*/nullptr, /*bManualReset=*/TRUE, /*bInitialState=*/FALSE, kReadyEventName));
         // InitData connects the instance, and its caller may ask at once for what sends a beacon.
         GetSharedHttpTransfer()->StartWorkerAtNeed();
+        m_bHoldsThreads = true;
+        const CAutoLock lockInstance(&m_lockInstance);
+        m_bHoldsWatches = true;
     } else {
         NXL_LOG(L"[%s(%d)] Not the first time");
     }
@@ -245,7 +248,7 @@ void CommzoltHelperS::InitInstance(WxMiniProgramServiceEx& instance) const {
         sdkPath = m_sdkPath;
         mark = m_mark;
     }
-    instance.Init(channel, sdkPath, mark);
+    instance.Init(channel, sdkPath, mark, m_bHoldsWatches);
 }
 
 bool CommzoltHelperS::GetInstanceParam(const std::string& strServiceId, InstanceParam& param) {

@@ -10,6 +10,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "foundation/handle.h"
 #include "foundation/lock.h"
@@ -94,10 +95,10 @@ class CommzoltHelperS final : public IServiceHost, public IMessageReceiver, publ
     void InitZOLTSIPC() NXL_REQUIRES(m_lockInit);
     void GetMid();
     void InitHangWatcherThread(const CHangWatcherStart& start);
-    void InitMonCPUUsageThread();
+    void InitMonCPUUsageThread() NXL_REQUIRES(m_lockInit);
     void InitConfInfoThread() NXL_REQUIRES(m_lockInit);
-    // The thread of the configuration and the beacons' worker begin their work. A caller that waits for the ready
-    // notice does not wait for them as well.
+    // The threads of the configuration and of the processor's use, the watches of the instances and the beacons' worker
+    // begin their work. A caller that waits for the ready notice does not wait for them as well.
     void ReleaseThreads() NXL_REQUIRES(m_lockInit);
     void DealWithMsg(std::int32_t type, const std::string& param);
     void SendReadyNotice();
@@ -111,7 +112,7 @@ class CommzoltHelperS final : public IServiceHost, public IMessageReceiver, publ
     // made when there is none.
     std::shared_ptr<WxMiniProgramServiceEx> FindOrCreateInstance(const std::string& strServiceId)
         NXL_REQUIRES(m_lockInstance);
-    void InitInstance(WxMiniProgramServiceEx& instance) const;
+    void InitInstance(WxMiniProgramServiceEx& instance) const NXL_REQUIRES(m_lockInstance);
     // Drops the instances that are finished or have no record.
     void PruneInstances() NXL_REQUIRES(m_lockInstance);
     void OnCheckTimeout(HWND window);
@@ -131,12 +132,14 @@ class CommzoltHelperS final : public IServiceHost, public IMessageReceiver, publ
     CLock m_lockInit NXL_ACQUIRED_BEFORE(m_lockInstance);
     std::shared_ptr<CIOCP_Server> m_pPipeServer NXL_GUARDED_BY(m_lockInit);
     std::shared_ptr<CPipeServerCallback> m_pServerCallback NXL_GUARDED_BY(m_lockInit);
-    CKernelHandle m_hHeldThread NXL_GUARDED_BY(m_lockInit);   // the configuration's, started and not yet released
+    bool m_bHoldsThreads NXL_GUARDED_BY(m_lockInit) = false;                 // a first start is under way
+    std::vector<CKernelHandle> m_vecHeldThreads NXL_GUARDED_BY(m_lockInit);  // started and not yet released
     CKernelHandle m_hInitEvent NXL_GUARDED_BY(m_lockInit);    // the ready event, signalled once the pipe listens
     ULONG_PTR m_gdiplusToken NXL_GUARDED_BY(m_lockInit) = 0;  // GDI+ stays up to the process's end
 
     mutable CLock m_lockInstance NXL_ACQUIRED_BEFORE(m_lockParam);
     std::map<std::string, std::shared_ptr<WxMiniProgramServiceEx>> m_mWxExInstance NXL_GUARDED_BY(m_lockInstance);
+    bool m_bHoldsWatches NXL_GUARDED_BY(m_lockInstance) = false;
 
     CLock m_lockParam NXL_ACQUIRED_BEFORE(m_lockState);
     InstanceParamMap m_mInstanceParam NXL_GUARDED_BY(m_lockParam);

@@ -24,7 +24,8 @@ WxMiniProgramServiceEx::~WxMiniProgramServiceEx() {
     Destroy();
 }
 
-void WxMiniProgramServiceEx::Init(const std::string& config, const std::wstring& sdkPath, const std::wstring& mark) {
+void WxMiniProgramServiceEx::Init(const std::string& config, const std::wstring& sdkPath, const std::wstring& mark,
+                                  bool bHoldWatch) {
     if (m_bInit.load() || m_bDestroyed.load()) {
         return;
     }
@@ -42,17 +43,27 @@ void WxMiniProgramServiceEx::Init(const std::string& config, const std::wstring&
             m_strEventName.c_str());
     m_pHost->SetInstanceParam(m_strServiceId, {.strPipeName = m_strPipeName}, *m_pWatchers);
     if (!HasCheckDllThread()) {
-        CKernelHandle hThread = StartWatcher([strServiceId = m_strServiceId](IWatcherEdge& edge, IServiceHost& host) {
-            CheckzoltDLLThread(edge, host, strServiceId);
-        });
+        CKernelHandle hThread =
+            StartWatcher([strServiceId = m_strServiceId](
+                             IWatcherEdge& edge, IServiceHost& host) { CheckzoltDLLThread(edge, host, strServiceId); },
+                         bHoldWatch);
         if (!hThread) {
             NXL_LOG(L"[%s(%d)]Failed to create thread for CheckzoltDLL");
         }
         const CAutoLock guard(&m_lockFields);
+        m_bWatchHeld = bHoldWatch && hThread;
         m_hCheckDllThread = std::move(hThread);
     }
     m_bInit.store(true);
     Connect();
+}
+
+void WxMiniProgramServiceEx::ReleaseWatch() {
+    const CAutoLock guard(&m_lockFields);
+    if (m_bWatchHeld) {
+        m_bWatchHeld = false;
+        ResumeThread(m_hCheckDllThread.get());
+    }
 }
 
 void WxMiniProgramServiceEx::Connect() {
@@ -124,6 +135,7 @@ void WxMiniProgramServiceEx::Destroy(std::uint32_t nWaitMs) {
     NXL_LOG_AS(L"WxMiniProgramServiceEx::~WxMiniProgramServiceEx", L"[%s(%d)]begin destruct strServiceId = %s ",
                Utf8ToUtf16(m_strServiceId).c_str());
     m_pWatchers->RequestStop();
+    ReleaseWatch();
     std::shared_ptr<CIOCP_Client> pClient;
     {
         const CAutoLock guard(&m_lockFields);
@@ -143,11 +155,13 @@ void WxMiniProgramServiceEx::Destroy(std::uint32_t nWaitMs) {
     m_pPipeCallback.reset();
 }
 
-CKernelHandle WxMiniProgramServiceEx::StartWatcher(std::function<void(IWatcherEdge&, IServiceHost&)> work) {
-    return g_pfnLaunchWatcher([pEdge = m_pWatchers, pHost = m_pHost, work = std::move(work)] {
-        work(*pEdge, *pHost);
-        return 0U;
-    });
+CKernelHandle WxMiniProgramServiceEx::StartWatcher(std::function<void(IWatcherEdge&, IServiceHost&)> work, bool bHeld) {
+    return g_pfnLaunchWatcher(
+        [pEdge = m_pWatchers, pHost = m_pHost, work = std::move(work)] {
+            work(*pEdge, *pHost);
+            return 0U;
+        },
+        bHeld);
 }
 
 bool WxMiniProgramServiceEx::HasCheckDllThread() {

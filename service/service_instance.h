@@ -44,8 +44,12 @@ class WxMiniProgramServiceEx final : public IRequestHandlers,
     WxMiniProgramServiceEx& operator=(const WxMiniProgramServiceEx&) = delete;
 
     // Connects to the caller's pipe and starts the watch over it. Only the first call does anything, also when it
-    // failed: a pipe that could not be opened is not tried again.
-    void Init(const std::string& config, const std::wstring& sdkPath, const std::wstring& mark);
+    // failed: a pipe that could not be opened is not tried again. A watch that is held does not run before
+    // ReleaseWatch.
+    void Init(const std::string& config, const std::wstring& sdkPath, const std::wstring& mark,
+              bool bHoldWatch = false);
+    // Lets a held watch run; otherwise it does nothing.
+    void ReleaseWatch();
 
     // Made at first use, the same from then on; lives as long as the instance.
     WxMiniProgramService* GetService();
@@ -77,7 +81,7 @@ class WxMiniProgramServiceEx final : public IRequestHandlers,
     // Sends the reply to request, whose content has become that of the reply. The content is gone afterwards.
     void Reply(const wchar_t* operation, Request& request);
     // Starts a thread that gets the surroundings and the host; empty when it cannot be started.
-    CKernelHandle StartWatcher(std::function<void(IWatcherEdge&, IServiceHost&)> work);
+    CKernelHandle StartWatcher(std::function<void(IWatcherEdge&, IServiceHost&)> work, bool bHeld = false);
     bool HasCheckDllThread();
     std::int32_t DelayIntervalNow();
 
@@ -101,6 +105,7 @@ class WxMiniProgramServiceEx final : public IRequestHandlers,
         2000;  // milliseconds, of the delayed check and the delayed destroy
     CKernelHandle m_hDelayedDestroyThread NXL_GUARDED_BY(m_lockFields);
     CKernelHandle m_hCheckDllThread NXL_GUARDED_BY(m_lockFields);
+    bool m_bWatchHeld NXL_GUARDED_BY(m_lockFields) = false;
     CKernelHandle m_hDelayCheckThread NXL_GUARDED_BY(m_lockFields);
     std::shared_ptr<CIOCP_Client> m_pClient NXL_GUARDED_BY(m_lockFields);
     std::shared_ptr<CPipeClientCallback> m_pPipeCallback NXL_GUARDED_BY(m_lockFields);

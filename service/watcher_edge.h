@@ -29,4 +29,4 @@ class CWatcherEdge final : public IWatcherEdge {
 };
 
 // What instances start their watcher threads with; tests put a start that fails in its place.
-inline CKernelHandle (*g_pfnLaunchWatcher)(std::function<unsigned()> work) = &LaunchThread;
+inline CKernelHandle (*g_pfnLaunchWatcher)(std::function<unsigned()> work, bool bHeld) = &LaunchThread;

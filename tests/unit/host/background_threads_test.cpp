@@ -2,10 +2,14 @@
 #include "host/background_threads.h"
 
 #include <atomic>
+#include <functional>
 #include <string_view>
 #include <thread>
+#include <utility>
 
 #include "foundation/log.h"
+#include "foundation/thread.h"
+#include "service/watcher_edge.h"
 #include "tests/unit/host/host_fixture.h"
 
 namespace {
@@ -16,12 +20,12 @@ class BackgroundThreadsTest : public CHostFixture {};
 
 std::atomic<bool> g_bWatched{false};
 
-TEST_F(BackgroundThreadsTest, WatchdogsRunBeforeTheReadyNoticeIsSent) {
+TEST_F(BackgroundThreadsTest, HangWatcherRunsBeforeTheReadyNoticeIsSent) {
     g_bWatched.store(false);
     // The main thread stops in this line: a thread that runs then does not wait for it.
     SetLogObserver([](const wchar_t* line) {
         if (std::wstring_view(line).find(L"SendIPCMessage begin") != std::wstring_view::npos) {
-            g_bWatched.store(WaitForWatchdogs());
+            g_bWatched.store(WaitForHangWatcher());
         }
     });
     StartHost();
@@ -30,6 +34,47 @@ TEST_F(BackgroundThreadsTest, WatchdogsRunBeforeTheReadyNoticeIsSent) {
 
 // A main thread that waits for nobody comes to its next line in less.
 constexpr DWORD kShowsMs = 1000;
+
+// What runs of the host of one test: those of other tests still have threads.
+struct LaterThreads {
+    CKernelHandle runs[3]{CKernelHandle(CreateEventW(nullptr, TRUE, FALSE, nullptr)),
+                          CKernelHandle(CreateEventW(nullptr, TRUE, FALSE, nullptr)),
+                          CKernelHandle(CreateEventW(nullptr, TRUE, FALSE, nullptr))};
+    std::atomic<bool> bEarly{false};
+
+    DWORD Wait(bool bAll, DWORD nMs) const {
+        const HANDLE handles[] = {runs[0].get(), runs[1].get(), runs[2].get()};
+        return WaitForMultipleObjects(3, handles, bAll ? TRUE : FALSE, nMs);
+    }
+};
+LaterThreads g_later;
+
+TEST_F(BackgroundThreadsTest, WhatTheReadyNoticeDoesNotNeedRunsAfterIt) {
+    static const HostThreads later = [] {
+        HostThreads threads = kCountingThreads;
+        threads.pfnMonCPUUsage = [](void*) -> DWORD { return SetEvent(g_later.runs[0].get()) ? 0 : 1; };
+        threads.pfnConfInfo = [](void*) -> DWORD { return SetEvent(g_later.runs[1].get()) ? 0 : 1; };
+        return threads;
+    }();
+    g_pfnLaunchWatcher = [](std::function<unsigned()> work, bool bHeld) {
+        return LaunchThread(
+            [work = std::move(work)] {
+                SetEvent(g_later.runs[2].get());
+                return work();
+            },
+            bHeld);
+    };
+    SetLogObserver([](const wchar_t* line) {
+        if (std::wstring_view(line).find(L"SendIPCMessage begin") != std::wstring_view::npos) {
+            g_later.bEarly.store(g_later.Wait(/*bAll=*/false, kShowsMs) != WAIT_TIMEOUT);
+        }
+    });
+    auto& host = *new CommzoltHelperS(later);  // stays, like the fixture's own
+    host.Init(CommandLine());
+    g_pfnLaunchWatcher = &LaunchThread;
+    EXPECT_FALSE(g_later.bEarly.load()) << m_log.All();
+    EXPECT_EQ(g_later.Wait(/*bAll=*/true, kLongMs), WAIT_OBJECT_0) << m_log.All();
+}
 
 // A thread that the system does not let run before the main thread has come to a line just before the connection, and
 // then not while the main thread runs.

@@ -123,7 +123,7 @@ TEST_F(ServiceInstanceTest, BeforeInitNothingIsSent) {
 }
 
 TEST_F(ServiceInstanceTest, AWatchThatCannotStartLeavesTheRestRunning) {
-    g_pfnLaunchWatcher = [](std::function<unsigned()>) { return CKernelHandle(); };
+    g_pfnLaunchWatcher = [](std::function<unsigned()>, bool) { return CKernelHandle(); };
     Connect();
     g_pfnLaunchWatcher = &LaunchThread;
     EXPECT_TRUE(m_log.Has("]Failed to create thread for CheckzoltDLL")) << m_log.All();
@@ -133,7 +133,7 @@ TEST_F(ServiceInstanceTest, AWatchThatCannotStartLeavesTheRestRunning) {
 
 TEST_F(ServiceInstanceTest, ADelayedCheckThatCannotStartIsNotCounted) {
     Init();
-    g_pfnLaunchWatcher = [](std::function<unsigned()>) { return CKernelHandle(); };
+    g_pfnLaunchWatcher = [](std::function<unsigned()>, bool) { return CKernelHandle(); };
     SetDelay(5000);
     g_pfnLaunchWatcher = &LaunchThread;
     EXPECT_EQ(m_host.Param(m_strId).nDelayedTaskCount, 0);
