@@ -25,7 +25,7 @@ std::unique_ptr<IStrategy> MakeStrategy(const Options& options) {
     return MakeRandomStrategy(random, options.nStay);
 }
 
-Flavour DrawFlavour(std::uint64_t nSeed) {
+Flavour DrawFlavour(std::uint64_t nSeed, bool bClocksJump) {
     CRandom random(nSeed, kFlavourStream);
     Flavour flavour;
     flavour.nOwnHandleClosed = random.OneIn(2) ? ERROR_BROKEN_PIPE : ERROR_OPERATION_ABORTED;
@@ -34,6 +34,21 @@ Flavour DrawFlavour(std::uint64_t nSeed) {
     flavour.bForeignTimers = random.OneIn(2);
     constexpr Nanoseconds kTicks[] = {kMillisecond, 10 * kMillisecond, 15625 * kMicrosecond};
     flavour.nTick = kTicks[random.Below(std::size(kTicks))];
+    if (bClocksJump) {
+        constexpr std::uint64_t kMinutes = 15;
+        constexpr std::uint64_t kWrap = std::uint64_t{1} << 32;
+        if (random.OneIn(2)) {
+            flavour.nStartTicks = kWrap - random.Below(kMinutes * 60 * 1000);
+        }
+        constexpr std::int64_t kFarthest[] = {2, 3600, 3 * 86400, 20 * 365 * 86400};
+        Nanoseconds nAt = 0;
+        for (std::uint64_t i = random.Below(4); i > 0; --i) {
+            const std::int64_t nFarthest = kFarthest[random.Below(std::size(kFarthest))];
+            nAt += random.Below(kMinutes * 60) * kSecond / 3;
+            flavour.clockJumps.push_back(
+                {nAt, static_cast<std::int64_t>(random.Below(static_cast<std::uint64_t>(2 * nFarthest))) - nFarthest});
+        }
+    }
     return flavour;
 }
 
@@ -65,7 +80,7 @@ Outcome Run(const Options& options, std::function<void()> main) {
     CScheduler scheduler(std::move(schedulerOptions));
     scheduler.m_strHeading =
         options.strName + (options.strName.empty() ? "seed " : ", seed ") + std::to_string(options.nSeed);
-    CMachine machine(scheduler, DrawFlavour(options.nSeed));
+    CMachine machine(scheduler, DrawFlavour(options.nSeed, options.bClocksJump));
     CFaults faults(options.nSeed, options.nFaults);
     g_pFaults = &faults;
     CMemory memory(options.nSeed, options.memory);

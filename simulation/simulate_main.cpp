@@ -56,6 +56,7 @@ constexpr simulation::World kWorlds[] = {{"callers", /*bAlone=*/false, &simulati
 constexpr simulation::World kRaceWorld = {"race", /*bAlone=*/false, &simulation::RunRaceWorld};
 constexpr std::uint64_t kWorldStream = 7;
 constexpr std::uint64_t kFaultStream = 8;
+constexpr std::uint64_t kClockStream = 10;
 // The stacks of threads that were ended where they were are kept, so a child does not run for ever.
 constexpr std::uint64_t kSeedsOfAChild = 100;
 constexpr std::uint64_t kShortenSeconds = 60;
@@ -219,6 +220,7 @@ void RunOne(const Arguments& arguments, const simulation::Replay& run, Shared& s
     options.nFaults = run.nFaults.value_or(kRates[faults.Below(std::size(kRates))]);
     // The whole helper has a watch that takes such a jump for a thread that hangs.
     options.nJumps = faults.OneIn(4) && !world.bAlone ? 200 : 0;
+    options.bClocksJump = simulation::CRandom(run.nSeed, kClockStream).OneIn(2);
     // In half of the runs with faults, memory fails too.
     constexpr std::uint64_t kMemoryRates[] = {0, 0, 30000, 1000};
     const std::uint64_t nMemory = options.nFaults != 0 ? kMemoryRates[faults.Below(std::size(kMemoryRates))] : 0;

@@ -171,6 +171,15 @@ void CMachine::SetName(const ObjectPointer& pObject, const std::wstring& strName
     m_names[pObject->m_strName] = pObject;
 }
 
+Nanoseconds CMachine::WorldTime() const {
+    const Nanoseconds nNow = m_scheduler.Now();
+    std::int64_t nAheadSeconds = 0;
+    for (const ClockJump& jump : m_flavour.clockJumps) {
+        nAheadSeconds = jump.nAt <= nNow ? jump.nAheadSeconds : nAheadSeconds;
+    }
+    return (kStartUnixSeconds + static_cast<std::uint64_t>(nAheadSeconds)) * kSecond + nNow;
+}
+
 std::shared_ptr<CMutex> CMachine::AddMutex() {
     const auto pMutex = std::make_shared<CMutex>();
     std::erase_if(m_vecMutexes, [](const std::weak_ptr<CMutex>& weak) { return weak.expired(); });

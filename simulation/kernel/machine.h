@@ -17,6 +17,9 @@
 
 namespace simulation {
 
+// Noon of a day in November, on which every run begins, in seconds since 1970.
+inline constexpr std::uint64_t kStartUnixSeconds = 1763726400;
+
 class CThread final : public CEnding {
   public:
     const char* Kind() const override { return "thread"; }
@@ -51,13 +54,21 @@ class CProcess final : public CEnding {
     std::vector<ObjectPointer> m_vecHandles;
 };
 
+// The clock of the world is set at a moment of the run: from then on it is so much ahead, or behind.
+struct ClockJump {
+    Nanoseconds nAt = 0;
+    std::int64_t nAheadSeconds = 0;
+};
+
 // How the machine differs from one system to another, where callers may rely on neither.
 struct Flavour {
-    std::uint32_t nOwnHandleClosed = 109;  // error of what was pending on a handle that its own process closes
-    bool bClosedPortWakes = false;         // whether closing a port ends the waits on it
-    bool bFirstCounts = true;              // whether a pipe can be asked to be the first of its name
-    bool bForeignTimers = true;            // whether a thread may set the timers of another one's window
-    Nanoseconds nTick = kMillisecond;      // grain of the tick count
+    std::uint32_t nOwnHandleClosed = 109;   // error of what was pending on a handle that its own process closes
+    bool bClosedPortWakes = false;          // whether closing a port ends the waits on it
+    bool bFirstCounts = true;               // whether a pipe can be asked to be the first of its name
+    bool bForeignTimers = true;             // whether a thread may set the timers of another one's window
+    Nanoseconds nTick = kMillisecond;       // grain of the tick count
+    std::uint64_t nStartTicks = 200000000;  // the tick count at the start, some days after that of the machine
+    std::vector<ClockJump> clockJumps;      // in the order of their times
 };
 
 class CMachine {
@@ -87,6 +98,9 @@ class CMachine {
     ObjectPointer FindName(const std::wstring& strName);
     void SetName(const ObjectPointer& pObject, const std::wstring& strName);
     std::shared_ptr<CMutex> AddMutex();
+
+    // Nanoseconds since 1970 by the world's clock, which may be set back.
+    Nanoseconds WorldTime() const;
 
     // A file, a folder or a library.
     bool HasPath(const std::wstring& strPath) const {

@@ -20,8 +20,7 @@ using namespace simulation;
 
 namespace {
 
-// The day on which a run begins, in seconds of 1970.
-constexpr std::uint64_t kStartSeconds = 1763726400;
+constexpr std::uint64_t kStartSeconds = kStartUnixSeconds;
 
 CWaitList& WaitersAt(const void* pAddress) {
     return g_pScheduler->WaitersAt(pAddress);
@@ -223,7 +222,7 @@ std::int64_t __wrap__ZNSt6chrono3_V212steady_clock3nowEv() {
 }
 std::int64_t __real__ZNSt6chrono3_V212system_clock3nowEv();
 std::int64_t __wrap__ZNSt6chrono3_V212system_clock3nowEv() {
-    return IsSimulated() ? static_cast<std::int64_t>(kStartSeconds * kSecond + g_pScheduler->Now())
+    return IsSimulated() ? static_cast<std::int64_t>(g_pMachine->WorldTime())
                          : __real__ZNSt6chrono3_V212system_clock3nowEv();
 }
 time_t __real_time(time_t* pTime);
@@ -231,7 +230,7 @@ time_t __wrap_time(time_t* pTime) {
     if (!IsSimulated()) {
         return __real_time(pTime);
     }
-    const auto nNow = static_cast<time_t>(kStartSeconds + g_pScheduler->Now() / kSecond);
+    const auto nNow = static_cast<time_t>(g_pMachine->WorldTime() / kSecond);
     if (pTime != nullptr) {
         *pTime = nNow;
     }

@@ -2,6 +2,7 @@
 #include <process.h>
 #include <tlhelp32.h>
 
+#include <ctime>
 #include <string>
 
 #include "simulation/system/call.h"
@@ -10,15 +11,11 @@ using namespace simulation;
 
 namespace {
 
-// Noon of a day in November, by the local clock and by the world's.
-constexpr std::uint64_t kStartUnixSeconds = 1763726400;
 constexpr std::uint64_t kUnixInFileTime = 11644473600;
 constexpr std::uint64_t kFileTimePerSecond = 10000000;
-// Ticks since the machine's start, some days ago.
-constexpr std::uint64_t kStartTicks = 200000000;
-
-FILETIME FileTime(Nanoseconds nSinceStart) {
-    const std::uint64_t nTime = (kStartUnixSeconds + kUnixInFileTime) * kFileTimePerSecond + nSinceStart / 100;
+// nUnixTime: in nanoseconds.
+FILETIME FileTime(Nanoseconds nUnixTime) {
+    const std::uint64_t nTime = kUnixInFileTime * kFileTimePerSecond + nUnixTime / 100;
     return {static_cast<DWORD>(nTime), static_cast<DWORD>(nTime >> 32)};
 }
 
@@ -156,14 +153,14 @@ HANDLE OpenProcess(DWORD, BOOL, DWORD) {
 BOOL GetProcessTimes(HANDLE, FILETIME* pCreated, FILETIME* pEnded, FILETIME* pKernel, FILETIME* pUser) {
     CCall call("GetProcessTimes");
     // Every process is as old as the run, and has used no processor.
-    *pCreated = FileTime(0);
+    *pCreated = FileTime(kStartUnixSeconds * kSecond);
     *pEnded = *pKernel = *pUser = {};
     return TRUE;
 }
 
 void QueryUnbiasedInterruptTime(ULONGLONG* pTime) {
     CCall call("QueryUnbiasedInterruptTime");
-    *pTime = kStartTicks * 10000 + g_pScheduler->Now() / 100;
+    *pTime = call.Machine().m_flavour.nStartTicks * 10000 + g_pScheduler->Now() / 100;
 }
 
 UINT SetErrorMode(UINT) {
@@ -186,7 +183,7 @@ void Sleep(DWORD dwMilliseconds) {
 ULONGLONG GetTickCount64() {
     CCall call("GetTickCount64");
     const Nanoseconds nTick = call.Machine().m_flavour.nTick;
-    return kStartTicks + g_pScheduler->Now() / nTick * nTick / kMillisecond;
+    return call.Machine().m_flavour.nStartTicks + g_pScheduler->Now() / nTick * nTick / kMillisecond;
 }
 
 DWORD GetTickCount() {
@@ -194,19 +191,22 @@ DWORD GetTickCount() {
 }
 
 void GetLocalTime(SYSTEMTIME* pTime) {
-    const Nanoseconds nOfDay = (12 * 3600 * kSecond + g_pScheduler->Now()) % (24 * 3600 * kSecond);
+    const Nanoseconds nNow = g_pMachine->WorldTime();
+    const auto nSeconds = static_cast<std::time_t>(nNow / kSecond);
+    std::tm parts = {};
+    gmtime_r(&nSeconds, &parts);
     *pTime = {};
-    pTime->wYear = 2025;
-    pTime->wMonth = 11;
-    pTime->wDay = 21;
-    pTime->wHour = static_cast<WORD>(nOfDay / (3600 * kSecond));
-    pTime->wMinute = static_cast<WORD>(nOfDay / (60 * kSecond) % 60);
-    pTime->wSecond = static_cast<WORD>(nOfDay / kSecond % 60);
-    pTime->wMilliseconds = static_cast<WORD>(nOfDay / kMillisecond % 1000);
+    pTime->wYear = static_cast<WORD>(parts.tm_year + 1900);
+    pTime->wMonth = static_cast<WORD>(parts.tm_mon + 1);
+    pTime->wDay = static_cast<WORD>(parts.tm_mday);
+    pTime->wHour = static_cast<WORD>(parts.tm_hour);
+    pTime->wMinute = static_cast<WORD>(parts.tm_min);
+    pTime->wSecond = static_cast<WORD>(parts.tm_sec);
+    pTime->wMilliseconds = static_cast<WORD>(nNow / kMillisecond % 1000);
 }
 
 void GetSystemTimeAsFileTime(FILETIME* pTime) {
-    *pTime = FileTime(g_pScheduler->Now());
+    *pTime = FileTime(g_pMachine->WorldTime());
 }
 
 // The list is one of all threads at the time of each look.
