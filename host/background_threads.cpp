@@ -1,7 +1,6 @@
 #include "host/background_threads.h"
 
 #include <memory>
-#include <utility>
 
 #include "foundation/log.h"
 #include "host/helper_host.h"
@@ -68,10 +67,10 @@ void CommzoltHelperS::ReleaseThreads() {
         return;
     }
     m_bHoldsThreads = false;
-    for (const CKernelHandle& thread : m_vecHeldThreads) {
-        ResumeThread(thread.get());
+    if (m_hHeldThread) {
+        ResumeThread(m_hHeldThread.get());
+        m_hHeldThread.reset();
     }
-    m_vecHeldThreads.clear();
     {
         const CAutoLock lock(&m_lockInstance);
         m_bHoldsWatches = false;
@@ -95,11 +94,10 @@ void CommzoltHelperS::InitHangWatcherThread(const CHangWatcherStart& start) {
 
 void CommzoltHelperS::InitMonCPUUsageThread() {
     NXL_LOG(L"[%s(%d)] InitMonCPUUsageThread begin");
-    if (CKernelHandle thread(m_threads.pfnStart(m_threads.pfnMonCPUUsage, /*argument=*/nullptr, CREATE_SUSPENDED));
+    if (const CKernelHandle thread(m_threads.pfnStart(m_threads.pfnMonCPUUsage, /*argument=*/nullptr, /*flags=*/0));
         !thread) {
         NXL_LOG(L"[%s(%d)] Thread create falied, error %d", GetLastError());
     } else {
-        m_vecHeldThreads.push_back(std::move(thread));
         NXL_LOG(L"[%s(%d)] Thread create success");
     }
     NXL_LOG(L"[%s(%d)] InitMonCPUUsageThread end");
@@ -107,10 +105,10 @@ void CommzoltHelperS::InitMonCPUUsageThread() {
 
 void CommzoltHelperS::InitConfInfoThread() {
     NXL_LOG(L"[%s(%d)] InitConfInfoThread begin");
-    if (CKernelHandle thread(m_threads.pfnStart(m_threads.pfnConfInfo, this, CREATE_SUSPENDED)); !thread) {
+    m_hHeldThread.reset(m_threads.pfnStart(m_threads.pfnConfInfo, this, CREATE_SUSPENDED));
+    if (!m_hHeldThread) {
         NXL_LOG(L"[%s(%d)] InitConfInfoThread create falied, error %d", GetLastError());
     } else {
-        m_vecHeldThreads.push_back(std::move(thread));
         NXL_LOG(L"[%s(%d)] InitConfInfoThread create success");
     }
     // Kept: the end line carries the name of another thread; readers of logs know it by that.

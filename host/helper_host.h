@@ -10,7 +10,6 @@
 #include <map>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "foundation/handle.h"
 #include "foundation/lock.h"
@@ -95,10 +94,10 @@ class CommzoltHelperS final : public IServiceHost, public IMessageReceiver, publ
     void InitZOLTSIPC() NXL_REQUIRES(m_lockInit);
     void GetMid();
     void InitHangWatcherThread(const CHangWatcherStart& start);
-    void InitMonCPUUsageThread() NXL_REQUIRES(m_lockInit);
+    void InitMonCPUUsageThread();
     void InitConfInfoThread() NXL_REQUIRES(m_lockInit);
-    // The threads of the configuration and of the processor's use, the watches of the instances and the beacons' worker
-    // begin their work. A caller that waits for the ready notice does not wait for them as well.
+    // The thread of the configuration, the watches of the instances and the beacons' worker begin their work. A caller
+    // that waits for the ready notice does not wait for them as well.
     void ReleaseThreads() NXL_REQUIRES(m_lockInit);
     void DealWithMsg(std::int32_t type, const std::string& param);
     void SendReadyNotice();
@@ -132,8 +131,8 @@ class CommzoltHelperS final : public IServiceHost, public IMessageReceiver, publ
     CLock m_lockInit NXL_ACQUIRED_BEFORE(m_lockInstance);
     std::shared_ptr<CIOCP_Server> m_pPipeServer NXL_GUARDED_BY(m_lockInit);
     std::shared_ptr<CPipeServerCallback> m_pServerCallback NXL_GUARDED_BY(m_lockInit);
-    bool m_bHoldsThreads NXL_GUARDED_BY(m_lockInit) = false;                 // a first start is under way
-    std::vector<CKernelHandle> m_vecHeldThreads NXL_GUARDED_BY(m_lockInit);  // started and not yet released
+    bool m_bHoldsThreads NXL_GUARDED_BY(m_lockInit) = false;  // a first start is under way
+    CKernelHandle m_hHeldThread NXL_GUARDED_BY(m_lockInit);   // the configuration's, started and not yet released
     CKernelHandle m_hInitEvent NXL_GUARDED_BY(m_lockInit);    // the ready event, signalled once the pipe listens
     ULONG_PTR m_gdiplusToken NXL_GUARDED_BY(m_lockInit) = 0;  // GDI+ stays up to the process's end
 

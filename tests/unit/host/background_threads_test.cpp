@@ -20,12 +20,12 @@ class BackgroundThreadsTest : public CHostFixture {};
 
 std::atomic<bool> g_bWatched{false};
 
-TEST_F(BackgroundThreadsTest, HangWatcherRunsBeforeTheReadyNoticeIsSent) {
+TEST_F(BackgroundThreadsTest, WatchdogsRunBeforeTheReadyNoticeIsSent) {
     g_bWatched.store(false);
     // The main thread stops in this line: a thread that runs then does not wait for it.
     SetLogObserver([](const wchar_t* line) {
         if (std::wstring_view(line).find(L"SendIPCMessage begin") != std::wstring_view::npos) {
-            g_bWatched.store(WaitForHangWatcher());
+            g_bWatched.store(WaitForWatchdogs());
         }
     });
     StartHost();
@@ -37,14 +37,13 @@ constexpr DWORD kShowsMs = 1000;
 
 // What runs of the host of one test: those of other tests still have threads.
 struct LaterThreads {
-    CKernelHandle runs[3]{CKernelHandle(CreateEventW(nullptr, TRUE, FALSE, nullptr)),
-                          CKernelHandle(CreateEventW(nullptr, TRUE, FALSE, nullptr)),
+    CKernelHandle runs[2]{CKernelHandle(CreateEventW(nullptr, TRUE, FALSE, nullptr)),
                           CKernelHandle(CreateEventW(nullptr, TRUE, FALSE, nullptr))};
     std::atomic<bool> bEarly{false};
 
     DWORD Wait(bool bAll, DWORD nMs) const {
-        const HANDLE handles[] = {runs[0].get(), runs[1].get(), runs[2].get()};
-        return WaitForMultipleObjects(3, handles, bAll ? TRUE : FALSE, nMs);
+        const HANDLE handles[] = {runs[0].get(), runs[1].get()};
+        return WaitForMultipleObjects(2, handles, bAll ? TRUE : FALSE, nMs);
     }
 };
 LaterThreads g_later;
@@ -52,14 +51,13 @@ LaterThreads g_later;
 TEST_F(BackgroundThreadsTest, WhatTheReadyNoticeDoesNotNeedRunsAfterIt) {
     static const HostThreads later = [] {
         HostThreads threads = kCountingThreads;
-        threads.pfnMonCPUUsage = [](void*) -> DWORD { return SetEvent(g_later.runs[0].get()) ? 0 : 1; };
-        threads.pfnConfInfo = [](void*) -> DWORD { return SetEvent(g_later.runs[1].get()) ? 0 : 1; };
+        threads.pfnConfInfo = [](void*) -> DWORD { return SetEvent(g_later.runs[0].get()) ? 0 : 1; };
         return threads;
     }();
     g_pfnLaunchWatcher = [](std::function<unsigned()> work, bool bHeld) {
         return LaunchThread(
             [work = std::move(work)] {
-                SetEvent(g_later.runs[2].get());
+                SetEvent(g_later.runs[1].get());
                 return work();
             },
             bHeld);

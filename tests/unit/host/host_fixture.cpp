@@ -41,9 +41,10 @@ const HostThreads kCountingThreads = {
     kHostThreads.nStartLimitMs * 10,
 };
 
-bool WaitForHangWatcher() {
+bool WaitForWatchdogs() {
     std::unique_lock guard(g_lockStarted);
-    return g_startedChanged.wait_for(guard, kWait, [] { return g_started.nHangWatcher >= 1; });
+    return g_startedChanged.wait_for(guard, kWait,
+                                     [] { return g_started.nHangWatcher >= 1 && g_started.nMonCPUUsage >= 1; });
 }
 
 StartedThreads WaitForStartedThreads(int count) {

@@ -73,5 +73,5 @@ struct StartedThreads {
 };
 // Waits until each of the three has run count times, or the time is up.
 StartedThreads WaitForStartedThreads(int count);
-// Waits until the hang watcher has run. False when the time is up.
-bool WaitForHangWatcher();
+// Waits until the two watchdogs have run. False when the time is up.
+bool WaitForWatchdogs();
