@@ -109,14 +109,20 @@ CallerResult CCaller::StartHelper(HelperStart start) {
 void CCaller::ExpectHelper() {
     const CNativeGuard startLock(m_lockStart);
     m_watchStarted.Stop();
-    const CNativeGuard lock(m_lock);
-    m_pStarted.reset();
-    m_bFound = false;
-    if (!m_bConnected) {
-        m_pPeer.reset();
+    std::shared_ptr<const StartedProcess> lost;  // its handle stays open until its watch has ended
+    {
+        const CNativeGuard lock(m_lock);
+        m_pStarted.reset();
+        m_bFound = false;
+        if (!m_bConnected) {
+            lost.swap(m_pPeer);
+        }
+        m_bProcessEnded = false;
+        m_bLost = false;
     }
-    m_bProcessEnded = false;
-    m_bLost = false;
+    if (lost != nullptr) {
+        m_watchPeer.Stop();
+    }
 }
 
 CallerResult CCaller::WatchProcess(StartedProcess process, bool found) {

@@ -25,7 +25,7 @@ std::string UniqueServiceId() {
     GetProcessTimes(GetCurrentProcess(), &began, &unused[0], &unused[1], &unused[2]);
     const std::uint64_t ticks = std::uint64_t{began.dwHighDateTime} << 32 | began.dwLowDateTime;
     char text[64];
-    std::snprintf(text, sizeof text, "p%lu-%llx-%u", GetCurrentProcessId(),
+    std::snprintf(text, sizeof text, "p%lu-%llx-%u", static_cast<unsigned long>(GetCurrentProcessId()),
                   static_cast<unsigned long long>(ticks / 10000 & 0xFFFFFFFF), ++counter);
     return text;
 }

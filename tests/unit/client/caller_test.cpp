@@ -361,6 +361,20 @@ TEST_F(CallerTest, ProcessThatEndsWithoutConnectingEndsTheWait) {
     EXPECT_NE(exitCode, 77u);
 }
 
+// The handle of a process that is watched must stay open. What a system does otherwise is not known; the simulated
+// machine ends the test.
+TEST_F(CallerTest, AHelperThatWasLostIsNotWatchedOnceAnotherIsExpected) {
+    Connect();
+    ASSERT_TRUE(m_helper.Write(Notice()));
+    ReceivedFrame frame;
+    ASSERT_EQ(m_caller.WaitForFrame(Number(MessageType::S_MT_InitReply), kLongMs, frame), CallerResult::Ok);
+    EXPECT_EQ(m_caller.ProcessId(), GetCurrentProcessId());
+    m_helper.Close();
+    ASSERT_EQ(m_caller.WaitForLoss(kLongMs), CallerResult::Ok);
+    m_caller.ExpectHelper();
+    EXPECT_EQ(m_caller.ProcessId(), 0u);
+}
+
 TEST_F(CallerTest, MissingProgramIsNotStarted) {
     HelperStart start;
     start.strExe = LR"(C:\no such\nexlet.exe)";
