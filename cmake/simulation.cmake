@@ -4,6 +4,7 @@ option(NEXLET_COVERAGE "Count the lines and branches of the floors that are reac
 
 # Sources of the floors that only other systems are built with.
 set(nexlet_not_simulated
+  client/record_layout.cpp
   foundation/lock_posix.cpp
   foundation/log_output_posix.cpp
   foundation/text_convert_win.cpp

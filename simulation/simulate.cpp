@@ -1,6 +1,7 @@
 #include "simulation/simulate.h"
 
 #include <sanitizer/lsan_interface.h>
+#include <sys/single_threaded.h>
 
 #include "simulation/kernel/faults.h"
 #include "simulation/kernel/machine.h"
@@ -70,6 +71,9 @@ Options OptionsOfSeed(std::uint64_t nSeed) {
 }
 
 Outcome Run(const Options& options, std::function<void()> main) {
+    // To the C library a program with simulated threads has one. Its counts of references would not be atomic then, and
+    // a thread could be left between the reading of a count and its writing.
+    __libc_single_threaded = 0;
     SchedulerOptions schedulerOptions;
     schedulerOptions.nSeed = options.nSeed;
     schedulerOptions.nEdges = options.nEdges;

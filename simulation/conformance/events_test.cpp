@@ -188,4 +188,9 @@ TEST(Mutexes, TheNextOwnerIsToldThatTheLastOneEndedWithIt) {
     EXPECT_TRUE(ReleaseMutex(mutex.get()));
 }
 
+TEST(Events, ANameWithAFolderIsRefused) {
+    EXPECT_FALSE(MakeEvent(TRUE, FALSE, (L"Global\\" + FreshName(L"nexlet_conformance") + L"\\below").c_str()));
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_PATH_NOT_FOUND});
+}
+
 }  // namespace

@@ -416,4 +416,56 @@ TEST_F(Pipes, TheClientKnowsWhoseProcessServes) {
     EXPECT_EQ(nProcess, GetCurrentProcessId());
 }
 
+TEST_F(Pipes, TheServerKnowsWhoseProcessIsConnected) {
+    Connect();
+    ULONG nProcess = 0;
+    ASSERT_TRUE(GetNamedPipeClientProcessId(server.get(), &nProcess)) << GetLastError();
+    EXPECT_EQ(nProcess, GetCurrentProcessId());
+}
+
+TEST_F(Pipes, TheClientKnowsInWhichSessionItsServerIs) {
+    Connect();
+    DWORD nOwn = 0xFFFFFFFF;
+    ASSERT_TRUE(ProcessIdToSessionId(GetCurrentProcessId(), &nOwn));
+    ULONG nSession = 0xFFFFFFFE;
+    ASSERT_TRUE(GetNamedPipeServerSessionId(client.get(), &nSession)) << GetLastError();
+    EXPECT_EQ(nSession, nOwn);
+}
+
+TEST_F(Pipes, BothEndsTellTheSizesThatTheServerGave) {
+    server.reset(CreateNamedPipeW(strName.c_str(), kServerMode, PIPE_TYPE_BYTE | PIPE_READMODE_BYTE | PIPE_WAIT, 1,
+                                  4096, 8192, 0, nullptr));
+    ASSERT_TRUE(server) << GetLastError();
+    client = Open(strName);
+    ASSERT_TRUE(client) << GetLastError();
+    for (const CFileHandle* const pEnd : {&server, &client}) {
+        DWORD nFlags = 0;
+        DWORD nOut = 0;
+        DWORD nIn = 0;
+        ASSERT_TRUE(GetNamedPipeInfo(pEnd->get(), &nFlags, &nOut, &nIn, nullptr)) << GetLastError();
+        EXPECT_EQ(nFlags & PIPE_TYPE_MESSAGE, 0u);
+        EXPECT_EQ(nOut, 4096u);
+        EXPECT_EQ(nIn, 8192u);
+    }
+}
+
+TEST_F(Pipes, AClientWaitsForAnInstanceThatListens) {
+    EXPECT_FALSE(WaitNamedPipeW(strName.c_str(), kLongMs));
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_FILE_NOT_FOUND});
+    server = Serve(strName, 1);
+    EXPECT_TRUE(WaitNamedPipeW(strName.c_str(), kLongMs)) << GetLastError();
+    client = Open(strName);
+    EXPECT_FALSE(WaitNamedPipeW(strName.c_str(), 20));
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_SEM_TIMEOUT});
+    client.reset();
+    ASSERT_TRUE(DisconnectNamedPipe(server.get()));
+    Operation accept;
+    {
+        const CJoined waiter([&] { EXPECT_TRUE(WaitNamedPipeW(strName.c_str(), kLongMs)) << GetLastError(); });
+        EXPECT_EQ(ErrorOf(ConnectNamedPipe(server.get(), &accept.overlapped)), DWORD{ERROR_IO_PENDING});
+    }
+    client = Open(strName);
+    EXPECT_EQ(accept.Error(server.get()), DWORD{ERROR_SUCCESS});
+}
+
 }  // namespace

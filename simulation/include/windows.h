@@ -7,6 +7,8 @@
 #include "simulation/include/winapi/locks.h"
 #include "simulation/include/winapi/messages.h"
 #include "simulation/include/winapi/objects.h"
+#include "simulation/include/winapi/processes.h"
+#include "simulation/include/winapi/security.h"
 #include "simulation/include/winapi/surroundings.h"
 #include "simulation/include/winapi/threads.h"
 #include "simulation/include/winapi/types.h"

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "simulation/kernel/local_storage.h"
+
 namespace simulation {
 
 CMachine* g_pMachine = nullptr;
@@ -49,6 +51,9 @@ bool CProcess::Close(void* hHandle) {
 void CProcess::CloseAll() {
     for (std::size_t i = 0; i < m_vecHandles.size(); ++i) {
         Close(reinterpret_cast<void*>(kHandleStep * (i + 1)));
+    }
+    for (const ObjectPointer& pView : std::exchange(m_vecViews, {})) {
+        --pView->m_nHandles;
     }
 }
 
@@ -106,6 +111,7 @@ std::shared_ptr<CThread> CMachine::StartThread(CProcess& process, std::function<
         process.m_nId, "a thread",
         [this, weak = std::weak_ptr<CThread>(pThread), work = std::move(work)] {
             const std::uint32_t nExitCode = work();
+            ForgetLocal(*weak.lock()->m_pTask);
             ThreadEnded(*weak.lock(), nExitCode);
         },
         bSuspended);

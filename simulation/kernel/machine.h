@@ -12,6 +12,7 @@
 #include "simulation/kernel/modules.h"
 #include "simulation/kernel/object.h"
 #include "simulation/kernel/pipe.h"
+#include "simulation/kernel/programs.h"
 #include "simulation/kernel/registry.h"
 #include "simulation/kernel/scheduler.h"
 
@@ -49,6 +50,8 @@ class CProcess final : public CEnding {
     const std::uint32_t m_nId;
     const std::wstring m_strFile;
     std::vector<std::shared_ptr<CThread>> m_vecThreads;
+    std::vector<ObjectPointer> m_vecViews;    // sections that it sees
+    std::vector<void*> m_vecRegisteredWaits;  // handles that a registered wait of its waits for
 
   private:
     std::vector<ObjectPointer> m_vecHandles;
@@ -102,10 +105,14 @@ class CMachine {
     // Nanoseconds since 1970 by the world's clock, which may be set back.
     Nanoseconds WorldTime() const;
 
-    // A file, a folder or a library.
+    // A file, a folder, a library or a program.
     bool HasPath(const std::wstring& strPath) const {
-        return m_disk.Find(strPath) || m_disk.HasFolder(strPath) || m_modules.HasFile(strPath);
+        return m_disk.Find(strPath) || m_disk.HasFolder(strPath) || m_modules.HasFile(strPath) ||
+               m_programs.Find(strPath);
     }
+
+    // All processes are of one logon.
+    static constexpr std::uint32_t kSession = 1;
 
     CScheduler& m_scheduler;
     const Flavour m_flavour;
@@ -113,6 +120,7 @@ class CMachine {
     CDisk m_disk;
     CRegistry m_registry;
     CModules m_modules;
+    CPrograms m_programs;
     CDesktop m_desktop;
 
   private:

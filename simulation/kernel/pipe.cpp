@@ -263,6 +263,14 @@ CPipeNames::Name* CPipeNames::Find(const std::wstring& strName) {
     return &found->second;
 }
 
+bool CPipeNames::IsServed(const std::wstring& strName, bool& bListens) {
+    const Name* const pName = Find(strName);
+    bListens = pName != nullptr && std::any_of(pName->servers.begin(), pName->servers.end(), [](const auto& weak) {
+                   return weak.lock()->m_pPipe->m_state == CPipe::State::Listening;
+               });
+    return pName != nullptr;
+}
+
 std::shared_ptr<CPipeEnd> CPipeNames::Serve(const std::wstring& strName, const PipeOpening& opening, DWORD nProcess,
                                             DWORD& nError) {
     Name* pName = Find(strName);

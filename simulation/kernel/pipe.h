@@ -59,6 +59,7 @@ class CPipe {
     State m_state = State::Listening;
     std::uint32_t m_nConnection = 0;  // of the client that came last
     const DWORD m_nServerProcess;
+    DWORD m_nClientProcess = 0;  // of the client that came last
 
   private:
     // Bytes on their way. While the write is pending they lie in the writer's buffer.
@@ -117,6 +118,8 @@ class CPipeNames {
                                     DWORD& nError);
     // A client's end, or null with the error.
     std::shared_ptr<CPipeEnd> Open(const std::wstring& strName, DWORD nAccess, bool bOverlapped, DWORD& nError);
+    // Whether there is a server of this name; bListens: whether a client could connect to one now.
+    bool IsServed(const std::wstring& strName, bool& bListens);
 
   private:
     struct Name {

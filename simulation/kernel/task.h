@@ -61,6 +61,7 @@ class CTask {
     CKeptChoices* m_pKept = nullptr;  // weak; what is replayed of it
     std::uint32_t m_nLastError = 0;
     std::uint32_t m_nFaultsHeld = 0;     // its calls do not fail while this is not 0
+    std::vector<void*> m_vecLocal;       // its values, by slot, see local_storage.h
     std::int64_t m_nPriority = 0;        // the strategy's
     std::vector<const void*> m_vecHeld;  // locks, in the order of their taking
 };

@@ -1,4 +1,6 @@
 // Files, named pipes, overlapped operations and completion ports.
+#include <algorithm>
+
 #include "simulation/system/call.h"
 
 using namespace simulation;
@@ -68,6 +70,7 @@ HANDLE CreateFileW(LPCWSTR szName, DWORD dwAccess, DWORD, LPSECURITY_ATTRIBUTES,
         call.Fail(nError);
         return INVALID_HANDLE_VALUE;
     }
+    pEnd->m_pPipe->m_nClientProcess = call.Process().m_nId;
     return call.Process().Open(pEnd);
 }
 
@@ -192,6 +195,26 @@ HANDLE CreateNamedPipeW(LPCWSTR szName, DWORD dwOpenMode, DWORD, DWORD nMaxInsta
     return call.Process().Open(pEnd);
 }
 
+// Looks again and again: which instance listens is not waited for anywhere else.
+BOOL WaitNamedPipeW(LPCWSTR szName, DWORD dwMilliseconds) {
+    CCall call("WaitNamedPipeW", dwMilliseconds);
+    call.Note(szName);
+    const Nanoseconds nDeadline = g_pScheduler->Deadline(dwMilliseconds);
+    for (;;) {
+        bool bListens = false;
+        if (!call.Machine().m_pipes.IsServed(szName, bListens)) {
+            return call.Fail(ERROR_FILE_NOT_FOUND);
+        }
+        if (bListens) {
+            return TRUE;
+        }
+        if (g_pScheduler->Now() >= nDeadline) {
+            return call.Fail(ERROR_SEM_TIMEOUT);
+        }
+        g_pScheduler->Park({}, std::min(nDeadline, g_pScheduler->Now() + kMillisecond), "a pipe that listens");
+    }
+}
+
 BOOL ConnectNamedPipe(HANDLE hPipe, LPOVERLAPPED pOverlapped) {
     CCall call("ConnectNamedPipe", Number(hPipe));
     const std::shared_ptr<CPipeEnd> pEnd = FindServer(call, hPipe);
@@ -251,6 +274,28 @@ BOOL GetNamedPipeServerProcessId(HANDLE hPipe, PULONG pProcessId) {
         return call.Fail(ERROR_INVALID_HANDLE);
     }
     *pProcessId = pEnd->m_pPipe->m_nServerProcess;
+    return TRUE;
+}
+
+BOOL GetNamedPipeServerSessionId(HANDLE hPipe, PULONG pSessionId) {
+    CCall call("GetNamedPipeServerSessionId", Number(hPipe));
+    if (!call.Process().FindAs<CPipeEnd>(hPipe)) {
+        return call.Fail(ERROR_INVALID_HANDLE);
+    }
+    *pSessionId = CMachine::kSession;
+    return TRUE;
+}
+
+BOOL GetNamedPipeClientProcessId(HANDLE hPipe, PULONG pProcessId) {
+    CCall call("GetNamedPipeClientProcessId", Number(hPipe));
+    const auto pEnd = call.Process().FindAs<CPipeEnd>(hPipe);
+    if (!pEnd) {
+        return call.Fail(ERROR_INVALID_HANDLE);
+    }
+    if (pEnd->m_pPipe->m_nClientProcess == 0) {
+        return call.Fail(ERROR_PIPE_LISTENING);
+    }
+    *pProcessId = pEnd->m_pPipe->m_nClientProcess;
     return TRUE;
 }
 

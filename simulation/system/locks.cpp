@@ -33,12 +33,15 @@ void WakeOneAt(const void* pAddress) {
     g_pScheduler->WakeOne(g_pScheduler->WaitersAt(pAddress));
 }
 
+// A slim lock is never deleted: its order is forgotten only when it is made again. AddressSanitizer keeps memory that
+// was freed from being used again soon.
 bool TakeAlone(PSRWLOCK pLock) {
     if (pLock->pOwner != nullptr || pLock->nShared != 0) {
         return false;
     }
     HappensAfter(pLock);
     pLock->pOwner = &g_pScheduler->Current();
+    LockTaken(g_pScheduler->Current(), pLock);
     return true;
 }
 
@@ -48,6 +51,7 @@ void ReleaseAlone(PSRWLOCK pLock) {
     }
     HappensBefore(pLock);
     pLock->pOwner = nullptr;
+    LockReleased(g_pScheduler->Current(), pLock);
     g_pScheduler->WakeAll(g_pScheduler->WaitersAt(pLock));
 }
 

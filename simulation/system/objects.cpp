@@ -1,4 +1,5 @@
 // Handles, events, mutexes and waits.
+#include <algorithm>
 #include <utility>
 
 #include "simulation/system/call.h"
@@ -15,6 +16,13 @@ HANDLE CreateNamed(CCall& call, LPCWSTR szName, Make make) {
         return call.Process().Open(make());
     }
     call.Note(szName);
+    // One of the system's own folders may come first.
+    const std::wstring_view strName = szName;
+    const std::size_t nFolder = strName.starts_with(L"Global\\") || strName.starts_with(L"Local\\") ? 7 : 0;
+    if (strName.find(L'\\', nFolder) != std::wstring_view::npos) {
+        call.Fail(ERROR_PATH_NOT_FOUND);
+        return nullptr;
+    }
     if (const ObjectPointer pFound = call.Machine().FindName(szName)) {
         if (dynamic_cast<T*>(pFound.get()) == nullptr) {
             call.Fail(ERROR_INVALID_HANDLE);
@@ -60,6 +68,10 @@ BOOL CloseHandle(HANDLE hObject) {
     CCall call("CloseHandle", Number(hObject));
     if (IsPseudo(hObject)) {
         return TRUE;
+    }
+    const std::vector<HANDLE>& waits = call.Process().m_vecRegisteredWaits;
+    if (std::find(waits.begin(), waits.end(), hObject) != waits.end()) {
+        g_pScheduler->Fail("a handle is closed while a registered wait waits for it");
     }
     return call.Process().Close(hObject) ? TRUE : call.Fail(ERROR_INVALID_HANDLE);
 }

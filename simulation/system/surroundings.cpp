@@ -66,6 +66,12 @@ HMODULE GetModuleHandleW(LPCWSTR szFile) {
     return hModule;
 }
 
+BOOL GetModuleHandleExW(DWORD, LPCWSTR, HMODULE* phModule) {
+    CCall call("GetModuleHandleExW");
+    *phModule = reinterpret_cast<HMODULE>(std::uintptr_t{0x10000});
+    return TRUE;
+}
+
 BOOL FreeLibrary(HMODULE hModule) {
     CCall call("FreeLibrary", Number(hModule));
     return call.Machine().m_modules.Free(hModule) ? TRUE : call.Fail(ERROR_MOD_NOT_FOUND);
@@ -115,6 +121,16 @@ BOOL PathFileExistsW(LPCWSTR szPath) {
     CCall call("PathFileExistsW");
     call.Note(szPath);
     return call.Machine().HasPath(szPath) ? TRUE : call.Fail(ERROR_FILE_NOT_FOUND);
+}
+
+DWORD FormatMessageW(DWORD, LPCVOID, DWORD nError, DWORD, LPWSTR szBuffer, DWORD nSize, void*) {
+    CCall call("FormatMessageW", nError);
+    constexpr DWORD kMostErrors = 16000;
+    if (nError > kMostErrors) {
+        call.Fail(ERROR_MR_MID_NOT_FOUND);
+        return 0;
+    }
+    return GiveText(L"The system refused it.\r\n", szBuffer, nSize);
 }
 
 LPWSTR StrDupW(LPCWSTR szText) {

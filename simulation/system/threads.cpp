@@ -143,13 +143,6 @@ BOOL GetProcessHandleCount(HANDLE hProcess, PDWORD pCount) {
     return TRUE;
 }
 
-HANDLE OpenProcess(DWORD, BOOL, DWORD) {
-    CCall call("OpenProcess");
-    // No world looks into other programs' processes.
-    call.Fail(ERROR_ACCESS_DENIED);
-    return nullptr;
-}
-
 BOOL GetProcessTimes(HANDLE, FILETIME* pCreated, FILETIME* pEnded, FILETIME* pKernel, FILETIME* pUser) {
     CCall call("GetProcessTimes");
     // Every process is as old as the run, and has used no processor.

@@ -59,11 +59,14 @@ BOOL CancelIoEx(HANDLE hFile, LPOVERLAPPED pOverlapped);
 
 HANDLE CreateNamedPipeW(LPCWSTR szName, DWORD dwOpenMode, DWORD dwPipeMode, DWORD nMaxInstances, DWORD nOutBufferSize,
                         DWORD nInBufferSize, DWORD nDefaultTimeOut, LPSECURITY_ATTRIBUTES pAttributes);
+BOOL WaitNamedPipeW(LPCWSTR szName, DWORD dwMilliseconds);
 BOOL ConnectNamedPipe(HANDLE hPipe, LPOVERLAPPED pOverlapped);
 BOOL DisconnectNamedPipe(HANDLE hPipe);
 BOOL PeekNamedPipe(HANDLE hPipe, LPVOID pBuffer, DWORD nBytes, LPDWORD pRead, LPDWORD pAvailable, LPDWORD pLeft);
 BOOL GetNamedPipeInfo(HANDLE hPipe, LPDWORD pFlags, LPDWORD pOutSize, LPDWORD pInSize, LPDWORD pMaxInstances);
 BOOL GetNamedPipeServerProcessId(HANDLE hPipe, PULONG pProcessId);
+BOOL GetNamedPipeServerSessionId(HANDLE hPipe, PULONG pSessionId);
+BOOL GetNamedPipeClientProcessId(HANDLE hPipe, PULONG pProcessId);
 
 HANDLE CreateIoCompletionPort(HANDLE hFile, HANDLE hPort, ULONG_PTR nKey, DWORD nThreads);
 BOOL SetFileCompletionNotificationModes(HANDLE hFile, UCHAR nFlags);

@@ -47,6 +47,17 @@ void WakeAllConditionVariable(PCONDITION_VARIABLE pCondition);
 inline LONG InterlockedIncrement(LONG volatile* pValue) {
     return __atomic_add_fetch(pValue, 1, __ATOMIC_SEQ_CST);
 }
+inline LONG64 InterlockedIncrement64(LONG64 volatile* pValue) {
+    return __atomic_add_fetch(pValue, 1, __ATOMIC_SEQ_CST);
+}
+inline LONG64 InterlockedAdd64(LONG64 volatile* pValue, LONG64 nMore) {
+    return __atomic_add_fetch(pValue, nMore, __ATOMIC_SEQ_CST);
+}
+// What was there before.
+inline LONG64 InterlockedCompareExchange64(LONG64 volatile* pValue, LONG64 nNew, LONG64 nExpected) {
+    __atomic_compare_exchange_n(pValue, &nExpected, nNew, /*weak=*/false, __ATOMIC_SEQ_CST, __ATOMIC_SEQ_CST);
+    return nExpected;
+}
 inline LONG InterlockedDecrement(LONG volatile* pValue) {
     return __atomic_sub_fetch(pValue, 1, __ATOMIC_SEQ_CST);
 }

@@ -10,6 +10,11 @@ HMODULE LoadLibraryW(LPCWSTR szFile);
 HMODULE LoadLibraryA(LPCSTR szFile);
 HMODULE LoadLibraryExW(LPCWSTR szFile, HANDLE hFile, DWORD dwFlags);
 HMODULE GetModuleHandleW(LPCWSTR szFile);
+#define GET_MODULE_HANDLE_EX_FLAG_PIN 1U
+#define GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT 2U
+#define GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS 4U
+// By an address alone: all code is the program's own.
+BOOL GetModuleHandleExW(DWORD dwFlags, LPCWSTR pAddress, HMODULE* phModule);
 BOOL FreeLibrary(HMODULE hModule);
 FARPROC GetProcAddress(HMODULE hModule, LPCSTR szName);
 DWORD GetModuleFileNameW(HMODULE hModule, LPWSTR szPath, DWORD nSize);
@@ -46,6 +51,12 @@ LSTATUS RegDeleteKeyW(HKEY hKey, LPCWSTR szSubKey);
 void OutputDebugStringW(LPCWSTR szText);
 DWORD GetLongPathNameW(LPCWSTR szShort, LPWSTR szLong, DWORD nSize);
 DWORD GetTempPathW(DWORD nSize, LPWSTR szPath);
+
+#define FORMAT_MESSAGE_IGNORE_INSERTS 0x200U
+#define FORMAT_MESSAGE_FROM_SYSTEM 0x1000U
+// One sentence serves for all errors.
+DWORD FormatMessageW(DWORD dwFlags, LPCVOID pSource, DWORD nError, DWORD nLanguage, LPWSTR szBuffer, DWORD nSize,
+                     void* pInserts);
 
 using HLOCAL = void*;
 HLOCAL LocalFree(HLOCAL pMemory);

@@ -18,6 +18,7 @@ using UINT = unsigned;
 using LONG = std::int32_t;
 using ULONG = std::uint32_t;
 using LONGLONG = long long;
+using LONG64 = long long;
 using ULONGLONG = unsigned long long;
 using SIZE_T = std::size_t;
 using CHAR = char;

@@ -1,0 +1,4 @@
+// Rights in their text form.
+#pragma once
+
+#include "simulation/include/winapi/security.h"
