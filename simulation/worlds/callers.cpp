@@ -24,6 +24,7 @@
 #include "ipc/transport/frame.h"
 #include "ipc/transport/iocp_client.h"
 #include "simulation/kernel/faults.h"
+#include "simulation/worlds/served_pipe.h"
 #include "simulation/worlds/world.h"
 
 namespace simulation {
@@ -61,22 +62,13 @@ class CCallerProcess {
         if (m_plan.bGate) {
             m_gate.reset(CreateEventW(nullptr, TRUE, TRUE, m_plan.Gate().c_str()));
         }
-        m_event.reset(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+        const bool bServed = m_pipe.Serve(m_plan.Pipe(), m_plan.nQuota);
+        Hold(bServed, "a caller cannot make its pipe");
         Step();
-        m_pipe.reset(CreateNamedPipeW(m_plan.Pipe().c_str(), PIPE_ACCESS_DUPLEX | FILE_FLAG_OVERLAPPED, PIPE_TYPE_BYTE,
-                                      1, m_plan.nQuota, m_plan.nQuota, 0, nullptr));
-        Hold(m_pipe.valid(), "a caller cannot make its pipe");
-        Step();
-        OVERLAPPED accept = Begin();
-        if (!ConnectNamedPipe(m_pipe.get(), &accept)) {
-            const DWORD nError = GetLastError();
-            if (nError == ERROR_IO_PENDING) {
-                if (!Finished(accept)) {
-                    return;
-                }
-            } else if (nError != ERROR_PIPE_CONNECTED) {
-                return;
-            }
+        const bool bAccepted = m_pipe.Accept(kNeverMs);
+        ExpectNoEndlessWait();
+        if (!bAccepted) {
+            return;
         }
         for (std::uint32_t i = 0; i < m_plan.nRequests; ++i) {
             Json::Value content(Json::objectValue);
@@ -100,43 +92,16 @@ class CCallerProcess {
             Vanish();
         }
     }
-    OVERLAPPED Begin() const {
-        OVERLAPPED block = {};
-        block.hEvent = m_event.get();
-        return block;
-    }
-    // Bytes moved, or nothing when the connection is over.
-    std::optional<DWORD> Finished(OVERLAPPED& block) {
-        Step();
-        if (WaitForSingleObject(m_event.get(), kNeverMs) != WAIT_OBJECT_0) {
-            Hold(!m_plan.bOrderly, "a caller's operation never ends");
-            CancelIoEx(m_pipe.get(), &block);
-            DWORD nMoved = 0;
-            GetOverlappedResult(m_pipe.get(), &block, &nMoved, TRUE);
-            return std::nullopt;
-        }
-        DWORD nMoved = 0;
-        if (!GetOverlappedResult(m_pipe.get(), &block, &nMoved, FALSE)) {
-            return std::nullopt;
-        }
-        return nMoved;
+    void ExpectNoEndlessWait() const {
+        Hold(!m_pipe.HasTimedOut() || !m_plan.bOrderly, "a caller's operation never ends");
     }
     bool SendGated(const std::string& strFrame) {
         if (m_gate) {
             WaitForSingleObject(m_gate.get(), kGateWaitMs);
             ResetEvent(m_gate.get());
         }
-        bool bSent = true;
-        for (std::size_t nAt = 0; bSent && nAt < strFrame.size();) {
-            const std::size_t nPart =
-                std::min<std::size_t>(1 + m_random.Below(m_random.OneIn(2) ? 3 : 4096), strFrame.size() - nAt);
-            Step();
-            OVERLAPPED block = Begin();
-            bSent =
-                WriteFile(m_pipe.get(), strFrame.data() + nAt, static_cast<DWORD>(nPart), nullptr, &block) != FALSE ||
-                (GetLastError() == ERROR_IO_PENDING && Finished(block).has_value());
-            nAt += nPart;
-        }
+        const bool bSent = m_pipe.Write(strFrame, kNeverMs);
+        ExpectNoEndlessWait();
         if (m_gate) {
             SetEvent(m_gate.get());
         }
@@ -147,38 +112,24 @@ class CCallerProcess {
             if (TakeReply()) {
                 continue;
             }
-            char chunk[700];
-            Step();
-            OVERLAPPED block = Begin();
-            const auto nAsk = static_cast<DWORD>(1 + m_random.Below(sizeof chunk));
-            std::optional<DWORD> nRead;
-            if (ReadFile(m_pipe.get(), chunk, nAsk, nullptr, &block) || GetLastError() == ERROR_IO_PENDING) {
-                nRead = Finished(block);
-            }
-            if (!nRead) {
+            const bool bRead = m_pipe.ReadSome(kNeverMs);
+            ExpectNoEndlessWait();
+            if (!bRead) {
                 return false;
             }
-            m_strReceived.append(chunk, *nRead);
         }
         return true;
     }
     bool TakeReply() {
-        if (m_strReceived.size() < kFrameHeaderSize) {
+        const std::optional<std::string> reply = m_pipe.TakeFrame();
+        if (!reply) {
             return false;
         }
-        std::uint32_t header[2];
-        std::memcpy(header, m_strReceived.data(), sizeof header);
-        Hold(header[0] == PIPE_FRAME_MAGIC, "a caller reads something else than a header");
-        if (m_strReceived.size() - kFrameHeaderSize < header[1]) {
-            return false;
-        }
-        const std::string strReply = m_strReceived.substr(kFrameHeaderSize, header[1]);
         // A reply whose write the system refuses is lost, and the connection stays.
-        while (m_plan.bFaults && m_nReplies + 1 < m_plan.nRequests && strReply != m_plan.Reply(m_nReplies)) {
+        while (m_plan.bFaults && m_nReplies + 1 < m_plan.nRequests && *reply != m_plan.Reply(m_nReplies)) {
             ++m_nReplies;
         }
-        Hold(strReply == m_plan.Reply(m_nReplies), "a reply is not the next one");
-        m_strReceived.erase(0, kFrameHeaderSize + header[1]);
+        Hold(*reply == m_plan.Reply(m_nReplies), "a reply is not the next one");
         ++m_nReplies;
         return true;
     }
@@ -187,9 +138,7 @@ class CCallerProcess {
     CRandom m_random;
     std::uint64_t m_nSteps = 0;
     CKernelHandle m_gate;
-    CKernelHandle m_event;
-    CFileHandle m_pipe;
-    std::string m_strReceived;
+    CServedPipe m_pipe{m_random, {/*nSmallOneIn=*/2, /*nSmall=*/3, /*nMostRead=*/700}, [this] { Step(); }};
     std::uint32_t m_nReplies = 0;
 };
 

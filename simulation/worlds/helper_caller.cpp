@@ -13,6 +13,7 @@
 #include "ipc/transport/pipe_names.h"
 #include "simulation/kernel/faults.h"
 #include "simulation/worlds/helper_model.h"
+#include "simulation/worlds/served_pipe.h"
 #include "simulation/worlds/world.h"
 
 namespace simulation {
@@ -45,23 +46,14 @@ class CCaller {
         if (m_plan.bGate) {
             m_gate.reset(CreateEventW(nullptr, TRUE, TRUE, ServiceEventName(m_facts.strMark, m_facts.strId).c_str()));
         }
-        m_event.reset(CreateEventW(nullptr, TRUE, FALSE, nullptr));
-        Step();
-        m_pipe.reset(CreateNamedPipeW(ServicePipeName(m_facts.strMark, m_facts.strId).c_str(),
-                                      PIPE_ACCESS_DUPLEX | FILE_FLAG_OVERLAPPED, PIPE_TYPE_BYTE, 1, m_plan.nQuota,
-                                      m_plan.nQuota, 0, nullptr));
-        if (!m_pipe) {
+        if (!m_pipe.Serve(ServicePipeName(m_facts.strMark, m_facts.strId), m_plan.nQuota)) {
             return;  // the last life under this id has not quite gone
         }
         Step();
         const CKernelHandle start(m_plan.bStartsHelper ? StartHelper(m_facts.strMark, m_facts.strId)
                                                        : StartSecond(m_facts.strMark, m_facts.strId));
-        OVERLAPPED accept = Begin();
-        if (!ConnectNamedPipe(m_pipe.get(), &accept)) {
-            const DWORD nError = GetLastError();
-            if (nError == ERROR_IO_PENDING ? !Finished(accept, kConnectMs) : nError != ERROR_PIPE_CONNECTED) {
-                return;
-            }
+        if (!m_pipe.Accept(kConnectMs)) {
+            return;
         }
         m_nErased = EraseCount(Utf8ToUtf16(m_facts.strId));
         SendAll();
@@ -85,26 +77,6 @@ class CCaller {
             Vanish();
         }
     }
-    OVERLAPPED Begin() const {
-        OVERLAPPED block = {};
-        block.hEvent = m_event.get();
-        return block;
-    }
-    std::optional<DWORD> Finished(OVERLAPPED& block, DWORD nWaitMs) {
-        Step();
-        DWORD nMoved = 0;
-        if (WaitForSingleObject(m_event.get(), nWaitMs) != WAIT_OBJECT_0) {
-            CancelIoEx(m_pipe.get(), &block);
-            GetOverlappedResult(m_pipe.get(), &block, &nMoved, TRUE);
-            return std::nullopt;
-        }
-        if (!GetOverlappedResult(m_pipe.get(), &block, &nMoved, FALSE)) {
-            m_bOver = true;
-            return std::nullopt;
-        }
-        return nMoved;
-    }
-
     void SendAll() {
         for (std::size_t i = 0; i < m_plan.requests.size(); ++i) {
             const int nType = m_plan.requests[i];
@@ -150,61 +122,25 @@ class CCaller {
         }
         return bSent;
     }
-    bool Write(const std::string& strBytes) {
-        for (std::size_t nAt = 0; nAt < strBytes.size();) {
-            const std::size_t nPart =
-                std::min<std::size_t>(1 + m_random.Below(m_random.OneIn(8) ? 9 : 4096), strBytes.size() - nAt);
-            Step();
-            OVERLAPPED block = Begin();
-            if (!WriteFile(m_pipe.get(), strBytes.data() + nAt, static_cast<DWORD>(nPart), nullptr, &block) &&
-                (GetLastError() != ERROR_IO_PENDING || !Finished(block, kReplyMs))) {
-                return false;
-            }
-            nAt += nPart;
-        }
-        return true;
-    }
+    bool Write(const std::string& strBytes) { return m_pipe.Write(strBytes, kReplyMs); }
 
     bool ReadReplies(std::size_t nUntil) {
         while (m_nReplies < nUntil) {
-            if (!TakeFrame() && !ReadSome(kReplyMs)) {
+            if (!TakeFrame() && !m_pipe.ReadSome(kReplyMs)) {
                 Hold(!IsOrderly() || m_plan.vanishAt, "a reply does not come, or the connection ends");
                 return false;
             }
         }
         return true;
     }
-    bool ReadSome(DWORD nWaitMs) {
-        char chunk[900];
-        Step();
-        OVERLAPPED block = Begin();
-        const auto nAsk = static_cast<DWORD>(1 + m_random.Below(sizeof chunk));
-        std::optional<DWORD> nRead;
-        if (ReadFile(m_pipe.get(), chunk, nAsk, nullptr, &block) || GetLastError() == ERROR_IO_PENDING) {
-            nRead = Finished(block, nWaitMs);
-        } else {
-            m_bOver = true;
-        }
-        if (!nRead) {
-            return false;
-        }
-        m_strReceived.append(chunk, *nRead);
-        return true;
-    }
     bool TakeFrame() {
-        if (m_strReceived.size() < kFrameHeaderSize) {
-            return false;
-        }
-        std::uint32_t header[2];
-        std::memcpy(header, m_strReceived.data(), sizeof header);
-        Hold(header[0] == PIPE_FRAME_MAGIC, "a caller reads something else than a header");
-        if (m_strReceived.size() - kFrameHeaderSize < header[1]) {
+        const std::optional<std::string> payload = m_pipe.TakeFrame();
+        if (!payload) {
             return false;
         }
         Request reply;
-        const EnvelopeStatus status = ReadEnvelope({m_strReceived.data() + kFrameHeaderSize, header[1]}, reply);
+        const EnvelopeStatus status = ReadEnvelope(*payload, reply);
         Hold(status == EnvelopeStatus::Ok, "a caller reads something else than an envelope");
-        m_strReceived.erase(0, kFrameHeaderSize + header[1]);
         m_bServed = true;
         Take(reply);
         return true;
@@ -227,14 +163,14 @@ class CCaller {
     // Reads on, and sees that the helper keeps a caller that has not asked for its end.
     void Stay() {
         const ULONGLONG nEnd = GetTickCount64() + m_plan.nStaysMs;
-        for (ULONGLONG nNow = GetTickCount64(); nNow < nEnd && !m_bOver; nNow = GetTickCount64()) {
+        for (ULONGLONG nNow = GetTickCount64(); nNow < nEnd && !m_pipe.IsOver(); nNow = GetTickCount64()) {
             if (!TakeFrame()) {
-                ReadSome(static_cast<DWORD>(nEnd - nNow));
+                m_pipe.ReadSome(static_cast<DWORD>(nEnd - nNow));
             }
         }
         Hold(!IsOrderly() || EraseCount(Utf8ToUtf16(m_facts.strId)) == m_nErased,
              "the helper ends the instance of a caller that stays");
-        Hold(!IsOrderly() || !m_bOver, "the connection of a caller that stays ends");
+        Hold(!IsOrderly() || !m_pipe.IsOver(), "the connection of a caller that stays ends");
     }
 
     struct Expected {
@@ -249,11 +185,8 @@ class CCaller {
     std::uint32_t m_nErased = 0;
     bool m_bAskedForExit = false;
     bool m_bServed = false;  // a frame of the helper's has come
-    bool m_bOver = false;    // the connection has ended
     CKernelHandle m_gate;
-    CKernelHandle m_event;
-    CFileHandle m_pipe;
-    std::string m_strReceived;
+    CServedPipe m_pipe{m_random, {/*nSmallOneIn=*/8, /*nSmall=*/9, /*nMostRead=*/900}, [this] { Step(); }};
     std::vector<Expected> m_vecExpected;
     std::size_t m_nReplies = 0;
 };
