@@ -56,3 +56,18 @@ function(nexlet_add_simulated_gtest name)
     set_tests_properties(simulated.${name}.seeds PROPERTIES TIMEOUT 300 LABELS unit)
   endif()
 endfunction()
+
+# nexlet_add_renamed_image(TARGET PREFIX LIBRARY...): another copy of these libraries in the target, under names that
+# begin with PREFIX.
+function(nexlet_add_renamed_image target prefix)
+  find_package(Python3 REQUIRED COMPONENTS Interpreter)
+  set(object ${CMAKE_CURRENT_BINARY_DIR}/${prefix}image.o)
+  list(TRANSFORM ARGN PREPEND "$<TARGET_FILE:" OUTPUT_VARIABLE files)
+  list(TRANSFORM files APPEND ">")
+  add_custom_command(OUTPUT ${object}
+    COMMAND Python3::Interpreter ${CMAKE_SOURCE_DIR}/cmake/renamed_image.py ${CMAKE_LINKER} ${CMAKE_NM} ${CMAKE_OBJCOPY}
+            ${prefix} ${object} ${files}
+    DEPENDS ${CMAKE_SOURCE_DIR}/cmake/renamed_image.py ${ARGN}
+    VERBATIM)
+  target_sources(${target} PRIVATE ${object})
+endfunction()

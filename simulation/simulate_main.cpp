@@ -8,7 +8,7 @@
 //   --seed     the first seed; 1
 //   --seeds    how many; 1
 //   --minutes  until so much time has passed, however many seeds that are
-//   --world    callers or helper; without it each seed takes one
+//   --world    callers, helper or client; without it each seed takes one
 //   --trace    writes every call of every thread to the error output
 //   --faults   one system call in N fails; 0: none; without it each seed decides
 //   --shorten  a failing run is made shorter for at most so many seconds, and written to a file; 60; 0: it is not
@@ -51,7 +51,8 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr simulation::World kWorlds[] = {{"callers", /*bAlone=*/false, &simulation::RunCallersWorld},
-                                         {"helper", /*bAlone=*/true, &simulation::RunHelperWorld}};
+                                         {"helper", /*bAlone=*/true, &simulation::RunHelperWorld},
+                                         {"client", /*bAlone=*/true, &simulation::RunClientWorld}};
 // Only by its name.
 constexpr simulation::World kRaceWorld = {"race", /*bAlone=*/false, &simulation::RunRaceWorld};
 constexpr std::uint64_t kWorldStream = 7;

@@ -28,6 +28,9 @@ void RunCallersWorld(CRandom random);
 // The whole helper with its callers.
 void RunHelperWorld(CRandom random);
 
+// A program that uses the caller's library, and the helper that it starts.
+void RunClientWorld(CRandom random);
+
 // A small program with a race, to see that a failing seed is found and shortened.
 void RunRaceWorld(CRandom random);
 
