@@ -117,7 +117,11 @@ class CCaller final : private ICallerPipeSink {
     // Ends the connection; the pipe is served on.
     void Disconnect() { m_pipe.Disconnect(); }
 
-    bool Connected() const { return m_pipe.Connected(); }
+    // As the count of connections has it, which the pipe is a moment ahead of.
+    bool Connected() const {
+        const CNativeGuard lock(m_lock);
+        return m_bConnected;
+    }
     // How many connections there have been, probes included.
     std::uint32_t Connections() const;
     // The helper's process: the one at the other end of the pipe once that has sent something, until then the last one
