@@ -154,7 +154,8 @@ TEST_F(ClientLibraryKilled, AnyMomentOfItsStartIsNoHang) {
 TEST_F(ClientLibraryKilled, SecondCallerOfAServiceIsToldThatItIsTaken) {
     ASSERT_NO_FATAL_FAILURE(OpenAndStart());
     const std::string service = m_strService + std::to_string(m_nLives);
-    const ConsoleRun second = RunConsoleProgram(OwnFolder() + L"\\nexctl.exe",
+    // The console is a 64-bit program, and needs the library of its own kind beside it.
+    const ConsoleRun second = RunConsoleProgram(OwnFolder() + (sizeof(void*) == 8 ? L"" : L"\\x64") + L"\\nexctl.exe",
                                                 {"status", "--mark", Utf16ToUtf8(m_strMark), "--service", service});
     EXPECT_EQ(second.dwExitCode, 2u) << second.strOut << second.strErr;
     EXPECT_NE(second.strErr.find(nexlet_result_text(NEXLET_NAME_TAKEN)), std::string::npos) << second.strErr;
