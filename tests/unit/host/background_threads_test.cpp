@@ -46,32 +46,36 @@ struct LaterThreads {
         return WaitForMultipleObjects(2, handles, bAll ? TRUE : FALSE, nMs);
     }
 };
-LaterThreads g_later;
+// Made at its first use: the simulated machine runs only then.
+LaterThreads& Later() {
+    static LaterThreads later;
+    return later;
+}
 
 TEST_F(BackgroundThreadsTest, WhatTheReadyNoticeDoesNotNeedRunsAfterIt) {
     static const HostThreads later = [] {
         HostThreads threads = kCountingThreads;
-        threads.pfnConfInfo = [](void*) -> DWORD { return SetEvent(g_later.runs[0].get()) ? 0 : 1; };
+        threads.pfnConfInfo = [](void*) -> DWORD { return SetEvent(Later().runs[0].get()) ? 0 : 1; };
         return threads;
     }();
     g_pfnLaunchWatcher = [](std::function<unsigned()> work, bool bHeld) {
         return LaunchThread(
             [work = std::move(work)] {
-                SetEvent(g_later.runs[1].get());
+                SetEvent(Later().runs[1].get());
                 return work();
             },
             bHeld);
     };
     SetLogObserver([](const wchar_t* line) {
         if (std::wstring_view(line).find(L"SendIPCMessage begin") != std::wstring_view::npos) {
-            g_later.bEarly.store(g_later.Wait(/*bAll=*/false, kShowsMs) != WAIT_TIMEOUT);
+            Later().bEarly.store(Later().Wait(/*bAll=*/false, kShowsMs) != WAIT_TIMEOUT);
         }
     });
     auto& host = *new CommzoltHelperS(later);  // stays, like the fixture's own
     host.Init(CommandLine());
     g_pfnLaunchWatcher = &LaunchThread;
-    EXPECT_FALSE(g_later.bEarly.load()) << m_log.All();
-    EXPECT_EQ(g_later.Wait(/*bAll=*/true, kLongMs), WAIT_OBJECT_0) << m_log.All();
+    EXPECT_FALSE(Later().bEarly.load()) << m_log.All();
+    EXPECT_EQ(Later().Wait(/*bAll=*/true, kLongMs), WAIT_OBJECT_0) << m_log.All();
 }
 
 // A thread that the system does not let run before the main thread has come to a line just before the connection, and
