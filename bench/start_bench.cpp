@@ -85,7 +85,9 @@ int main(int argc, char** argv) {
             const std::wstring pipe = i == 0 ? LR"(\\.\pipe\NexletStartFloor)" + mark : ServicePipeName(mark, "1");
             std::wstring line = helper + mark;
             if (i == 0) {
-                line = L"\"" + folder + L"start_floor.exe\" " + pipe;
+                line = L"\"" + folder;
+                line += L"start_floor.exe\" ";
+                line += pipe;
             } else if (i == 1) {
                 line += L" /service_id:1";
             } else {

@@ -123,6 +123,7 @@ TEST_F(ServiceInstanceTest, BeforeInitNothingIsSent) {
 }
 
 TEST_F(ServiceInstanceTest, AWatchThatCannotStartLeavesTheRestRunning) {
+    // NOLINTNEXTLINE(performance-unnecessary-value-param): the type of the pointer has it so.
     g_pfnLaunchWatcher = [](std::function<unsigned()>, bool) { return CKernelHandle(); };
     Connect();
     g_pfnLaunchWatcher = &LaunchThread;
@@ -133,6 +134,7 @@ TEST_F(ServiceInstanceTest, AWatchThatCannotStartLeavesTheRestRunning) {
 
 TEST_F(ServiceInstanceTest, ADelayedCheckThatCannotStartIsNotCounted) {
     Init();
+    // NOLINTNEXTLINE(performance-unnecessary-value-param): the type of the pointer has it so.
     g_pfnLaunchWatcher = [](std::function<unsigned()>, bool) { return CKernelHandle(); };
     SetDelay(5000);
     g_pfnLaunchWatcher = &LaunchThread;
