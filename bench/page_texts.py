@@ -53,9 +53,10 @@ have a thread for each connection too, show how much of the distance that is."""
 the cause is the same. With one connection it is the rounds of the watchdogs and whatever else the machine does.""",
     "start": """**Start.** Before its notice the helper loads the same system libraries as the peer, and its main thread makes 3 % more
 calls to the kernel (counted with strace). Most of the rest are its threads. Wine clears 960 KiB of the stack of each thread
-that starts, which are 245 page faults; the peer has 1079 in all and no second thread. Three threads have to run before the
-notice: the hang watcher, which must see a start that hangs; the worker of the caller's pipe, which writes the notice; and
-the worker of the helper's own pipe, on which a caller may rely from the notice on. The others wait until it was sent.""",
+that starts, which are 245 page faults; the peer has 1079 in all and no second thread. Four threads have to run before the
+notice: the two watchdogs, since nothing may wait for somebody else before they run; the worker of the caller's pipe, which
+writes the notice; and the worker of the helper's own pipe, on which a caller may rely from the notice on. The others wait
+until it was sent.""",
     "envelope": """**The envelope.** OpenSSL multiplies with hand-written assembly for each kind of processor. The helper's code is portable
 C++, where gcc does not keep two carries apart. Assembly of our own would be faster and is not worth its risk: a block takes
 some microseconds, and a request has few of them.""",
@@ -79,7 +80,7 @@ DONE = """## What was done to get there, and what was not
 - An icon's picture is decoded once for all six sizes.
 - The signer check reads the header once, and computes SHA-1 only when its result is asked for.
 - Libraries that the ready notice does not need are loaded later: GDI+, WinINet, OLE and others. Threads that it does not need
-  run later: the watches over the processor and the caller's pipe, the configuration, the beacons.
+  run later: the watch over the caller's pipe, the configuration, the beacons.
 - The sections of the program begin at a page of its file, so that Wine maps them instead of copying them.
 - A log call that is off costs a load and a branch.
 
