@@ -20,6 +20,8 @@ std::unique_ptr<IStrategy> MakeStrategy(const Options& options) {
             return MakePriorityStrategy(random, options.nDepth, options.nSteps);
         case StrategyKind::Replay:
             return MakeReplayStrategy();
+        case StrategyKind::Bytes:
+            return MakeBytesStrategy(options.bytes);
         case StrategyKind::Random:
             break;
     }
@@ -74,6 +76,13 @@ Outcome Run(const Options& options, std::function<void()> main) {
     // To the C library a program with simulated threads has one. Its counts of references would not be atomic then, and
     // a thread could be left between the reading of a count and its writing.
     __libc_single_threaded = 0;
+    // To the end of all that is destroyed here.
+    const struct COwnWork {
+        COwnWork() { BeginOwnWork(); }
+        ~COwnWork() { EndOwnWork(); }
+        COwnWork(const COwnWork&) = delete;
+        COwnWork& operator=(const COwnWork&) = delete;
+    } ownWork;
     SchedulerOptions schedulerOptions;
     schedulerOptions.nSeed = options.nSeed;
     schedulerOptions.nEdges = options.nEdges;

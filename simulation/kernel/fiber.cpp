@@ -117,11 +117,15 @@ CFiber::~CFiber() {
     }
 #if NEXLET_TSAN
     __tsan_destroy_fiber(m_pThread);
+    // Another thread on the same addresses would be a race with this one.
+    munmap(m_pMapped, kGuardBytes + kStackBytes);
 #else
     __lsan_unregister_root_region(m_pBottom, m_nSize);
     __asan_unpoison_memory_region(m_pBottom, m_nSize);
 #endif
+#if !NEXLET_TSAN
     FreeStacks().push_back(m_pMapped);
+#endif
 }
 
 void CFiber::Switch(CFiber& from, CFiber& to, bool bLast) {

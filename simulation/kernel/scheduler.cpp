@@ -71,9 +71,9 @@ CTask& CScheduler::Add(std::uint32_t nProcess, std::string strName, std::functio
     task.m_pFiber = std::make_unique<CFiber>([this, &task]() noexcept {
         m_pDead.reset();
         task.m_work();
+        // Ended again where it leaves for good.
         BeginOwnWork();
         task.m_work = nullptr;
-        EndOwnWork();
         End(task);
     });
     m_pStrategy->Added(task);
@@ -381,6 +381,7 @@ void CScheduler::SwitchTo(CTask* pNext) {
     const bool bLast = pFrom->m_state == CTask::State::Ended && !pFrom->m_work;
     if (bLast) {
         m_pDead = std::move(pFrom->m_pFiber);
+        EndOwnWork();
     }
     m_pCurrent = pNext;
     const int nInside = std::exchange(m_nInside, 0);

@@ -84,6 +84,35 @@ class CReplayStrategy final : public IStrategy {
     std::string Name() const override { return "a replay"; }
 };
 
+class CBytesStrategy final : public IStrategy {
+  public:
+    explicit CBytesStrategy(std::vector<unsigned char> bytes)
+        : m_bytes(std::move(bytes)), m_source(m_bytes.data(), m_bytes.size()), m_nLeft(m_source.Take()) {}
+    CBytesStrategy(const CBytesStrategy&) = delete;
+    CBytesStrategy& operator=(const CBytesStrategy&) = delete;
+
+    void Added(CTask&) override {}
+    CTask* Choose(std::uint64_t, const std::vector<CTask*>& ready, CTask*, CTask* pByItself) override {
+        if (m_source.IsEmpty()) {
+            return pByItself;
+        }
+        if (m_nLeft > 0) {
+            --m_nLeft;
+            return pByItself;
+        }
+        CTask* const pNext = ready[m_source.Take() % ready.size()];
+        m_nLeft = m_source.Take();
+        return pNext;
+    }
+    void Yielded(CTask&) override {}
+    std::string Name() const override { return std::to_string(m_bytes.size()) + " bytes"; }
+
+  private:
+    const std::vector<unsigned char> m_bytes;
+    CByteSource m_source;
+    unsigned m_nLeft;
+};
+
 }  // namespace
 
 std::unique_ptr<IStrategy> MakeRandomStrategy(CRandom random, std::uint64_t nStay) {
@@ -92,6 +121,10 @@ std::unique_ptr<IStrategy> MakeRandomStrategy(CRandom random, std::uint64_t nSta
 
 std::unique_ptr<IStrategy> MakePriorityStrategy(CRandom random, std::uint32_t nDepth, std::uint64_t nSteps) {
     return std::make_unique<CPriorityStrategy>(random, nDepth, nSteps);
+}
+
+std::unique_ptr<IStrategy> MakeBytesStrategy(std::vector<unsigned char> bytes) {
+    return std::make_unique<CBytesStrategy>(std::move(bytes));
 }
 
 std::unique_ptr<IStrategy> MakeReplayStrategy() {

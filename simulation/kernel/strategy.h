@@ -30,6 +30,9 @@ std::unique_ptr<IStrategy> MakeRandomStrategy(CRandom random, std::uint64_t nSta
 // Priorities drawn at random, the highest runs, and at nDepth - 1 steps, drawn from the first nSteps, the running
 // thread falls below all others: a fault that needs nDepth orderings is met with a known chance.
 std::unique_ptr<IStrategy> MakePriorityStrategy(CRandom random, std::uint32_t nDepth, std::uint64_t nSteps);
+// Pairs of bytes: so many choices are left to what happens by itself, and at the next one the thread of this number
+// among those that can run is taken. After the last pair everything happens by itself.
+std::unique_ptr<IStrategy> MakeBytesStrategy(std::vector<unsigned char> bytes);
 // For a run that follows kept choices: where there is none, what happens by itself.
 std::unique_ptr<IStrategy> MakeReplayStrategy();
 

@@ -24,7 +24,8 @@ void RecordEdges(unsigned char* pReached) {
 
 }  // namespace simulation
 
-extern "C" void __sanitizer_cov_trace_pc_guard_init(std::uint32_t* pBegin, std::uint32_t* pEnd) {
+// The linker's --wrap sends the calls here: a fuzzer has functions of these names for itself.
+extern "C" void __wrap___sanitizer_cov_trace_pc_guard_init(std::uint32_t* pBegin, std::uint32_t* pEnd) {
     if (pBegin == pEnd || *pBegin != 0) {
         return;
     }
@@ -33,7 +34,7 @@ extern "C" void __sanitizer_cov_trace_pc_guard_init(std::uint32_t* pBegin, std::
     }
 }
 
-extern "C" void __sanitizer_cov_trace_pc_guard(std::uint32_t* pGuard) {
+extern "C" void __wrap___sanitizer_cov_trace_pc_guard(std::uint32_t* pGuard) {
     if (g_pReached != nullptr) {
         g_pReached[*pGuard - 1] = 1;
     }

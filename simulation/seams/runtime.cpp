@@ -121,9 +121,16 @@ void __wrap__ZNSt18condition_variable10notify_oneEv(std::condition_variable* pCo
 
 // std::thread. Its handle holds the number of the simulated thread.
 using ThreadState = std::thread::_State;
+void __real__ZNSt6thread15_M_start_threadESt10unique_ptrINS_6_StateESt14default_deleteIS1_EEPFvvE(
+    std::thread* pThread, std::unique_ptr<ThreadState>* pState, void (*pfnDepend)());
 void __wrap__ZNSt6thread15_M_start_threadESt10unique_ptrINS_6_StateESt14default_deleteIS1_EEPFvvE(
-    std::thread* pThread, std::unique_ptr<ThreadState>* pState, void (*)()) {
-    // Only simulated threads start others.
+    std::thread* pThread, std::unique_ptr<ThreadState>* pState, void (*pfnDepend)()) {
+    if (!IsSimulated()) {
+        // A fuzzer's own.
+        __real__ZNSt6thread15_M_start_threadESt10unique_ptrINS_6_StateESt14default_deleteIS1_EEPFvvE(pThread, pState,
+                                                                                                     pfnDepend);
+        return;
+    }
     const CScheduler::CInside inside(*g_pScheduler);
     const std::shared_ptr<CThread> pStarted = g_pMachine->StartThread(
         g_pMachine->Process(),
@@ -136,7 +143,12 @@ void __wrap__ZNSt6thread15_M_start_threadESt10unique_ptrINS_6_StateESt14default_
     *reinterpret_cast<std::uint64_t*>(pThread) = pStarted->m_pTask->m_nId;
     g_pScheduler->Point();
 }
+void __real__ZNSt6thread4joinEv(std::thread* pThread);
 void __wrap__ZNSt6thread4joinEv(std::thread* pThread) {
+    if (!IsSimulated()) {
+        __real__ZNSt6thread4joinEv(pThread);
+        return;
+    }
     const CScheduler::CInside inside(*g_pScheduler);
     g_pScheduler->Point();
     auto& nId = *reinterpret_cast<std::uint64_t*>(pThread);
@@ -147,7 +159,12 @@ void __wrap__ZNSt6thread4joinEv(std::thread* pThread) {
     HappensAfter(&task);
     nId = 0;
 }
+void __real__ZNSt6thread6detachEv(std::thread* pThread);
 void __wrap__ZNSt6thread6detachEv(std::thread* pThread) {
+    if (!IsSimulated()) {
+        __real__ZNSt6thread6detachEv(pThread);
+        return;
+    }
     *reinterpret_cast<std::uint64_t*>(pThread) = 0;
 }
 
