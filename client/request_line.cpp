@@ -194,10 +194,12 @@ DWORD WINAPI CRequestLine::SendEntry(void* self) {
 void CRequestLine::SendAll() {
     CNativeHold lock(m_lock);
     while (!m_bClosed) {
+        // The other thread may be inside a done.
+        const DWORD left = EndOverdue();
         bool heldUp = false;
         const auto next = NextToSend(heldUp);
         if (next == m_waiting.end()) {
-            m_changed.Wait(lock, heldUp ? kAgainMs : INFINITE);
+            m_changed.Wait(lock, heldUp ? std::min(kAgainMs, left) : left);
             continue;
         }
         const Pointer request = std::move(*next);
@@ -235,6 +237,10 @@ DWORD CRequestLine::EndOverdue() {
     for (const Pointer& one : overdue) {
         EndIfUnderWay(*one, CallerResult::Timeout, {});
     }
+    if (!overdue.empty()) {
+        // Turns have come free, and there may be a done to call.
+        m_changed.NotifyAll();
+    }
     return left;
 }
 
@@ -246,12 +252,7 @@ DWORD WINAPI CRequestLine::TellEntry(void* self) {
 void CRequestLine::TellAll() {
     CNativeHold lock(m_lock);
     for (;;) {
-        const std::size_t waiting = m_waiting.size() + m_inFlight.size();
         const DWORD left = EndOverdue();
-        if (waiting != m_waiting.size() + m_inFlight.size()) {
-            // A turn has come free.
-            m_changed.NotifyAll();
-        }
         if (!m_ended.empty()) {
             const Pointer request = std::move(m_ended.front());
             m_ended.pop_front();

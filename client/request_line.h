@@ -77,9 +77,9 @@ class CRequest {
 // Sends requests in the order in which they began, one of a type at a time: a further one waits for its turn. A reply
 // belongs to the request with its number. Any thread; no function but Wait, Close and the destructor waits.
 //
-// A thread of the line sends. Another ends requests at their limits and calls their done; it exists once a request
-// began for which no thread waits. So neither a helper that does not read nor a slow done keeps a limit from being
-// held.
+// A thread of the line sends. Another calls the done of requests that have ended; it exists once a request began for
+// which no thread waits. Each of them ends requests at their limits. So a helper that does not read does not keep a
+// limit from being held, and a slow done does not, unless both happen at a time.
 class CRequestLine {
   public:
     // Sends one envelope within its limit.

@@ -136,7 +136,7 @@ class CBuilder {
         }
     }
 
-    static bool IsPipe(std::optional<Lane> lane) { return lane == kCallerPipe || lane == kHostPipe; }
+    static bool IsPipe(std::optional<Lane> lane) { return lane && (*lane == kCallerPipe || *lane == kHostPipe); }
 
     void TakeReply(std::size_t at, int sent) {
         const auto due =

@@ -65,8 +65,6 @@ class CScheduler {
     Nanoseconds Deadline(std::uint32_t nMilliseconds) const;
     std::uint64_t Steps() const { return m_nStep; }
     CRandom& Random() { return m_random; }
-    // Whether the running thread is at the simulation's own work.
-    bool IsInside() const { return m_nInside != 0; }
     CTrace& Trace() { return m_trace; }
     // What was chosen so far, in the order of time.
     const Choices& Chosen() const { return m_chosen; }

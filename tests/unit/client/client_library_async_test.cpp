@@ -322,6 +322,24 @@ TEST_F(ClientLibraryAsync, SlowCallbackHoldsUpNoOtherRequest) {
     ASSERT_TRUE(m_ends.WaitFor(1));
 }
 
+TEST_F(ClientLibraryAsync, SlowCallbackKeepsNoOtherRequestBeyondItsLimit) {
+    OpenAndCome(Silence);
+    CTally entered;
+    CTally release;
+    m_ends.m_inside = [&](nexlet_client, int) {
+        entered.Add();
+        EXPECT_TRUE(release.WaitFor(1));
+    };
+    Begin(NEXLET_TYPE_STATUS, m_ends.Options(50));
+    ASSERT_TRUE(entered.WaitFor(1));
+    nexlet_request_options unheard = m_ends.Options(50);
+    unheard.on_done = nullptr;
+    EXPECT_EQ(ResultOf(Begin(NEXLET_TYPE_IDENTITY, unheard)), NEXLET_TIMEOUT);
+    EXPECT_EQ(m_ends.Count(), 0) << "the callback has not returned";
+    release.Add();
+    ASSERT_TRUE(m_ends.WaitFor(1));
+}
+
 TEST_F(ClientLibraryAsync, RefusesWhatCannotBeSentAndCallsNothing) {
     OpenAndCome();
     const auto options = m_ends.Options();
