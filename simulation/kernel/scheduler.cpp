@@ -250,7 +250,8 @@ void CScheduler::Point() {
 }
 
 void CScheduler::Edge() {
-    if (m_nInside != 0) {
+    // Objects of the program are destroyed when no thread of the machine runs any more.
+    if (m_nInside != 0 || m_pCurrent == nullptr) {
         return;
     }
     CTask& task = *m_pCurrent;
