@@ -72,7 +72,11 @@ TEST(RsaGenerateBytes, HandsOutTheDigestsOfTheCounterInOrder) {
     for (int i = 0; i < 3; ++i) {  // ...FE, ...FF, then all zeros: the carry runs out at the top
         const Md5Digest digest = Md5Of(counter);
         expected.insert(expected.end(), digest.begin(), digest.end());
-        for (std::size_t at = counter.size(); at-- > 0 && ++counter[at] == 0;) {
+        for (std::size_t at = counter.size(); at-- > 0;) {
+            counter[at] = static_cast<std::uint8_t>(counter[at] + 1);
+            if (counter[at] != 0) {
+                break;
+            }
         }
     }
     Bytes whole(expected.size());
