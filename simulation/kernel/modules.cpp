@@ -16,7 +16,8 @@ std::wstring Folded(std::wstring strText) {
 
 template <typename Function>
 std::pair<const std::string, FARPROC> Export(const char* szName, Function* pFunction) {
-    return {szName, reinterpret_cast<FARPROC>(pFunction)};
+    // A newer clang warns of a cast to another type of function unless it goes over this one.
+    return {szName, reinterpret_cast<FARPROC>(reinterpret_cast<void (*)()>(pFunction))};
 }
 
 }  // namespace

@@ -1,5 +1,9 @@
 // What the C++ library does without the system's interface, put under the scheduler: the linker's --wrap sends each of
 // these calls here. Outside of a run they do what they always did.
+
+// Newer versions of the C++ library keep the type that std::thread starts private unless this is defined.
+#define _GLIBCXX_THREAD_IMPL  // NOLINT(bugprone-reserved-identifier): the library's own
+
 #include <linux/futex.h>
 #include <pthread.h>
 #include <sys/syscall.h>

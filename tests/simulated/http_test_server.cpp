@@ -25,7 +25,7 @@ simulation::HttpAnswer Serve(const simulation::HttpAsk& ask) {
     const bool bHere = ask.strHost == L"127.0.0.1";
     const auto found = Servers().find(bHere ? ask.nPort : g_nProxy);
     if (found == Servers().end()) {
-        return {.nStatus = 0};
+        return {.nStatus = 0, .strBody = {}};
     }
     HttpTestRequest request;
     request.strMethod = Narrow(ask.strVerb);
