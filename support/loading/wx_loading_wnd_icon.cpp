@@ -8,7 +8,6 @@
 #include "support/loading/sent_messages.h"
 #include "support/picture/late_gdiplus.h"
 #include "support/system/device_name.h"
-#include "support/system/file_bytes.h"
 #include "support/system/replace_file.h"
 
 namespace {
@@ -60,7 +59,7 @@ void CWxLoadingWnd::SetAppIcon(const std::wstring& strAppIconPath) {
         return;
     }
     if (!m_pAppIcon) {
-        m_pAppIcon = LoadImageFromBytes(ReadWholeFile(strAppIconPath));
+        m_pAppIcon = LoadImageFromFile(strAppIconPath);
     }
     UINT width = 0;
     if (m_pAppIcon) {

@@ -9,7 +9,6 @@
 #include "support/picture/ico_writer.h"
 #include "support/picture/late_gdiplus.h"
 #include "support/system/com_pointer.h"
-#include "support/system/file_bytes.h"
 #include "support/system/late_ole32.h"
 
 namespace {
@@ -27,7 +26,7 @@ class CPicture {
     // The picture, null when it cannot be loaded.
     Gdiplus::GpImage* Load() {
         if (!m_image) {
-            m_image = LoadImageFromBytes(ReadWholeFile(m_strPath));
+            m_image = LoadImageFromFile(m_strPath);
         }
         return m_image.get();
     }

@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <memory>
 #include <span>
+#include <string>
 
 // What belongs to GDI+ and is freed by the function Free.
 template <auto& Free>
@@ -34,6 +35,9 @@ using CBrush = CGdiplusOwner<Gdiplus::GpBrush, Late::GdipDeleteBrush>;
 // The picture in these bytes, which are copied; null when they cannot be decoded, which what declares more than
 // kMostPicturePixels never is. Starts GDI+.
 CImage LoadImageFromBytes(std::span<const std::uint8_t> bytes);
+
+// The same of a file, read into memory once and closed again before it is decoded.
+CImage LoadImageFromFile(const std::wstring& path);
 
 // The picture in a resource of type PNG of this module; null when there is none.
 CImage LoadPngResource(HMODULE module, WORD id);

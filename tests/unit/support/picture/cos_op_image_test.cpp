@@ -107,6 +107,10 @@ Gdiplus::GpStatus NoEncoders(UINT*, UINT*) {
 HRESULT WINAPI NoStream(HGLOBAL, BOOL, LPSTREAM*) {
     return E_OUTOFMEMORY;
 }
+// The stream of the source, which has its memory already, is made.
+HRESULT WINAPI NoEmptyStream(HGLOBAL memory, BOOL bFree, LPSTREAM* stream) {
+    return memory != nullptr ? ::CreateStreamOnHGlobal(memory, bFree, stream) : E_OUTOFMEMORY;
+}
 Gdiplus::GpStatus NoSaving(Gdiplus::GpImage*, IStream*, const CLSID*, const Gdiplus::EncoderParameters*) {
     return Gdiplus::Win32Error;
 }
@@ -120,7 +124,7 @@ TEST_F(CosOpImage, EachStepOfResizingThatFailsHasItsLine) {
         EXPECT_EQ(m_log.Count("PNG encoder not found."), 1u) << m_log.All();
     }
     {
-        const CLateFault fault(Late::CreateStreamOnHGlobal, &NoStream);
+        const CLateFault fault(Late::CreateStreamOnHGlobal, &NoEmptyStream);
         EXPECT_FALSE(CosOp::ResizeImageToPngBuffer(source, 16, 16, png));
         EXPECT_EQ(m_log.Count("CreateStreamOnHGlobal failed."), 1u) << m_log.All();
     }
@@ -133,6 +137,25 @@ TEST_F(CosOpImage, EachStepOfResizingThatFailsHasItsLine) {
     EXPECT_EQ(m_log.Count("Failed to save resized bitmap to PNG."), 2u) << m_log.All();
     EXPECT_EQ(m_log.Lines().size(), 4u) << m_log.All();
     EXPECT_TRUE(CosOp::ResizeImageToPngBuffer(source, 16, 16, png)) << m_log.All();
+}
+
+TEST_F(CosOpImage, AFileWithoutBytesOrWithoutMemoryForItsStreamCannotBeLoaded) {
+    EXPECT_EQ(LoadImageFromFile(File(L"missing.png").wstring()), nullptr);
+    EXPECT_EQ(LoadImageFromFile(m_folder.Path().wstring()), nullptr);
+    EXPECT_EQ(LoadImageFromFile(File(L"empty.png", {}).wstring()), nullptr);
+    const auto source = File(L"source.bmp", TwoColourBmp(4, 4, kRed, kBlue)).wstring();
+    const CLateFault fault(Late::CreateStreamOnHGlobal, &NoStream);
+    EXPECT_EQ(LoadImageFromFile(source), nullptr);
+}
+
+TEST_F(CosOpImage, ALoadedPictureNeedsItsFileNoMore) {
+    const auto source = File(L"source.bmp", TwoColourBmp(40, 10, kRed, kBlue));
+    const CImage image = LoadImageFromFile(source.wstring());
+    ASSERT_NE(image, nullptr);
+    EXPECT_TRUE(DeleteFileW(source.c_str())) << GetLastError();
+    UINT width = 0;
+    EXPECT_EQ(Late::GdipGetImageWidth(image.get(), &width), Gdiplus::Ok);
+    EXPECT_EQ(width, 40u);
 }
 
 // GDI+ is asked to read a picture so often.
