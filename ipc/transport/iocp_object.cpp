@@ -38,8 +38,7 @@ void CIOCP_Object::SetNames(const std::wstring& strPipe, const std::wstring& str
 int CIOCP_Object::Send(const std::string& text) {
     const std::shared_ptr<const CKernelHandle> gate = Gate();
     if (gate) {
-        WaitForSingleObject(gate->get(), kGateWaitMs);
-        ResetEvent(gate->get());
+        CloseGate(gate->get());
     }
     const std::shared_ptr<CClientContext> pContext = Context();
     if (!pContext) {

@@ -14,9 +14,9 @@
 #include "foundation/thread_annotations.h"
 #include "ipc/transport/client_context.h"
 #include "ipc/transport/pipe_connect_callback.h"
+#include "ipc/transport/write_gate.h"
 
-// How long a sender waits for the write gate, and WaitForThread for the worker.
-inline constexpr DWORD kGateWaitMs = 1000;
+// How long WaitForThread waits for the worker.
 inline constexpr DWORD kWorkerWaitMs = 1000;
 
 // Held by shared pointers: the owner has one and the worker another, so whatever a late worker touches is alive. An

@@ -1,6 +1,9 @@
 // Events, waits and their names.
 #include "simulation/conformance/conformance.h"
 
+// Of ntdll.dll; no header of the SDK declares it.
+extern "C" LONG WINAPI NtResetEvent(HANDLE hEvent, LONG* pWasSet);
+
 namespace {
 
 TEST(Events, AManualOneStaysSetUntilItIsReset) {
@@ -12,6 +15,20 @@ TEST(Events, AManualOneStaysSetUntilItIsReset) {
     EXPECT_EQ(WaitBriefly(event), WAIT_OBJECT_0);
     EXPECT_TRUE(ResetEvent(event.get()));
     EXPECT_EQ(WaitBriefly(event), DWORD{WAIT_TIMEOUT});
+}
+
+TEST(Events, AResetOfTheNativeInterfaceSaysWhetherItWasSet) {
+    for (const BOOL bManual : {TRUE, FALSE}) {
+        const CKernelHandle event = MakeEvent(bManual, TRUE);
+        LONG nWasSet = 7;
+        EXPECT_EQ(NtResetEvent(event.get(), &nWasSet), 0);
+        EXPECT_EQ(nWasSet, 1);
+        EXPECT_EQ(WaitBriefly(event), DWORD{WAIT_TIMEOUT});
+        EXPECT_EQ(NtResetEvent(event.get(), &nWasSet), 0);
+        EXPECT_EQ(nWasSet, 0);
+    }
+    LONG nWasSet = 7;
+    EXPECT_LT(NtResetEvent(nullptr, &nWasSet), 0);
 }
 
 TEST(Events, AnAutomaticOneLetsOneWaitThrough) {

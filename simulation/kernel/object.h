@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "simulation/kernel/happens_before.h"
@@ -59,7 +60,13 @@ class CEvent final : public CObject {
         m_bSet = true;
         Signal();
     }
-    void Reset() { m_bSet = false; }
+    // Whether it was set.
+    bool Reset() {
+        if (m_bSet) {
+            HappensAfter(this);
+        }
+        return std::exchange(m_bSet, false);
+    }
 
   private:
     const bool m_bManual;

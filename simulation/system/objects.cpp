@@ -146,6 +146,17 @@ BOOL ResetEvent(HANDLE hEvent) {
     return TRUE;
 }
 
+LONG NtResetEvent(HANDLE hEvent, LONG* pWasSet) {
+    constexpr LONG kInvalidHandle = static_cast<LONG>(0xC0000008);
+    CCall call("NtResetEvent", Number(hEvent));
+    const auto pEvent = call.Process().FindAs<CEvent>(hEvent);
+    if (!pEvent) {
+        return kInvalidHandle;
+    }
+    *pWasSet = pEvent->Reset() ? 1 : 0;
+    return 0;
+}
+
 HANDLE CreateMutexW(LPSECURITY_ATTRIBUTES, BOOL bInitialOwner, LPCWSTR szName) {
     CCall call("CreateMutexW");
     if (call.Fault({ERROR_NO_SYSTEM_RESOURCES, ERROR_ACCESS_DENIED}) != 0) {

@@ -32,6 +32,7 @@ HANDLE CreateEventW(LPSECURITY_ATTRIBUTES pAttributes, BOOL bManualReset, BOOL b
 HANDLE OpenEventW(DWORD dwAccess, BOOL bInheritHandle, LPCWSTR szName);
 BOOL SetEvent(HANDLE hEvent);
 BOOL ResetEvent(HANDLE hEvent);
+extern "C" LONG NtResetEvent(HANDLE hEvent, LONG* pWasSet);
 
 HANDLE CreateMutexW(LPSECURITY_ATTRIBUTES pAttributes, BOOL bInitialOwner, LPCWSTR szName);
 BOOL ReleaseMutex(HANDLE hMutex);
