@@ -11,7 +11,8 @@ PROGRAM, SOURCE_DIR, VERSION = sys.argv[1:4]
 HOSTS = sys.argv[4:]  # of the beacons, the configuration and the reports, as the build sets them
 
 # What a start needs. Every other library of Windows is loaded at its first use, through a table of the program's own.
-START_IMPORTS = {"advapi32.dll", "gdi32.dll", "imm32.dll", "kernel32.dll", "msvcrt.dll", "user32.dll"}
+# ntdll.dll is in every process before it begins.
+START_IMPORTS = {"advapi32.dll", "gdi32.dll", "imm32.dll", "kernel32.dll", "msvcrt.dll", "ntdll.dll", "user32.dll"}
 DELAY_IMPORT_DIRECTORY = 13
 
 RT_ICON, RT_GROUP_ICON, RT_VERSION, RT_MANIFEST = 3, 14, 16, 24
