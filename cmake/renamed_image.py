@@ -12,7 +12,7 @@ import tempfile
 from pathlib import Path
 
 LD, NM, OBJCOPY, PREFIX, OUT, *ARCHIVES = sys.argv[1:]
-KEPT = re.compile(r"_*(asan|sancov|tsan|ubsan)[._]|__odr_asan|DW\.ref\.|nexlet_")
+KEPT = re.compile(r"_*(asan|sancov|tsan|ubsan)[._]|DW\.ref\.|nexlet_")
 
 
 def main():

@@ -4,6 +4,8 @@
 
 #include <cwctype>
 
+#include "simulation/kernel/export.h"
+
 namespace simulation {
 namespace {
 
@@ -12,12 +14,6 @@ std::wstring Folded(std::wstring strText) {
         letter = static_cast<wchar_t>(std::towlower(static_cast<std::wint_t>(letter)));
     }
     return strText;
-}
-
-template <typename Function>
-std::pair<const std::string, FARPROC> Export(const char* szName, Function* pFunction) {
-    // A newer clang warns of a cast to another type of function unless it goes over this one.
-    return {szName, reinterpret_cast<FARPROC>(reinterpret_cast<void (*)()>(pFunction))};
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include "foundation/handle.h"
 #include "foundation/windows_headers.h"
 #include "host/cpu_sample.h"
+#include "simulation/kernel/export.h"
 #include "simulation/kernel/faults.h"
 #include "simulation/kernel/machine.h"
 #include "simulation/stand_ins/http_server.h"
@@ -121,7 +122,7 @@ void InstallSurroundings(const Surroundings& surroundings) {
     OverrideWinInetApi(&AnswerHttpBy(&Answer));
     if (surroundings.bProcessorTimes) {
         g_pMachine->m_modules.Add(std::wstring(CModules::kSystemFolder) + L"\\ntdll.dll",
-                                  {{"NtQuerySystemInformation", reinterpret_cast<FARPROC>(&QueryInformation)}});
+                                  {Export("NtQuerySystemInformation", &QueryInformation)});
     }
     if (surroundings.monitor != MonitorKind::Absent) {
         g_hMonitor = StartProcess(&RunMonitor, L"C:\\monitor\\monitor.exe");

@@ -8,6 +8,7 @@
 #include "foundation/thread.h"
 #include "foundation/windows_headers.h"
 #include "open/wx_sdk/ocean_delegate.h"
+#include "simulation/kernel/export.h"
 #include "simulation/kernel/faults.h"
 #include "simulation/kernel/machine.h"
 
@@ -139,11 +140,6 @@ void YybRegister(void (*pfnReport)(const char* text, std::int32_t code)) {
     if (Below(4) == 0) {
         pfnReport(R"({"status":"INIT"})", 0);
     }
-}
-
-template <typename Function>
-std::pair<const std::string, FARPROC> Export(const char* szName, Function* pFunction) {
-    return {szName, reinterpret_cast<FARPROC>(pFunction)};
 }
 
 }  // namespace
