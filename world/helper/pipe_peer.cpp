@@ -13,9 +13,7 @@ bool CPipePeer::Open(const std::wstring& name) {
 }
 
 bool CPipePeer::Finish(OVERLAPPED& overlapped, BOOL started, std::uint32_t timeoutMs, DWORD& moved) {
-    const bool done = FinishOverlapped(m_hPipe.get(), overlapped, started, timeoutMs, moved, m_hStop);
-    m_dwError = done ? ERROR_SUCCESS : GetLastError();
-    return done;
+    return FinishOverlapped(m_hPipe.get(), overlapped, started, timeoutMs, moved, m_hStop);
 }
 
 bool CPipePeer::Write(std::string_view bytes, std::uint32_t timeoutMs) {
@@ -24,13 +22,13 @@ bool CPipePeer::Write(std::string_view bytes, std::uint32_t timeoutMs) {
     overlapped.hEvent = event.get();
     DWORD moved = 0;
     const BOOL started = WriteFile(m_hPipe.get(), bytes.data(), static_cast<DWORD>(bytes.size()), nullptr, &overlapped);
-    m_bFailed = !Finish(overlapped, started, timeoutMs, moved) || moved != bytes.size();
-    if (m_bFailed) {
+    const bool done = Finish(overlapped, started, timeoutMs, moved) && moved == bytes.size();
+    if (!done) {
         // A write that was cut off may have been taken in part, whatever count the system gives for it, and what
         // followed would not begin at a frame.
         m_hPipe.reset();
     }
-    return !m_bFailed;
+    return done;
 }
 
 std::string CPipePeer::Read(std::size_t count, std::uint32_t timeoutMs) {
@@ -45,6 +43,7 @@ std::string CPipePeer::Read(std::size_t count, std::uint32_t timeoutMs) {
         const BOOL started =
             ReadFile(m_hPipe.get(), bytes.data() + have, static_cast<DWORD>(count - have), nullptr, &overlapped);
         m_bFailed = !Finish(overlapped, started, timeoutMs, moved);
+        m_dwError = m_bFailed ? GetLastError() : ERROR_SUCCESS;
         have += moved;
     }
     bytes.resize(have);

@@ -8,6 +8,7 @@
 
 #include "foundation/handle.h"
 
+// One thread may read while another one writes.
 class CPipePeer {
   public:
     // One attempt. False with the system's error in LastError.
@@ -26,6 +27,7 @@ class CPipePeer {
     // True when the other side has ended the connection within the time.
     bool WaitForEnd(std::uint32_t timeoutMs = 10000);
 
+    // Of the last read, or of Open.
     bool Failed() const { return m_bFailed; }
     DWORD LastError() const { return m_dwError; }
 

@@ -17,7 +17,6 @@ TEST(PipePeer, WriteThatIsCutOffByItsLimitEndsTheConnection) {
     CPipePeer peer;
     ASSERT_TRUE(peer.Open(name)) << peer.LastError();
     EXPECT_FALSE(peer.Write(kStuckText, 50));
-    EXPECT_TRUE(peer.Failed());
     EXPECT_FALSE(peer.IsOpen());
     EXPECT_TRUE(server.WaitForEnd());
 }

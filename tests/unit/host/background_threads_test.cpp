@@ -124,6 +124,8 @@ TEST_F(BackgroundThreadsTest, HangWatcherRunsBeforeTheCallerIsConnected) {
     host.Init(CommandLine());
     EXPECT_EQ(WaitForSingleObject(Slow().connects.get(), 0), WAIT_OBJECT_0) << m_log.All();
     EXPECT_TRUE(Slow().wasWaitedFor.load());
+    // The fixture waits for what its log has, which this test has taken.
+    EXPECT_EQ(WaitForStartedThreads(1).nConfInfo, 1);
 }
 
 TEST_F(BackgroundThreadsTest, StartThatDoesNotGetOnIsTakenForAHang) {

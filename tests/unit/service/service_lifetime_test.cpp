@@ -10,17 +10,17 @@ namespace {
 class ServiceLifetimeTest : public ServiceFixture {
   protected:
     ServiceLifetimeTest()
-        : m_hArrived(CreateEventW(nullptr, TRUE, FALSE, nullptr)), m_hGo(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {}
-
-    // From now on a thread that wants to change the table reports here and waits, once.
-    void HoldTheNextReport() {
-        m_host.m_onSet = [this, first = std::make_shared<std::atomic<bool>>(true)] {
-            if (first->exchange(false)) {
+        : m_hArrived(CreateEventW(nullptr, TRUE, FALSE, nullptr)), m_hGo(CreateEventW(nullptr, TRUE, FALSE, nullptr)) {
+        m_host.m_onSet = [this] {
+            if (m_bHolds.exchange(false)) {
                 SetEvent(m_hArrived.get());
                 WaitForSingleObject(m_hGo.get(), 30000);
             }
         };
     }
+
+    // From now on a thread that wants to change the table reports here and waits, once.
+    void HoldTheNextReport() { m_bHolds.store(true); }
     bool AThreadArrived() { return WaitForSingleObject(m_hArrived.get(), 30000) == WAIT_OBJECT_0; }
 
     // Drops the instance as the prune walk does, with both locks held, and makes a new one under the same id.
@@ -47,6 +47,7 @@ class ServiceLifetimeTest : public ServiceFixture {
         EXPECT_EQ(param.strRunStatusParam, "");
     }
 
+    std::atomic<bool> m_bHolds{false};
     CKernelHandle m_hArrived;
     CKernelHandle m_hGo;
 };

@@ -161,7 +161,9 @@ TEST_F(IocpServerTest, AClientThatLeavesAWriteUnreadIsLostOnceWhenAllHasFailed) 
 
 TEST_F(IocpServerTest, AReadThatFailsWhileAGoodWritesPacketIsInThePortLetsTheNextClientIn) {
     CRawPipe client;
+    const CKernelHandle written(CreateEventW(nullptr, TRUE, FALSE, nullptr));
     m_pSink->m_onReceived = [&](const std::string&) {
+        WaitForSingleObject(written.get(), INFINITE);
         EXPECT_EQ(client.Read(7), "pending");
         client.Close();
     };
@@ -169,7 +171,9 @@ TEST_F(IocpServerTest, AReadThatFailsWhileAGoodWritesPacketIsInThePortLetsTheNex
     client = ConnectAndWaitForRead();
     EXPECT_EQ(m_pServer->Send("pending"), 1);
     ASSERT_EQ(client.Read(8).size(), 8u) << "the write was started and is pending";
-    ASSERT_TRUE(client.WriteFrame("request"));
+    const bool bWritten = client.WriteFrame("request");
+    SetEvent(written.get());
+    ASSERT_TRUE(bWritten);
     ASSERT_TRUE(m_pSink->WaitForLost());
     EXPECT_FALSE(m_pServer->HasContext());
     const CRawPipe next = Connect();
