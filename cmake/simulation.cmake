@@ -12,6 +12,20 @@ set(nexlet_not_simulated
   # simulation/cuts.cpp takes its place.
   host/crash_dump.cpp)
 
+# nexlet_not_watched(LIBRARY): the code of this static library is the simulation's own and not compiled for ThreadSanitizer.
+# What is looked for is in the product.
+function(nexlet_not_watched library)
+  if(NOT NEXLET_SANITIZE STREQUAL thread)
+    return()
+  endif()
+  find_package(Python3 REQUIRED COMPONENTS Interpreter)
+  target_compile_options(${library} PRIVATE -fno-sanitize=thread)
+  add_custom_command(TARGET ${library} POST_BUILD
+    COMMAND Python3::Interpreter ${CMAKE_SOURCE_DIR}/cmake/own_copies.py ${CMAKE_LINKER} ${CMAKE_NM} ${CMAKE_OBJCOPY}
+            ${CMAKE_AR} $<TARGET_FILE:${library}>
+    VERBATIM)
+endfunction()
+
 # nexlet_add_simulated_floors(TARGET FLOOR... [FILES SOURCE...]): a library of all sources of these floors, and of the named
 # files of others. Their edges are marked for the scheduler; functions are not put into each other, so that each atomic
 # operation has an edge of its own.
@@ -26,6 +40,10 @@ function(nexlet_add_simulated_floors target)
   list(TRANSFORM sources PREPEND ${CMAKE_SOURCE_DIR}/)
   add_library(${target} STATIC ${sources})
   target_compile_options(${target} PRIVATE -fsanitize-coverage=trace-pc-guard -fno-inline)
+  if(NEXLET_SANITIZE STREQUAL thread)
+    # Texts are compiled here: ThreadSanitizer does not see into the C++ library.
+    target_compile_definitions(${target} PRIVATE _GLIBCXX_EXTERN_TEMPLATE=0)
+  endif()
   if(NEXLET_COVERAGE)
     # The counters live in the file of the profile itself, so what a run reached stays when a report ends it.
     target_compile_options(${target} PRIVATE -fprofile-instr-generate -fcoverage-mapping
@@ -38,10 +56,14 @@ endfunction()
 # nexlet_add_simulated_gtest(NAME SOURCES ... LIBRARIES ... [SEEDS COUNT] [EXCEPT TEST...]): a test program as nexlet_add_gtest's, whose
 # tests are ctest entries "simulated.NAME.SUITE.TEST"; with SEEDS a further one, "simulated.NAME.seeds", runs all of them
 # under so many seeds.
-# EXCEPT names tests that wait for luck, which a seed can keep from coming.
+# EXCEPT names tests that wait for luck, which a seed can keep from coming; WATCHING_MEMORY those that need an operator new
+# of their own, which ThreadSanitizer does not allow. Under ThreadSanitizer there is one entry, "threads.NAME".
 function(nexlet_add_simulated_gtest name)
-  cmake_parse_arguments(arg "" "SEEDS" "SOURCES;LIBRARIES;EXCEPT" ${ARGN})
+  cmake_parse_arguments(arg "" "SEEDS" "SOURCES;LIBRARIES;EXCEPT;WATCHING_MEMORY" ${ARGN})
   set(filter "*")
+  if(NEXLET_SANITIZE STREQUAL thread)
+    list(APPEND arg_EXCEPT ${arg_WATCHING_MEMORY})
+  endif()
   if(arg_EXCEPT)
     list(JOIN arg_EXCEPT ":" except)
     set(filter "-${except}")
@@ -49,6 +71,11 @@ function(nexlet_add_simulated_gtest name)
   add_executable(${name} ${arg_SOURCES})
   target_compile_options(${name} PRIVATE -O0 -g1)
   target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} simulation_gtest_main)
+  if(NEXLET_SANITIZE STREQUAL thread)
+    add_test(NAME threads.${name} COMMAND ${name} --seeds=2 --gtest_filter=${filter})
+    set_tests_properties(threads.${name} PROPERTIES TIMEOUT 300 LABELS unit)
+    return()
+  endif()
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120 TEST_PREFIX "simulated.${name}." TEST_FILTER "${filter}"
                        PROPERTIES TIMEOUT 120 LABELS unit)
   if(arg_SEEDS)

@@ -3,8 +3,17 @@
 #include <sanitizer/lsan_interface.h>
 #include <sys/single_threaded.h>
 
+#include <cerrno>
+
 #include "simulation/kernel/faults.h"
 #include "simulation/kernel/machine.h"
+
+#if NEXLET_TSAN
+// The first report ends the process of its seed.
+extern "C" const char* __tsan_default_options() {
+    return "halt_on_error=1:report_signal_unsafe=0";
+}
+#endif
 
 namespace simulation {
 namespace {
@@ -83,6 +92,7 @@ Outcome Run(const Options& options, std::function<void()> main) {
         COwnWork(const COwnWork&) = delete;
         COwnWork& operator=(const COwnWork&) = delete;
     } ownWork;
+    EachHasItsOwn(&errno, sizeof errno);
     SchedulerOptions schedulerOptions;
     schedulerOptions.nSeed = options.nSeed;
     schedulerOptions.nEdges = options.nEdges;

@@ -64,7 +64,7 @@ void CDesktop::Remove(HWND hWindow) {
     if (pWindow == nullptr) {
         return;
     }
-    std::erase_if(m_vecTimers, [&](const Timer& timer) { return timer.hWindow == hWindow; });
+    std::erase_if(m_timers, [&](const Timer& timer) { return timer.hWindow == hWindow; });
     MessageQueue& queue = QueueOf(*pWindow->pOwner);
     std::erase_if(queue.posted, [&](const MSG& message) { return message.hwnd == hWindow; });
     for (const std::shared_ptr<SentMessage>& pSent : queue.sent) {
@@ -83,8 +83,8 @@ MessageQueue* CDesktop::FindQueue(std::uint32_t nThread) {
 
 void CDesktop::Post(const CTask& receiver, const MSG& message) {
     MessageQueue& queue = QueueOf(receiver);
-    HappensBefore(&queue);
     queue.posted.push_back(message);
+    HappensBefore(&queue.posted.back());
     g_pScheduler->WakeAll(queue.waiters);
 }
 
@@ -109,19 +109,20 @@ void CDesktop::Lose(SentMessage& sent) {
 
 void CDesktop::SetTimer(CWindow& window, UINT_PTR nId, Nanoseconds nPeriod) {
     KillTimer(window.hWindow, nId);
-    m_vecTimers.push_back({window.hWindow, window.pOwner, nId, nPeriod, g_pScheduler->Now() + nPeriod});
+    m_timers.push_back({window.hWindow, window.pOwner, nId, nPeriod, g_pScheduler->Now() + nPeriod});
+    HappensBefore(&m_timers.back());
     // The thread may wait for a message until the timer that was next.
     g_pScheduler->WakeAll(QueueOf(*window.pOwner).waiters);
 }
 
 bool CDesktop::KillTimer(HWND hWindow, UINT_PTR nId) {
-    return std::erase_if(m_vecTimers,
-                         [&](const Timer& timer) { return timer.hWindow == hWindow && timer.nId == nId; }) != 0;
+    return std::erase_if(m_timers, [&](const Timer& timer) { return timer.hWindow == hWindow && timer.nId == nId; }) !=
+           0;
 }
 
 Nanoseconds CDesktop::NextTimer(const CTask& task) const {
     Nanoseconds nNext = kNever;
-    for (const Timer& timer : m_vecTimers) {
+    for (const Timer& timer : m_timers) {
         if (timer.pOwner == &task) {
             nNext = std::min(nNext, timer.nNext);
         }
@@ -133,7 +134,7 @@ std::optional<MSG> CDesktop::Take(const CTask& task, UINT nFirst, UINT nLast, bo
     MessageQueue& queue = QueueOf(task);
     for (auto message = queue.posted.begin(); message != queue.posted.end(); ++message) {
         if (IsBetween(message->message, nFirst, nLast)) {
-            HappensAfter(&queue);
+            HappensAfter(&*message);
             const MSG found = *message;
             if (bRemove) {
                 queue.posted.erase(message);
@@ -151,13 +152,14 @@ std::optional<MSG> CDesktop::Take(const CTask& task, UINT nFirst, UINT nLast, bo
     }
     if (IsBetween(WM_TIMER, nFirst, nLast)) {
         Timer* pDue = nullptr;
-        for (Timer& timer : m_vecTimers) {
+        for (Timer& timer : m_timers) {
             if (timer.pOwner == &task && timer.nNext <= g_pScheduler->Now() &&
                 (pDue == nullptr || timer.nNext < pDue->nNext)) {
                 pDue = &timer;
             }
         }
         if (pDue != nullptr) {
+            HappensAfter(pDue);
             if (bRemove) {
                 // Ends that have passed while nobody looked are one message.
                 pDue->nNext = g_pScheduler->Now() + pDue->nPeriod;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <deque>
+#include <list>
 #include <map>
 #include <memory>
 #include <optional>
@@ -44,7 +45,7 @@ struct SentMessage {
 // The messages of one thread.
 struct MessageQueue {
     std::deque<std::shared_ptr<SentMessage>> sent;
-    std::deque<MSG> posted;
+    std::list<MSG> posted;
     std::optional<int> quit;
     bool bEnded = false;  // with its thread
     CWaitList waiters;
@@ -99,7 +100,7 @@ class CDesktop {
     std::map<std::pair<std::uint32_t, std::wstring>, WindowClass> m_classes;
     std::map<HWND, CWindow> m_windows;
     std::map<std::uint32_t, MessageQueue> m_queues;
-    std::vector<Timer> m_vecTimers;
+    std::list<Timer> m_timers;
     std::uintptr_t m_nNextWindow = 0x10010;
 };
 

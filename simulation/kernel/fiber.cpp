@@ -6,6 +6,7 @@
 #include <sanitizer/lsan_interface.h>
 #include <sys/mman.h>
 
+#include <cerrno>
 #include <cstdint>
 #include <cstdlib>
 #include <utility>
@@ -132,6 +133,8 @@ void CFiber::Switch(CFiber& from, CFiber& to, bool bLast) {
     RuntimeExceptions& exceptions = Exceptions();
     from.m_pCaught = std::exchange(exceptions.pCaught, to.m_pCaught);
     from.m_nUncaught = std::exchange(exceptions.nUncaught, to.m_nUncaught);
+    from.m_watching = std::exchange(g_watching, to.m_watching);
+    from.m_nErrno = std::exchange(errno, to.m_nErrno);
     g_pArriving = &to;
     g_pLeft = &from;
 #if NEXLET_TSAN
@@ -142,6 +145,17 @@ void CFiber::Switch(CFiber& from, CFiber& to, bool bLast) {
 #endif
     nexlet_switch_stack(&from.m_pStackPointer, to.m_pStackPointer);
     from.Arrive();
+}
+
+void CFiber::HappenedBefore([[maybe_unused]] const void* pAddress) {
+#if NEXLET_TSAN
+    void* const pRunning = __tsan_get_current_fiber();
+    const Watching running = std::exchange(g_watching, m_watching);
+    __tsan_switch_to_fiber(m_pThread, __tsan_switch_to_fiber_no_sync);
+    HappensBefore(pAddress);
+    __tsan_switch_to_fiber(pRunning, __tsan_switch_to_fiber_no_sync);
+    g_watching = running;
+#endif
 }
 
 void CFiber::Arrive() {

@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <functional>
 
+#include "simulation/kernel/happens_before.h"
+
 namespace simulation {
 
 // Switched to by one operating system thread only. A fiber whose work has ended is never switched to again.
@@ -21,6 +23,9 @@ class CFiber {
     // the last thing that from does.
     static void Switch(CFiber& from, CFiber& to, bool bLast = false);
 
+    // What this fiber, which does not run, has done so far comes before what another one does after HappensAfter.
+    void HappenedBefore(const void* pAddress);
+
   private:
     [[noreturn]] static void Begin();
     void Arrive();
@@ -35,6 +40,8 @@ class CFiber {
     // The C++ runtime's record of exceptions under way, which it keeps for each thread.
     void* m_pCaught = nullptr;
     unsigned m_nUncaught = 0;
+    Watching m_watching;
+    int m_nErrno = 0;
 };
 
 }  // namespace simulation

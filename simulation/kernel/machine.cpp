@@ -109,7 +109,10 @@ std::shared_ptr<CThread> CMachine::StartThread(CProcess& process, std::function<
     const auto pThread = std::make_shared<CThread>();
     CTask& task = m_scheduler.Add(
         process.m_nId, "a thread",
-        [this, weak = std::weak_ptr<CThread>(pThread), work = std::move(work)] {
+        [this, weak = std::weak_ptr<CThread>(pThread), bForeign = process.m_bForeign, work = std::move(work)] {
+            if (bForeign) {
+                BecomeForeign();
+            }
             const std::uint32_t nExitCode = work();
             ForgetLocal(*weak.lock()->m_pTask);
             ThreadEnded(*weak.lock(), nExitCode);
@@ -124,7 +127,13 @@ void CMachine::ThreadEnded(CThread& thread, std::uint32_t nExitCode) {
     const CScheduler::CInside inside(m_scheduler);
     const std::shared_ptr<CObject> pKept = thread.shared_from_this();
     CTask& task = *thread.m_pTask;
-    HappensBefore(&task);
+    // What a thread has done that another one ends comes before its end, too.
+    if (&task == &m_scheduler.Current() || !task.m_pFiber) {
+        HappensBefore(&task);
+    } else {
+        task.m_pFiber->HappenedBefore(&task);
+        task.m_pFiber->HappenedBefore(&thread);
+    }
     for (const std::weak_ptr<CMutex>& weak : m_vecMutexes) {
         if (const std::shared_ptr<CMutex> pMutex = weak.lock()) {
             pMutex->Abandon(task);

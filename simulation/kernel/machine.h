@@ -51,6 +51,7 @@ class CProcess final : public CEnding {
     const std::wstring m_strFile;
     std::vector<std::shared_ptr<CThread>> m_vecThreads;
     std::vector<ObjectPointer> m_vecViews;    // sections that it sees
+    bool m_bForeign = false;                  // ThreadSanitizer does not watch it
     std::vector<void*> m_vecRegisteredWaits;  // handles that a registered wait of its waits for
 
   private:

@@ -106,7 +106,8 @@ void CPipe::Write(Side side, const IoPointer& pIo) {
         return;
     }
     Direction& direction = m_inbound[Other(side)];
-    direction.queue.push_back({pIo, {}, 0});
+    direction.queue.push_back({pIo, {}, 0, g_pScheduler->RunningProcess()});
+    HappensBefore(&direction.queue.back());
     Move(direction);
 }
 
@@ -117,6 +118,11 @@ void CPipe::Move(Direction& direction) {
         DWORD nRead = 0;
         while (nRead < pRead->m_nSize && !direction.queue.empty()) {
             Bytes& bytes = direction.queue.front();
+            // Bytes order threads of one process, as where a test has both ends. Two processes share no memory, and an
+            // order by way of the other one would hide races.
+            if (bytes.nWriter == g_pScheduler->RunningProcess()) {
+                HappensAfter(&bytes);
+            }
             const std::size_t nPart = std::min<std::size_t>(pRead->m_nSize - nRead, bytes.Size() - bytes.nRead);
             std::memcpy(pRead->m_pBuffer + nRead, bytes.Data() + bytes.nRead, nPart);
             nRead += static_cast<DWORD>(nPart);

@@ -67,6 +67,7 @@ class CPipe {
         IoPointer pWrite;
         std::vector<unsigned char> kept;
         std::size_t nRead = 0;
+        std::uint32_t nWriter = 0;  // the process
 
         std::size_t Size() const { return pWrite ? pWrite->m_nSize : kept.size(); }
         const unsigned char* Data() const { return pWrite ? pWrite->m_pBuffer : kept.data(); }

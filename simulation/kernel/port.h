@@ -16,6 +16,7 @@ struct Packet {
     DWORD nBytes = 0;
     ULONG_PTR nKey = 0;
     OVERLAPPED* pOverlapped = nullptr;
+    bool bOfFile = false;  // the end of an operation, not what was posted
 };
 
 class CPort final : public CObject {
@@ -58,6 +59,7 @@ class CIo : public std::enable_shared_from_this<CIo> {
     DWORD m_nError = 0;
 
   private:
+    const std::uint32_t m_nProcess;  // that started it
     std::shared_ptr<CEvent> m_pEvent;
     std::weak_ptr<CPort> m_pPort;
     ULONG_PTR m_nKey = 0;

@@ -39,6 +39,7 @@ CScheduler::CScheduler(SchedulerOptions options)
       m_bReplay(options.bReplay),
       m_plan(PlanOf(options.kept)) {
     m_nEdgesLeft = m_edges.Below(2 * m_nEdges) + 1;
+    HappensBefore(this);
 }
 
 CScheduler::~CScheduler() {
@@ -54,6 +55,7 @@ void CScheduler::Run(CTask& main) {
     g_pScheduler = this;
     m_pCurrent = m_pMain;
     CFiber::Switch(m_outside, *m_pMain->m_pFiber);
+    HappensAfter(m_pMain);
     g_pScheduler = nullptr;
     m_pCurrent = nullptr;
 }
@@ -68,10 +70,14 @@ CTask& CScheduler::Add(std::uint32_t nProcess, std::string strName, std::functio
         task.m_pKept = &found->second;
     }
     task.m_nSuspended = bSuspended ? 1 : 0;
+    HappensBefore(&task.m_nSuspended);
     task.m_pFiber = std::make_unique<CFiber>([this, &task]() noexcept {
         m_pDead.reset();
+        // After what was done before the run, and after what its starter had done.
+        HappensAfter(this);
+        HappensAfter(&task.m_nSuspended);
         task.m_work();
-        // Ended again where it leaves for good.
+        // Until it leaves for good.
         BeginOwnWork();
         task.m_work = nullptr;
         End(task);
@@ -106,6 +112,7 @@ void CScheduler::Suspend(CTask& task) {
 
 std::uint32_t CScheduler::Resume(CTask& task) {
     const std::uint32_t nBefore = task.m_nSuspended;
+    HappensBefore(&task.m_nSuspended);
     if (nBefore > 0 && --task.m_nSuspended == 0 && task.m_state == CTask::State::Ready) {
         SetReady(task);
     }
@@ -382,7 +389,7 @@ void CScheduler::SwitchTo(CTask* pNext) {
     const bool bLast = pFrom->m_state == CTask::State::Ended && !pFrom->m_work;
     if (bLast) {
         m_pDead = std::move(pFrom->m_pFiber);
-        EndOwnWork();
+        EndAllOwnWork();
     }
     m_pCurrent = pNext;
     const int nInside = std::exchange(m_nInside, 0);

@@ -60,6 +60,8 @@ class CScheduler {
         return m_nInside == 0 && m_pCurrent != nullptr && m_pCurrent->m_nProcess == nProcess &&
                m_pCurrent->m_nFaultsHeld == 0;
     }
+    // That of the running thread; 0 outside of a run.
+    std::uint32_t RunningProcess() const { return m_pCurrent != nullptr ? m_pCurrent->m_nProcess : 0; }
     Nanoseconds Now() const { return m_nNow; }
     // After the end of a wait of so many milliseconds that begins now; 0xFFFFFFFF is never.
     Nanoseconds Deadline(std::uint32_t nMilliseconds) const;

@@ -53,6 +53,7 @@ int __wrap_pthread_mutex_lock(pthread_mutex_t* pMutex) {
     while (pthread_mutex_trylock(pMutex) != 0) {
         g_pScheduler->Park({&WaitersAt(pMutex)}, kNever, "a std::mutex");
     }
+    HappensAfter(pMutex);
     return 0;
 }
 int __wrap_pthread_mutex_unlock(pthread_mutex_t* pMutex) {
@@ -75,6 +76,7 @@ int __wrap_pthread_cond_clockwait(pthread_cond_t* pCondition, pthread_mutex_t* p
     bool bWoken = false;
     {
         const CScheduler::CInside inside(*g_pScheduler);
+        HappensBefore(pMutex);
         __real_pthread_mutex_unlock(pMutex);
         WakeAllAt(pMutex);
         const Nanoseconds nUntil = FromTimespec(*pUntil) - kStartSeconds * kSecond;
@@ -95,6 +97,7 @@ void __wrap__ZNSt18condition_variable4waitERSt11unique_lockISt5mutexE(std::condi
     pthread_mutex_t* const pMutex = pLock->mutex()->native_handle();
     {
         const CScheduler::CInside inside(*g_pScheduler);
+        HappensBefore(pMutex);
         __real_pthread_mutex_unlock(pMutex);
         WakeAllAt(pMutex);
         g_pScheduler->Park({&WaitersAt(pCondition)}, kNever, "a std::condition_variable");

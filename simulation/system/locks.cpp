@@ -40,6 +40,7 @@ bool TakeAlone(PSRWLOCK pLock) {
         return false;
     }
     HappensAfter(pLock);
+    HappensAfter(&pLock->nShared);
     pLock->pOwner = &g_pScheduler->Current();
     LockTaken(g_pScheduler->Current(), pLock);
     return true;
@@ -157,7 +158,8 @@ void AcquireSRWLockShared(PSRWLOCK pLock) {
 
 void ReleaseSRWLockShared(PSRWLOCK pLock) {
     CCall call("ReleaseSRWLockShared", Number(pLock));
-    HappensBefore(pLock);
+    // For those that take it alone: two that share it are in no order.
+    HappensBefore(&pLock->nShared);
     if (--pLock->nShared == 0) {
         g_pScheduler->WakeAll(g_pScheduler->WaitersAt(pLock));
     }

@@ -222,5 +222,11 @@ BOOL Thread32Next(HANDLE, THREADENTRY32* pEntry) {
             return TRUE;
         }
     }
+    // A thread that is not in the list has ended before.
+    for (const std::unique_ptr<CTask>& pTask : g_pScheduler->Tasks()) {
+        if (pTask->m_state == CTask::State::Ended && pTask->m_nProcess == call.Task().m_nProcess) {
+            HappensAfter(pTask.get());
+        }
+    }
     return FALSE;
 }

@@ -251,7 +251,10 @@ void RunCallersWorld(CRandom random) {
             if (!IsOn("caller " + std::to_string(i), kThreads)) {
                 continue;
             }
-            callers.emplace_back(StartProcess([plan] { CCallerProcess(plan).Run(); }));
+            callers.emplace_back(StartProcess([plan] {
+                WatchNoRaces();
+                CCallerProcess(plan).Run();
+            }));
             const CFaults::CHold noFaults;
             connections.push_back(LaunchThread([plan] {
                 std::make_shared<CConnection>(plan)->Run();

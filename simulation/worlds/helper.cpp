@@ -104,7 +104,10 @@ void LeaveOutParts(CallerPlan& plan, const std::string& strName) {
 void LiveAgainAndAgain(std::deque<CallerPlan> lives) {
     const CFaults::CHold noFaults;
     for (const CallerPlan& plan : lives) {
-        const CKernelHandle hLife(StartProcess([plan] { RunCaller(plan); }));
+        const CKernelHandle hLife(StartProcess([plan] {
+            WatchNoRaces();
+            RunCaller(plan);
+        }));
         Hold(WaitForSingleObject(hLife.get(), 3 * 3600 * 1000) == WAIT_OBJECT_0, "a caller never ends");
     }
 }
@@ -201,6 +204,7 @@ void* StartHelper(const std::wstring& strMark, const std::string& strId) {
 
 void* StartSecond(const std::wstring& strMark, const std::string& strId) {
     return StartProcess([strMark, strLine = CommandLine(strMark, strId)] {
+        WatchNoRaces();
         const CFaults::CHold noFaults;
         const CKernelHandle mutex(CreateMutexW(nullptr, TRUE, HostMutexName(strMark).c_str()));
         // A process that would be the first one again cannot be: the static objects of the first are still there.
@@ -212,6 +216,7 @@ void* StartSecond(const std::wstring& strMark, const std::string& strId) {
 }
 
 void RunHelperWorld(CRandom random) {
+    WatchNoRaces();
     static Helper helper;
     g_pHelper = &helper;
     const bool bFaults = !g_pFaults->IsNever();
@@ -284,7 +289,10 @@ void RunHelperWorld(CRandom random) {
     if (bKnocks) {
         const std::uint64_t nSeed = random.Next();
         if (IsOn("knocker", 1)) {
-            knocker.reset(StartProcess([=] { RunKnocker(rules.strMark, ids, bKnocksExits, nSeed); }));
+            knocker.reset(StartProcess([=] {
+                WatchNoRaces();
+                RunKnocker(rules.strMark, ids, bKnocksExits, nSeed);
+            }));
         }
     }
     for (const CKernelHandle& waiter : waiters) {

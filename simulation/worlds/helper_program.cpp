@@ -7,6 +7,7 @@
 #include "ipc/transport/pipe_names.h"
 #include "simulation/kernel/faults.h"
 #include "simulation/kernel/machine.h"
+#include "simulation/worlds/world.h"
 
 int WINAPI wWinMain(HINSTANCE, HINSTANCE, LPWSTR szArguments, int);
 // The same, in the copies that cmake/renamed_image.py makes.
@@ -41,6 +42,7 @@ bool IsServed() {
 
 std::uint32_t RunHelper(std::wstring strArguments) {
     if (IsServed()) {
+        WatchNoRaces();  // the static objects are those of the one that serves
         ExistzoltExcute(strArguments);
         Sleep(kForwardEndMs);  // the end of its worker, which nobody waits for, is looked at too
         return 0;

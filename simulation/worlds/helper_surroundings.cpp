@@ -125,7 +125,12 @@ void InstallSurroundings(const Surroundings& surroundings) {
                                   {Export("NtQuerySystemInformation", &QueryInformation)});
     }
     if (surroundings.monitor != MonitorKind::Absent) {
-        g_hMonitor = StartProcess(&RunMonitor, L"C:\\monitor\\monitor.exe");
+        g_hMonitor = StartProcess(
+            [] {
+                WatchNoRaces();
+                RunMonitor();
+            },
+            L"C:\\monitor\\monitor.exe");
     }
 }
 

@@ -78,6 +78,11 @@ void* StartProcess(std::function<void()> work, std::wstring strFile,
     return g_pMachine->Process().Open(pProcess);
 }
 
+void WatchNoRaces() {
+    g_pMachine->Process().m_bForeign = true;
+    BecomeForeign();
+}
+
 void Vanish() {
     const CScheduler::CInside inside(*g_pScheduler);
     g_pMachine->EndProcess(g_pMachine->Process(), 1);

@@ -54,5 +54,8 @@ void* StartProcess(std::function<void()> work, std::wstring strFile = L"C:\\call
                    const std::function<void(const std::shared_ptr<CProcess>&)>& added = nullptr);
 // Ends the calling process where it is, with all its threads and handles.
 [[noreturn]] void Vanish();
+// What the calling process does from here on, the calling thread and those that it starts, is not watched by
+// ThreadSanitizer: it is no code of the product, or shares static objects with another process.
+void WatchNoRaces();
 
 }  // namespace simulation
