@@ -64,9 +64,9 @@ function(nexlet_quick)
   endforeach()
 endfunction()
 
-# nexlet_add_gtest(NAME SOURCES ... [LIBRARIES ...] [PROPERTIES ...]): one test program, each of its tests a ctest entry
-# "native.NAME.Suite.Test" or "windows.NAME.Suite.Test" with the label unit, which PROPERTIES may replace. Under Wine the
-# emulator is the cross build's. Under ThreadSanitizer the whole program is one entry, "threads.NAME".
+# nexlet_add_gtest(NAME SOURCES ... [LIBRARIES ...] [PROPERTIES ...]): one test program, each of its suites a ctest entry
+# "native.NAME.Suite" or "windows.NAME.Suite" with the label unit, which PROPERTIES may replace. Under Wine the emulator is
+# the cross build's. Under ThreadSanitizer the whole program is one entry, "threads.NAME".
 if(WIN32)
   set(nexlet_test_prefix windows)
 else()
@@ -93,7 +93,5 @@ function(nexlet_add_gtest name)
     # The Wine of the machine that builds may have no 32-bit half. tools/debian13 runs it.
     return()
   endif()
-  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120
-                       TEST_PREFIX "${nexlet_test_prefix}.${name}."
-                       PROPERTIES TIMEOUT 120 ${arg_PROPERTIES})
+  nexlet_discover_suites(${name} "${nexlet_test_prefix}.${name}" TIMEOUT 300 ${arg_PROPERTIES})
 endfunction()
