@@ -19,6 +19,11 @@
 extern "C" void __sanitizer_cov_8bit_counters_init(std::uint8_t* pBegin, std::uint8_t* pEnd);
 extern "C" void __sanitizer_cov_pcs_init(const std::uintptr_t* pBegin, const std::uintptr_t* pEnd);
 
+// As in simulate_main.cpp: local variables stay on the stacks of the fibers, where the search for leaks looks.
+extern "C" const char* __asan_default_options() {
+    return "detect_stack_use_after_return=0";
+}
+
 // The edges of the product are those of the simulation's own marks: libFuzzer is told about them.
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
     static std::vector<std::uint8_t> reached(simulation::EdgeCount());

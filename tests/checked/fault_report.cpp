@@ -156,6 +156,17 @@ CReportText& CReportText::AddStack(const CONTEXT& context) {
 void CReportText::Write() const {
     DWORD written = 0;
     WriteFile(GetStdHandle(STD_ERROR_HANDLE), m_text, static_cast<DWORD>(m_nLength), &written, nullptr);
+    char path[MAX_PATH] = "";
+    const DWORD length = GetEnvironmentVariableA("NEXLET_FAULT_REPORTS", path, MAX_PATH);
+    if (length == 0 || length >= MAX_PATH) {
+        return;
+    }
+    const HANDLE file = CreateFileA(path, FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_ALWAYS,
+                                    FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (file != INVALID_HANDLE_VALUE) {
+        WriteFile(file, m_text, static_cast<DWORD>(m_nLength), &written, nullptr);
+        CloseHandle(file);
+    }
 }
 
 void InstallTrapReport() {

@@ -27,7 +27,8 @@ class CReportText {
     CReportText& AddCallers(const char* title, const CCallers& callers);
     // A line for each function on the stack at a fault.
     CReportText& AddStack(const CONTEXT& context);
-    // Writes the text to the standard error output.
+    // Writes the text to the standard error output, and adds it to the file that NEXLET_FAULT_REPORTS in the
+    // environment names: nobody may read the output of a program that a test starts, or wait for its exit code.
     void Write() const;
 
   private:

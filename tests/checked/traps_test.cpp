@@ -2,7 +2,13 @@
 #include <gtest/gtest.h>
 #include <climits>
 #include <cstdint>
+#include <fstream>
+#include <iterator>
+#include <string>
 #include <vector>
+
+#include "foundation/windows_headers.h"
+#include "tests/support/temp_folder.h"
 
 namespace {
 
@@ -44,6 +50,25 @@ TEST(TrapsDeathTest, AnImplicitConversionThatChangesTheSignEndsTheProcess) {
 TEST(TrapsDeathTest, AnIndexOutsideAVectorEndsTheProcess) {
     const std::vector<int> numbers(4);
     EXPECT_EXIT(g_nResult = numbers[static_cast<std::size_t>(g_nForty)], testing::ExitedWithCode(3), "Assertion");
+}
+
+TEST(TrapsDeathTest, TheReportIsAlsoAddedToTheFileThatTheEnvironmentNames) {
+    static constexpr wchar_t kVariable[] = L"NEXLET_FAULT_REPORTS";
+    const CTempFolder folder;
+    const std::filesystem::path file = folder.Path() / "faults";
+    // The process of the death test runs this too, and has its parent's variable.
+    if (GetEnvironmentVariableW(kVariable, nullptr, 0) == 0) {
+        ASSERT_TRUE(SetEnvironmentVariableW(kVariable, file.c_str()));
+    }
+    for (int nTime = 0; nTime < 2; ++nTime) {
+        EXPECT_EXIT(g_nResult = g_nLargest + 1, testing::ExitedWithCode(kIllegalInstruction), "an addition overflowed");
+    }
+    SetEnvironmentVariableW(kVariable, nullptr);
+    std::ifstream stream(file, std::ios::binary);
+    const std::string strReports{std::istreambuf_iterator<char>(stream), {}};
+    const std::string strReport = "undefined behaviour: an addition overflowed\n  at traps_test.exe+0x";
+    EXPECT_EQ(strReports.find(strReport), 0U) << strReports;
+    EXPECT_NE(strReports.find(strReport, 1), std::string::npos) << strReports;
 }
 
 }  // namespace
