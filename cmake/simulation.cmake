@@ -39,7 +39,13 @@ function(nexlet_add_simulated_floors target)
   list(REMOVE_ITEM sources ${nexlet_not_simulated})
   list(TRANSFORM sources PREPEND ${CMAKE_SOURCE_DIR}/)
   add_library(${target} STATIC ${sources})
-  target_compile_options(${target} PRIVATE -fsanitize-coverage=trace-pc-guard -fno-inline)
+  # The compiler's cache does not see what is in the list.
+  set(unmarked ${CMAKE_SOURCE_DIR}/cmake/unmarked_functions.txt)
+  file(SHA256 ${unmarked} list)
+  target_compile_definitions(${target} PRIVATE NEXLET_UNMARKED_${list})
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${unmarked})
+  target_compile_options(${target} PRIVATE -fsanitize-coverage=trace-pc-guard -fno-inline
+                         -fsanitize-coverage-ignorelist=${unmarked})
   if(NEXLET_SANITIZE STREQUAL thread)
     # Texts are compiled here: ThreadSanitizer does not see into the C++ library.
     target_compile_definitions(${target} PRIVATE _GLIBCXX_EXTERN_TEMPLATE=0)

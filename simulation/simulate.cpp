@@ -1,9 +1,12 @@
 #include "simulation/simulate.h"
 
-#include <sanitizer/lsan_interface.h>
 #include <sys/single_threaded.h>
 
 #include <cerrno>
+
+#if NEXLET_ASAN
+#include <sanitizer/lsan_interface.h>
+#endif
 
 #include "simulation/kernel/faults.h"
 #include "simulation/kernel/machine.h"
@@ -135,7 +138,7 @@ Outcome Run(const Options& options, std::function<void()> main) {
 }
 
 void LookForLeaks() {
-#if !NEXLET_TSAN
+#if NEXLET_ASAN
     __lsan_do_leak_check();
 #endif
 }

@@ -36,21 +36,24 @@
 #include <string>
 #include <utility>
 
-#include <sanitizer/common_interface_defs.h>
-
 #include "simulation/kernel/machine.h"
 #include "simulation/kernel/trace.h"
 #include "simulation/page/trace_page.h"
+#include "simulation/seams/crashes.h"
 #include "simulation/seams/edges.h"
 #include "simulation/shrink/attempts.h"
 #include "simulation/simulate.h"
 #include "simulation/worlds/world.h"
 
-// By its default in newer versions AddressSanitizer keeps local variables outside the stacks of the fibers, where the
-// search for leaks does not look.
+#if NEXLET_ASAN
+// Read by AddressSanitizer at its start. By its default in newer versions it keeps local variables outside the stacks
+// of the fibers, where the search for leaks does not look. And a seed is a process that lives for some hundredths of a
+// second: most of them went into pages for freed memory and for the stacks of the calls that took it.
+extern "C" const char* __asan_default_options();
 extern "C" const char* __asan_default_options() {
-    return "detect_stack_use_after_return=0";
+    return "detect_stack_use_after_return=0:quarantine_size_mb=8:malloc_context_size=2";
 }
+#endif
 
 namespace {
 
@@ -166,7 +169,6 @@ bool Read(int argc, char** argv, Arguments& arguments) {
         arguments.pWorld = &kWorlds[1];
         arguments.faults = 0;
         arguments.memory = 0;
-        arguments.nShorten = 0;  // a kept run does not say which allocation fails
     }
     return true;
 }
@@ -202,8 +204,8 @@ void KeepRun(const std::string& strReason) {
     simulation::WriteReplay(std::exchange(g_strKeep, std::string()), g_run);
 }
 
-void KeepRunOfReport() {
-    KeepRun("a sanitizer has reported");
+void KeepRunOfCrash() {
+    KeepRun("the program was ended by a fault");
 }
 
 simulation::Replay RunOfSeed(const Arguments& arguments, std::uint64_t nSeed) {
@@ -212,6 +214,9 @@ simulation::Replay RunOfSeed(const Arguments& arguments, std::uint64_t nSeed) {
     run.strWorld = WorldOf(arguments, random).szName;
     run.nSeed = run.nSchedule = nSeed;
     run.nFaults = arguments.faults;
+    run.memory = arguments.memory;
+    run.nAllocation = arguments.nAllocation;
+    run.bForGood = arguments.bForGood;
     return run;
 }
 
@@ -231,7 +236,7 @@ void RunOne(const Arguments& arguments, const simulation::Replay& run, Shared& s
     // In half of the runs with faults, memory fails too.
     constexpr std::uint64_t kMemoryRates[] = {0, 0, 30000, 1000};
     const std::uint64_t nMemory = options.nFaults != 0 ? kMemoryRates[faults.Below(std::size(kMemoryRates))] : 0;
-    options.memory = {arguments.memory.value_or(nMemory), arguments.nAllocation, arguments.bForGood};
+    options.memory = {run.memory.value_or(nMemory), run.nAllocation, run.bForGood};
     options.nEdges = run.nEdges.value_or(options.nEdges);
     if (!run.bDraws) {
         options.strategy = simulation::StrategyKind::Replay;
@@ -328,6 +333,19 @@ std::string FailureFile(const simulation::Replay& run) {
     return (folder / (run.strWorld + "-" + std::to_string(run.nSeed) + ".replay")).string();
 }
 
+// A run of its own is told with the whole stacks of the calls that took and freed memory: the program begins anew.
+void TellWholeStacks(char** argv) {
+#if NEXLET_ASAN
+    if (setenv("ASAN_OPTIONS", "malloc_context_size=30", /*bReplace=*/0) == 0 &&
+        getenv("NEXLET_WHOLE_STACKS") == nullptr) {
+        setenv("NEXLET_WHOLE_STACKS", "1", 1);
+        execv("/proc/self/exe", argv);
+    }
+#else
+    (void)argv;
+#endif
+}
+
 // Runs this program again, and waits for it.
 void RunAgain(const char* szFirst, const char* szSecond = nullptr) {
     std::fflush(nullptr);
@@ -374,13 +392,16 @@ int main(int argc, char** argv) {
                      "       simulate --replay=FILE [--trace] [--page=FILE] [--shorten=S] [--keep=FILE]\n");
         return 2;
     }
+    if (arguments.nSeeds == 1 && arguments.nMinutes == 0 && arguments.nStep == 0 && !arguments.bShorten) {
+        TellWholeStacks(argv);
+    }
     g_strKeep = arguments.strKeep;
     g_strPage = arguments.strPage;
     if (!g_strPage.empty()) {
         simulation::CTrace::KeepAll();
     }
     simulation::CScheduler::WhenFailing(&KeepRun);
-    __sanitizer_set_death_callback(&KeepRunOfReport);
+    simulation::WhenCrashing(&KeepRunOfCrash);
     auto* const pShared = Share<Shared>(1);
     auto* const pEdges = Share<unsigned char>(simulation::EdgeCount() + 1);
     simulation::RecordEdges(pEdges);

@@ -1,9 +1,6 @@
 #include "simulation/kernel/fiber.h"
 
 #include <cxxabi.h>
-#include <sanitizer/asan_interface.h>
-#include <sanitizer/common_interface_defs.h>
-#include <sanitizer/lsan_interface.h>
 #include <sys/mman.h>
 
 #include <cerrno>
@@ -15,6 +12,11 @@
 // The simulation itself is compiled without ThreadSanitizer, so the compiler does not say whether a program has it.
 #if NEXLET_TSAN
 #include <sanitizer/tsan_interface.h>
+#endif
+#if NEXLET_ASAN
+#include <sanitizer/asan_interface.h>
+#include <sanitizer/common_interface_defs.h>
+#include <sanitizer/lsan_interface.h>
 #endif
 
 // swapcontext would ask the operating system at every change, and AddressSanitizer forgets the whole stack at it.
@@ -85,6 +87,27 @@ void* MapStack() {
     return pMapped;
 }
 
+#if NEXLET_ASAN
+// The stack may hold anything again. Its whole shadow goes back to the operating system, which gives zeros: to write
+// them would take pages that most stacks never use.
+void Unpoison(const void* pBottom, std::size_t nBytes) {
+    constexpr std::uintptr_t kPage = 4096;
+    std::size_t nScale = 0;
+    std::size_t nOffset = 0;
+    __asan_get_shadow_mapping(&nScale, &nOffset);
+    const auto nBegin = reinterpret_cast<std::uintptr_t>(pBottom);
+    const std::uintptr_t nFirst = ((nBegin >> nScale) + nOffset + kPage - 1) / kPage * kPage;
+    const std::uintptr_t nEnd = (((nBegin + nBytes) >> nScale) + nOffset) / kPage * kPage;
+    const std::uintptr_t nWholeBegin = (nFirst - nOffset) << nScale;
+    const std::uintptr_t nWholeEnd = (nEnd - nOffset) << nScale;
+    if (madvise(reinterpret_cast<void*>(nFirst), nEnd - nFirst, MADV_DONTNEED) != 0) {
+        std::abort();
+    }
+    __asan_unpoison_memory_region(pBottom, nWholeBegin - nBegin);
+    __asan_unpoison_memory_region(reinterpret_cast<void*>(nWholeEnd), nBegin + nBytes - nWholeEnd);
+}
+#endif
+
 }  // namespace
 
 CFiber::CFiber() {
@@ -98,8 +121,6 @@ CFiber::CFiber(std::function<void()> work) : m_work(std::move(work)), m_nSize(kS
     m_pBottom = pBottom;
 #if NEXLET_TSAN
     m_pThread = __tsan_create_fiber(0);
-#else
-    __lsan_register_root_region(pBottom, kStackBytes);
 #endif
     // What the first switch takes from the stack: the registers, the address that it returns to, and one word more, so
     // that the function there finds its stack aligned as after a call.
@@ -120,12 +141,18 @@ CFiber::~CFiber() {
     __tsan_destroy_fiber(m_pThread);
     // Another thread on the same addresses would be a race with this one.
     munmap(m_pMapped, kGuardBytes + kStackBytes);
-#else
-    __lsan_unregister_root_region(m_pBottom, m_nSize);
-    __asan_unpoison_memory_region(m_pBottom, m_nSize);
+#elif NEXLET_ASAN
+    Unpoison(m_pBottom, m_nSize);
 #endif
 #if !NEXLET_TSAN
     FreeStacks().push_back(m_pMapped);
+#endif
+}
+
+void CFiber::KeepOwned() const {
+#if NEXLET_ASAN
+    const auto nUsed = static_cast<const char*>(m_pBottom) + m_nSize - static_cast<const char*>(m_pStackPointer);
+    __lsan_register_root_region(m_pStackPointer, static_cast<std::size_t>(nUsed));
 #endif
 }
 
@@ -140,8 +167,10 @@ void CFiber::Switch(CFiber& from, CFiber& to, bool bLast) {
 #if NEXLET_TSAN
     (void)bLast;
     __tsan_switch_to_fiber(to.m_pThread, __tsan_switch_to_fiber_no_sync);
-#else
+#elif NEXLET_ASAN
     __sanitizer_start_switch_fiber(bLast ? nullptr : &from.m_pFakeStack, to.m_pBottom, to.m_nSize);
+#else
+    (void)bLast;
 #endif
     nexlet_switch_stack(&from.m_pStackPointer, to.m_pStackPointer);
     from.Arrive();
@@ -159,7 +188,7 @@ void CFiber::HappenedBefore([[maybe_unused]] const void* pAddress) {
 }
 
 void CFiber::Arrive() {
-#if !NEXLET_TSAN
+#if NEXLET_ASAN
     const void* pBottom = nullptr;
     std::size_t nSize = 0;
     __sanitizer_finish_switch_fiber(m_pFakeStack, &pBottom, &nSize);

@@ -19,6 +19,9 @@ class CFiber {
     CFiber(const CFiber&) = delete;
     CFiber& operator=(const CFiber&) = delete;
 
+    // It is left where it is, for good: what is reached from its stack is not a leak. It is not destroyed after that.
+    void KeepOwned() const;
+
     // Leaves the running fiber, which is from, for to. Returns when another fiber switches to from; never, when it is
     // the last thing that from does.
     static void Switch(CFiber& from, CFiber& to, bool bLast = false);

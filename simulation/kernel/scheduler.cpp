@@ -25,6 +25,7 @@ void Remove(std::vector<CTask*>& list, const CTask* pTask) {
 // not a leak, and nothing can give it back.
 void KeepForGood(std::unique_ptr<CFiber> pFiber) {
     static auto& kept = *new std::vector<std::unique_ptr<CFiber>>;
+    pFiber->KeepOwned();
     kept.push_back(std::move(pFiber));
 }
 
@@ -143,9 +144,14 @@ Nanoseconds CScheduler::Deadline(std::uint32_t nMilliseconds) const {
 }
 
 void CScheduler::WakeExpired() {
+    if (m_nNow < m_nEarliest) {
+        return;
+    }
+    m_nEarliest = kNever;
     for (std::size_t i = 0; i < m_vecTimed.size();) {
         CTask& task = *m_vecTimed[i];
         if (task.m_nDeadline > m_nNow) {
+            m_nEarliest = std::min(m_nEarliest, task.m_nDeadline);
             ++i;
             continue;
         }
@@ -256,13 +262,8 @@ void CScheduler::Point() {
     }
 }
 
-void CScheduler::Edge() {
-    // Objects of the program are destroyed when no thread of the machine runs any more.
-    if (m_nInside != 0 || m_pCurrent == nullptr) {
-        return;
-    }
+void CScheduler::EdgeOfChoice(bool bDrawn) {
     CTask& task = *m_pCurrent;
-    const bool bDrawn = m_nEdges != 0 && --m_nEdgesLeft == 0;
     // A kept choice makes its edge a point, whichever edges are points under the choices that are left.
     if (!bDrawn && (task.m_pKept == nullptr || !task.m_pKept->HasAt(task.m_nPosition + 1))) {
         ++task.m_nPosition;
@@ -299,6 +300,7 @@ bool CScheduler::Park(const std::vector<CWaitList*>& lists, Nanoseconds nDeadlin
     }
     if (nDeadline != kNever) {
         m_vecTimed.push_back(&task);
+        m_nEarliest = std::min(m_nEarliest, nDeadline);
     }
     Dispatch();
     task.m_szWaitsFor = "";

@@ -80,7 +80,18 @@ class CScheduler {
     // A place at which another thread may be taken.
     void Point();
     // The same, for one in so many of the product's marked edges.
-    void Edge();
+    void Edge() {
+        // Objects of the program are destroyed when no thread of the machine runs any more.
+        if (m_nInside != 0 || m_pCurrent == nullptr) {
+            return;
+        }
+        const bool bDrawn = m_nEdges != 0 && --m_nEdgesLeft == 0;
+        if (!bDrawn && m_pCurrent->m_pKept == nullptr) {
+            ++m_pCurrent->m_nPosition;
+            return;
+        }
+        EdgeOfChoice(bDrawn);
+    }
     // A place at which another thread should be taken.
     void Yield();
 
@@ -144,6 +155,7 @@ class CScheduler {
   private:
     void SetReady(CTask& task);
     void RemoveReady(CTask& task);
+    void EdgeOfChoice(bool bDrawn);
     void WakeExpired();
     // Takes the next thread to run; the running one is parked or ended.
     void Dispatch();
@@ -170,8 +182,9 @@ class CScheduler {
     std::uint64_t m_nStep = 0;  // choices between threads
     std::uint64_t m_nPoints = 0;
     std::vector<std::unique_ptr<CTask>> m_vecTasks;
-    std::vector<CTask*> m_vecReady;  // by number
-    std::vector<CTask*> m_vecTimed;  // parked with a deadline
+    std::vector<CTask*> m_vecReady;    // by number
+    std::vector<CTask*> m_vecTimed;    // parked with a deadline
+    Nanoseconds m_nEarliest = kNever;  // no deadline of these comes before it
     CTask* m_pCurrent = nullptr;
     CTask* m_pMain = nullptr;
     std::unique_ptr<CFiber> m_pDead;  // its stack is free once another fiber runs

@@ -3,8 +3,11 @@
 #include <atomic>
 #include <cstdlib>
 #include <new>
+#include <unordered_set>
+#include <utility>
 
 #include "simulation/kernel/scheduler.h"
+#include "simulation/seams/freed_memory.h"
 
 namespace simulation {
 
@@ -14,6 +17,13 @@ namespace {
 
 std::atomic<void (*)(std::size_t)> g_pfnObserver{nullptr};
 
+// The blocks of the census. What the set itself takes and gives back is not counted.
+std::unordered_set<void*>& Census() {
+    static auto& blocks = *new std::unordered_set<void*>;
+    return blocks;
+}
+bool g_bInCensus = false;
+
 void* TryAllocate(std::size_t nBytes) {
     if (void (*const pfnObserver)(std::size_t) = g_pfnObserver.load(); pfnObserver != nullptr) {
         pfnObserver(nBytes);
@@ -21,7 +31,27 @@ void* TryAllocate(std::size_t nBytes) {
     if (g_pMemory != nullptr && g_pMemory->Fails()) {
         return nullptr;
     }
-    return std::malloc(nBytes > 0 ? nBytes : 1);
+    void* const pBlock = std::malloc(nBytes > 0 ? nBytes : 1);
+    if (g_pMemory != nullptr && g_pMemory->HasCensus() && pBlock != nullptr) {
+        g_pMemory->Taken(pBlock);
+    }
+#if !NEXLET_ASAN && !NEXLET_TSAN
+    if (pBlock != nullptr) {
+        BeginBlock(pBlock);
+    }
+#endif
+    return pBlock;
+}
+
+[[maybe_unused]] void Return(void* pBlock) {
+    if (g_pMemory != nullptr && g_pMemory->HasCensus()) {
+        g_pMemory->Gone(pBlock);
+    }
+#if NEXLET_ASAN || NEXLET_TSAN
+    std::free(pBlock);
+#else
+    GiveBack(pBlock);
+#endif
 }
 
 [[maybe_unused]] void* Allocate(std::size_t nBytes) {
@@ -45,6 +75,26 @@ bool CMemory::Fails() {
     return bFails;
 }
 
+std::size_t CMemory::Blocks() const {
+    return Census().size();
+}
+
+void CMemory::Taken(void* pBlock) {
+    if (!g_bInCensus && m_nProcess != 0 && IsSimulated() && g_pScheduler->IsProduct(m_nProcess)) {
+        g_bInCensus = true;
+        Census().insert(pBlock);
+        g_bInCensus = false;
+    }
+}
+
+void CMemory::Gone(void* pBlock) {
+    if (!g_bInCensus) {
+        g_bInCensus = true;
+        Census().erase(pBlock);
+        g_bInCensus = false;
+    }
+}
+
 void ObserveAllocations(void (*pfnObserver)(std::size_t nBytes)) {
     g_pfnObserver.store(pfnObserver);
 }
@@ -54,6 +104,7 @@ void ObserveAllocations(void (*pfnObserver)(std::size_t nBytes)) {
 // ThreadSanitizer has operators of its own, which cannot be replaced: there memory never fails.
 #if !NEXLET_TSAN
 using simulation::Allocate;
+using simulation::Return;
 using simulation::TryAllocate;
 
 void* operator new(std::size_t nBytes) {
@@ -69,21 +120,21 @@ void* operator new[](std::size_t nBytes, const std::nothrow_t&) noexcept {
     return TryAllocate(nBytes);
 }
 void operator delete(void* pBlock) noexcept {
-    std::free(pBlock);
+    Return(pBlock);
 }
 void operator delete[](void* pBlock) noexcept {
-    std::free(pBlock);
+    Return(pBlock);
 }
 void operator delete(void* pBlock, std::size_t) noexcept {
-    std::free(pBlock);
+    Return(pBlock);
 }
 void operator delete[](void* pBlock, std::size_t) noexcept {
-    std::free(pBlock);
+    Return(pBlock);
 }
 void operator delete(void* pBlock, const std::nothrow_t&) noexcept {
-    std::free(pBlock);
+    Return(pBlock);
 }
 void operator delete[](void* pBlock, const std::nothrow_t&) noexcept {
-    std::free(pBlock);
+    Return(pBlock);
 }
 #endif

@@ -28,6 +28,14 @@ class CMemory {
     // Whether this allocation of the running thread fails.
     bool Fails();
 
+    // Counts the blocks that this process has, too, beginning with those that it takes from now on.
+    void KeepCensus() { m_bCensus = true; }
+    bool HasCensus() const { return m_bCensus; }
+    std::size_t Blocks() const;
+    // A block was taken by the running thread; a block goes back.
+    void Taken(void* pBlock);
+    void Gone(void* pBlock);
+
     bool IsNever() const { return m_faults.IsNever(); }
     std::uint64_t Count() const { return m_nCount; }
     std::uint64_t Failed() const { return m_nFailed; }
@@ -40,6 +48,7 @@ class CMemory {
     std::uint32_t m_nProcess = 0;  // none
     std::uint64_t m_nCount = 0;
     std::uint64_t m_nFailed = 0;
+    bool m_bCensus = false;
 };
 
 // The one of the run under way; null outside of one.

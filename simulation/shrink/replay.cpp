@@ -50,6 +50,12 @@ bool ReadLine(const std::string& strWord, const std::string& strRest, Replay& re
         return ReadNumber(strRest, replay.nFaults);
     } else if (strWord == "edges") {
         return ReadNumber(strRest, replay.nEdges);
+    } else if (strWord == "memory") {
+        return ReadNumber(strRest, replay.memory);
+    } else if (strWord == "allocation") {
+        return ReadNumber(strRest, replay.nAllocation);
+    } else if (strWord == "for-good") {
+        replay.bForGood = strRest == "yes";
     } else if (strWord == "draws") {
         replay.bDraws = strRest == "yes";
     } else if (strWord == "off") {
@@ -107,6 +113,15 @@ std::string TextOf(const Replay& replay) {
     }
     if (replay.nEdges) {
         text << "edges " << *replay.nEdges << '\n';
+    }
+    if (replay.memory) {
+        text << "memory " << *replay.memory << '\n';
+    }
+    if (replay.nAllocation != 0) {
+        text << "allocation " << replay.nAllocation << '\n';
+    }
+    if (replay.bForGood) {
+        text << "for-good yes\n";
     }
     if (!replay.strReport.empty()) {
         text << "report " << replay.strReport << '\n';

@@ -18,6 +18,9 @@ struct Replay {
     bool bDraws = true;                    // choices are drawn, as in a run by a seed; else those below are followed
     std::optional<std::uint64_t> nFaults;  // in place of what the seed says: one call in so many fails
     std::optional<std::uint64_t> nEdges;   // in place of what the schedule's seed says
+    std::optional<std::uint64_t> memory;   // in place of what the seed says: one allocation in so many fails
+    std::uint64_t nAllocation = 0;         // the allocation of this number fails, counted from 1; 0: none
+    bool bForGood = false;                 // so do all after the first that fails
     std::set<std::string> off;             // parts that are left out
     std::vector<std::string> parts;        // those that are there
     Choices choices;

@@ -66,6 +66,18 @@ class Shortening(unittest.TestCase):
                                     if not line.startswith(("switch", "wake", "jump"))))
             self.assertEqual(0, simulate(f"--replay={bare}").returncode)
 
+    def test_a_file_may_say_which_allocation_fails(self):
+        def trace(*lines):
+            with tempfile.TemporaryDirectory() as folder:
+                file = Path(folder) / "memory.replay"
+                file.write_text("world helper\nseed 1\nschedule 1\ndraws yes\nfaults 0\nmemory 0\n" + "".join(lines))
+                return simulate(f"--replay={file}", "--trace").stderr
+
+        failing = trace("allocation 300\n", "for-good yes\n")
+        self.assertEqual(without_addresses(failing), without_addresses(
+            simulate("--world=helper", "--seed=1", "--allocation=300", "--for-good", "--trace").stderr))
+        self.assertNotEqual(without_addresses(failing), without_addresses(trace()))
+
     def test_a_file_that_holds_no_run_is_refused(self):
         with tempfile.TemporaryDirectory() as folder:
             other = Path(folder) / "other"

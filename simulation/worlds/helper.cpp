@@ -159,12 +159,50 @@ void ExpectNothingKept(const std::deque<CallerFacts>& facts) {
     Hold(HelperProcess()->m_vecThreads.size() <= 6, "the helper keeps threads");
 }
 
+// A caller that comes, has some replies, asks for its end and leaves.
+void Visit(CallerFacts& facts) {
+    CallerPlan plan;
+    plan.pFacts = &facts;
+    plan.nSeed = 1;
+    plan.nQuota = 4096;
+    plan.bGate = true;
+    plan.nAsksForExit = 1;
+    plan.requests = {2, 3, 4, 5};
+    const CKernelHandle hLife(StartProcess([plan] { RunCaller(plan); }));
+    Hold(WaitForSingleObject(hLife.get(), 3 * 3600 * 1000) == WAIT_OBJECT_0, "a caller never ends");
+}
+
+// What a visitor costs comes back when it has left, the second time at the latest: some things are made once and kept.
+// Others, which have nothing to do with callers, may be made during a visit, so one visit of these is enough.
+void ExpectNoMemoryLost(const HelperRules& rules) {
+    constexpr int kVisits = 4;
+    // From the request for its end to the walk after the delayed destroy.
+    constexpr DWORD kLeavesMs = 25 * 1000;
+    CallerFacts visitor;
+    visitor.strId = "visitor";
+    visitor.strMark = rules.strMark;
+    visitor.bForeignExits = true;  // it may meet the end of the helper
+    for (int i = 0; i < kVisits; ++i) {
+        const std::size_t nBefore = g_pMemory->Blocks();
+        Visit(visitor);
+        if (WaitForSingleObject(g_pHelper->hProcess.get(), kLeavesMs) == WAIT_OBJECT_0) {
+            return;
+        }
+        if (i > 0 && g_pMemory->Blocks() <= nBefore) {
+            return;
+        }
+    }
+    Hold(ModelInstances() != 0, "the helper keeps memory of callers that have left");
+}
+
 // Waits for the end of a helper whose callers have all left.
 void ExpectTheEnd(const HelperRules& rules, const std::deque<CallerFacts>& facts, bool bMayStay) {
     const HANDLE hProcess = g_pHelper->hProcess.get();
     const DWORD nQuietMs = rules.bMayHang ? kSlowQuietMs : kQuietMs;
     if (rules.strMark == L"ml" && !bMayStay && WaitForSingleObject(hProcess, nQuietMs) == WAIT_TIMEOUT) {
         ExpectNothingKept(facts);
+        ExpectNoMemoryLost(rules);
+        Sleep(2 * kMinuteMs);  // the second starts of the visits end by themselves
     }
     // The patient mark has the longer timer alone.
     const bool bEnded =
@@ -236,6 +274,9 @@ void RunHelperWorld(CRandom random) {
     // A helper that uses too much of the processor is closed or ended while callers are there.
     rules.bMayHang = surroundings.bBurns || (habits.bThere && (habits.bHangs || habits.bSlow));
     rules.bMayFault = bMayEnd;
+    if (rules.strMark == L"ml" && !bMayEnd) {
+        g_pMemory->KeepCensus();
+    }
     WatchHelper(rules);
     InstallSdks(habits, CRandom(random.Next() | 1, 0));
     InstallSurroundings(surroundings);
