@@ -331,12 +331,13 @@ void CloseFor(ClientFacts& facts) {
 void MakeSomeCall(ClientFacts& facts, CRandom& random) {
     const std::uint32_t nLimit = DrawLimit(random);
     const nexlet_client client = facts.client;
-    const auto request = [&](const char* szCall, auto call) {
+    const auto request = [&](const char* szCall, auto call, bool bMayBeOvertaken = false) {
         const CTimed timed(facts, szCall, nLimit);
         CText text;
         const nexlet_result result = call(text.Out());
         text.Check(szCall, result);
-        timed.End(result, {NEXLET_OK, NEXLET_TIMEOUT, NEXLET_NOT_CONNECTED, NEXLET_GONE});
+        timed.End(result, {NEXLET_OK, NEXLET_TIMEOUT, NEXLET_NOT_CONNECTED, NEXLET_GONE,
+                           bMayBeOvertaken ? NEXLET_OVERTAKEN : NEXLET_OK});
         return std::pair(result, text.Text());
     };
     const auto simple = [&](const char* szCall, std::initializer_list<nexlet_result> results, auto call) {
@@ -367,14 +368,20 @@ void MakeSomeCall(ClientFacts& facts, CRandom& random) {
             });
             break;
         case 4:
-            request("nexlet_poll_target", [&](char** szWord) {
-                return nexlet_poll_target(client, DrawOpen(random, true).c_str(), nLimit, szWord);
-            });
+            request(
+                "nexlet_poll_target",
+                [&](char** szWord) {
+                    return nexlet_poll_target(client, DrawOpen(random, true).c_str(), nLimit, szWord);
+                },
+                true);
             break;
         case 5:
-            request("nexlet_await_target", [&](char** szWord) {
-                return nexlet_await_target(client, DrawOpen(random, true).c_str(), 100, nLimit, szWord);
-            });
+            request(
+                "nexlet_await_target",
+                [&](char** szWord) {
+                    return nexlet_await_target(client, DrawOpen(random, true).c_str(), 100, nLimit, szWord);
+                },
+                true);
             break;
         case 6:
             simple("nexlet_watch_target", {NEXLET_OK, NEXLET_TIMEOUT, NEXLET_NOT_CONNECTED, NEXLET_GONE},
