@@ -64,16 +64,17 @@ function(nexlet_quick)
   endforeach()
 endfunction()
 
-# nexlet_add_gtest(NAME SOURCES ... [LIBRARIES ...] [PROPERTIES ...]): one test program, each of its suites a ctest entry
-# "native.NAME.Suite" or "windows.NAME.Suite" with the label unit, which PROPERTIES may replace. Under Wine the emulator is
-# the cross build's. Under ThreadSanitizer the whole program is one entry, "threads.NAME".
+# nexlet_add_gtest(NAME [EACH_ALONE] SOURCES ... [LIBRARIES ...] [PROPERTIES ...]): one test program, each of its suites a
+# ctest entry "native.NAME.Suite" or "windows.NAME.Suite" with the label unit, which PROPERTIES may replace. With EACH_ALONE
+# each test is an entry with a process of its own, "windows.NAME.Suite.Test". Under Wine the emulator is the cross build's.
+# Under ThreadSanitizer the whole program is one entry, "threads.NAME".
 if(WIN32)
   set(nexlet_test_prefix windows)
 else()
   set(nexlet_test_prefix native)
 endif()
 function(nexlet_add_gtest name)
-  cmake_parse_arguments(arg "" "" "SOURCES;LIBRARIES;PROPERTIES" ${ARGN})
+  cmake_parse_arguments(arg "EACH_ALONE" "" "SOURCES;LIBRARIES;PROPERTIES" ${ARGN})
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} nexlet_test_support GTest::gtest_main)
   nexlet_quick(${name})
@@ -93,5 +94,10 @@ function(nexlet_add_gtest name)
     # The Wine of the machine that builds may have no 32-bit half. tools/debian13 runs it.
     return()
   endif()
-  nexlet_discover_suites(${name} "${nexlet_test_prefix}.${name}" TIMEOUT 300 ${arg_PROPERTIES})
+  if(arg_EACH_ALONE)
+    gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120 TEST_PREFIX "${nexlet_test_prefix}.${name}."
+                         PROPERTIES TIMEOUT 120 ${arg_PROPERTIES})
+  else()
+    nexlet_discover_suites(${name} "${nexlet_test_prefix}.${name}" TIMEOUT 300 ${arg_PROPERTIES})
+  endif()
 endfunction()
