@@ -88,7 +88,7 @@ DONE = """## What was done to get there, and what was not
 - A block of the envelope uses Montgomery's reduction with digits of 64 bits, prepared at compile time, and a squaring of
   its own. Seeding takes the cheap clock of the system.
 - Base64 and the escapes of URLs go by table and size their result once.
-- An icon's picture is read in one call into the memory that the decoder reads, and decoded once for all six sizes.
+- An icon's picture is read in one call and decoded once for all six sizes.
 - The signer check reads the header once, and computes SHA-1 only when its result is asked for.
 - Libraries that the ready notice does not need are loaded later: GDI+, WinINet, OLE and others. Threads that it does not need
   run later: the watch over the caller's pipe, the configuration, the beacons.

@@ -8,8 +8,7 @@
 #include "support/picture/late_gdiplus.h"
 #include "support/picture/picture_size.h"
 #include "support/system/com_pointer.h"
-#include "support/system/file_memory.h"
-#include "support/system/late_ole32.h"
+#include "support/system/file_bytes.h"
 
 namespace {
 
@@ -26,17 +25,6 @@ PictureSize SizeOf(Gdiplus::GpImage* image) {
     return {width, height};
 }
 
-// The picture in a stream, which it holds for as long as it needs it.
-CImage Decoded(IStream* stream) {
-    StartGdiplus();
-    Gdiplus::GpImage* image = nullptr;
-    if (Late::GdipLoadImageFromStream(stream, &image) != Gdiplus::Ok) {
-        return nullptr;
-    }
-    CImage loaded(image);
-    return IsTooLarge(SizeOf(loaded.get())) ? nullptr : std::move(loaded);
-}
-
 }  // namespace
 
 CImage LoadImageFromBytes(std::span<const std::uint8_t> bytes) {
@@ -45,27 +33,21 @@ CImage LoadImageFromBytes(std::span<const std::uint8_t> bytes) {
     }
     CComPointer<IStream> stream;
     *stream.ReceiveTyped() = Late::SHCreateMemStream(bytes.data(), static_cast<UINT>(bytes.size()));
-    return stream.Get() != nullptr ? Decoded(stream.Get()) : nullptr;
+    if (stream.Get() == nullptr) {
+        return nullptr;
+    }
+    StartGdiplus();
+    // GDI+ holds the stream for as long as it needs it.
+    Gdiplus::GpImage* image = nullptr;
+    if (Late::GdipLoadImageFromStream(stream.Get(), &image) != Gdiplus::Ok) {
+        return nullptr;
+    }
+    CImage loaded(image);
+    return IsTooLarge(SizeOf(loaded.get())) ? nullptr : std::move(loaded);
 }
 
 CImage LoadImageFromFile(const std::wstring& path) {
-    DWORD size = 0;
-    CGlobalMemory memory = ReadWholeFile(path, size);
-    if (!memory) {
-        return nullptr;
-    }
-    const bool bTooLarge =
-        IsTooLarge(DeclaredPictureSize({static_cast<const std::uint8_t*>(GlobalLock(memory.get())), size}));
-    GlobalUnlock(memory.get());
-    CComPointer<IStream> stream;
-    if (bTooLarge ||
-        FAILED(Late::CreateStreamOnHGlobal(memory.get(), /*fDeleteOnRelease=*/TRUE, stream.ReceiveTyped()))) {
-        return nullptr;
-    }
-    static_cast<void>(memory.release());  // it is the stream's now
-    ULARGE_INTEGER bytes{};
-    bytes.QuadPart = size;
-    return SUCCEEDED(stream->SetSize(bytes)) ? Decoded(stream.Get()) : nullptr;
+    return LoadImageFromBytes(ReadWholeFile(path));
 }
 
 CImage LoadPngResource(HMODULE module, WORD id) {

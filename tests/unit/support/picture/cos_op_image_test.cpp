@@ -1,8 +1,10 @@
 #include "tests/unit/support/picture/picture_files.h"
 
+#include <algorithm>
 #include <array>
 #include <optional>
 
+#include "foundation/late_shlwapi.h"
 #include "foundation/text_helpers.h"
 #include "support/picture/cos_op.h"
 #include "support/picture/gdiplus_objects.h"
@@ -107,9 +109,8 @@ Gdiplus::GpStatus NoEncoders(UINT*, UINT*) {
 HRESULT WINAPI NoStream(HGLOBAL, BOOL, LPSTREAM*) {
     return E_OUTOFMEMORY;
 }
-// The stream of the source, which has its memory already, is made.
-HRESULT WINAPI NoEmptyStream(HGLOBAL memory, BOOL bFree, LPSTREAM* stream) {
-    return memory != nullptr ? ::CreateStreamOnHGlobal(memory, bFree, stream) : E_OUTOFMEMORY;
+IStream* WINAPI NoMemoryStream(const BYTE*, UINT) {
+    return nullptr;
 }
 Gdiplus::GpStatus NoSaving(Gdiplus::GpImage*, IStream*, const CLSID*, const Gdiplus::EncoderParameters*) {
     return Gdiplus::Win32Error;
@@ -124,7 +125,7 @@ TEST_F(CosOpImage, EachStepOfResizingThatFailsHasItsLine) {
         EXPECT_EQ(m_log.Count("PNG encoder not found."), 1u) << m_log.All();
     }
     {
-        const CLateFault fault(Late::CreateStreamOnHGlobal, &NoEmptyStream);
+        const CLateFault fault(Late::CreateStreamOnHGlobal, &NoStream);
         EXPECT_FALSE(CosOp::ResizeImageToPngBuffer(source, 16, 16, png));
         EXPECT_EQ(m_log.Count("CreateStreamOnHGlobal failed."), 1u) << m_log.All();
     }
@@ -144,8 +145,26 @@ TEST_F(CosOpImage, AFileWithoutBytesOrWithoutMemoryForItsStreamCannotBeLoaded) {
     EXPECT_EQ(LoadImageFromFile(m_folder.Path().wstring()), nullptr);
     EXPECT_EQ(LoadImageFromFile(File(L"empty.png", {}).wstring()), nullptr);
     const auto source = File(L"source.bmp", TwoColourBmp(4, 4, kRed, kBlue)).wstring();
-    const CLateFault fault(Late::CreateStreamOnHGlobal, &NoStream);
-    EXPECT_EQ(LoadImageFromFile(source), nullptr);
+    {
+        const CLateFault fault(Late::SHCreateMemStream, &NoMemoryStream);
+        EXPECT_EQ(LoadImageFromFile(source), nullptr);
+    }
+    EXPECT_NE(LoadImageFromFile(source), nullptr);
+}
+
+// A decoder looks for the next part where the length of this one says it is. A stream over the memory of a handle lets
+// it read there, under Wine, and that ends the process.
+TEST_F(CosOpImage, APictureWithAPartThatIsLongerThanItsFileIsSurvived) {
+    const auto source = File(L"source.bmp", TwoColourBmp(40, 10, kRed, kBlue)).wstring();
+    std::vector<BYTE> png;
+    ASSERT_TRUE(CosOp::ResizeImageToPngBuffer(source, 16, 16, png)) << m_log.All();
+    // In the place of the end, which is four bytes of length, a name and a checksum, a text of 16 MiB.
+    constexpr std::size_t kEndBytes = 12;
+    constexpr std::array<BYTE, 8> kText{1, 0, 0, 0, 't', 'E', 'X', 't'};
+    ASSERT_GT(png.size(), kEndBytes);
+    std::ranges::copy(kText, png.end() - kEndBytes);
+    const auto damaged = File(L"damaged.png", {png.begin(), png.end()}).wstring();
+    CosOp::ResizeImageToPngBuffer(damaged, 16, 16, png);
 }
 
 TEST_F(CosOpImage, ALoadedPictureNeedsItsFileNoMore) {
