@@ -86,7 +86,8 @@ function(nexlet_add_simulated_gtest name)
                        PROPERTIES TIMEOUT 120 LABELS unit)
   if(arg_SEEDS)
     add_test(NAME simulated.${name}.seeds COMMAND ${name} --seeds=${arg_SEEDS} --gtest_filter=${filter})
-    set_tests_properties(simulated.${name}.seeds PROPERTIES TIMEOUT 300 LABELS unit)
+    # Beside the long ones, which mostly wait.
+    set_tests_properties(simulated.${name}.seeds PROPERTIES TIMEOUT 900 LABELS long)
   endif()
 endfunction()
 
