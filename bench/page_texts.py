@@ -57,7 +57,7 @@ six until its packet is in hand, and two to close and open the caller's gate. An
 that is found empty, three waits, one for the bytes, and one for the packet; the one thread of Asio mostly finds the next
 packet ready, and needs five, one of them for the packet of its write. The helper's own code takes 2 % of the time, and
 ntdll.dll with its memory and locks 4 %.""",
-    "p99": """**p99.** It is about 1.6 times the median with one connection, 1.3 with 16 and 1.1 with 64, for the peers as for the helper. So
+    "p99": """**p99.** It is about 1.6 times the median with one connection, 1.2 with 16 and 1.1 with 64, for the peers much the same. So
 the helper has no slow requests of its own: its p99 is above Asio's because its median is, and the cause is the same.""",
     "start": """**Start.** Before its notice the helper loads the same system libraries as the peer, and its main thread makes 3 % more
 calls to the kernel (counted with strace). Most of the rest are its threads. Wine clears 960 KiB of the stack of each thread
