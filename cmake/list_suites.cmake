@@ -1,13 +1,20 @@
 # Read by ctest: writes the entries of nexlet_discover_suites.
 
 # nexlet_list_suites(PROGRAM LIST PREFIX EMULATOR PROPERTIES): writes to the file LIST what adds the suites of PROGRAM, unless
-# LIST is newer than both PROGRAM and this file. PROPERTIES are those of each entry; more tests make an entry begin earlier.
+# LIST is newer than PROGRAM, than this file and than the one that calls it, which has the properties. PROPERTIES are those
+# of each entry; an entry with more tests begins earlier.
 function(nexlet_list_suites program list prefix emulator properties)
   if(NOT EXISTS "${program}")
     file(WRITE "${list}" "add_test([==[${prefix}_NOT_BUILT]==] [==[${program}]==])\n")
     return()
   endif()
-  if(NOT "${program}" IS_NEWER_THAN "${list}" AND NOT "${CMAKE_CURRENT_FUNCTION_LIST_FILE}" IS_NEWER_THAN "${list}")
+  set(stale FALSE)
+  foreach(source "${program}" "${CMAKE_CURRENT_FUNCTION_LIST_FILE}" "${CMAKE_CURRENT_LIST_FILE}")
+    if("${source}" IS_NEWER_THAN "${list}")
+      set(stale TRUE)
+    endif()
+  endforeach()
+  if(NOT stale)
     return()
   endif()
   get_filename_component(folder "${list}" DIRECTORY)

@@ -4,8 +4,9 @@
     tools/lint_groups.py BUILD_FOLDER COMMAND [ARGUMENT...] -- FILE...
 
 BUILD_FOLDER has the compile_commands.json. A group is up to 12 of the files that are compiled alike and whose names do not
-clash, in a source that includes them. Where a group has a finding or cannot be compiled as one, its files are looked at one by one, and
-what that says counts. Exits with 1 where a file has a finding.
+clash, in a source that includes them. Where a group has a finding or cannot be compiled as one, its files are looked at
+one by one, and what that says counts; with NEXLET_LINT_VERBOSE in the environment it also says why. Exits with 1 where a
+file has a finding.
 """
 import collections
 import concurrent.futures
