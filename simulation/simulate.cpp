@@ -103,6 +103,7 @@ Outcome Run(const Options& options, std::function<void()> main) {
     schedulerOptions.pStrategy = MakeStrategy(options);
     schedulerOptions.bReplay = options.strategy == StrategyKind::Replay;
     schedulerOptions.kept = options.kept;
+    schedulerOptions.bFree = options.bFree;
     CScheduler scheduler(std::move(schedulerOptions));
     scheduler.m_strHeading =
         options.strName + (options.strName.empty() ? "seed " : ", seed ") + std::to_string(options.nSeed);

@@ -26,6 +26,7 @@ struct Options {
     std::uint64_t nEdges = 0;          // beside the calls, one in so many of the product's marked edges is a point
     std::uint64_t nJumps = 0;          // one in so many points lets time jump although threads can run
     bool bClocksJump = false;          // the world's clock may be set, also back, and the 32-bit tick count wraps
+    bool bFree = false;                // threads run in parallel, and the strategy chooses nothing
     std::string strName;               // for the report of a failure
 };
 

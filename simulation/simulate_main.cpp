@@ -4,6 +4,7 @@
 //            [--page=FILE] [--shorten=S]
 //   simulate --replay=FILE [--trace] [--page=FILE] [--shorten=S] [--keep=FILE]
 //   simulate --each-allocation[=STEP] [--for-good] [--seed=N] [--seeds=COUNT]
+//   simulate --free [--seed=N] [--seeds=COUNT] [--minutes=M] [--world=NAME] [--faults=N] [--trace]
 //
 //   --seed     the first seed; 1
 //   --seeds    how many; 1
@@ -21,6 +22,7 @@
 //                      1 + STEP, and so on to the last, without other faults
 //   --allocation=K     the same for one allocation
 //   --for-good         so do all allocations after it
+//   --free     threads run at the same time, under ThreadSanitizer alone: a seed decides the world and not the schedule
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -87,6 +89,7 @@ struct Arguments {
     std::uint64_t nAllocation = 0;  // the one that fails; 0: none
     std::uint64_t nStep = 0;        // to the next one that fails; 0: only this
     bool bForGood = false;
+    bool bFree = false;
 };
 
 // The run under way in this process, for the file that --keep names.
@@ -146,6 +149,8 @@ bool Read(int argc, char** argv, Arguments& arguments) {
             arguments.nStep = 1;
         } else if (std::strcmp(argv[i], "--for-good") == 0) {
             arguments.bForGood = true;
+        } else if (std::strcmp(argv[i], "--free") == 0) {
+            arguments.bFree = true;
         } else if (std::strcmp(argv[i], "--trace") == 0) {
             simulation::CTrace::WriteTo(stderr);
         } else if (std::string strWorld; ReadText(argv[i], "--world=", strWorld)) {
@@ -170,7 +175,8 @@ bool Read(int argc, char** argv, Arguments& arguments) {
         arguments.faults = 0;
         arguments.memory = 0;
     }
-    return true;
+    // There only the threads of the simulation itself are safe from each other.
+    return !arguments.bFree || NEXLET_TSAN;
 }
 
 const simulation::World& WorldOf(const Arguments& arguments, simulation::CRandom& random) {
@@ -238,6 +244,7 @@ void RunOne(const Arguments& arguments, const simulation::Replay& run, Shared& s
     const std::uint64_t nMemory = options.nFaults != 0 ? kMemoryRates[faults.Below(std::size(kMemoryRates))] : 0;
     options.memory = {run.memory.value_or(nMemory), run.nAllocation, run.bForGood};
     options.nEdges = run.nEdges.value_or(options.nEdges);
+    options.bFree = arguments.bFree;
     if (!run.bDraws) {
         options.strategy = simulation::StrategyKind::Replay;
         options.kept = run.choices;
@@ -389,7 +396,9 @@ int main(int argc, char** argv) {
                      "[--memory=N] [--trace]\n"
                      "                [--page=FILE] [--shorten=S]\n"
                      "       simulate --each-allocation[=STEP] [--for-good] [--seed=N] [--seeds=COUNT]\n"
-                     "       simulate --replay=FILE [--trace] [--page=FILE] [--shorten=S] [--keep=FILE]\n");
+                     "       simulate --replay=FILE [--trace] [--page=FILE] [--shorten=S] [--keep=FILE]\n"
+                     "       simulate --free [--seed=N] [--seeds=COUNT] [--minutes=M] [--world=NAME] [--faults=N] "
+                     "[--trace], under ThreadSanitizer\n");
         return 2;
     }
     if (arguments.nSeeds == 1 && arguments.nMinutes == 0 && arguments.nStep == 0 && !arguments.bShorten) {
@@ -422,7 +431,8 @@ int main(int argc, char** argv) {
             (void)std::freopen("/dev/null", "w", stdout);
             for (std::uint64_t i = 0; i < kSeedsOfAChild && bMore(); ++i) {
                 const std::uint64_t nSeed = arguments.nSeed + pShared->nDone;
-                const bool bAlone = IsAlone(arguments, nSeed);
+                // The threads of a free run that have not ended stay.
+                const bool bAlone = arguments.bFree || IsAlone(arguments, nSeed);
                 if (bAlone && i > 0) {
                     break;
                 }
@@ -451,8 +461,9 @@ int main(int argc, char** argv) {
     if (nStatus == 0) {
         return 0;
     }
-    std::printf("failed at seed %llu; again with --seed=%llu%s%s", static_cast<unsigned long long>(pShared->nSeed),
-                static_cast<unsigned long long>(pShared->nSeed), arguments.pWorld != nullptr ? " --world=" : "",
+    std::printf("failed at seed %llu; again with%s --seed=%llu%s%s", static_cast<unsigned long long>(pShared->nSeed),
+                arguments.bFree ? " --free" : "", static_cast<unsigned long long>(pShared->nSeed),
+                arguments.pWorld != nullptr ? " --world=" : "",
                 arguments.pWorld != nullptr ? arguments.pWorld->szName : "");
     if (arguments.nAllocation != 0) {
         std::printf(" --allocation=%llu%s", static_cast<unsigned long long>(arguments.nAllocation),
@@ -460,7 +471,8 @@ int main(int argc, char** argv) {
     }
     std::printf("\n");
     std::fflush(stdout);
-    if (arguments.nShorten != 0) {
+    // A free run has no schedule that could be kept.
+    if (arguments.nShorten != 0 && !arguments.bFree) {
         Shorten(RunOfSeed(arguments, pShared->nSeed), arguments.nShorten);
     }
     return 1;

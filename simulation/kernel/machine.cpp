@@ -111,7 +111,7 @@ std::shared_ptr<CThread> CMachine::StartThread(CProcess& process, std::function<
         process.m_nId, "a thread",
         [this, weak = std::weak_ptr<CThread>(pThread), bForeign = process.m_bForeign, work = std::move(work)] {
             if (bForeign) {
-                BecomeForeign();
+                m_scheduler.BecomeForeign();
             }
             const std::uint32_t nExitCode = work();
             ForgetLocal(*weak.lock()->m_pTask);
@@ -128,7 +128,11 @@ void CMachine::ThreadEnded(CThread& thread, std::uint32_t nExitCode) {
     const std::shared_ptr<CObject> pKept = thread.shared_from_this();
     CTask& task = *thread.m_pTask;
     // What a thread has done that another one ends comes before its end, too.
-    if (&task == &m_scheduler.Current() || !task.m_pFiber) {
+    if (m_scheduler.IsFree()) {
+        // Up to its last wait. What it still does until its next call is nobody's.
+        HappensAfter(&task.m_turn);
+        HappensBefore(&task);
+    } else if (&task == &m_scheduler.Current() || !task.m_pFiber) {
         HappensBefore(&task);
     } else {
         task.m_pFiber->HappenedBefore(&task);

@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+extern "C" int __real_sched_yield();
+
 namespace simulation {
 
 CScheduler* g_pScheduler = nullptr;
@@ -38,9 +40,12 @@ CScheduler::CScheduler(SchedulerOptions options)
       m_nJumps(options.nJumps),
       m_pStrategy(std::move(options.pStrategy)),
       m_bReplay(options.bReplay),
-      m_plan(PlanOf(options.kept)) {
+      m_plan(PlanOf(options.kept)),
+      m_bFree(options.bFree) {
     m_nEdgesLeft = m_edges.Below(2 * m_nEdges) + 1;
     HappensBefore(this);
+    // Until Run: no thread begins before.
+    TakeMachine();
 }
 
 CScheduler::~CScheduler() {
@@ -54,17 +59,26 @@ CScheduler::~CScheduler() {
 void CScheduler::Run(CTask& main) {
     m_pMain = &main;
     g_pScheduler = this;
-    m_pCurrent = m_pMain;
+    if (m_bFree) {
+        const std::uint32_t nGiven = m_over.Given();
+        ReleaseMachine();
+        m_over.Await(nGiven);
+        TakeMachine();  // the last thread has left it
+        ReleaseMachine();
+        g_pScheduler = nullptr;
+        return;
+    }
+    s_pCurrent = m_pMain;
     CFiber::Switch(m_outside, *m_pMain->m_pFiber);
     HappensAfter(m_pMain);
     g_pScheduler = nullptr;
-    m_pCurrent = nullptr;
+    s_pCurrent = nullptr;
 }
 
 CTask& CScheduler::Add(std::uint32_t nProcess, std::string strName, std::function<void()> work, bool bSuspended) {
     const auto nId = static_cast<std::uint32_t>(m_vecTasks.size() + 1);
     const std::string strPath =
-        m_pCurrent != nullptr ? m_pCurrent->m_strPath + "." + std::to_string(++m_pCurrent->m_nChildren) : "1";
+        s_pCurrent != nullptr ? s_pCurrent->m_strPath + "." + std::to_string(++s_pCurrent->m_nChildren) : "1";
     m_vecTasks.push_back(std::make_unique<CTask>(nId, nProcess, std::move(strName), strPath, std::move(work)));
     CTask& task = *m_vecTasks.back();
     if (const auto found = m_plan.find(strPath); found != m_plan.end()) {
@@ -72,6 +86,14 @@ CTask& CScheduler::Add(std::uint32_t nProcess, std::string strName, std::functio
     }
     task.m_nSuspended = bSuspended ? 1 : 0;
     HappensBefore(&task.m_nSuspended);
+    m_pStrategy->Added(task);
+    if (task.IsReady()) {
+        SetReady(task);
+    }
+    if (m_bFree) {
+        StartDetached([this, &task] { RunFree(task); });
+        return task;
+    }
     task.m_pFiber = std::make_unique<CFiber>([this, &task]() noexcept {
         m_pDead.reset();
         // After what was done before the run, and after what its starter had done.
@@ -83,11 +105,78 @@ CTask& CScheduler::Add(std::uint32_t nProcess, std::string strName, std::functio
         task.m_work = nullptr;
         End(task);
     });
-    m_pStrategy->Added(task);
-    if (task.IsReady()) {
-        SetReady(task);
-    }
     return task;
+}
+
+void CScheduler::RunFree(CTask& task) {
+    BeginOwnWork();
+    s_pCurrent = &task;
+    TakeMachine();
+    ReleaseMachine();
+    EndOwnWork();
+    HappensAfter(this);
+    HappensAfter(&task.m_nSuspended);
+    task.m_work();
+    BeginOwnWork();
+    // A thread that is not watched has it already.
+    TakeMachine();
+    task.m_work = nullptr;
+    EndWithin(task);
+    Stops(task);
+    m_machine.Release();
+    s_pCurrent = nullptr;
+    EndAllOwnWork();
+}
+
+void CScheduler::EnterMachine() {
+    m_machine.Take();
+    if (s_pCurrent != nullptr && !s_pCurrent->IsReady()) {
+        AwaitTurn(*s_pCurrent);
+    }
+}
+
+int CScheduler::LendMachine() {
+    if (!m_bFree || g_watching.bForeign) {
+        return 0;
+    }
+    const int nTaken = std::exchange(s_nTaken, 0);
+    if (nTaken > 0) {
+        m_machine.Release();
+    }
+    return nTaken;
+}
+
+void CScheduler::TakeMachineBack(int nTaken) {
+    if (nTaken > 0) {
+        EnterMachine();
+        s_nTaken = nTaken;
+    }
+}
+
+void CScheduler::BecomeForeign() {
+    if (!g_watching.bForeign) {
+        simulation::BecomeForeign();
+        TakeMachine();
+    }
+}
+
+void CScheduler::Stops(CTask& task) {
+    if (std::exchange(task.m_bRuns, false) && --m_nRunning == 0 && !PassTime()) {
+        m_over.Give();
+    }
+}
+
+void CScheduler::AwaitTurn(CTask& task) {
+    while (!task.IsReady()) {
+        const std::uint32_t nGiven = task.m_turn.Given();
+        HappensBefore(&task.m_turn);
+        Stops(task);
+        if (!task.m_bRuns) {
+            m_machine.Release();
+            task.m_turn.Await(nGiven);
+            m_machine.Take();
+        }
+    }
 }
 
 void CScheduler::SetReady(CTask& task) {
@@ -95,6 +184,11 @@ void CScheduler::SetReady(CTask& task) {
         std::upper_bound(m_vecReady.begin(), m_vecReady.end(), &task,
                          [](const CTask* pOne, const CTask* pOther) { return pOne->m_nId < pOther->m_nId; }),
         &task);
+    if (m_bFree && !task.m_bRuns) {
+        task.m_bRuns = true;
+        ++m_nRunning;
+        task.m_turn.Give();
+    }
 }
 
 void CScheduler::RemoveReady(CTask& task) {
@@ -106,7 +200,7 @@ void CScheduler::Suspend(CTask& task) {
         RemoveReady(task);
     }
     ++task.m_nSuspended;
-    if (&task == m_pCurrent) {
+    if (&task == s_pCurrent) {
         Dispatch();
     }
 }
@@ -124,6 +218,13 @@ void CScheduler::End(CTask& task) {
     if (task.m_state == CTask::State::Ended) {
         return;
     }
+    EndWithin(task);
+    if (&task == s_pCurrent) {
+        Dispatch();
+    }
+}
+
+void CScheduler::EndWithin(CTask& task) {
     if (task.IsReady()) {
         RemoveReady(task);
     }
@@ -134,9 +235,6 @@ void CScheduler::End(CTask& task) {
     Remove(m_vecTimed, &task);
     task.m_state = CTask::State::Ended;
     m_bEnding = m_bEnding || &task == m_pMain;
-    if (&task == m_pCurrent) {
-        Dispatch();
-    }
 }
 
 Nanoseconds CScheduler::Deadline(std::uint32_t nMilliseconds) const {
@@ -169,26 +267,26 @@ void CScheduler::WakeExpired() {
 }
 
 CTask* CScheduler::Choose() {
-    CTask* const pCurrent = m_pCurrent->IsReady() ? m_pCurrent : nullptr;
+    CTask* const pCurrent = s_pCurrent->IsReady() ? s_pCurrent : nullptr;
     CTask* const pByItself = NextByItself(std::exchange(m_bYielded, false));
-    CTask* const pKept = KeptNext(*m_pCurrent);
+    CTask* const pKept = KeptNext(*s_pCurrent);
     ++m_nStep;
     CTask* const pNext = pKept != nullptr ? pKept : m_pStrategy->Choose(m_nStep, m_vecReady, pCurrent, pByItself);
     if (pNext != pByItself) {
-        Keep(ChoiceKind::Switch, *m_pCurrent, pNext->m_strPath);
+        Keep(ChoiceKind::Switch, *s_pCurrent, pNext->m_strPath);
     }
     return pNext;
 }
 
 CTask* CScheduler::NextByItself(bool bYielded) const {
-    if (!m_pCurrent->IsReady()) {
+    if (!s_pCurrent->IsReady()) {
         return m_vecReady.front();
     }
     if (!bYielded) {
-        return m_pCurrent;
+        return s_pCurrent;
     }
     const auto after =
-        std::upper_bound(m_vecReady.begin(), m_vecReady.end(), m_pCurrent,
+        std::upper_bound(m_vecReady.begin(), m_vecReady.end(), s_pCurrent,
                          [](const CTask* pOne, const CTask* pOther) { return pOne->m_nId < pOther->m_nId; });
     return after != m_vecReady.end() ? *after : m_vecReady.front();
 }
@@ -205,7 +303,7 @@ CTask* CScheduler::KeptNext(CTask& running) {
 }
 
 bool CScheduler::JumpsHere() {
-    CTask& task = *m_pCurrent;
+    CTask& task = *s_pCurrent;
     const bool bJumps =
         m_bReplay ? task.m_pKept != nullptr && task.m_pKept->Find(ChoiceKind::Jump, task.m_nPosition) != nullptr
                   : m_random.OneIn(m_nJumps);
@@ -216,7 +314,7 @@ bool CScheduler::JumpsHere() {
 }
 
 std::uint32_t CScheduler::Fault(const std::function<std::uint32_t()>& draw) {
-    CTask& task = *m_pCurrent;
+    CTask& task = *s_pCurrent;
     ++task.m_nPosition;
     std::uint32_t nError = 0;
     if (!m_bReplay) {
@@ -244,7 +342,7 @@ void CScheduler::Keep(ChoiceKind kind, const CTask& task, std::string strValue) 
 }
 
 void CScheduler::Point() {
-    ++m_pCurrent->m_nPosition;
+    ++s_pCurrent->m_nPosition;
     m_nNow += kMicrosecond;
     if (++m_nPoints > kMostPoints) {
         Fail("no end: threads go round and round without waiting for anything");
@@ -257,13 +355,13 @@ void CScheduler::Point() {
         }
         WakeExpired();
     }
-    if (m_vecReady.size() > 1) {
+    if (m_vecReady.size() > 1 && !m_bFree) {
         SwitchTo(Choose());
     }
 }
 
 void CScheduler::EdgeOfChoice(bool bDrawn) {
-    CTask& task = *m_pCurrent;
+    CTask& task = *s_pCurrent;
     // A kept choice makes its edge a point, whichever edges are points under the choices that are left.
     if (!bDrawn && (task.m_pKept == nullptr || !task.m_pKept->HasAt(task.m_nPosition + 1))) {
         ++task.m_nPosition;
@@ -277,7 +375,14 @@ void CScheduler::EdgeOfChoice(bool bDrawn) {
 }
 
 void CScheduler::Yield() {
-    m_pStrategy->Yielded(*m_pCurrent);
+    if (m_bFree) {
+        Point();
+        m_machine.Release();
+        __real_sched_yield();
+        EnterMachine();
+        return;
+    }
+    m_pStrategy->Yielded(*s_pCurrent);
     m_bYielded = true;
     Point();
     m_bYielded = false;
@@ -288,7 +393,7 @@ bool CScheduler::Park(std::initializer_list<CWaitList*> lists, Nanoseconds nDead
 }
 
 bool CScheduler::Park(const std::vector<CWaitList*>& lists, Nanoseconds nDeadline, const char* szWhat) {
-    CTask& task = *m_pCurrent;
+    CTask& task = *s_pCurrent;
     RemoveReady(task);
     task.m_state = CTask::State::Parked;
     task.m_nDeadline = nDeadline;
@@ -334,11 +439,11 @@ void CScheduler::WakeOne(CWaitList& list) {
         return;
     }
     // The machine is switched off by none of its threads.
-    if (m_pCurrent == nullptr) {
+    if (s_pCurrent == nullptr) {
         Wake(*list.front());
         return;
     }
-    CTask& running = *m_pCurrent;
+    CTask& running = *s_pCurrent;
     ++running.m_nPosition;
     CTask* pWoken = list.front();
     if (!m_bReplay) {
@@ -357,15 +462,18 @@ void CScheduler::WakeOne(CWaitList& list) {
 }
 
 void CScheduler::Dispatch() {
-    ++m_pCurrent->m_nPosition;
-    for (;;) {
-        if (!m_vecReady.empty()) {
-            SwitchTo(Choose());
-            return;
-        }
+    ++s_pCurrent->m_nPosition;
+    if (m_bFree) {
+        AwaitTurn(*s_pCurrent);
+    } else {
+        SwitchTo(PassTime() ? Choose() : nullptr);
+    }
+}
+
+bool CScheduler::PassTime() {
+    while (m_vecReady.empty()) {
         if (m_bEnding) {
-            SwitchTo(nullptr);
-            return;
+            return false;
         }
         if (m_vecTimed.empty()) {
             ReportDeadlock();
@@ -380,10 +488,11 @@ void CScheduler::Dispatch() {
         }
         WakeExpired();
     }
+    return true;
 }
 
 void CScheduler::SwitchTo(CTask* pNext) {
-    CTask* const pFrom = m_pCurrent;
+    CTask* const pFrom = s_pCurrent;
     if (pNext == pFrom) {
         return;
     }
@@ -393,10 +502,10 @@ void CScheduler::SwitchTo(CTask* pNext) {
         m_pDead = std::move(pFrom->m_pFiber);
         EndAllOwnWork();
     }
-    m_pCurrent = pNext;
-    const int nInside = std::exchange(m_nInside, 0);
+    s_pCurrent = pNext;
+    const int nInside = std::exchange(s_nInside, 0);
     CFiber::Switch(*pFiber, pNext != nullptr ? *pNext->m_pFiber : m_outside, bLast);
-    m_nInside = nInside;
+    s_nInside = nInside;
     m_pDead.reset();
 }
 
@@ -405,6 +514,7 @@ void CScheduler::ReportDeadlock() {
 }
 
 void CScheduler::Fail(const std::string& strReason) {
+    const CInside inside(*this);
     std::fflush(stdout);
     std::fprintf(stderr, "== %s\n", m_strHeading.c_str());
     m_trace.Print(stderr);

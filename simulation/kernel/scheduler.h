@@ -4,6 +4,10 @@
 // comes to a point (a system call, a lock, an edge of the product's code that the compiler has marked) at which the
 // strategy takes another. Time stops while a thread can run, except for a microsecond each call, and jumps to the
 // next end of a wait when none can.
+//
+// A free run is another way: each simulated thread is one of the operating system, and they run at the same time. The
+// machine has one lock, which a thread holds while the simulation works for it and while it waits, and which a thread of
+// a process that is not watched holds whenever it runs. Nothing is chosen then, and a seed does not repeat a run.
 #pragma once
 
 #include <cstdint>
@@ -16,6 +20,7 @@
 #include <vector>
 
 #include "simulation/kernel/happens_before.h"
+#include "simulation/kernel/parallel.h"
 #include "simulation/kernel/random.h"
 #include "simulation/kernel/strategy.h"
 #include "simulation/kernel/task.h"
@@ -34,6 +39,7 @@ struct SchedulerOptions {
     // The run follows these choices and draws none.
     bool bReplay = false;
     Choices kept;
+    bool bFree = false;
 };
 
 class CScheduler {
@@ -54,14 +60,17 @@ class CScheduler {
     // Ends a thread where it is. Does not return when it is the running one.
     void End(CTask& task);
 
-    CTask& Current() { return *m_pCurrent; }
+    CTask& Current() { return *s_pCurrent; }
+    bool IsFree() const { return m_bFree; }
+    // The running thread is of a process that is not watched, from here on.
+    void BecomeForeign();
     // Whether code of the product runs now, in this process, whose calls may fail.
     bool IsProduct(std::uint32_t nProcess) const {
-        return m_nInside == 0 && m_pCurrent != nullptr && m_pCurrent->m_nProcess == nProcess &&
-               m_pCurrent->m_nFaultsHeld == 0;
+        return s_nInside == 0 && s_pCurrent != nullptr && s_pCurrent->m_nProcess == nProcess &&
+               s_pCurrent->m_nFaultsHeld == 0;
     }
     // That of the running thread; 0 outside of a run.
-    std::uint32_t RunningProcess() const { return m_pCurrent != nullptr ? m_pCurrent->m_nProcess : 0; }
+    std::uint32_t RunningProcess() const { return s_pCurrent != nullptr ? s_pCurrent->m_nProcess : 0; }
     Nanoseconds Now() const { return m_nNow; }
     // After the end of a wait of so many milliseconds that begins now; 0xFFFFFFFF is never.
     Nanoseconds Deadline(std::uint32_t nMilliseconds) const;
@@ -74,7 +83,7 @@ class CScheduler {
     // a run that draws.
     std::uint32_t Fault(const std::function<std::uint32_t()>& draw);
     // The running thread would have started a further thread here: the paths of its later ones stay as they are.
-    void LeaveOutThread() { ++m_pCurrent->m_nChildren; }
+    void LeaveOutThread() { ++s_pCurrent->m_nChildren; }
     const std::vector<std::unique_ptr<CTask>>& Tasks() const { return m_vecTasks; }
 
     // A place at which another thread may be taken.
@@ -82,12 +91,12 @@ class CScheduler {
     // The same, for one in so many of the product's marked edges.
     void Edge() {
         // Objects of the program are destroyed when no thread of the machine runs any more.
-        if (m_nInside != 0 || m_pCurrent == nullptr) {
+        if (s_nInside != 0 || s_pCurrent == nullptr || m_bFree) {
             return;
         }
         const bool bDrawn = m_nEdges != 0 && --m_nEdgesLeft == 0;
-        if (!bDrawn && m_pCurrent->m_pKept == nullptr) {
-            ++m_pCurrent->m_nPosition;
+        if (!bDrawn && s_pCurrent->m_pKept == nullptr) {
+            ++s_pCurrent->m_nPosition;
             return;
         }
         EdgeOfChoice(bDrawn);
@@ -100,10 +109,12 @@ class CScheduler {
       public:
         explicit CInside(CScheduler& scheduler) : m_scheduler(scheduler) {
             BeginOwnWork();
-            ++m_scheduler.m_nInside;
+            ++s_nInside;
+            m_scheduler.TakeMachine();
         }
         ~CInside() {
-            --m_scheduler.m_nInside;
+            m_scheduler.ReleaseMachine();
+            --s_nInside;
             EndOwnWork();
         }
         CInside(const CInside&) = delete;
@@ -117,7 +128,7 @@ class CScheduler {
     class COutside {
       public:
         explicit COutside(CScheduler& scheduler)
-            : m_scheduler(scheduler), m_nInside(std::exchange(scheduler.m_nInside, 0)) {
+            : m_scheduler(scheduler), m_nInside(std::exchange(s_nInside, 0)), m_nTaken(scheduler.LendMachine()) {
             for (int i = 0; i < m_nInside; ++i) {
                 EndOwnWork();
             }
@@ -126,7 +137,8 @@ class CScheduler {
             for (int i = 0; i < m_nInside; ++i) {
                 BeginOwnWork();
             }
-            m_scheduler.m_nInside = m_nInside;
+            s_nInside = m_nInside;
+            m_scheduler.TakeMachineBack(m_nTaken);
         }
         COutside(const COutside&) = delete;
         COutside& operator=(const COutside&) = delete;
@@ -134,6 +146,7 @@ class CScheduler {
       private:
         CScheduler& m_scheduler;
         const int m_nInside;
+        const int m_nTaken;
     };
 
     // Waits until woken or until the deadline has passed; false for the second. szWhat is a literal.
@@ -155,8 +168,11 @@ class CScheduler {
   private:
     void SetReady(CTask& task);
     void RemoveReady(CTask& task);
+    void EndWithin(CTask& task);
     void EdgeOfChoice(bool bDrawn);
     void WakeExpired();
+    // No thread can run: time jumps until one can. False when the run is over.
+    bool PassTime();
     // Takes the next thread to run; the running one is parked or ended.
     void Dispatch();
     // Null: back to Run.
@@ -168,6 +184,30 @@ class CScheduler {
     bool JumpsHere();
     void Keep(ChoiceKind kind, const CTask& task, std::string strValue);
     [[noreturn]] void ReportDeadlock();
+
+    // In free runs; they do nothing in others. The lock of the machine nests.
+    void TakeMachine() {
+        if (m_bFree && s_nTaken++ == 0) {
+            EnterMachine();
+        }
+    }
+    void ReleaseMachine() {
+        if (m_bFree && --s_nTaken == 0) {
+            m_machine.Release();
+        }
+    }
+    int LendMachine();
+    void TakeMachineBack(int nTaken);
+    // A thread that was suspended or ended meanwhile goes no further.
+    void EnterMachine();
+    void RunFree(CTask& task);
+    // Waits until the thread can run. It holds the lock of the machine, which is released meanwhile.
+    void AwaitTurn(CTask& task);
+    void Stops(CTask& task);
+
+    static inline thread_local CTask* s_pCurrent = nullptr;
+    static inline thread_local int s_nInside = 0;
+    static inline thread_local int s_nTaken = 0;  // how often the running thread has taken the machine
 
     static inline void (*s_pfnFailing)(const std::string& strReason) = nullptr;
 
@@ -185,18 +225,21 @@ class CScheduler {
     std::vector<CTask*> m_vecReady;    // by number
     std::vector<CTask*> m_vecTimed;    // parked with a deadline
     Nanoseconds m_nEarliest = kNever;  // no deadline of these comes before it
-    CTask* m_pCurrent = nullptr;
     CTask* m_pMain = nullptr;
     std::unique_ptr<CFiber> m_pDead;  // its stack is free once another fiber runs
     CFiber m_outside;
     bool m_bEnding = false;
-    int m_nInside = 0;
     std::unordered_map<const void*, CWaitList> m_waitersAt;
     const bool m_bReplay;
     ReplayPlan m_plan;
     Choices m_chosen;
     bool m_bYielded = false;
     CTrace m_trace;
+
+    const bool m_bFree;
+    CMachineLock m_machine;
+    std::size_t m_nRunning = 0;  // threads of the operating system that do not wait
+    CTurn m_over;
 };
 
 // The one of the run under way; null outside of one.

@@ -9,6 +9,7 @@
 
 #include "simulation/kernel/choices.h"
 #include "simulation/kernel/fiber.h"
+#include "simulation/kernel/parallel.h"
 
 namespace simulation {
 
@@ -55,6 +56,10 @@ class CTask {
     const char* m_szWaitsFor = "";
     const ObjectWait* m_pObjectWait = nullptr;
     bool m_bWoken = false;
+
+    // In a free run.
+    bool m_bRuns = false;  // its thread does not wait for its turn
+    CTurn m_turn;
 
     std::uint32_t m_nChildren = 0;    // threads that it has started
     std::uint64_t m_nPosition = 0;    // choices that it has come to

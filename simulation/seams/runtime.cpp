@@ -214,7 +214,9 @@ int __wrap___cxa_guard_acquire(std::uint64_t* pGuard) {
             std::abort();  // a run has been left in the middle of it
         }
         const CScheduler::CInside inside(*g_pScheduler);
-        g_pScheduler->Park({&WaitersAt(pGuard)}, kNever, "the making of a static object");
+        if (pBytes[1].load() != 0) {
+            g_pScheduler->Park({&WaitersAt(pGuard)}, kNever, "the making of a static object");
+        }
     }
     HappensAfter(pGuard);
     return 0;

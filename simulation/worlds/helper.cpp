@@ -168,7 +168,10 @@ void Visit(CallerFacts& facts) {
     plan.bGate = true;
     plan.nAsksForExit = 1;
     plan.requests = {2, 3, 4, 5};
-    const CKernelHandle hLife(StartProcess([plan] { RunCaller(plan); }));
+    const CKernelHandle hLife(StartProcess([plan] {
+        WatchNoRaces();
+        RunCaller(plan);
+    }));
     Hold(WaitForSingleObject(hLife.get(), 3 * 3600 * 1000) == WAIT_OBJECT_0, "a caller never ends");
 }
 

@@ -48,6 +48,7 @@ void Hold(bool bCondition, const std::string& strWhat) {
 }
 
 void NoteLog(const std::wstring& strLine) {
+    const CScheduler::CInside inside(*g_pScheduler);
     CTrace::Line line;
     line.nAt = g_pScheduler->Now();
     line.nTask = g_pScheduler->Current().m_nId;
@@ -80,7 +81,7 @@ void* StartProcess(std::function<void()> work, std::wstring strFile,
 
 void WatchNoRaces() {
     g_pMachine->Process().m_bForeign = true;
-    BecomeForeign();
+    g_pScheduler->BecomeForeign();
 }
 
 void Vanish() {
