@@ -134,7 +134,7 @@ class IconReadBackTest(unittest.TestCase):
         self.expect_icon(self.draw("PNG48:picture.png", *quadrants(), "-depth", "16"))
 
     def test_jpeg_in_grey(self):
-        self.expect_icon(self.draw("picture.jpg", *quadrants(), "-colorspace", "Rec601Luma", "-quality", "98"),
+        self.expect_icon(self.draw("picture.jpg", *quadrants(), "-grayscale", "Rec601Luma", "-quality", "98"),
                          fields={place: grey(colour) for place, colour in QUADRANTS.items()}, within=10)
 
     def test_jpeg_in_rgb(self):

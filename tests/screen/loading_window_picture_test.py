@@ -46,8 +46,9 @@ class Windows:
         run(ROOT / "tools/wine/run", *command, env=self.environment)
 
     def set_dpi(self, dpi):
-        # Programs that start from now on see it.
         self.run("reg", "add", r"HKCU\Control Panel\Desktop", "/v", "LogPixels", "/t", "REG_DWORD", "/d", str(dpi), "/f")
+        # Some versions of Wine look at it once for all programs of a prefix.
+        run(ROOT / "tools/wine/stop", PREFIX)
 
     def save(self, pixels, path):
         run("convert", "-size", f"{self.screen.width}x{self.screen.height}", "-depth", "8", "bgra:-", "-alpha", "off", path,

@@ -2,6 +2,8 @@
 //
 // Wine's dialog needs a desktop and a user who answers it, and ends the process for a 407 without a configured proxy;
 // only its answer to a 403 is asked for here, the others are the test's own.
+#include <atomic>
+
 #include "tests/unit/support/http/http_transfer_faults.h"
 
 namespace {
@@ -70,7 +72,7 @@ class HttpProxyReportTest : public HttpTransferFaultsTest {
         return count;
     }
 
-    int m_nRefusal = 407;
+    std::atomic<int> m_nRefusal = 407;  // the answer to what is not a report
     std::deque<int> m_reportStatuses;
     HttpTestServer m_proxy{[this](const HttpTestRequest& request) { return Answer(request); }};
     ScopedInternetProxy m_setting{m_proxy.Port()};
@@ -125,19 +127,19 @@ TEST_F(HttpProxyReportTest, UrlsPostedWhileTheDialogIsUpAreFetchedAfterItInOrder
         } while (woken != WAIT_OBJECT_0);
         return ERROR_CANCELLED;
     };
-    HttpTestServer server(Always(HttpTestReply::Of(200)));
     COvHttpTransfer worker;
     ASSERT_TRUE(worker.StartWorker());
     EXPECT_TRUE(worker.PostUrl(L"http://main.nexlet.invalid/main"));
     ASSERT_EQ(WaitForSingleObject(up.get(), 60000), WAIT_OBJECT_0);
-    const ScopedInternetProxy direct(0);
+    const std::size_t nBefore = m_proxy.Requests().size();
+    m_nRefusal = 200;
     for (int i = 0; i < 5; ++i) {
-        EXPECT_TRUE(worker.PostUrl(server.Url(L"/" + std::to_wstring(i))));
+        EXPECT_TRUE(worker.PostUrl(L"http://later.nexlet.invalid/" + std::to_wstring(i)));
     }
     SetEvent(answered.get());
-    ASSERT_TRUE(server.WaitForRequests(5));
-    for (int i = 0; i < 5; ++i) {
-        EXPECT_EQ(server.Requests()[static_cast<std::size_t>(i)].strTarget, "/" + std::to_string(i));
+    ASSERT_TRUE(m_proxy.WaitForRequests(nBefore + 5));
+    for (std::size_t i = 0; i < 5; ++i) {
+        EXPECT_EQ(m_proxy.Requests()[nBefore + i].strTarget, "http://later.nexlet.invalid/" + std::to_string(i));
     }
     EndHttpWorker(worker);
 }
