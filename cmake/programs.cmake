@@ -33,13 +33,13 @@ function(nexlet_add_version target version_file version_description)
   target_sources(${target} PRIVATE ${resource})
 endfunction()
 
-# nexlet_add_console_manifest(TARGET): the manifest of a program for the console.
-function(nexlet_add_console_manifest target)
-  set(resource ${CMAKE_BINARY_DIR}/resources/console.rc)
-  configure_file(${CMAKE_SOURCE_DIR}/resources/console.rc.in ${resource} @ONLY)
+# nexlet_add_manifest(TARGET NAME): resources/NAME.manifest as the manifest of the program.
+function(nexlet_add_manifest target manifest)
+  set(resource ${CMAKE_BINARY_DIR}/resources/${manifest}_manifest.rc)
+  configure_file(${CMAKE_SOURCE_DIR}/resources/manifest.rc.in ${resource} @ONLY)
   target_sources(${target} PRIVATE ${resource})
   set_source_files_properties(${resource} TARGET_DIRECTORY ${target} PROPERTIES
-    OBJECT_DEPENDS ${CMAKE_SOURCE_DIR}/resources/console.manifest)
+    OBJECT_DEPENDS ${CMAKE_SOURCE_DIR}/resources/${manifest}.manifest)
 endfunction()
 
 # nexlet_quick(TARGET...): test code is compiled and linked for a short build, not for speed: it runs once. What it tests
