@@ -114,8 +114,14 @@ std::shared_ptr<CThread> CMachine::StartThread(CProcess& process, std::function<
                 m_scheduler.BecomeForeign();
             }
             const std::uint32_t nExitCode = work();
-            ForgetLocal(*weak.lock()->m_pTask);
-            ThreadEnded(*weak.lock(), nExitCode);
+            std::shared_ptr<CThread> pThread;
+            {
+                // A thread that another one has ended goes no further.
+                const CScheduler::CInside inside(m_scheduler);
+                pThread = weak.lock();
+            }
+            ForgetLocal(*pThread->m_pTask);
+            ThreadEnded(*pThread, nExitCode);
         },
         bSuspended);
     pThread->m_pTask = &task;

@@ -6,8 +6,8 @@
 // next end of a wait when none can.
 //
 // A free run is another way: each simulated thread is one of the operating system, and they run at the same time. The
-// machine has one lock, which a thread holds while the simulation works for it and while it waits, and which a thread of
-// a process that is not watched holds whenever it runs. Nothing is chosen then, and a seed does not repeat a run.
+// machine has one lock, which a thread holds while the simulation works for it and while it waits, and which a thread
+// of a process that is not watched holds whenever it runs. Nothing is chosen then, and a seed does not repeat a run.
 #pragma once
 
 #include <cstdint>
@@ -146,6 +146,32 @@ class CScheduler {
       private:
         CScheduler& m_scheduler;
         const int m_nInside;
+        const int m_nTaken;
+    };
+
+    // For code of a world whose threads share what they know without a lock: in a free run no other thread of that kind
+    // runs meanwhile, and none of the simulation. Not an order for ThreadSanitizer.
+    class CHeld {
+      public:
+        explicit CHeld(CScheduler& scheduler) : m_scheduler(scheduler) { m_scheduler.TakeMachine(); }
+        ~CHeld() { m_scheduler.ReleaseMachine(); }
+        CHeld(const CHeld&) = delete;
+        CHeld& operator=(const CHeld&) = delete;
+
+      private:
+        CScheduler& m_scheduler;
+    };
+
+    // While such code calls the product.
+    class CLent {
+      public:
+        explicit CLent(CScheduler& scheduler) : m_scheduler(scheduler), m_nTaken(scheduler.LendMachine()) {}
+        ~CLent() { m_scheduler.TakeMachineBack(m_nTaken); }
+        CLent(const CLent&) = delete;
+        CLent& operator=(const CLent&) = delete;
+
+      private:
+        CScheduler& m_scheduler;
         const int m_nTaken;
     };
 

@@ -17,6 +17,7 @@
 #include "foundation/thread.h"
 #include "simulation/kernel/faults.h"
 #include "simulation/kernel/machine.h"
+#include "simulation/worlds/client_callbacks.h"
 #include "simulation/worlds/client_calls.h"
 #include "simulation/worlds/helper_program.h"
 #include "simulation/worlds/sdk_stand_ins.h"
@@ -46,6 +47,7 @@ struct ClientPlan {
 CKernelHandle OnThread(std::function<void()> work) {
     const CFaults::CHold noFaults;
     return LaunchThread([work = std::move(work)] {
+        const CScheduler::CHeld held(*g_pScheduler);
         work();
         return 0U;
     });
@@ -127,7 +129,7 @@ void LiveOnce(ClientFacts& facts, const ClientPlan& plan) {
     }
     ExpectAllTold(facts);
     // A handle is not used again.
-    Hold(nexlet_close(facts.client) == NEXLET_BAD_HANDLE, "a client is closed twice");
+    Hold(InLibrary([&] { return nexlet_close(facts.client); }) == NEXLET_BAD_HANDLE, "a client is closed twice");
 }
 
 void SuspendHelper(CProcess& process) {
@@ -200,6 +202,7 @@ std::size_t OwnThreads() {
 }  // namespace
 
 void RunClientWorld(CRandom random) {
+    const CScheduler::CHeld held(*g_pScheduler);
     ClientRules rules;
     rules.bFaults = !g_pFaults->IsNever();
     rules.bNoProgram = random.OneIn(12);

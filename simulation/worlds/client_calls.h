@@ -29,7 +29,7 @@ struct BegunRequest {
 };
 
 // A client with what its callbacks have said. Its threads and the library's use it at once; the scheduler takes no
-// other thread between two calls, so it has no lock.
+// other thread between two calls, or CHeld keeps them away, so it has no lock.
 struct ClientFacts {
     const ClientRules* pRules = nullptr;  // weak
     std::string strMark;
