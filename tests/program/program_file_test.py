@@ -4,6 +4,7 @@ import re
 import struct
 import sys
 import unittest
+from xml.etree import ElementTree
 
 from pe_file import PeFile
 
@@ -73,7 +74,11 @@ class ProgramFileTest(unittest.TestCase):
     def test_manifest_asks_for_no_rights_and_sees_the_system_dpi(self):
         manifest = self.program.resources()[(RT_MANIFEST, 1)].decode()
         self.assertIn('level="asInvoker"', manifest)
-        self.assertIn("<dpiAware>true</dpiAware>", manifest)
+        # What is in another namespace is ignored.
+        application, settings = "{urn:schemas-microsoft-com:asm.v3}", "{http://schemas.microsoft.com/SMI/2005/WindowsSettings}"
+        aware = ElementTree.fromstring(manifest).find(f"{application}application/{application}windowsSettings/{settings}dpiAware")
+        self.assertIsNotNone(aware, manifest)
+        self.assertEqual("true", aware.text)
         # The system that current Windows reports to programs which name it.
         self.assertIn("{8e0f7a12-bfb3-4fe8-b9a5-48fd50a15a9a}", manifest)
 
