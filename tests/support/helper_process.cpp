@@ -67,8 +67,9 @@ std::size_t CHelperProcess::PrivateBytes() const {
     // Counted page by page: the system's own figure is 0 under Wine.
     std::size_t bytes = 0;
     MEMORY_BASIC_INFORMATION region = {};
-    for (const char* at = nullptr; VirtualQueryEx(m_process.hProcess.get(), at, &region, sizeof region) != 0;
-         at = static_cast<const char*>(region.BaseAddress) + region.RegionSize) {
+    for (std::uintptr_t at = 0;
+         VirtualQueryEx(m_process.hProcess.get(), reinterpret_cast<const void*>(at), &region, sizeof region) != 0;
+         at = reinterpret_cast<std::uintptr_t>(region.BaseAddress) + region.RegionSize) {
         if (region.State == MEM_COMMIT && region.Type == MEM_PRIVATE) {
             bytes += region.RegionSize;
         }
