@@ -4,8 +4,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <cstdlib>
-#include <cstring>
 #include <utility>
 
 #include "simulation/kernel/scheduler.h"
@@ -16,20 +16,25 @@ namespace {
 constexpr std::size_t kBlocks = 1024;
 // Larger blocks are buffers of texts and bytes, and go back at once.
 constexpr std::size_t kLargest = 2048;
-// How much of a block is filled, from its beginning.
-constexpr std::size_t kFilled = 256;
-constexpr unsigned char kFilling = 0xDD;
+// How much of a block is filled, from its beginning: at most so many words.
+constexpr std::size_t kWords = 32;
 
 struct Freed {
-    unsigned char* pBlock = nullptr;
-    std::size_t nFilled = 0;
+    std::uint64_t* pBlock = nullptr;
+    std::size_t nWords = 0;
 };
 
 std::array<Freed, kBlocks> g_freed;
 std::size_t g_nNext = 0;
 
-bool IsFilled(const unsigned char* pBlock, std::size_t nBytes) {
-    return pBlock[0] == kFilling && std::memcmp(pBlock, pBlock + 1, nBytes - 1) == 0;
+// Another one for each block: no content of a block in use is it by chance. Its lowest byte is not 0, see BeginBlock.
+std::uint64_t Filling(const std::uint64_t* pBlock) {
+    return (reinterpret_cast<std::uintptr_t>(pBlock) * 0x9E3779B97F4A7C15) | 1;
+}
+
+bool IsFilled(const Freed& freed) {
+    return std::all_of(freed.pBlock, freed.pBlock + freed.nWords,
+                       [nFilling = Filling(freed.pBlock)](std::uint64_t nWord) { return nWord == nFilling; });
 }
 
 [[noreturn]] void Report(const char* szWhat) {
@@ -54,17 +59,17 @@ void GiveBack(void* pBlock) {
         std::free(pBlock);
         return;
     }
-    Freed freed{static_cast<unsigned char*>(pBlock), std::min(nBytes, kFilled)};
-    if (IsFilled(freed.pBlock, freed.nFilled)) {
+    Freed freed{static_cast<std::uint64_t*>(pBlock), std::min(nBytes / sizeof(std::uint64_t), kWords)};
+    if (IsFilled(freed)) {
         Report("memory is freed twice");
     }
-    std::memset(freed.pBlock, kFilling, freed.nFilled);
+    std::fill_n(freed.pBlock, freed.nWords, Filling(freed.pBlock));
     std::swap(freed, g_freed[g_nNext]);
     g_nNext = (g_nNext + 1) % kBlocks;
     if (freed.pBlock == nullptr) {
         return;
     }
-    if (!IsFilled(freed.pBlock, freed.nFilled)) {
+    if (!IsFilled(freed)) {
         Report("memory was written after it was freed");
     }
     std::free(freed.pBlock);
