@@ -175,7 +175,7 @@ bool Read(int argc, char** argv, Arguments& arguments) {
         arguments.faults = 0;
         arguments.memory = 0;
     }
-    // There only the threads of the simulation itself are safe from each other.
+    // In other builds the simulation's own records of memory and edges have no lock.
     return !arguments.bFree || NEXLET_TSAN;
 }
 

@@ -121,8 +121,8 @@ void CScheduler::RunFree(CTask& task) {
     // A thread that is not watched has it already.
     TakeMachine();
     task.m_work = nullptr;
-    EndWithin(task);
-    Stops(task);
+    MarkEnded(task);
+    MarkStopped(task);
     m_machine.Release();
     s_pCurrent = nullptr;
     EndAllOwnWork();
@@ -160,7 +160,7 @@ void CScheduler::BecomeForeign() {
     }
 }
 
-void CScheduler::Stops(CTask& task) {
+void CScheduler::MarkStopped(CTask& task) {
     if (std::exchange(task.m_bRuns, false) && --m_nRunning == 0 && !PassTime()) {
         m_over.Give();
     }
@@ -170,7 +170,7 @@ void CScheduler::AwaitTurn(CTask& task) {
     while (!task.IsReady()) {
         const std::uint32_t nGiven = task.m_turn.Given();
         HappensBefore(&task.m_turn);
-        Stops(task);
+        MarkStopped(task);
         if (!task.m_bRuns) {
             m_machine.Release();
             task.m_turn.Await(nGiven);
@@ -218,13 +218,13 @@ void CScheduler::End(CTask& task) {
     if (task.m_state == CTask::State::Ended) {
         return;
     }
-    EndWithin(task);
+    MarkEnded(task);
     if (&task == s_pCurrent) {
         Dispatch();
     }
 }
 
-void CScheduler::EndWithin(CTask& task) {
+void CScheduler::MarkEnded(CTask& task) {
     if (task.IsReady()) {
         RemoveReady(task);
     }

@@ -6,8 +6,8 @@
 // next end of a wait when none can.
 //
 // A free run is another way: each simulated thread is one of the operating system, and they run at the same time. The
-// machine has one lock, which a thread holds while the simulation works for it and while it waits, and which a thread
-// of a process that is not watched holds whenever it runs. Nothing is chosen then, and a seed does not repeat a run.
+// machine has one lock. A thread holds it while the simulation works for it, but not while it waits. A thread of a
+// process that is not watched holds it whenever it runs. Nothing is chosen then, and a seed does not repeat a run.
 #pragma once
 
 #include <cstdint>
@@ -194,7 +194,8 @@ class CScheduler {
   private:
     void SetReady(CTask& task);
     void RemoveReady(CTask& task);
-    void EndWithin(CTask& task);
+    // It runs no more. What it waited for forgets it.
+    void MarkEnded(CTask& task);
     void EdgeOfChoice(bool bDrawn);
     void WakeExpired();
     // No thread can run: time jumps until one can. False when the run is over.
@@ -229,7 +230,8 @@ class CScheduler {
     void RunFree(CTask& task);
     // Waits until the thread can run. It holds the lock of the machine, which is released meanwhile.
     void AwaitTurn(CTask& task);
-    void Stops(CTask& task);
+    // The thread is about to wait, or has ended. When it was the last that ran, time passes, or the run is over.
+    void MarkStopped(CTask& task);
 
     static inline thread_local CTask* s_pCurrent = nullptr;
     static inline thread_local int s_nInside = 0;
