@@ -5,35 +5,28 @@
 
 namespace {
 
-class NexctlGone : public Nexctl {
-  protected:
-    // Listens to the helper that runs, for one more service, until end() has ended it.
-    template <typename End>
-    ConsoleRun ListenTo(End end) {
-        ConsoleRun run;
-        std::thread listener([&] { run = Run({"listen", "--service", "listens", "--timeout", "60000"}); });
-        const CHelperLog log = m_helper.Log();
-        EXPECT_TRUE(log.WaitFor("Type=12, Message=", kLongMs, 2)) << log.Tail();
-        end();
-        listener.join();
-        EXPECT_EQ(run.dwExitCode, 4u) << run.strOut << run.strErr;
-        return run;
-    }
-};
+using NexctlGone = Nexctl;
 
 TEST_F(NexctlGone, CodeOfTheSystemIsToldInHexadecimalWithTheLastWords) {
     ASSERT_EQ(Run({"start"}).dwExitCode, 0u);
-    const ConsoleRun run = ListenTo([&] { TerminateProcess(m_helper.Handle(), 0xC0000005); });
+    ConsoleRun run;
+    std::thread listener([&] {
+        run = Run({"send", "99", "{}", "--expect", "0", "listen", "--service", "listens", "--timeout", "60000"});
+    });
+    const CHelperLog log = m_helper.Log();
+    // A helper that ends before nexctl has all of its start is replaced by another. With a request it has.
+    EXPECT_TRUE(log.WaitFor("\"message_type\":99", kLongMs)) << log.Tail();
+    TerminateProcess(m_helper.Handle(), 0xC0000005);
+    listener.join();
+    EXPECT_EQ(run.dwExitCode, 4u) << run.strOut << run.strErr;
     EXPECT_EQ(JsonLines(run.strOut).back()["exit_code"].asUInt(), 0xC0000005u);
     EXPECT_NE(run.strErr.find("its exit code was 0xC0000005; its log says: \""), std::string::npos) << run.strErr;
 }
 
 TEST_F(NexctlGone, ListenTellsTheExceptionThatEndedTheHelper) {
-    ASSERT_EQ(Run({"start"}).dwExitCode, 0u);
-    const ConsoleRun run = ListenTo([&] {
-        // A request of another service on the host's pipe ends it.
-        SendToHost(R"({"content":{"p1":{},"service_id":"other"},"message_type":5})");
-    });
+    const ConsoleRun run = Run({"start", "send", "5", R"({"p1":{}})", "--expect", "0", "listen", "--timeout", "60000"});
+    EXPECT_EQ(run.dwExitCode, 4u) << run.strOut << run.strErr;
+    EXPECT_NE(run.strErr.find("nexctl: listen: "), std::string::npos) << run.strErr;
     EXPECT_NE(run.strErr.find("its exit code was 3; its log says: ended: uncaught exception: "), std::string::npos)
         << run.strErr;
 }
