@@ -198,25 +198,30 @@ class CSession {
     }
 
     std::string PlayHost(const Rule& rule, const std::string& sent, const std::string& reply) {
-        CHostPipe host;
-        DWORD systemError = 0;
-        CallerResult result = host.Connect(m_mark, m_timeoutMs, systemError);
+        CallerResult result = CallerResult::Ok;
+        if (!m_host.IsConnected()) {
+            DWORD systemError = 0;
+            result = m_host.Connect(m_mark, m_timeoutMs, systemError);
+        }
         if (result == CallerResult::Ok) {
-            result = host.SendPayload(sent, m_timeoutMs);
+            result = m_host.SendPayload(sent, m_timeoutMs);
         }
         if (result == CallerResult::Ok && rule.kind == RuleKind::HostServes) {
             return After(result, reply, rule.any);
         }
         if (result == CallerResult::Ok && rule.kind == RuleKind::HostQuiet) {
-            result = host.SendPayload(R"({"content":"no switches","message_type":1})", m_timeoutMs);
+            result = m_host.SendPayload(R"({"content":"no switches","message_type":1})", m_timeoutMs);
         }
         std::string answer;
         if (result == CallerResult::Ok) {
-            result = host.WaitForPayload(m_timeoutMs, answer);
+            result = m_host.WaitForPayload(m_timeoutMs, answer);
         }
-        return result != CallerResult::Ok ? DescribeCallerResult(result)
-               : answer == reply          ? ""
-                                          : "\"" + answer + "\" came";
+        if (result == CallerResult::Ok && answer == reply) {
+            return {};
+        }
+        // A late answer is not taken for the next rule's.
+        m_host.Close();
+        return result != CallerResult::Ok ? DescribeCallerResult(result) : "\"" + answer + "\" came";
     }
 
     std::string PlayExchange(const std::string& text) {
@@ -267,6 +272,8 @@ class CSession {
     const std::uint32_t m_timeoutMs;
     const std::wstring m_mark;
     CCaller m_caller;
+    // One connection for all rules: a client that comes soon after another may stop the host from listening.
+    CHostPipe m_host;
     CKernelHandle m_process;
     ReceivedFrame m_notice;
     std::string m_problem;

@@ -1,6 +1,7 @@
 // nexctl conformance against the real program, and against one that breaks rules.
 #include <filesystem>
 #include <fstream>
+#include <iostream>
 #include <map>
 
 #include "tests/e2e/nexctl_fixture.h"
@@ -9,11 +10,14 @@ namespace {
 
 class NexctlConformance : public Nexctl {
   protected:
-    // The logs of the helpers that were played against.
+    // Tells and removes the logs of the helpers that were played against.
     void TearDown() override {
         const Json::Value status = JsonLines(RunPlain({"log", "status"}).strOut).at(0);
         for (const Json::Value& file : status["files"]) {
             if (file["mark"].asString().starts_with("conformance")) {
+                if (HasFailure()) {
+                    std::cerr << file["path"].asString() << ": " << CHelperLog(file["process_id"].asUInt()).Tail(60);
+                }
                 DeleteFileW(Utf8ToUtf16(file["path"].asString()).c_str());
             }
         }
