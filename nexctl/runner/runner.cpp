@@ -12,6 +12,9 @@
 
 namespace {
 
+// The system closes the pipes of a process that ends before it says that the process has ended.
+constexpr std::uint32_t kEndAfterLossMs = 500;
+
 const char* OutcomeOf(ExitCode code) {
     switch (code) {
         case ExitCode::Ok:
@@ -109,6 +112,9 @@ ExitCode CRunner::Fail(const Step& step, nexlet_result result, Json::Value line)
     }
     if (result == NEXLET_BAD_ARGUMENT) {
         words = nexlet_last_error_text();
+    }
+    if (result == NEXLET_GONE) {
+        m_client.WaitProcessEnd(kEndAfterLossMs);
     }
     const nexlet_helper helper = m_client.Helper();
     const bool starting = !m_bConnected;

@@ -164,6 +164,12 @@ TEST_F(StandIn, NexctlEndsWithTheCodeOfEachAnswer) {
     }
 }
 
+TEST_F(StandIn, NexctlTellsTheExitCodeOfAHelperThatEndsAMomentAfterItsConnection) {
+    const ConsoleRun run = RunNexctl("on 2\nhangup\nwait 100\nexit 9", {"start", "status"});
+    EXPECT_EQ(run.dwExitCode, 4u) << run.strOut << run.strErr;
+    EXPECT_NE(run.strErr.find("its exit code was 9"), std::string::npos) << run.strErr;
+}
+
 TEST_F(StandIn, ProgramTellsHowItIsUsedAndWhatIsWrong) {
     const std::wstring program = OwnFolder() + L"\\nexlet-standin.exe";
     const ConsoleRun help = RunConsoleProgram(program, {"--help"});
