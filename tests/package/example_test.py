@@ -1,13 +1,17 @@
 #!/usr/bin/env python3
 """Builds the examples from the two archives of the package, as a developer does who has nothing else, and runs them in worlds
 that the package brings up.
-example_test.py SOURCE_DIR MADE CMAKE C CXX RC WINE_PREFIX"""
+example_test.py SOURCE_DIR MADE CMAKE C CXX RC WINE_PREFIX SUITE
+
+SUITE is a class below. Built comes first and builds; each of the others takes what it has built into a prefix of its own, where
+there is one world at a time, so they can run side by side."""
 import contextlib
 import http.client
 import json
 import os
 import pathlib
 import re
+import shutil
 import ssl
 import subprocess
 import sys
@@ -15,8 +19,12 @@ import tempfile
 import unittest
 import zipfile
 
-SOURCE_DIR, MADE, CMAKE, CC, CXX, RC, PREFIX = sys.argv[1:8]
-SOURCE_DIR, MADE, PREFIX = pathlib.Path(SOURCE_DIR), pathlib.Path(MADE), pathlib.Path(PREFIX)
+SOURCE_DIR, MADE, CMAKE, CC, CXX, RC, PREFIXES, SUITE = sys.argv[1:9]
+SOURCE_DIR, MADE = pathlib.Path(SOURCE_DIR), pathlib.Path(MADE)
+PREFIX = pathlib.Path(f"{PREFIXES}-{SUITE.lower()}")
+# On drive C, so that paths stay short wherever this tree is.
+TEMPORARY = PREFIX / "drive_c/temp"
+BUILT = pathlib.Path(f"{PREFIXES}-built") / "drive_c/temp/examples"
 WINE = SOURCE_DIR / "tools" / "wine"
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(SOURCE_DIR / "tests" / "program"))
@@ -40,7 +48,9 @@ def run(*command, code=0):
     return said
 
 
-class ExampleTest(unittest.TestCase):
+class Examples(unittest.TestCase):
+    """What all suites need: the package and its built examples in a folder of the prefix."""
+
     @classmethod
     def setUpClass(cls):
         run(WINE / "make-prefix", PREFIX)
@@ -49,31 +59,23 @@ class ExampleTest(unittest.TestCase):
             with contextlib.suppress(AssertionError):
                 run(WINE / "run", "reg", "delete", key, "/f")
         cls.addClassCleanup(run, WINE / "stop", PREFIX)
-        (PREFIX / "drive_c/temp").mkdir(exist_ok=True)
-        # On drive C, so that paths stay short wherever this tree is.
-        temporary = tempfile.TemporaryDirectory(dir=PREFIX / "drive_c/temp")
-        cls.addClassCleanup(temporary.cleanup)
-        cls.folder = pathlib.Path(temporary.name)
-        for archive in sorted(MADE.glob("nexlet-*.zip")):
-            if not archive.name.endswith("-symbols.zip"):
-                with zipfile.ZipFile(archive) as opened:
-                    opened.extractall(cls.folder)
-        cls.package, = cls.folder.iterdir()
+        TEMPORARY.mkdir(exist_ok=True)
+        cls.lay()
+        cls.package, = (folder for folder in cls.folder.iterdir() if folder.name.startswith("nexlet-"))
         cls.caller = cls.folder / "caller" / "bin"
-        cls.build("examples/caller", "build")
-        run(CMAKE, "--install", cls.folder / "build", "--prefix", cls.caller.parent)
-        cls.build("examples", "build_all")
-
+        cls.prepare()
         cls.before = cls.exports()
 
     @classmethod
-    def build(cls, source, name):
-        run(CMAKE, "-S", cls.package / source, "-B", cls.folder / name, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Release",
-            "-DCMAKE_SYSTEM_NAME=Windows", f"-DCMAKE_C_COMPILER={CC}", f"-DCMAKE_CXX_COMPILER={CXX}",
-            f"-DCMAKE_RC_COMPILER={RC}", "-DCMAKE_C_FLAGS=-Wall -Wextra -pedantic-errors -Werror",
-            "-DCMAKE_CXX_FLAGS=-Wall -Wextra -Werror", "-DCMAKE_EXE_LINKER_FLAGS=-static",
-            f"-DCMAKE_CROSSCOMPILING_EMULATOR={WINE / 'run'}", f"-DCMAKE_PREFIX_PATH={cls.package}")
-        run(CMAKE, "--build", cls.folder / name)
+    def lay(cls):
+        temporary = tempfile.TemporaryDirectory(dir=TEMPORARY)
+        cls.addClassCleanup(temporary.cleanup)
+        cls.folder = pathlib.Path(temporary.name)
+        shutil.copytree(BUILT, cls.folder, dirs_exist_ok=True)
+
+    @classmethod
+    def prepare(cls):
+        pass
 
     def setUp(self):
         self.world = self.folder / "world"
@@ -132,9 +134,47 @@ class ExampleTest(unittest.TestCase):
         for name in ("nexlet", "WeChat", "internet.exe", "caller"):
             self.assertNotIn(name, running)
 
+
+class Built(Examples):
+    """Builds the examples for the other suites."""
+
+    @classmethod
+    def lay(cls):
+        cls.folder = BUILT
+        shutil.rmtree(BUILT, ignore_errors=True)
+        BUILT.mkdir()
+        for archive in sorted(MADE.glob("nexlet-*.zip")):
+            if not archive.name.endswith("-symbols.zip"):
+                with zipfile.ZipFile(archive) as opened:
+                    opened.extractall(BUILT)
+
+    @classmethod
+    def prepare(cls):
+        cls.build("examples/caller", "build")
+        run(CMAKE, "--install", cls.folder / "build", "--prefix", cls.caller.parent)
+        cls.build("examples", "build_all")
+
+    @classmethod
+    def build(cls, source, name):
+        run(CMAKE, "-S", cls.package / source, "-B", cls.folder / name, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Release",
+            "-DCMAKE_SYSTEM_NAME=Windows", f"-DCMAKE_C_COMPILER={CC}", f"-DCMAKE_CXX_COMPILER={CXX}",
+            f"-DCMAKE_RC_COMPILER={RC}", "-DCMAKE_C_FLAGS=-Wall -Wextra -pedantic-errors -Werror",
+            "-DCMAKE_CXX_FLAGS=-Wall -Wextra -Werror", "-DCMAKE_EXE_LINKER_FLAGS=-static",
+            f"-DCMAKE_CROSSCOMPILING_EMULATOR={WINE / 'run'}", f"-DCMAKE_PREFIX_PATH={cls.package}")
+        run(CMAKE, "--build", cls.folder / name)
+
     def test_installed_example_is_a_folder_that_runs(self):
         self.assertEqual(sorted(file.name for file in self.caller.iterdir()),
                          ["caller.exe", "nexlet.exe", "nexlet_client.dll"])
+
+    def test_tests_with_the_stand_in_of_the_helper_pass(self):
+        said = run(pathlib.Path(CMAKE).with_name("ctest"), "--test-dir", self.folder / "build_all", "--output-on-failure")
+        self.assertIn("100% tests passed, 0 tests failed out of 3", said)
+        self.assert_nothing_left()
+
+
+class Opens(Examples):
+    """Opens by the example that is installed, and what the servers of its world answer."""
 
     def test_mini_program_opens_in_the_world_and_nothing_stays(self):
         self.up("opens.scenario")
@@ -182,13 +222,13 @@ class ExampleTest(unittest.TestCase):
         self.down()
         self.assert_nothing_left()
 
-    def test_every_example_of_a_scenario_can_be_brought_up(self):
-        scenarios = sorted((self.package / "examples/world").iterdir())
-        self.assertEqual(len(scenarios), 4)
-        for scenario in scenarios:
-            self.nexlet_world("check", scenario)
-            self.up(scenario.name)
-            self.down()
+    def test_login_of_a_scenario_shows_in_the_status(self):
+        self.up("opens.scenario")
+        said = run(WINE / "run", self.package / "bin/nexctl.exe", "start", "status", "exit", "--exe", self.helper())
+        print(said, end="")
+        status = re.search(r"mini_wx_login\W+(\d)", said)
+        self.assertEqual(status and status[1], "1", said)
+        self.down()
         self.assert_nothing_left()
 
     def test_build_keeps_the_rules_of_the_wire_in_a_scenario_of_the_package(self):
@@ -201,14 +241,9 @@ class ExampleTest(unittest.TestCase):
         self.down()
         self.assert_nothing_left()
 
-    def test_login_of_a_scenario_shows_in_the_status(self):
-        self.up("opens.scenario")
-        said = run(WINE / "run", self.package / "bin/nexctl.exe", "start", "status", "exit", "--exe", self.helper())
-        print(said, end="")
-        status = re.search(r"mini_wx_login\W+(\d)", said)
-        self.assertEqual(status and status[1], "1", said)
-        self.down()
-        self.assert_nothing_left()
+
+class Callers(Examples):
+    """The other examples, in one world."""
 
     def test_examples_that_open_a_mini_program_run_in_one_world(self):
         self.up("opens.scenario")
@@ -237,6 +272,19 @@ class ExampleTest(unittest.TestCase):
         self.down()
         self.assert_nothing_left()
 
+
+class Worlds(Examples):
+    """Each scenario of the package, and the examples that need another than the first."""
+
+    def test_every_example_of_a_scenario_can_be_brought_up(self):
+        scenarios = sorted((self.package / "examples/world").iterdir())
+        self.assertEqual(len(scenarios), 4)
+        for scenario in scenarios:
+            self.nexlet_world("check", scenario)
+            self.up(scenario.name)
+            self.down()
+        self.assert_nothing_left()
+
     def test_targets_of_the_other_kinds_open_in_their_worlds(self):
         for kind, scenario in (("weChat", "page"), ("yyb", "yyb")):
             with self.subTest(kind):
@@ -259,11 +307,6 @@ class ExampleTest(unittest.TestCase):
         self.down()
         self.assert_nothing_left()
 
-    def test_tests_with_the_stand_in_of_the_helper_pass(self):
-        said = run(pathlib.Path(CMAKE).with_name("ctest"), "--test-dir", self.folder / "build_all", "--output-on-failure")
-        self.assertIn("100% tests passed, 0 tests failed out of 3", said)
-        self.assert_nothing_left()
-
 
 if __name__ == "__main__":
-    unittest.main(argv=sys.argv[:1], verbosity=2)
+    unittest.main(argv=[sys.argv[0], SUITE], verbosity=2)
