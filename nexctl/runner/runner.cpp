@@ -12,7 +12,7 @@
 
 namespace {
 
-// The system closes the pipes of a process that ends before it says that the process has ended.
+// While a process ends, the system closes its pipes first and signals its end later.
 constexpr std::uint32_t kEndAfterLossMs = 500;
 
 const char* OutcomeOf(ExitCode code) {
