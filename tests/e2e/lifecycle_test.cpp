@@ -281,7 +281,7 @@ TEST_F(Lifecycle, HostServesOneCommandLineAfterTheOther) {
     for (int i = 0; i < 30; ++i) {
         if (i > 0) {
             // A client that comes before the host listens again ends its listening, and no line tells when it does.
-            EXPECT_TRUE(Log().WaitFor("Client disconnected!", kLongMs, i));
+            EXPECT_TRUE(Log().WaitFor("Client disconnected!", kLongMs, static_cast<std::size_t>(i)));
             Sleep(500);
         }
         CHostPipe host;
