@@ -129,7 +129,7 @@ def page(results):
     parts = [
         BEFORE,
         f"This run: {facts['date']}, {machine['processor']}, {plural(machine['processors'], 'processor')}, "
-        f"{machine['system']}, {machine['wine']}, gcc {machine['compiler']}; "
+        f"{machine['system']}, {machine['wine']}, {machine['compiler']}; "
         + ", ".join(f"{name} {version}" for name, version in installed.items())
         + f". It took {facts['seconds'] / 60:.0f} minutes. The load of the machine just before was {machine['load'][0]:.1f}."
         + (f" It was a short run of {plural(facts['rounds'], 'round')}: its figures say little." if facts["rounds"] else ""),
