@@ -26,6 +26,13 @@ function(nexlet_not_watched library)
     VERBATIM)
 endfunction()
 
+# nexlet_simulated_precompiled(TARGET): one precompiled header for the files of this library.
+function(nexlet_simulated_precompiled target)
+  target_precompile_headers(${target} PRIVATE ${CMAKE_SOURCE_DIR}/simulation/precompiled.h)
+  # Without a time in it the header made once serves every checkout through ccache.
+  target_compile_options(${target} PRIVATE "SHELL:-Xclang -fno-pch-timestamp")
+endfunction()
+
 # nexlet_add_simulated_floors(TARGET FLOOR... [FILES SOURCE...]): a library of all sources of these floors, and of the named
 # files of others. Their edges are marked for the scheduler; functions are not put into each other, so that each atomic
 # operation has an edge of its own.
@@ -44,6 +51,7 @@ function(nexlet_add_simulated_floors target)
   file(SHA256 ${unmarked} list)
   target_compile_definitions(${target} PRIVATE NEXLET_UNMARKED_${list})
   set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${unmarked})
+  nexlet_simulated_precompiled(${target})
   target_compile_options(${target} PRIVATE -fsanitize-coverage=trace-pc-guard -fno-inline
                          -fsanitize-coverage-ignorelist=${unmarked})
   if(NEXLET_SANITIZE STREQUAL thread)
@@ -75,8 +83,9 @@ function(nexlet_add_simulated_gtest name)
     set(filter "-${except}")
   endif()
   add_executable(${name} ${arg_SOURCES})
-  target_compile_options(${name} PRIVATE -O0 -g1)
+  target_compile_options(${name} PRIVATE -O0 -g1 "SHELL:-Xclang -fno-pch-timestamp")
   target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} simulation_gtest_main)
+  target_precompile_headers(${name} REUSE_FROM simulated_test_precompiled)
   if(NEXLET_SANITIZE STREQUAL thread)
     add_test(NAME threads.${name} COMMAND ${name} --seeds=2 --gtest_filter=${filter})
     set_tests_properties(threads.${name} PROPERTIES TIMEOUT 300 LABELS unit)

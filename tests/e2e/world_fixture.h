@@ -11,6 +11,7 @@
 #include "foundation/text_helpers.h"
 #include "tests/e2e/end_to_end.h"
 #include "tests/support/console_program.h"
+#include "tests/support/registry_text.h"
 #include "tests/support/unique_name.h"
 
 #include <tlhelp32.h>
@@ -48,27 +49,8 @@ class CWorldTest : public CEndToEnd {
     }
     ConsoleRun Down() const { return Run({"down", Utf8(m_directory)}); }
 
-    // What all three places hold, as the system's own tool writes it.
-    std::string Exports() const {
-        std::string all;
-        for (const auto& [key, view] :
-             {std::pair("HKLM\\SOFTWARE", "/reg:64"), {"HKLM\\SOFTWARE", "/reg:32"}, {"HKCU\\Software", "/reg:64"}}) {
-            const std::filesystem::path file = m_root / "export.reg";
-            const ConsoleRun run =
-                RunConsoleProgram(LR"(C:\windows\system32\reg.exe)", {"export", key, Utf8(file), "/y", view});
-            EXPECT_EQ(run.dwExitCode, 0u) << run.strOut << run.strErr;
-            all += ReadAll(file);
-            std::filesystem::remove(file);
-        }
-        EXPECT_GT(all.size(), 10000u);
-        return all;
-    }
-
-    // An export's text is UTF-16, most of it ASCII.
     static std::string Around(const std::string& text, std::size_t at) {
-        std::string around = text.substr(at < 600 ? 0 : at - 600, 1200);
-        std::erase(around, '\0');
-        return around;
+        return text.substr(at < 300 ? 0 : at - 300, 600);
     }
 
     // How many processes of this file name there are.
@@ -102,7 +84,7 @@ class CWorldTest : public CEndToEnd {
     void ExpectNothingLeft(const std::string& before) {
         EXPECT_FALSE(std::filesystem::exists(m_directory));
         EXPECT_EQ(CountOf(L"WeChat.exe") + CountOf(L"monitor.exe") + CountOf(L"internet.exe"), 0);
-        const std::string after = Exports();
+        const std::string after = RegistryText();
         const auto [at, other] = std::ranges::mismatch(before, after);
         EXPECT_TRUE(before == after) << "the registry is another:\n"
                                      << Around(before, static_cast<std::size_t>(at - before.begin()))

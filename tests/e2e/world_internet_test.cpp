@@ -57,7 +57,8 @@ TEST_F(WorldInternet, TheDailyFileAndABeaconByTlsAreAnsweredAndSeen) {
     // A proxy of the user's own has to come back.
     const CRegistryValue server(HKEY_CURRENT_USER, kSettings, L"ProxyServer", 0, REG_SZ, TextBytes(L"mine:8080"));
     const CRegistryValue script(HKEY_CURRENT_USER, kSettings, L"AutoConfigURL", 0, REG_SZ, TextBytes(L"http://mine/"));
-    const std::string before = Exports();
+    const std::string before = RegistryText();
+    ASSERT_GT(before.size(), 10000u);
     const ConsoleRun up = Up(std::string(kInternet) + R"(installed WeChatMiniProgram
 file world/broken/ocean.dll app/wxsdk/ocean.dll
 answer info.nexlet.invalid /wxzolt/info.txt 200 after 50 text {"appShortcut":{"create":1}}
@@ -112,7 +113,8 @@ TEST_F(WorldInternet, WhatNoAnswerFitsIsNotThere) {
 }
 
 TEST_F(WorldInternet, ASchemeOpensThePageOfItsClient) {
-    const std::string before = Exports();
+    const std::string before = RegistryText();
+    ASSERT_GT(before.size(), 10000u);
     const std::string title = Utf16ToUtf8(UniqueName(L"小程序 page"));
     const ConsoleRun up =
         Up(std::string(kInternet) + "installed WeChat\nscheme nexlet-world-test \"clients/We Chat.exe\" " + title +
@@ -139,7 +141,8 @@ TEST_F(WorldInternet, ASchemeOpensThePageOfItsClient) {
 }
 
 TEST_F(WorldInternet, AKilledUpGoesDownToWhatWasThere) {
-    const std::string before = Exports();
+    const std::string before = RegistryText();
+    ASSERT_GT(before.size(), 10000u);
     std::ofstream(m_root / "scenario", std::ios::binary)
         << kInternet << "process clients/one.exe\nscheme nexlet-world-test clients/WeChat.exe\ninstalled WeChat\n";
     // With the process of the internet, in the middle of the user's proxy, and after it.
@@ -160,7 +163,8 @@ TEST_F(WorldInternet, AKilledUpGoesDownToWhatWasThere) {
 }
 
 TEST_F(WorldInternet, AKilledDownIsFinishedByTheNext) {
-    const std::string before = Exports();
+    const std::string before = RegistryText();
+    ASSERT_GT(before.size(), 10000u);
     for (const DWORD afterMs : {5u, 40u, 120u}) {
         ASSERT_EQ(
             Up(std::string(kInternet) + "installed WeChat\nscheme nexlet-world-test clients/WeChat.exe\n").dwExitCode,
@@ -180,7 +184,8 @@ TEST_F(WorldInternet, AKilledDownIsFinishedByTheNext) {
 }
 
 TEST_F(WorldInternet, ServersThatWereKilledLeaveNoProxy) {
-    const std::string before = Exports();
+    const std::string before = RegistryText();
+    ASSERT_GT(before.size(), 10000u);
     ASSERT_EQ(Up(kInternet).dwExitCode, 0u);
     ASSERT_EQ(CountOf(L"internet.exe"), 1);
     const ConsoleRun kill = RunConsoleProgram(LR"(C:\windows\system32\taskkill.exe)", {"/f", "/im", "internet.exe"});

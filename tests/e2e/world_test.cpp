@@ -32,10 +32,11 @@ monitor clients/monitor.exe
 using World = CWorldTest;
 
 TEST_F(World, UpStatusOpenAndDownLeaveNothing) {
-    const std::string before = Exports();
+    const std::string before = RegistryText();
+    ASSERT_GT(before.size(), 10000u);
     const ConsoleRun up = Up(kScenario);
     ASSERT_EQ(up.dwExitCode, 0u) << up.strErr;
-    EXPECT_TRUE(before != Exports());
+    EXPECT_TRUE(before != RegistryText());
     EXPECT_NE(FindWindowW(L"Chat", L"a title"), nullptr);
     EXPECT_NE(FindWindowW(L"QOvrinSafeMonClass", nullptr), nullptr);
     EXPECT_EQ(ReadNumber(HKEY_CURRENT_USER, L"SOFTWARE\\NexletWorldTest", L""), 7u);
@@ -66,7 +67,8 @@ file nexlet.exe app/bin/nexlet.exe
 )";
 
 TEST_F(World, LoginOfAScenarioIsFreshWhenItIsBroughtUp) {
-    const std::string before = Exports();
+    const std::string before = RegistryText();
+    ASSERT_GT(before.size(), 10000u);
     const ConsoleRun up = Up(kLoginScenario + std::string("logged-in\n"));
     ASSERT_EQ(up.dwExitCode, 0u) << up.strErr;
     ASSERT_NO_FATAL_FAILURE(StartHelperOfTheWorld());
@@ -119,7 +121,8 @@ TEST_F(World, ValuesThatStoodThereComeBack) {
     const CRegistryValue own(HKEY_CURRENT_USER, L"SOFTWARE\\NexletWorldTest", L"Own", 0, REG_SZ, TextBytes(L"mine"));
     const CRegistryValue below(HKEY_CURRENT_USER, L"SOFTWARE\\NexletWorldTest\\Below", L"b", 0, REG_MULTI_SZ,
                                TextBytes(L"x"));
-    const std::string before = Exports();
+    const std::string before = RegistryText();
+    ASSERT_GT(before.size(), 10000u);
     ASSERT_EQ(Up(R"(value user SOFTWARE\NexletWorldTest own number 1
 value user SOFTWARE\NexletWorldTest own number 2
 value user SOFTWARE\NexletWorldTest\Below\Deep x text y
@@ -160,7 +163,8 @@ TEST_F(World, KeptKeyThatIsUnchangedIsNotWritten) {
 }
 
 TEST_F(World, SecondUpTakesTheFirstWorldDown) {
-    const std::string before = Exports();
+    const std::string before = RegistryText();
+    ASSERT_GT(before.size(), 10000u);
     ASSERT_EQ(Up("installed Androws\nprocess one.exe").dwExitCode, 0u);
     const ConsoleRun again = Up("installed WeChat\nprocess two.exe");
     EXPECT_EQ(again.dwExitCode, 0u) << again.strErr;
@@ -172,7 +176,8 @@ TEST_F(World, SecondUpTakesTheFirstWorldDown) {
 }
 
 TEST_F(World, WorldThatACrashLeftHalfWayGoesDownFromItsJournal) {
-    const std::string before = Exports();
+    const std::string before = RegistryText();
+    ASSERT_GT(before.size(), 10000u);
     ASSERT_EQ(Up(kScenario).dwExitCode, 0u);
     // The crash: a process is gone, and the journal's last line is cut.
     const HWND window = FindWindowW(L"Chat", nullptr);
@@ -190,7 +195,8 @@ TEST_F(World, WorldThatACrashLeftHalfWayGoesDownFromItsJournal) {
 }
 
 TEST_F(World, DownNamesAFileThatIsHeldAndTheNextDownRemovesIt) {
-    const std::string before = Exports();
+    const std::string before = RegistryText();
+    ASSERT_GT(before.size(), 10000u);
     ASSERT_EQ(Up("installed WeChat\nfile nexlet.exe a/held.exe\nfile nexlet.exe b/free.exe").dwExitCode, 0u);
     {
         const CFileHandle held(CreateFileW((m_directory / "a/held.exe").c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
@@ -208,7 +214,8 @@ TEST_F(World, DownNamesAFileThatIsHeldAndTheNextDownRemovesIt) {
 }
 
 TEST_F(World, DownWaitsForAFileThatIsHeldForAMoment) {
-    const std::string before = Exports();
+    const std::string before = RegistryText();
+    ASSERT_GT(before.size(), 10000u);
     ASSERT_EQ(Up("file nexlet.exe a/held.exe\nfile nexlet.exe b/free.exe").dwExitCode, 0u);
     SetFileAttributesW((m_directory / "b/free.exe").c_str(), FILE_ATTRIBUTE_READONLY);
     CFileHandle held(CreateFileW((m_directory / "a/held.exe").c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
@@ -227,7 +234,8 @@ TEST_F(World, DownWaitsForAFileThatIsHeldForAMoment) {
 }
 
 TEST_F(World, UpThatFailsHalfWayTakesBackWhatItDid) {
-    const std::string before = Exports();
+    const std::string before = RegistryText();
+    ASSERT_GT(before.size(), 10000u);
     const ConsoleRun up = Up("installed WeChat\nprocess a.exe\nfile nexlet.exe b.exe\nfile nexlet.exe b.exe");
     EXPECT_EQ(up.dwExitCode, 2u);
     EXPECT_NE(up.strErr.find("line 4: "), std::string::npos) << up.strErr;
