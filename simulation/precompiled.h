@@ -1,5 +1,5 @@
-// What most files that run on the simulated machine begin with, compiled once for each library. A file still includes what
-// it uses.
+// What most files that run on the simulated machine begin with, compiled once for each library. A file still includes
+// what it uses.
 #pragma once
 
 #include <algorithm>
