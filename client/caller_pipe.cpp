@@ -109,7 +109,9 @@ DWORD WINAPI CCallerPipe::ThreadEntry(void* self) {
 }
 
 void CCallerPipe::Serve() {
-    while (Accept()) {
+    OVERLAPPED listening = {};
+    Listening state = Listen(listening);
+    while (Accept(listening, state)) {
         // A drop that was asked for before this connection is not meant for it.
         ResetEvent(m_hDrop.get());
         ++m_nConnection;
@@ -119,10 +121,14 @@ void CCallerPipe::Serve() {
         m_bConnected = false;
         if (Stopping()) {
             ClosePipe();
-        } else {
-            // Also drops what the other end has not read.
-            DisconnectNamedPipe(m_hPipe.get());
+            m_sink.OnLost();
+            return;
         }
+        // Also drops what the other end has not read.
+        DisconnectNamedPipe(m_hPipe.get());
+        // Whoever is told of the loss may have the helper come back at once. A pipe that does not listen yet is busy to
+        // it, and it tries once.
+        state = Listen(listening);
         m_sink.OnLost();
     }
     if (Stopping()) {
@@ -140,38 +146,45 @@ void CCallerPipe::ClosePipe() {
     m_hPipe.reset();
 }
 
-// True when a client has connected, false when the pipe is to stop.
-bool CCallerPipe::Accept() {
-    const HANDLE pipe = m_hPipe.get();
+// Pending: Accept waits for what begins here, and the block is the system's until then.
+CCallerPipe::Listening CCallerPipe::Listen(OVERLAPPED& listening) {
     while (!Stopping()) {
-        OVERLAPPED overlapped = {};
-        overlapped.hEvent = m_hRead.get();
-        if (ConnectNamedPipe(pipe, &overlapped) != FALSE) {
-            return true;
+        listening = {};
+        listening.hEvent = m_hRead.get();
+        if (ConnectNamedPipe(m_hPipe.get(), &listening) != FALSE) {
+            return Listening::Connected;
         }
         switch (GetLastError()) {
             case ERROR_PIPE_CONNECTED:  // the client was quicker than this call
-                return true;
+                return Listening::Connected;
             case ERROR_NO_DATA:  // it came and went before this call
-                DisconnectNamedPipe(pipe);
+                DisconnectNamedPipe(m_hPipe.get());
                 continue;
             case ERROR_IO_PENDING:
-                break;
+                return Listening::Pending;
             default:
-                return false;
+                return Listening::Failed;
         }
+    }
+    return Listening::Failed;
+}
+
+// True when a client has connected, false when the pipe is to stop.
+bool CCallerPipe::Accept(OVERLAPPED& listening, Listening state) {
+    const HANDLE pipe = m_hPipe.get();
+    for (; state == Listening::Pending; state = Listen(listening)) {
         const HANDLE handles[] = {m_hStop.get(), m_hRead.get()};
         if (WaitForMultipleObjects(2, handles, FALSE, INFINITE) != WAIT_OBJECT_0 + 1) {
-            CancelAndWait(pipe, overlapped);
+            CancelAndWait(pipe, listening);
             return false;
         }
         DWORD unused = 0;
-        if (GetOverlappedResult(pipe, &overlapped, &unused, FALSE) != FALSE) {
+        if (GetOverlappedResult(pipe, &listening, &unused, FALSE) != FALSE) {
             return true;
         }
         DisconnectNamedPipe(pipe);
     }
-    return false;
+    return state == Listening::Connected && !Stopping();
 }
 
 void CCallerPipe::ReadUntilLost() {

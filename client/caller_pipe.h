@@ -24,9 +24,9 @@ class ICallerPipeSink {
     ~ICallerPipeSink() = default;
 };
 
-// Serves from Start to Stop; after a lost connection it listens again. While a helper is connected every other open
-// finds the pipe busy, which the helper's probe takes for alive. Start and Stop on one thread at a time, the rest on
-// any.
+// Serves from Start to Stop; after a lost connection it listens again, before it tells the loss. While a helper is
+// connected every other open finds the pipe busy, which the helper's probe takes for alive. Start and Stop on one
+// thread at a time, the rest on any.
 class CCallerPipe {
   public:
     CCallerPipe(std::wstring strPipeName, std::wstring strGateName, ICallerPipeSink& sink);
@@ -60,9 +60,13 @@ class CCallerPipe {
     DWORD ClientProcessId() const;
 
   private:
+    // What an attempt to listen has come to.
+    enum class Listening { Pending, Connected, Failed };
+
     static DWORD WINAPI ThreadEntry(void* self);
     void Serve();
-    bool Accept();
+    Listening Listen(OVERLAPPED& listening);
+    bool Accept(OVERLAPPED& listening, Listening state);
     void ReadUntilLost();
     bool Stopping() const;
     void ClosePipe();

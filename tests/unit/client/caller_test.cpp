@@ -43,15 +43,6 @@ class CallerTest : public ::testing::Test {
         ASSERT_EQ(m_caller.WaitForConnection(kLongMs), CallerResult::Ok);
     }
 
-    void ReconnectHelper() {
-        while (!m_helper.Open(m_caller.PipeName())) {
-            // The pipe needs a moment to listen again.
-            ASSERT_EQ(m_helper.LastError(), static_cast<DWORD>(ERROR_PIPE_BUSY));
-            WaitNamedPipeW(m_caller.PipeName().c_str(), kLongMs);
-        }
-        ASSERT_EQ(m_caller.WaitForConnection(kLongMs), CallerResult::Ok);
-    }
-
     // Sends on a thread of its own while the stand-in reads.
     std::string SendAndRead(MessageType type, Json::Value content) {
         CallerResult result = CallerResult::Closed;
@@ -169,7 +160,7 @@ TEST_F(CallerTest, SendThatIsCutOffByItsLimitEndsTheConnection) {
     EXPECT_TRUE(next == CallerResult::Gone || next == CallerResult::NotConnected) << DescribeCallerResult(next);
     EXPECT_EQ(m_caller.WaitForLoss(kLongMs), CallerResult::Ok);
     EXPECT_TRUE(m_helper.WaitForEnd()) << m_helper.LastError();
-    ReconnectHelper();
+    Connect();
     EXPECT_NE(SendAndRead(MessageType::S_MT_GetWxAppStatus, Json::Value(Json::objectValue)), "");
 }
 
@@ -254,10 +245,7 @@ TEST_F(CallerTest, HelperMayComeAgainAndBeginsWithAFreshStream) {
     ASSERT_EQ(m_caller.WaitForFrame(Number(MessageType::S_MT_InitReply), kLongMs, frame), CallerResult::Ok);
     m_helper.Close();
     ASSERT_EQ(m_caller.WaitForLoss(kLongMs), CallerResult::Ok);
-    while (!m_helper.Open(m_caller.PipeName())) {
-        WaitNamedPipeW(m_caller.PipeName().c_str(), kLongMs);
-    }
-    ASSERT_EQ(m_caller.WaitForConnection(kLongMs), CallerResult::Ok);
+    Connect();
     ASSERT_TRUE(m_helper.Write(notice));
     EXPECT_EQ(m_caller.WaitForFrame(Number(MessageType::S_MT_InitReply), kLongMs, frame), CallerResult::Ok);
 }
@@ -268,10 +256,29 @@ TEST_F(CallerTest, DisconnectEndsTheHelpersConnectionAndThePipeListensAgain) {
     EXPECT_TRUE(m_helper.WaitForEnd()) << m_helper.LastError();
     ASSERT_EQ(m_caller.WaitForLoss(kLongMs), CallerResult::Ok);
     CPipePeer again;
-    while (!again.Open(m_caller.PipeName())) {
-        WaitNamedPipeW(m_caller.PipeName().c_str(), kLongMs);
+    EXPECT_TRUE(again.Open(m_caller.PipeName())) << again.LastError();
+}
+
+// A helper that is asked to come back tries once.
+TEST(Caller, ListensAgainBeforeItTellsTheLoss) {
+    CCaller caller(UniqueName(L"callertest"), "svc");
+    CPipePeer again;
+    const CKernelHandle told(CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    caller.SetGoneHandler([&] {
+        again.Open(caller.PipeName());
+        SetEvent(told.get());
+    });
+    ASSERT_EQ(caller.Open(), CallerResult::Ok);
+    {
+        CPipePeer helper;
+        ASSERT_TRUE(helper.Open(caller.PipeName())) << helper.LastError();
+        ASSERT_TRUE(helper.Write(Notice()));
+        ReceivedFrame notice;
+        ASSERT_EQ(caller.WaitForFrame(Number(MessageType::S_MT_InitReply), kLongMs, notice), CallerResult::Ok);
     }
-    EXPECT_TRUE(again.IsOpen());
+    ASSERT_EQ(WaitForSingleObject(told.get(), kLongMs), WAIT_OBJECT_0);
+    EXPECT_TRUE(again.IsOpen()) << again.LastError();
+    EXPECT_EQ(caller.WaitForConnection(kLongMs), CallerResult::Ok);
 }
 
 TEST_F(CallerTest, SecondCallerOfTheSameServiceIsTurnedAway) {
