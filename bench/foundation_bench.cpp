@@ -44,10 +44,10 @@ void Base64() {
     for (const auto& [name, text] : {std::pair{"one line", &plain}, {"lines of 64", &lines}}) {
         table.Add(
             name,
-            [text = text](std::size_t count) {
+            [kept = text](std::size_t count) {
                 std::string decoded;
                 for (; count > 0; --count) {
-                    Base64Decode(*text, decoded);
+                    Base64Decode(*kept, decoded);
                     Keep(decoded);
                 }
             },
@@ -64,9 +64,9 @@ void UrlEscaping() {
     for (const auto& [name, text] : {std::pair{"words", &words}, {"URLs and Chinese", &url}}) {
         table.Add(
             name,
-            [text = text](std::size_t count) {
+            [kept = text](std::size_t count) {
                 for (; count > 0; --count) {
-                    const std::string escaped = UrlEscapeString(*text);
+                    const std::string escaped = UrlEscapeString(*kept);
                     Keep(escaped);
                 }
             },
@@ -84,9 +84,9 @@ void TextConversion() {
          {std::pair{"20000 bytes of ASCII, both ways", &ascii}, {"a short name, both ways", &shortText}}) {
         table.Add(
             name,
-            [text = text](std::size_t count) {
+            [kept = text](std::size_t count) {
                 for (; count > 0; --count) {
-                    const std::string back = Utf16ToUtf8(Utf8ToUtf16(*text));
+                    const std::string back = Utf16ToUtf8(Utf8ToUtf16(*kept));
                     Keep(back);
                 }
             },
